@@ -1,0 +1,16 @@
+# The mlh command. It sees include/ only, like any other host.
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(MLH_COMMAND_LIBS REQUIRED IMPORTED_TARGET sndfile smf cairo)
+find_package(CLI11 REQUIRED)
+find_package(nlohmann_json REQUIRED)
+
+file(GLOB MLH_COMMAND_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/cli/*.cpp)
+list(REMOVE_ITEM MLH_COMMAND_SOURCES ${PROJECT_SOURCE_DIR}/cli/main.cpp)
+if(MLH_COMMAND_SOURCES)
+  add_library(mlh_command STATIC ${MLH_COMMAND_SOURCES})
+  target_include_directories(mlh_command PUBLIC ${PROJECT_SOURCE_DIR}/cli)
+  target_compile_options(mlh_command PRIVATE -Wall -Wextra)
+  target_link_libraries(mlh_command PUBLIC mlh_static PkgConfig::MLH_COMMAND_LIBS CLI11::CLI11 nlohmann_json::nlohmann_json)
+  add_executable(mlh ${PROJECT_SOURCE_DIR}/cli/main.cpp)
+  target_link_libraries(mlh PRIVATE mlh_command)
+endif()

@@ -1,0 +1,24 @@
+# The core: one set of objects, linked into a shared library that exports the C functions alone and
+# into a static one for hosts and tests that use the classes.
+file(GLOB_RECURSE MLH_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/*.cpp)
+list(FILTER MLH_SOURCES EXCLUDE REGEX "/src/dsp/kernels/")
+
+# Rounding is part of the contract: no contraction of multiply-adds and no fast-math, in any build type.
+set(MLH_COMPILE_OPTIONS -Wall -Wextra -ffp-contract=off -fvisibility=hidden -fvisibility-inlines-hidden)
+
+add_library(mlh_objects OBJECT ${MLH_SOURCES})
+target_include_directories(mlh_objects PUBLIC ${PROJECT_SOURCE_DIR}/include PRIVATE ${PROJECT_SOURCE_DIR}/src)
+target_compile_options(mlh_objects PRIVATE ${MLH_COMPILE_OPTIONS})
+include(${CMAKE_CURRENT_LIST_DIR}/Kernels.cmake)
+
+add_library(mlh_static STATIC $<TARGET_OBJECTS:mlh_objects> ${MLH_KERNEL_OBJECTS})
+set_target_properties(mlh_static PROPERTIES OUTPUT_NAME mlh)
+target_include_directories(mlh_static PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
+
+add_library(mlh_shared SHARED $<TARGET_OBJECTS:mlh_objects> ${MLH_KERNEL_OBJECTS})
+set_target_properties(mlh_shared PROPERTIES OUTPUT_NAME mlh VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+target_include_directories(mlh_shared PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
+if(EXISTS ${PROJECT_SOURCE_DIR}/cmake/mlh.symbols)
+  target_link_options(mlh_shared PRIVATE LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/mlh.symbols)
+  set_target_properties(mlh_shared PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/mlh.symbols)
+endif()

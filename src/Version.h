@@ -1,0 +1,7 @@
+// The two version tables that the library answers with.
+#pragma once
+
+#include <cstdint>
+
+inline constexpr int32_t kCoreVersion[4] = {2, 2, 3, 20942};
+inline constexpr int32_t kAddOnVersion[4] = {1, 0, 4, 21195};
