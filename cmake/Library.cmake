@@ -18,7 +18,11 @@ target_include_directories(mlh_static PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_
 add_library(mlh_shared SHARED $<TARGET_OBJECTS:mlh_objects> ${MLH_KERNEL_OBJECTS})
 set_target_properties(mlh_shared PROPERTIES OUTPUT_NAME mlh VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
 target_include_directories(mlh_shared PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
-if(EXISTS ${PROJECT_SOURCE_DIR}/cmake/mlh.symbols)
-  target_link_options(mlh_shared PRIVATE LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/mlh.symbols)
-  set_target_properties(mlh_shared PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/mlh.symbols)
-endif()
+
+# Only the functions of the list leave the shared library.
+file(STRINGS ${PROJECT_SOURCE_DIR}/cmake/exports.txt MLH_EXPORTS REGEX "^[A-Za-z]")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.txt)
+list(JOIN MLH_EXPORTS ";\n    " exports)
+file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/mlh.symbols CONTENT "MLH_1 {\n  global:\n    ${exports};\n  local:\n    *;\n};\n")
+target_link_options(mlh_shared PRIVATE LINKER:--version-script=${PROJECT_BINARY_DIR}/mlh.symbols)
+set_target_properties(mlh_shared PROPERTIES LINK_DEPENDS ${PROJECT_BINARY_DIR}/mlh.symbols)
