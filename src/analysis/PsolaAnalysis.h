@@ -1,0 +1,89 @@
+// Places the pitch marks of a recording, for pitch-synchronous overlap-add (Moulines and Charpentier,
+// 1990).
+//
+// It walks through the recording one period at a time. The pitch tracker runs ahead and tells the period to
+// expect; a cross-correlation of two stretches half a window apart finds the real distance to the next
+// period; a peak rule then keeps the marks on the same feature of the waveform. Each mark carries the
+// energy since the mark before and the strength of an attack there.
+//
+//     CMELODORExtendedAnalysis placer(marks, 44100.0f, 2048, 1, true, 0);
+//     placer.Initialize();
+//     while (...) placer.AnalyzeBlock(channels, frames);   // frames <= placer.GetFreeSpace()
+//     placer.Finish();
+//
+// How the input is cut into blocks has no effect on the marks. One thread at a time.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "analysis/PitchMarks.h"
+
+class CPSOLAAnalysisIf {
+  public:
+    virtual ~CPSOLAAnalysisIf() = default;
+
+    // Ready for another recording: the list is emptied but for a new mark at 0, the tracker starts anew.
+    // The voicing threshold stays. Returns 0.
+    virtual int32_t Reset() = 0;
+
+    // Takes input and places all the marks it can. The channels are summed, not averaged. Null `channels`
+    // adds nothing and works on what is buffered, as if no more input came. Returns 0, or 5000003, taking
+    // nothing, for a negative count or one above GetFreeSpace(), and 5000002 before Initialize.
+    virtual int32_t AnalyzeBlock(const float* const* channels, int32_t frameCount) = 0;
+
+    // Skips a fixed stretch and puts an empty mark behind it. Returns 0.
+    virtual int32_t InsertHop() = 0;
+
+    // The recording ends here: places the remaining marks and one at the exact end, all of whose other
+    // fields are 0. Returns 0, or 5000002 before Initialize.
+    virtual int32_t Finish() = 0;
+
+    // How many frames AnalyzeBlock can take now. With the default buffer, blocks of 4096 always fit.
+    virtual int32_t GetFreeSpace() const = 0;
+};
+
+// The interface of placers that know a pitch tracker.
+class CPSOLAAnalysisEnhIf : public CPSOLAAnalysisIf {};
+
+class CPSOLAAnalysis : public CPSOLAAnalysisEnhIf {
+  public:
+    // marks         the list to fill, borrowed; an empty one gets its first mark at position 0
+    // sampleRate    Hz, 8000 and above
+    // blockSize     a power of two from 1024 up, to be multiplied by 2, 4 or 8 at rates of 64, 128 and
+    //               256 kHz and above; the longest period that can be followed
+    // channelCount  1 and above
+    // enhanced      with the pitch tracker; without, periods are found by correlation alone
+    // bufferSize    samples, at least four times the (multiplied) block; 0 takes the default
+    CPSOLAAnalysis(CPitchMarksIf* marks, float sampleRate, int32_t blockSize, int32_t channelCount,
+                   bool enhanced, int32_t bufferSize);
+    ~CPSOLAAnalysis() override;
+
+    // To be called once, before anything else. 0, 1000001 where a part can't be made, 5000003 for
+    // arguments out of the ranges above.
+    int32_t Initialize();
+
+    int32_t Reset() override;
+    int32_t AnalyzeBlock(const float* const* channels, int32_t frameCount) override;
+    int32_t InsertHop() override;
+    int32_t Finish() override;
+    int32_t GetFreeSpace() const override;
+
+    // Places the marks of one stretch of a finished recording again, at a pitch that the caller knows.
+    // `source` holds one array of `length` samples per channel, taken from mark `markIndex` on;
+    // `midiPitch` is 69 for 440 Hz. The marks between are replaced, those before and behind stay. Feed no
+    // more input afterwards without a Reset. Returns 0, or 5000003 for an index or length out of range.
+    int32_t ReanalyzeSegment(const float* const* source, int32_t length, int32_t markIndex, float midiPitch);
+
+    // The tracker's threshold for voices from 160 Hz up, in dB; 0 at first. Without a tracker it is 0.
+    void SetVoicingThreshold(float decibels);
+    float GetVoicingThreshold() const;
+};
+
+// What the analysis driver creates.
+class CMELODORExtendedAnalysis final : public CPSOLAAnalysis {
+  public:
+    using CPSOLAAnalysis::CPSOLAAnalysis;
+};

@@ -1,0 +1,32 @@
+// Real recordings for tests: plain WAV files below a folder that may be missing.
+//
+//     Recording voice;
+//     std::string why;
+//     if (!LoadRecording(MLH_VOICES_DIR, "some.wav", voice, why)) GTEST_SKIP() << why;
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+struct Recording {
+    std::string name;  // file name without folder
+    int32_t sampleRate = 0;
+    int32_t channels = 0;
+    std::vector<float> samples;  // interleaved, -1 to 1
+
+    int32_t Frames() const { return channels > 0 ? static_cast<int32_t>(samples.size()) / channels : 0; }
+    std::vector<float> Channel(int32_t channel) const;
+    std::vector<float> Mono() const;  // mean of the channels
+};
+
+// The names of all .wav files of the folder, sorted. Empty, with a reason in `why`, where there is none.
+std::vector<std::string> ListRecordings(const std::string& folder, std::string& why);
+
+// Reads one file: 16, 24 or 32 bit integers or 32 bit floats, plain or "extensible", with any chunks before,
+// between and behind the format and the data. False, with a reason in `why`, where that can't be done.
+bool LoadRecording(const std::string& folder, const std::string& name, Recording& recording,
+                   std::string& why);
+
+// The same for the bytes of a file.
+bool ParseWav(const std::vector<uint8_t>& bytes, Recording& recording, std::string& why);
