@@ -1,0 +1,20 @@
+// Lets the components read from the host's reader, so that they need not know the public interface.
+#pragma once
+
+#include "addon/AudioReader.h"
+#include "mlh/addon.h"
+
+// Forwards every call unchanged. The reader is the host's and must outlive the wrapper.
+class AudioReaderWrapper final : public CAudioReader {
+  public:
+    explicit AudioReaderWrapper(MalleoTuneHarmonyAddOnIf::AudioReader* reader) : reader(reader) {}
+
+    int32_t SetPosition(int32_t frame) override { return reader->SetPosition(frame); }
+    int32_t Read(float** channels, int32_t frames) override { return reader->Read(channels, frames); }
+    int32_t GetLength() override { return reader->GetLength(); }
+    int32_t GetNumChannels() override { return reader->GetNumChannels(); }
+    int32_t GetSampleRate() override { return reader->GetSampleRate(); }
+
+  private:
+    MalleoTuneHarmonyAddOnIf::AudioReader* reader;
+};
