@@ -1,0 +1,129 @@
+#include "dsp/Fft.h"
+
+#include <cstring>
+
+#include "dsp/FftWindow.h"
+#include "dsp/SplitRadix.h"
+
+namespace {
+
+constexpr int32_t kBadArgument = 5000003;
+constexpr int64_t kLargestSize = int64_t{1} << 30;
+
+// Copies one block into the transform buffer, which may be the same, windows it and pads it with zeros.
+void LoadBlock(float* buffer, const float* in, const float* window, int32_t windowLength, int32_t fftSize,
+               int32_t windowType) {
+    const size_t count = static_cast<size_t>(windowLength);
+    if (buffer != in) std::memmove(buffer, in, count * sizeof(float));
+    if (fftSize > windowLength) Ops().VecZero(buffer + windowLength, fftSize - windowLength);
+    if (windowType != 0) Ops().VecMul(buffer, window, windowLength);
+}
+
+bool IsPowerOfTwo(int32_t n) { return n > 0 && (n & (n - 1)) == 0; }
+
+}  // namespace
+
+CqrtfFFTGen::CqrtfFFTGen(int32_t windowLength, int32_t zeroPadFactor, int32_t windowType)
+    : fftSize(windowLength * zeroPadFactor), windowLength(windowLength), windowType(windowType) {}
+
+void CqrtfFFTGen::Init() {
+    window = MakeVec(windowLength);
+    bitReversal = std::make_unique<int32_t[]>(static_cast<size_t>(SplitRadixBitReversalSize(fftSize)));
+    twiddles = MakeVec(SplitRadixTwiddleSize(fftSize));
+    work = MakeVec(fftSize);
+    FillWindow(window.get(), windowLength, windowType);
+    status |= PrepareKernel();
+}
+
+int32_t CqrtfFFTGen::Forward(float* out, const float* in) {
+    LoadBlock(out, in, window.get(), windowLength, fftSize, windowType);
+    RealSplitRadixForward(out, fftSize, bitReversal.get(), twiddles.get());
+    return 0;
+}
+
+int32_t CqrtfFFTGen::Inverse(float* out, const float* in) {
+    // The spectrum is copied in any case, so that it may stand in `out`.
+    std::memcpy(work.get(), in, static_cast<size_t>(fftSize) * sizeof(float));
+    RealSplitRadixInverse(work.get(), fftSize, bitReversal.get(), twiddles.get());
+    std::memcpy(out, work.get(), static_cast<size_t>(windowLength) * sizeof(float));
+    return Ops().VecMulConst(out, 2.0f, windowLength);
+}
+
+template <int32_t level>
+CqrtfFFTKernel<level>::CqrtfFFTKernel(int32_t windowLength, int32_t zeroPadFactor, int32_t windowType)
+    : fftSize(windowLength * zeroPadFactor), windowLength(windowLength), windowType(windowType) {}
+
+template <int32_t level>
+void CqrtfFFTKernel<level>::Init() {
+    window = MakeVec(windowLength);
+    work = MakeVec(fftSize);
+    FillWindow(window.get(), windowLength, windowType);
+    status |= PrepareKernel();
+}
+
+template <int32_t level>
+int32_t CqrtfFFTKernel<level>::PrepareKernel() {
+    plan = std::make_unique<int32_t[]>(static_cast<size_t>(SplitRadixBitReversalSize(fftSize)));
+    planMemory = MakeVec(SplitRadixTwiddleSize(fftSize));
+    return 0;
+}
+
+template <int32_t level>
+void CqrtfFFTKernel<level>::ReleaseKernel() {
+    plan.reset();
+    planWork.reset();
+    planInit.reset();
+    planMemory.reset();
+}
+
+template <int32_t level>
+int32_t CqrtfFFTKernel<level>::Forward(float* out, const float* in) {
+    LoadBlock(work.get(), in, window.get(), windowLength, fftSize, windowType);
+    RealSplitRadixForward(work.get(), fftSize, plan.get(), planMemory.get());
+    std::memcpy(out, work.get(), static_cast<size_t>(fftSize) * sizeof(float));
+    return 0;
+}
+
+template <int32_t level>
+int32_t CqrtfFFTKernel<level>::Inverse(float* out, const float* in) {
+    std::memcpy(work.get(), in, static_cast<size_t>(fftSize) * sizeof(float));
+    RealSplitRadixInverse(work.get(), fftSize, plan.get(), planMemory.get());
+    std::memcpy(out, work.get(), static_cast<size_t>(windowLength) * sizeof(float));
+    return Ops().VecMulConst(out, 2.0f, windowLength);
+}
+
+template <class FFT>
+int32_t FFTCreate(CqrtfFFT_If** fft, int32_t windowLength, int32_t zeroPadFactor, int32_t windowType) {
+    *fft = nullptr;
+    if (!IsPowerOfTwo(windowLength) || windowLength % 4 != 0 || !IsPowerOfTwo(zeroPadFactor))
+        return kBadArgument;
+    if (int64_t{windowLength} * zeroPadFactor > kLargestSize) return kBadArgument;
+    FFTPointer created = std::make_unique<FFT>(windowLength, zeroPadFactor, windowType);
+    created->Init();
+    *fft = created.release();
+    return 0;
+}
+
+template <class FFT>
+int32_t FFTDestroy(CqrtfFFT_If** fft) {
+    if (dynamic_cast<FFT*>(*fft) == nullptr) return kBadArgument;
+    delete *fft;
+    *fft = nullptr;
+    return 0;
+}
+
+template class CqrtfFFTKernel<3>;
+template class CqrtfFFTKernel<4>;
+template class CqrtfFFTKernel<5>;
+template class CqrtfFFTKernel<6>;
+
+template int32_t FFTCreate<CqrtfFFTGen>(CqrtfFFT_If**, int32_t, int32_t, int32_t);
+template int32_t FFTCreate<CqrtfFFTSSE2>(CqrtfFFT_If**, int32_t, int32_t, int32_t);
+template int32_t FFTCreate<CqrtfFFTSSE3>(CqrtfFFT_If**, int32_t, int32_t, int32_t);
+template int32_t FFTCreate<CqrtfFFTSSE4>(CqrtfFFT_If**, int32_t, int32_t, int32_t);
+template int32_t FFTCreate<CqrtfFFTAVX>(CqrtfFFT_If**, int32_t, int32_t, int32_t);
+template int32_t FFTDestroy<CqrtfFFTGen>(CqrtfFFT_If**);
+template int32_t FFTDestroy<CqrtfFFTSSE2>(CqrtfFFT_If**);
+template int32_t FFTDestroy<CqrtfFFTSSE3>(CqrtfFFT_If**);
+template int32_t FFTDestroy<CqrtfFFTSSE4>(CqrtfFFT_If**);
+template int32_t FFTDestroy<CqrtfFFTAVX>(CqrtfFFT_If**);

@@ -1,0 +1,6 @@
+#pragma once
+
+#include <cstdint>
+
+/// Fills the window of a CqrtfFFT_If (its types are listed there). A type out of 0 to 7 changes nothing.
+void FillWindow(float* window, int32_t n, int32_t windowType);

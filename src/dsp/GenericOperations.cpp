@@ -1,0 +1,244 @@
+#include "dsp/GenericOperations.h"
+
+#include <cmath>
+
+#include "dsp/Dispatch.h"
+
+namespace Generic {
+
+namespace {
+constexpr float kPi = 3.14159265358979f;
+constexpr float kTwoPi = 6.28318530717959f;
+constexpr float kHalfPi = 1.57079632679490f;
+}  // namespace
+
+int32_t VecZero(float* dst, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) dst[i] = 0.0f;
+    return 0;
+}
+
+int32_t VecMaxIndex(const float* src, float* max, int32_t* index, int32_t n) {
+    float best = -1e37f;
+    int32_t where = 0;
+    for (int32_t i = 0; i < n; ++i) {
+        if (src[i] >= best) {
+            best = src[i];
+            where = i;
+        }
+    }
+    *max = best;
+    *index = where;
+    return 0;
+}
+
+int32_t VecMinIndex(const float* src, float* min, int32_t* index, int32_t n) {
+    float best = 1e37f;
+    int32_t where = 0;
+    for (int32_t i = 0; i < n; ++i) {
+        if (src[i] < best) {
+            best = src[i];
+            where = i;
+        }
+    }
+    *min = best;
+    *index = where;
+    return 0;
+}
+
+int32_t VecMean(const float* src, float* mean, int32_t n) {
+    float sum = 0.0f;
+    for (int32_t i = 0; i < n; ++i) sum += src[i];
+    *mean = sum / static_cast<float>(n);
+    return 0;
+}
+
+int32_t VecStdDev(const float* src, float* dev, int32_t n) {
+    float mean = 0.0f;
+    VecMean(src, &mean, n);
+    float sum = 0.0f;
+    for (int32_t i = 0; i < n; ++i) {
+        const float distance = src[i] - mean;
+        sum += distance * distance;
+    }
+    *dev = std::sqrt(sum / static_cast<float>(n - 1));
+    return 0;
+}
+
+int32_t VecMaxInPlace(float* dst, const float* src, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) {
+        if (src[i] > dst[i]) dst[i] = src[i];
+    }
+    return 0;
+}
+
+int32_t VecAdd(float* dst, const float* src, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) dst[i] += src[i];
+    return 0;
+}
+
+int32_t VecAddConst(float* dst, float c, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) dst[i] += c;
+    return 0;
+}
+
+int32_t VecSub(float* dst, const float* src, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) dst[i] -= src[i];
+    return 0;
+}
+
+int32_t VecMul(float* dst, const float* src, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) dst[i] *= src[i];
+    return 0;
+}
+
+int32_t VecMulConst(float* dst, float c, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) dst[i] *= c;
+    return 0;
+}
+
+int32_t VecDiv(float* dst, const float* src, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) dst[i] /= src[i];
+    return 0;
+}
+
+int32_t VecMulAcc(float* dst, const float* a, const float* b, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) dst[i] += a[i] * b[i];
+    return 0;
+}
+
+int32_t VecAbs(float* dst, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) dst[i] = std::fabs(dst[i]);
+    return 0;
+}
+
+int32_t VecExp(float* dst, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) dst[i] = std::exp(dst[i]);
+    return 0;
+}
+
+int32_t VecSqrt(float* dst, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) dst[i] = std::sqrt(dst[i]);
+    return 0;
+}
+
+int32_t VecThresholdLog(float* dst, float level, float value, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) dst[i] = std::log(dst[i] < level ? value : dst[i]);
+    return 0;
+}
+
+int32_t VecDot(const float* a, const float* b, float* out, int32_t n) {
+    float sum = 0.0f;
+    for (int32_t i = 0; i < n; ++i) sum += a[i] * b[i];
+    *out = sum;
+    return 0;
+}
+
+int32_t VecThresholdLow(float* dst, float level, float value, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) {
+        if (dst[i] < level) dst[i] = value;
+    }
+    return 0;
+}
+
+int32_t VecThresholdHigh(float* dst, float level, float value, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) {
+        if (dst[i] > level) dst[i] = value;
+    }
+    return 0;
+}
+
+int32_t SpectrumPack(float* dst, const float* re, const float* im, int32_t n) {
+    dst[0] = re[0];
+    dst[1] = re[n / 2];
+    for (int32_t k = 1; k < n / 2; ++k) {
+        dst[2 * k] = re[k];
+        dst[2 * k + 1] = im[k];
+    }
+    return 0;
+}
+
+int32_t SpectrumUnpack(float* re, float* im, const float* src, int32_t n) {
+    re[0] = src[0];
+    im[0] = 0.0f;
+    for (int32_t k = 1; k < n / 2; ++k) {
+        re[k] = src[2 * k];
+        im[k] = src[2 * k + 1];
+    }
+    re[n / 2] = src[1];
+    im[n / 2] = 0.0f;
+    return 0;
+}
+
+int32_t SpectrumAdd(float* dst, const float* src, int32_t nBins) { return Ops().VecAdd(dst, src, 2 * nBins); }
+
+int32_t SpectrumMul(float* dst, const float* src, int32_t nBins) {
+    dst[0] *= src[0];
+    dst[1] *= src[1];
+    for (int32_t k = 1; k < nBins; ++k) {
+        const float aRe = dst[2 * k], aIm = dst[2 * k + 1];
+        const float bRe = src[2 * k], bIm = src[2 * k + 1];
+        dst[2 * k] = aRe * bRe - aIm * bIm;
+        dst[2 * k + 1] = aRe * bIm + aIm * bRe;
+    }
+    return 0;
+}
+
+int32_t NoOperation() { return 0; }
+
+int32_t SpectrumPhase(float* dst, const float* src, int32_t n) {
+    for (int32_t k = 1; k < n / 2; ++k) {
+        const float re = src[2 * k], im = src[2 * k + 1];
+        dst[k] = re == 0.0f && im != 0.0f ? kHalfPi : std::atan2(im, re);
+    }
+    dst[0] = kPi;
+    return 0;
+}
+
+int32_t SpectrumMulAcc(float* dst, const float* a, const float* b, int32_t nBins) {
+    dst[0] += a[0] * b[0];
+    dst[1] += a[1] * b[1];
+    for (int32_t k = 1; k < nBins; ++k) {
+        const float aRe = a[2 * k], aIm = a[2 * k + 1];
+        const float bRe = b[2 * k], bIm = b[2 * k + 1];
+        dst[2 * k] += aRe * bRe - aIm * bIm;
+        dst[2 * k + 1] += aRe * bIm + aIm * bRe;
+    }
+    return 0;
+}
+
+int32_t SpectrumMagnitude(float* dst, const float* src, int32_t nBins) {
+    dst[0] = std::fabs(src[0]);
+    for (int32_t k = 1; k < nBins; ++k) {
+        const float re = src[2 * k], im = src[2 * k + 1];
+        dst[k] = std::sqrt(re * re + im * im);
+    }
+    return 0;
+}
+
+int32_t SpectrumConjugate(float* dst, int32_t n) {
+    for (int32_t k = 1; k < n / 2; ++k) dst[2 * k + 1] = -dst[2 * k + 1];
+    return 0;
+}
+
+int32_t VecWrapPhase(float* dst, const float* src, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) {
+        const float y = src[i] + kPi;
+        dst[i] = y + kTwoPi * std::floor(-y / kTwoPi) + kPi;
+    }
+    return 0;
+}
+
+int32_t VecSinCos(float* sine, float* cosine, const float* src, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) {
+        const float angle = src[i];
+        sine[i] = std::sin(angle);
+        cosine[i] = std::cos(angle);
+    }
+    return 0;
+}
+
+int32_t SpectrumReIndex(int32_t k) { return 2 * k; }
+
+int32_t SpectrumImIndex(int32_t k) { return 2 * k + 1; }
+
+}  // namespace Generic
