@@ -1,0 +1,147 @@
+// Which chord some pitches make, and which chords the scale gives.
+#include <algorithm>
+#include <iterator>
+
+#include "classic/Choiralizer.h"
+
+namespace ChoiralizerClassic {
+
+namespace {
+
+// The type of three notes by the two upper ones' semitones above the root.
+int32_t TriadTypeOf(int32_t second, int32_t third) {
+    if (second == 4 && third == 7) return TriadMajor;
+    if (second == 3 && third == 7) return TriadMinor;
+    if (second == 3 && third == 6) return TriadDiminished;
+    if (second == 4 && third == 8) return TriadAugmented;
+    return third >= 6 && third <= 8 ? TriadOther : TriadNone;
+}
+
+int32_t SeventhTypeOf(int32_t second, int32_t third, int32_t fourth) {
+    if (second == 4 && third == 7 && fourth == 11) return SeventhMajor;
+    if (second == 3 && third == 7 && fourth == 10) return SeventhMinor;
+    if (second == 4 && third == 7 && fourth == 10) return SeventhDominant;
+    if (second == 3 && third == 6 && fourth == 10) return SeventhHalfDiminished;
+    if (second == 3 && third == 6 && fourth == 9) return SeventhDiminished;
+    if (second == 3 && third == 7 && fourth == 11) return SeventhMinorMajor;
+    return SeventhOther;
+}
+
+void SortAscending(int32_t* pitch, int32_t count) {
+    for (int32_t i = 1; i < count; ++i) {
+        std::rotate(std::upper_bound(pitch, pitch + i, pitch[i]), pitch + i, pitch + i + 1);
+    }
+}
+
+// Lowers everything above the first gap that is no third, once for each note, so that the notes come to lie
+// in thirds above the root if they can.
+void StackInThirds(int32_t* pitch, int32_t count) {
+    SortAscending(pitch, count);
+    for (int32_t round = 0; round < count; ++round) {
+        int32_t upper = 1;
+        while (upper < count &&
+               (pitch[upper] - pitch[upper - 1] == 3 || pitch[upper] - pitch[upper - 1] == 4)) {
+            ++upper;
+        }
+        for (int32_t i = upper; i < count; ++i) {
+            pitch[i] -= 12;
+        }
+        SortAscending(pitch, count);
+    }
+}
+
+// The scale's chord on a root: offsets of its root, third, fifth and seventh.
+struct ThirdStack {
+    int32_t offset[4];
+
+    ThirdStack(const KeyedScale& parent, int32_t root) {
+        for (int32_t tone = 0; tone < 4; ++tone) {
+            offset[tone] = parent.WalkUp(parent.Position(root), 2 * tone + 1);
+        }
+    }
+
+    // Whether its first tones all lie in a scale.
+    bool LiesIn(const KeyedScale& scale, int32_t root, int32_t tones) const {
+        return std::all_of(offset, offset + tones, [&](int32_t o) { return scale.InScale(root + o); });
+    }
+};
+
+// The scale's chord of 3 or 4 notes on a root, recognised. A pentatonic scale has only those chords of its
+// parent that do without the missing tones.
+ClassicChord ScaleChord(const KeyedScale& parent, const KeyedScale& scale, bool pentatonic, int32_t root,
+                        int32_t notes) {
+    const ThirdStack stack(parent, root);
+    if (pentatonic && !stack.LiesIn(scale, root, notes)) {
+        return {root, 0, TriadNone, TriadNone};
+    }
+    const int32_t* o = stack.offset;
+    return CChoiralizer::IdentifyChord(o[0], o[1], o[2], notes > 3 ? o[3] : o[0]);
+}
+
+}  // namespace
+
+ClassicChord CChoiralizer::IdentifyChord(int32_t a, int32_t b, int32_t c, int32_t d) {
+    ClassicChord chord = {0, 4, TriadNone, SeventhNone};
+    int32_t pitch[4] = {a % 12, b % 12, c % 12, d % 12};
+    chord.noteCount -= static_cast<int32_t>(std::count(std::begin(pitch), std::end(pitch), -1));
+
+    for (int32_t i = 0; i < chord.noteCount; ++i) {
+        for (int32_t j = i + 1; j < chord.noteCount;) {
+            if (pitch[j] != pitch[i]) {
+                ++j;
+                continue;
+            }
+            std::copy(pitch + j + 1, std::end(pitch), pitch + j);
+            --chord.noteCount;
+        }
+    }
+    if (chord.noteCount < 3) {
+        return chord;
+    }
+
+    StackInThirds(pitch, chord.noteCount);
+    chord.root = PitchClass(pitch[0]);
+    const int32_t second = pitch[1] - pitch[0];
+    const int32_t third = pitch[2] - pitch[0];
+    if (chord.noteCount == 3) {
+        chord.triadType = TriadTypeOf(second, third);
+    } else {
+        chord.seventhType = SeventhTypeOf(second, third, pitch[3] - pitch[0]);
+    }
+    return chord;
+}
+
+void CChoiralizer::ChordsOfNote(int32_t note, ClassicChord* chords, int32_t n) const {
+    const KeyedScale scale = OutputScale();
+    const KeyedScale parent = ParentScale();
+    const bool pentatonic = IsPentatonic(outputScale);
+    const int32_t pitchClass = PitchClass(note);
+    if (!scale.InScale(pitchClass)) {
+        std::fill_n(chords, std::max(n, 0), ClassicChord{pitchClass, 0, TriadNone, SeventhNone});
+        return;
+    }
+    for (int32_t i = 0; i < n && i < 7; ++i) {
+        // Entry by entry the note is the root, the third, the fifth, and of the seventh chords the seventh.
+        const bool isTriad = i < 3;
+        const int32_t stepsBelow = 2 * (isTriad ? i : i - 3);
+        const int32_t root =
+            PitchClass(pitchClass - scale.WalkDown(scale.Position(pitchClass), stepsBelow + 1));
+        const ClassicChord found = ScaleChord(parent, scale, pentatonic, root, isTriad ? 3 : 4);
+        chords[i] = isTriad ? ClassicChord{root, 3, found.triadType, SeventhNone}
+                            : ClassicChord{root, 4, TriadNone, found.seventhType};
+    }
+}
+
+bool CChoiralizer::IsDiatonic(const ClassicChord& chord) const {
+    const KeyedScale scale = OutputScale();
+    if (IsEmptyChord(chord) || !scale.InScale(chord.root)) {
+        return false;
+    }
+    const bool isTriad = chord.noteCount <= 3;
+    const ClassicChord found =
+        ScaleChord(ParentScale(), scale, IsPentatonic(outputScale), PitchClass(chord.root), isTriad ? 3 : 4);
+    const int32_t foundType = found.noteCount < 4 ? found.triadType : found.seventhType;
+    return foundType == (isTriad ? chord.triadType : chord.seventhType);
+}
+
+}  // namespace ChoiralizerClassic
