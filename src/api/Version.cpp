@@ -1,6 +1,7 @@
+#include "Version.h"
+
 #include <cstdio>
 
-#include "Version.h"
 #include "mlh/mlh.h"
 
 const char* mlGetVersionString(void) {

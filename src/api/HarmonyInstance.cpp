@@ -1,0 +1,100 @@
+#include "api/HarmonyInstance.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+#include "api/BlockLoop.h"
+#include "mlh/mlh.h"
+
+HarmonyInstance::HarmonyInstance() : reader(new (std::nothrow) BBAudioReader) {
+    std::copy(std::begin(kDefaultMixGains), std::end(kDefaultMixGains), mixGains);
+}
+
+void HarmonyInstance::AssignInput(const int16_t* samples16, const float* samples32, int32_t frames,
+                                  int32_t channels, int32_t sampleRate) {
+    if (!reader) return;
+    reader->Assign(samples16, samples32, frames, channels, sampleRate);
+    if (!addOn) {
+        MalleoTuneHarmonyAddOnIf* created = nullptr;
+        if (MalleoTuneHarmonyAddOnIf::CreateInstance(&created, reader.get()) != MLH_OK) return;
+        addOn.reset(created);
+    }
+    if (addOn->Prepare() != MLH_OK) addOn.reset();
+}
+
+int32_t HarmonyInstance::SetParams(bool autoHarmony, int32_t voices, int32_t voicesAbove, float spread,
+                                   int32_t keyRoot, bool keyIsMinor) {
+    constexpr int32_t kManualMode = 3;
+    if (!addOn) return MLH_NOT_READY;
+    if (voices < (autoHarmony ? 2 : 1) || voices > 4) return MLH_BAD_ARGUMENT;
+    outputVoiceCount = voices;
+    addOn->SetHarmonyMode(autoHarmony ? 4 - voices : kManualMode);
+    addOn->SetSpread(spread);
+    addOn->SetVoicesAbove(voicesAbove);
+    addOn->SetKey(keyRoot % 12 + (keyIsMinor ? 12 : 0));
+    return MLH_OK;
+}
+
+namespace {
+
+void MixBlock(float** rows, int32_t channels, int32_t voices, int32_t frames, const double* gains) {
+    for (int32_t c = 0; c < channels; ++c) {
+        float* mix = rows[c];
+        for (int32_t i = 0; i < frames; ++i) mix[i] = static_cast<float>(mix[i] * gains[c]);
+        for (int32_t v = 1; v <= voices; ++v) {
+            const float* voice = rows[v * channels + c];
+            const double gain = gains[2 * v + c];
+            for (int32_t i = 0; i < frames; ++i) mix[i] = static_cast<float>(mix[i] + voice[i] * gain);
+        }
+    }
+}
+
+int16_t ToInt16(float sample) {
+    if (sample >= 1.0f) return 32767;
+    if (sample <= -1.0f) return -32767;
+    if (std::isnan(sample)) return 0;
+    return static_cast<int16_t>(sample * 32767.0);
+}
+
+// Only mono and stereo can be rendered, whatever could be analysed.
+bool CanRender(BBAudioReader& reader, int32_t channels) {
+    const int32_t readerChannels = reader.GetNumChannels();
+    return channels >= 1 && channels <= 2 && readerChannels >= 1 && readerChannels <= 2;
+}
+
+}  // namespace
+
+int32_t HarmonyInstance::Process16(int16_t* out, int32_t frames, int32_t channels, const double* gains) {
+    if (!addOn) return MLH_NOT_READY;
+    if (!CanRender(*reader, channels) || (frames > 0 && out == nullptr)) return MLH_BAD_ARGUMENT;
+    if (gains == nullptr) gains = mixGains;
+    RunBlocks(*this, frames, channels, [&](float** rows, int32_t, int32_t count) {
+        MixBlock(rows, channels, outputVoiceCount, count, gains);
+        for (int32_t i = 0; i < count; ++i) {
+            for (int32_t c = 0; c < channels; ++c) *out++ = ToInt16(rows[c][i]);
+        }
+    });
+    return MLH_OK;
+}
+
+int32_t HarmonyInstance::Process32(float** out, int32_t frames, int32_t channels) {
+    if (!addOn) return MLH_NOT_READY;
+    if (!CanRender(*reader, channels)) return MLH_BAD_ARGUMENT;
+    if (frames > 0) {
+        if (out == nullptr) return MLH_BAD_ARGUMENT;
+        for (int32_t v = 0; v < outputVoiceCount; ++v) {
+            if (out[v] == nullptr) return MLH_BAD_ARGUMENT;
+        }
+    }
+    RunBlocks(*this, frames, channels, [&](float** rows, int32_t first, int32_t count) {
+        for (int32_t v = 1; v <= outputVoiceCount; ++v) {
+            // The write index advances by frames, for stereo too: hosts rely on the layout as it is.
+            float* to = out[v - 1] + first;
+            for (int32_t i = 0; i < count; ++i) {
+                for (int32_t c = 0; c < channels; ++c) *to++ = rows[v * channels + c][i];
+            }
+        }
+    });
+    return MLH_OK;
+}
