@@ -1,0 +1,144 @@
+#include "addon/AudioBuffers.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+#include "addon/AudioReader.h"
+#include "dsp/Dispatch.h"
+
+namespace {
+
+constexpr int64_t kSpareBytes = 32;  // behind the last channel
+
+int64_t BlockBytes(int32_t numChannels, int32_t size) {
+    return static_cast<int64_t>(numChannels) * size * static_cast<int64_t>(sizeof(float)) + kSpareBytes;
+}
+
+size_t BlockFloats(int32_t numChannels, int32_t size) {
+    return static_cast<size_t>(BlockBytes(numChannels, size)) / sizeof(float);
+}
+
+int32_t ReportedBytes(int32_t numChannels, int32_t size) {
+    return static_cast<int32_t>(
+        std::min<int64_t>(BlockBytes(numChannels, size), std::numeric_limits<int32_t>::max()));
+}
+
+}  // namespace
+
+AudioSampleBuffer::AudioSampleBuffer(int32_t numChannels, int32_t size)
+    : numChannels(std::max(numChannels, 0)),
+      size(std::max(size, 0)),
+      allocatedBytes(ReportedBytes(this->numChannels, this->size)),
+      allocatedData(std::make_unique_for_overwrite<float[]>(BlockFloats(this->numChannels, this->size))) {
+    MakeRoomForChannels(this->numChannels);
+    PointIntoBlock();
+}
+
+AudioSampleBuffer::AudioSampleBuffer(float** external, int32_t numChannels, int32_t size)
+    : numChannels(0), size(0), allocatedBytes(0) {
+    Wrap(external, numChannels, size);
+}
+
+void AudioSampleBuffer::Wrap(float** external, int32_t newNumChannels, int32_t newSize) {
+    newNumChannels = std::max(newNumChannels, 0);
+    MakeRoomForChannels(newNumChannels);
+    std::copy_n(external, newNumChannels, channels.get());
+    channels[newNumChannels] = nullptr;
+    allocatedData.reset();
+    numChannels = newNumChannels;
+    size = std::max(newSize, 0);
+    allocatedBytes = 0;
+}
+
+void AudioSampleBuffer::MakeRoomForChannels(int32_t count) {
+    if (count < tableLength) return;
+    auto table = std::make_unique<float*[]>(static_cast<size_t>(count) + 1);
+    std::copy_n(channels.get(), tableLength, table.get());
+    channels = std::move(table);
+    tableLength = count + 1;
+}
+
+void AudioSampleBuffer::PointIntoBlock() {
+    for (int32_t c = 0; c < numChannels; ++c) {
+        channels[c] = allocatedData.get() + static_cast<size_t>(c) * static_cast<size_t>(size);
+    }
+    channels[numChannels] = nullptr;
+}
+
+void AudioSampleBuffer::SetSize(int32_t newNumChannels, int32_t newSize) {
+    newNumChannels = std::max(newNumChannels, 0);
+    newSize = std::max(newSize, 0);
+    if (newNumChannels == numChannels && newSize == size) return;
+
+    auto newData = std::make_unique<float[]>(BlockFloats(newNumChannels, newSize));
+    MakeRoomForChannels(newNumChannels);
+    const int32_t kept = std::min(size, newSize);
+    for (int32_t c = std::min(numChannels, newNumChannels) - 1; c >= 0; --c) {
+        std::copy_n(channels[c], kept, newData.get() + static_cast<size_t>(c) * static_cast<size_t>(newSize));
+    }
+    allocatedData = std::move(newData);
+    numChannels = newNumChannels;
+    size = newSize;
+    allocatedBytes = ReportedBytes(numChannels, size);
+    PointIntoBlock();
+}
+
+void AudioSampleBuffer::Clear() {
+    for (int32_t c = 0; c < numChannels; ++c) Clear(c, 0, size);
+}
+
+void AudioSampleBuffer::Clear(int32_t channel, int32_t start, int32_t count) {
+    if (count < 1) return;
+    std::fill_n(channels[channel] + start, count, 0.0f);
+}
+
+void AudioSampleBuffer::CopyFrom(int32_t destChannel, int32_t destStart, const AudioSampleBuffer& source,
+                                 int32_t sourceChannel, int32_t sourceStart, int32_t count) {
+    if (count < 1) return;
+    std::memmove(channels[destChannel] + destStart, source.channels[sourceChannel] + sourceStart,
+                 static_cast<size_t>(count) * sizeof(float));
+}
+
+void AudioSampleBuffer::ReadFromAudioReader(CAudioReader& reader, int32_t start, int32_t count,
+                                            int32_t readerStart, bool useLeft, bool useRight) {
+    if (count < 1 || numChannels < 1) return;
+    const int32_t readerChannels = reader.GetNumChannels();
+    if (readerChannels > 2) {
+        for (int32_t c = 0; c < numChannels; ++c) Clear(c, start, count);
+        return;
+    }
+
+    float* targets[2] = {channels[0] + start, nullptr};
+    if (useLeft == useRight) {
+        if (readerChannels > 1 && numChannels > 1) targets[1] = channels[1] + start;
+    } else if (useRight && readerChannels != 1) {
+        targets[0] = nullptr;
+        targets[1] = channels[0] + start;
+    }
+    reader.SetPosition(readerStart);
+    reader.Read(targets, count);
+    if (numChannels > 1 && (targets[0] == nullptr || targets[1] == nullptr)) {
+        CopyFrom(1, start, *this, 0, start, count);
+    }
+}
+
+CTBuffer<float>::CTBuffer(int32_t numChannels)
+    : channels(std::make_unique<float*[]>(static_cast<size_t>(std::max(numChannels, 0)))),
+      spareChannels(std::make_unique<float*[]>(static_cast<size_t>(std::max(numChannels, 0)))),
+      numChannels(std::max(numChannels, 0)),
+      size(0) {}
+
+// Delegates, so that the rows are freed when a later one gets no memory.
+CTBuffer<float>::CTBuffer(int32_t numChannels, int32_t frames) : CTBuffer(numChannels) {
+    size = std::max(frames, 0);
+    for (int32_t c = 0; c < this->numChannels; ++c) {
+        channels[c] = Ops().VecAlloc(size);
+        Ops().VecZero(channels[c], size);
+    }
+}
+
+CTBuffer<float>::~CTBuffer() {
+    for (int32_t c = 0; c < numChannels; ++c) Ops().VecFree(&channels[c]);
+}
