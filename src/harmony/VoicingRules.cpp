@@ -1,0 +1,335 @@
+#include "harmony/VoicingRules.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <new>
+
+#include "classic/ScaleTable.h"
+#include "harmony/FunctionTables.h"
+
+namespace ChoiralizerV2 {
+
+const float StepTable[15] = {0.2f, 0.001f, 1.4f, 0.05f, 0.0001f, 1.4f, 0.001f, 0.0f,
+                             0.2f, 0.001f, 1.4f, 0.05f, 0.0001f, 1.4f, 0.001f};
+const float LeapTable[15] = {0.2f, 0.001f, 1.4f, 0.05f, 0.0001f, 1.4f,   0.001f, 0.0f,
+                             0.0f, 0.0f,   0.0f, 0.0f,  0.0001f, 0.001f, 0.3f};
+
+namespace {
+
+constexpr int32_t kOutOfMemory = 1000001;
+constexpr float kLowestLogarithm = -35.0f;
+
+float Log(float x) { return static_cast<float>(std::log(static_cast<double>(x))); }
+float Exp(float x) { return static_cast<float>(std::exp(static_cast<double>(x))); }
+float Power(float base, int32_t exponent) {
+    return static_cast<float>(std::pow(static_cast<double>(base), static_cast<double>(exponent)));
+}
+
+bool IsSeventhType(int32_t chordType) { return chordType >= ChordMajor7; }
+
+int32_t Lowest(const VoicingCandidate& c) { return *std::min_element(c.voicing, c.voicing + 4); }
+int32_t Highest(const VoicingCandidate& c) { return *std::max_element(c.voicing, c.voicing + 4); }
+
+Voicing Sorted(const VoicingCandidate& c) {
+    Voicing pitches = {c.voicing[0], c.voicing[1], c.voicing[2], c.voicing[3]};
+    std::sort(pitches.begin(), pitches.end());
+    return pitches;
+}
+
+bool IsPresent(const VoicingCandidate& entry) { return entry.listSize != -1; }
+
+int32_t Sign(int64_t x) { return (x > 0) - (x < 0); }
+int64_t Distance(int32_t a, int32_t b) { return std::abs(int64_t{a} - b); }
+
+// The place of a pitch in the candidate's chord, from the bass tone up: 0 to 3, or 4.
+int32_t Position(const VoicingCandidate& c, int32_t pitch, int32_t key) {
+    return PositionFromBass(c.tones, c.bassIndex, PitchClassFromKey(key, pitch));
+}
+
+// Size of an interval in scale steps, octaves included.
+int32_t Size(const ScaleDistance& d) { return 7 * d.octaves + d.steps; }
+
+// Rule set 0: entry 0 alone.
+
+float NoCrossing(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t) {
+    const int32_t* v = window[0].voicing;
+    float factor = 1.0f;
+    for (int i = 0; i < 4; ++i)
+        for (int j = i + 1; j < 4; ++j)
+            if (v[j] < v[i]) factor *= 0.01f;
+    return factor;
+}
+
+// A triad has one doubling for the price of its table entry, a seventh chord pays already for the first.
+float Doubling(const VoicingWindow& window, int32_t spacingStyle, int32_t key, const int32_t*, int32_t) {
+    // By the place of the doubled tone in the chord; the last entry is for a tone out of it.
+    static constexpr float kTriad[5] = {0.8f, 0.7f, 0.1f, 0.8f, 0.4f};
+    static constexpr float kSeventh[5] = {0.4f, 0.35f, 0.05f, 0.001f, 1.0f};
+
+    const VoicingCandidate& c = window[0];
+    const int32_t* v = c.voicing;
+    const bool seventh = IsSeventhType(c.chordType);
+    const float* table = seventh ? kSeventh : kTriad;
+    int32_t doublings = seventh ? 0 : -1;
+    bool unison = false;
+    float factor = 1.0f;
+    for (int i = 0; i < 4; ++i) {
+        for (int j = i + 1; j < 4; ++j) {
+            if (Distance(v[i], v[j]) % 12 != 0) continue;
+            ++doublings;
+            if (doublings >= 1) factor *= 0.01f;
+            factor *= table[Position(c, v[i], key)];
+            if (v[i] == v[j] && spacingStyle != 0) {
+                unison = true;
+                if (spacingStyle >= 2) factor *= 0.001f;
+                if (spacingStyle == 1) factor *= 0.0f;
+            }
+        }
+    }
+    if (doublings >= 1 && !unison) factor *= 0.5f;
+    return factor;
+}
+
+// The bass tone of the chord's row stands for the root, so an inverted row looks above its bass.
+float ThirdPresent(const VoicingWindow& window, int32_t, int32_t key, const int32_t* scale, int32_t) {
+    const VoicingCandidate& c = window[0];
+    if (c.chordType == ChordDiminished7) return 0.001f;
+    const int32_t root = c.tones[c.bassIndex] + key;
+    for (int k = 0; k < 4; ++k)
+        if (ScaleInterval(root, c.voicing[k], key, scale).steps == 2) return 1.0f;
+    return 0.001f;
+}
+
+float BassPosition(const VoicingWindow& window, int32_t, int32_t key, const int32_t*, int32_t) {
+    // By the place of the lowest pitch in the chord; the last entry is for a tone out of it.
+    static constexpr float kDominantSixFour[5] = {1.0f, 0.0f, 0.0f, 0.0f, 1.0f};
+    static constexpr float kNeapolitan[5] = {1.0f, 0.0f, 0.0f, 0.0f, 0.2f};
+    static constexpr float kTriad[5] = {1.0f, 0.7f, 0.001f, 1.0f, 0.7f};
+    static constexpr float kSeventh[5] = {0.7f, 0.7f, 0.7f, 0.7f, 1.0f};
+
+    const VoicingCandidate& c = window[0];
+    if (c.chordType == ChordDiminished7) return 0.5f;
+    const int32_t position = Position(c, Lowest(c), key);
+    if (c.function == FunctionDominant && c.chordType == ChordSixFour) return kDominantSixFour[position];
+    if (c.function == FunctionSubdominant && c.chordType == ChordSixth) return kNeapolitan[position];
+    return IsSeventhType(c.chordType) ? kSeventh[position] : kTriad[position];
+}
+
+// Whether two neighbouring voices stand too far apart (close) or too near (open, wide).
+bool IsBadlySpaced(const ScaleDistance& d, int32_t spacingStyle) {
+    if (spacingStyle == 0) return Size(d) > 3;
+    if (spacingStyle == 1) return Size(d) < 3 || (d.octaves >= 1 && d.steps > 0);
+    return spacingStyle >= 2 && d.octaves == 0;
+}
+
+float Spacing(const VoicingWindow& window, int32_t spacingStyle, int32_t key, const int32_t* scale, int32_t) {
+    const int32_t* v = window[0].voicing;
+    float factor = 1.0f;
+    const auto judge = [&](const ScaleDistance& d) {
+        if (!IsBadlySpaced(d, spacingStyle)) return;
+        factor *= Power(0.8f, std::abs(4 - Size(d)));
+        factor *= 0.5f;
+    };
+    const ScaleDistance middle = ScaleInterval(v[1], v[2], key, scale);
+    const ScaleDistance upper = ScaleInterval(v[2], v[3], key, scale);
+    const ScaleDistance lower = ScaleInterval(v[0], v[1], key, scale);
+    judge(middle);
+    judge(upper);
+    judge(lower);
+    if (factor != 1.0f) factor *= 0.5f;
+    // The lowest gap ought not to be smaller than those above it.
+    const int32_t sum = (Size(middle) + 1) + (Size(upper) + 1);
+    if (Size(lower) + 1 < sum / 3) factor *= 0.3f;
+    return factor;
+}
+
+float Neutral(const VoicingWindow&, int32_t, int32_t, const int32_t*, int32_t) { return 1.0f; }
+
+float SeventhBonus(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t) {
+    return IsSeventhType(window[0].chordType) ? 2.0f : 1.0f;
+}
+
+// Rule set 1: v is the voicing of entry 0, p the one before it.
+
+float SharedUnison(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t) {
+    const int32_t* v = window[0].voicing;
+    const int32_t* p = window[1].voicing;
+    float factor = 1.0f;
+    for (int i = 0; i < 4; ++i) {
+        for (int j = i + 1; j < 4; ++j) {
+            if (v[i] != v[j] || p[i] != p[j]) continue;
+            factor *= 0.001f;
+            if (v[i] == p[i]) factor *= 0.001f;
+        }
+    }
+    if (factor != 1.0f) factor *= 0.5f;
+    return factor;
+}
+
+float ParallelFactor(int32_t index, const ScaleDistance& move) {
+    const float* table = move.steps < 2 ? StepTable : LeapTable;
+    return table[std::max(index, 0)];  // -1: two tones in one gap of the scale
+}
+
+// Voice pairs go by their place in the sorted voicing, not by row: crossed voices hide no parallel.
+float Parallels(const VoicingWindow& window, int32_t, int32_t key, const int32_t* scale, int32_t) {
+    const auto interval = [&](int32_t a, int32_t b) { return ScaleInterval(a, b, key, scale); };
+    const Voicing c = Sorted(window[0]);
+    const Voicing d = Sorted(window[1]);
+    const bool hasBefore = IsPresent(window[2]);
+    const Voicing e = hasBefore ? Sorted(window[2]) : Voicing{};
+    float factor = 1.0f;
+    for (int i = 0; i < 4; ++i) {
+        for (int j = i + 1; j < 4; ++j) {
+            if (c[i] == d[i] && c[j] == d[j]) {
+                factor *= 1.5f;
+                continue;
+            }
+            const ScaleDistance now = interval(c[i], c[j]);
+            const ScaleDistance before = interval(d[i], d[j]);
+            if (now.steps != before.steps) continue;
+            factor *= ParallelFactor(now.steps + (now.octaves > 0 ? 7 : 0), interval(c[i], d[i]));
+            // A parallel that goes on over three notes pays twice.
+            if (hasBefore && interval(e[i], e[j]) == before)
+                factor *= ParallelFactor(before.steps, interval(d[i], e[i]));
+        }
+    }
+    return factor;
+}
+
+float StaticBass(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t leadVoice) {
+    const int32_t before = window[1].voicing[0];
+    if (leadVoice == 0 || window[0].voicing[0] != before) return 1.0f;
+    if (!IsPresent(window[2]) || window[2].voicing[0] != before) return 0.9f;
+    return 0.80999994f;
+}
+
+float OuterMotion(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t) {
+    if (!IsPresent(window[3])) return 1.0f;
+    int32_t low[3];
+    int32_t high[3];
+    for (int k = 0; k < 3; ++k) {
+        low[k] = Sign(int64_t{Lowest(window[k])} - Lowest(window[k + 1]));
+        high[k] = Sign(int64_t{Highest(window[k])} - Highest(window[k + 1]));
+    }
+    const bool steady = low[0] == low[1] && low[1] == low[2] && high[0] == high[1] && high[1] == high[2];
+    if (!steady) return 1.0f;
+    return low[0] == high[0] ? 0.3f : 2.0f;
+}
+
+// The bass moves as a bass does at a cadence: by a step, a fourth up or a fifth down.
+bool IsCadentialMove(const ScaleDistance& bass) {
+    return (bass.steps == 3 && bass.direction == 1) || (bass.steps == 4 && bass.direction == -1) ||
+           bass.steps == 1;
+}
+
+// The functions between which a seventh in the bass is expected to fall to the third.
+bool IsResolution(int32_t from, int32_t to) {
+    return (to == FunctionTonic && from == FunctionDominant) ||
+           (to == FunctionSubdominant && from == FunctionTonic) ||
+           (to == FunctionDominant && from == FunctionSubdominant);
+}
+
+float VoiceLeading(const VoicingWindow& window, int32_t, int32_t key, const int32_t* scale,
+                   int32_t leadVoice) {
+    const VoicingCandidate& to = window[0];
+    const VoicingCandidate& from = window[1];
+    int64_t sum = 0;
+    for (int k = 1; k < 4; ++k)
+        if (k != leadVoice) sum += Distance(to.voicing[k], from.voicing[k]);
+    float factor = Power(0.95f, static_cast<int32_t>(std::min<int64_t>(sum, INT32_MAX)));
+
+    const int32_t toLowest = Lowest(to);
+    const int32_t fromLowest = Lowest(from);
+    const ScaleDistance bass = ScaleInterval(fromLowest, toLowest, key, scale);
+
+    if (to.function == FunctionTonic && from.function == FunctionDominant) {
+        const bool known = to.chordType != ChordUnknownTriad && to.chordType != ChordUnknownSeventh;
+        if (IsCadentialMove(bass) && bass.quality == 0 && known && Position(to, toLowest, key) == 0)
+            factor *= 2.0f;
+        else if (bass.direction == 1 && (bass.steps == 3 || bass.steps == 4))
+            factor *= 0.0f;
+    }
+
+    if (from.chordType == ChordDominant7 && IsResolution(from.function, to.function) &&
+        Position(from, fromLowest, key) == 3) {
+        const bool resolves = to.chordType == ChordMajor || to.chordType == ChordDominant7;
+        if (resolves && Position(to, toLowest, key) == 1) factor *= 2.0f;
+    }
+
+    const bool octave = bass.steps == 0 && bass.octaves == 1;
+    if (Size(bass) > 5 && !octave) factor *= Power(0.01f, Size(bass) - 5);
+    return factor;
+}
+
+float SecondaryDominantResolves(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t) {
+    static constexpr int32_t kResolutions[3][4] = {{0, 5, 9, 0}, {0, 5, 8, 0}, {0, 3, 8, 0}};
+    const bool secondaryDominant =
+        window[1].function == FunctionTonic && window[1].chordType == ChordDominant7;
+    if (!secondaryDominant) return 1.0f;
+    if (window[0].function == FunctionSubdominant)
+        for (const auto& tones : kResolutions)
+            if (std::equal(tones, tones + 4, window[0].tones)) return 1.0f;
+    return 0.0001f;
+}
+
+bool IsChord(const VoicingCandidate& c, int32_t function, int32_t chordType) {
+    return c.function == function && c.chordType == chordType;
+}
+
+float NeapolitanToSixFour(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t) {
+    const bool found = IsChord(window[0], FunctionDominant, ChordSixFour) &&
+                       IsChord(window[1], FunctionSubdominant, ChordSixth);
+    return found ? 1.2f : 1.0f;
+}
+
+float SixFourToSeventh(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t) {
+    const bool found = IsChord(window[0], FunctionDominant, ChordDominant7) &&
+                       IsChord(window[1], FunctionDominant, ChordSixFour);
+    return found ? 1.2f : 1.0f;
+}
+
+const VoicingRule kVerticalRules[] = {NoCrossing, Doubling, ThirdPresent, BassPosition,
+                                      Spacing,    Neutral,  SeventhBonus};
+const VoicingRule kTransitionRules[] = {SharedUnison,        Parallels,       StaticBass,
+                                        OuterMotion,         VoiceLeading,    SecondaryDominantResolves,
+                                        NeapolitanToSixFour, SixFourToSeventh};
+const float kWeights[] = {1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f};
+
+}  // namespace
+
+const VoicingRuleSet RuleSetTable[2] = {{kVerticalRules, kWeights, 7}, {kTransitionRules, kWeights, 8}};
+
+CVoicingRules::CVoicingRules() : scale(ChoiralizerClassic::ScaleTable[ChoiralizerClassic::ScaleMajor]) {}
+
+void CVoicingRules::SelectRuleSet(int32_t index) {
+    if (index < 0 || index > 1) return;
+    rules = RuleSetTable[index].rules;
+    weights = RuleSetTable[index].weights;
+    ruleCount = RuleSetTable[index].count;
+}
+
+float CVoicingRules::ComputeScore(const VoicingWindow& window, float prior) const {
+    if (prior == 0.0f) return 0.0f;
+    const float logPrior = Log(prior);
+    float product = 1.0f;
+    int32_t used = 0;
+    for (int32_t k = 0; k < ruleCount; ++k) {
+        if (weights[k] == 0.0f) continue;
+        const float factor = rules[k](window, spacingStyle, key, scale, leadVoice) * weights[k];
+        product *= factor;
+        if (product == 0.0f || Log(product) + logPrior < kLowestLogarithm) return 0.0f;
+        ++used;
+    }
+    return used > 0 ? Exp(Log(product) / static_cast<float>(used)) : product;
+}
+
+int32_t CreateVoicingRules(CVoicingRules** out) {
+    *out = nullptr;
+    *out = new (std::nothrow) CVoicingRules;
+    return *out ? 0 : kOutOfMemory;
+}
+
+}  // namespace ChoiralizerV2
