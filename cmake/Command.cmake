@@ -6,7 +6,7 @@ find_package(nlohmann_json REQUIRED)
 
 file(GLOB MLH_COMMAND_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/cli/*.cpp)
 list(REMOVE_ITEM MLH_COMMAND_SOURCES ${PROJECT_SOURCE_DIR}/cli/main.cpp)
-if(MLH_COMMAND_SOURCES)
+if(EXISTS ${PROJECT_SOURCE_DIR}/cli/main.cpp)
   add_library(mlh_command STATIC ${MLH_COMMAND_SOURCES})
   target_include_directories(mlh_command PUBLIC ${PROJECT_SOURCE_DIR}/cli)
   target_compile_options(mlh_command PRIVATE -Wall -Wextra)

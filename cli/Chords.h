@@ -1,0 +1,24 @@
+// Chords as people write them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Music.h"
+
+// Reads a chord sheet. The form is recognised by itself:
+//   timed lines       "12.5 Am", "12.5 14.0 Am" (.lab), Audacity labels (tab separated start, end, label)
+//   a bar grid        "C | Am F | G", bars of equal length with the chords sharing a bar evenly, "%" repeats
+//                     the bar before, "." or "-" or "/" holds; needs bpm > 0, beatsPerBar beats to a bar
+// Symbols are lead-sheet ones (C, Am7, F#dim, Bbmaj7, G7, Csus4, Am/C, N.C.) or Harte labels (C:maj, A:min7,
+// N). `source` names the text in messages ("--chords" or a file name). Throws UsageError with source, line,
+// column, what was read, and the nearest valid spelling. Result in rising order of time; a chord of no time
+// is at 0.
+std::vector<TimedChord> ParseChordSheet(const std::string& text, const std::string& source, double bpm,
+                                        int beatsPerBar);
+
+// One symbol, without time. Throws UsageError with the nearest valid spelling.
+TimedChord ParseChordSymbol(const std::string& symbol);
+
+// Key names: C, F#m, Bb minor, c# minor, Ebmaj, "A major". Returns 0 to 11 major, 12 to 23 minor.
+int ParseKey(const std::string& text);

@@ -1,0 +1,12 @@
+// The picture of a performance.
+#pragma once
+
+#include <string>
+
+#include "Music.h"
+
+// Draws a piano roll, SVG or PNG by the suffix of `path`: a note axis with the keys of a piano, time below,
+// the detected pitch curve over the notes of the lead, the notes of each voice in a colour of its own with a
+// legend, chord names along the top, title and key above. Throws UsageError for another suffix, Failure when
+// it cannot be written. The file appears whole or not at all.
+void DrawPicture(const Performance& performance, const std::string& path);
