@@ -214,12 +214,22 @@ class CChoiralizerV2 final : public CChoiralizerV2If {
     float GetTotalDuration() const { return totalDuration; }
     float GetMeanDuration() const { return meanDuration; }
     int32_t GetLeadVoice() const { return leadVoice; }
+    int32_t GetTopVoice() const { return topVoice; }
+    const std::array<int32_t, 12>& GetScaleOffsets() const { return scaleMap; }
+    bool StateChanged() const { return stateChanged != 0; }
+    bool ParamsChanged() const { return paramsChanged != 0; }
 
   private:
-    int32_t NoteCount() const { return melody.count; }
-    int32_t CalculateClassic();
-    int32_t CalculateOwn();
+    size_t NoteCount() const { return static_cast<size_t>(melody.count); }
+    void ApplyOwnParams();
     void ClearChosen();
+    void RecordClassicChord(int32_t note, const ChoiralizerClassic::ClassicChord& chord);
+    void RecordOwnChord(int32_t note, const VoicingCandidate& candidate);
+    int32_t CalculateOwn();
+    int32_t CalculateClassic();
+    int32_t PrepareClassic(int32_t intervals[4]);
+    void VoiceClassicNote(size_t note, const ChoiralizerClassic::ClassicChord& chord,
+                          const int32_t intervals[4]);
 
     int32_t inputKey = 0;
     int32_t outputKey = 0;        // all of mode 7 reads this one
@@ -228,8 +238,10 @@ class CChoiralizerV2 final : public CChoiralizerV2If {
     int32_t quantizeToScale = 1;  // mirrors of the classic engine's flags
     int32_t mapScale = 1;
     int32_t leadVoice = 3;  // row of the melody
+    int32_t topVoice = 3;
     int32_t rangeBelow = 24;
     int32_t rangeAbove = 0;
+    std::array<int32_t, 12> scaleMap{};  // the classic engine's offsets as they are at the start
     int32_t mode = 7;
     const HarmonyParams* params;
 
@@ -246,6 +258,8 @@ class CChoiralizerV2 final : public CChoiralizerV2If {
     std::vector<int32_t> notePitch;
     float totalDuration = 0.0f;  // first start to last end
     float meanDuration = 0.0f;
+    int32_t stateChanged = 1;   // set by ResetVoices
+    int32_t paramsChanged = 0;  // set by SetParams
     std::vector<int32_t> boundaryCandidate;
     std::vector<int32_t> phraseBoundary;  // 1: a phrase starts here
     std::vector<int32_t> noteLocked;      // 1: keeps its function in the search; nothing sets it yet

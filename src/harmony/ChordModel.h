@@ -50,6 +50,12 @@ struct ChordInfo {
     std::string name;        // for display
 };
 
+// Row of the scale table. An unknown row number reads as major, as in the classic engine.
+const int32_t* ScaleRow(int32_t row);
+
+// Whether the pitch is a tone of the scale row on key.
+bool IsScaleTone(int32_t pitch, int32_t key, const int32_t* scale);
+
 // The interval between two pitches, counted in tones of a scale.
 struct ScaleDistance {
     int32_t steps;      // scale steps within the octave, 0 to 7; -1 when no scale tone lies on the way

@@ -1,0 +1,190 @@
+// Gives each melody note a harmonic function.
+//
+// The first note's function follows from its scale degree, those at the phrase ends from the cadence rules
+// (CadenceRules.h). Between these anchors a second-order Viterbi search (G. D. Forney, The Viterbi Algorithm,
+// 1973) finds the likeliest sequence: its states are pairs of successive functions, its weights the
+// progression table and the fit of each note's scale degree to the change of function. Notes out of the scale
+// and auxiliary notes (the same pitch before and after) are left out of the search, keep no function and are
+// sung over the chord before them.
+#include <array>
+
+#include "classic/ScaleArithmetic.h"
+#include "harmony/CadenceRules.h"
+#include "harmony/ChoiralizerV2.h"
+#include "harmony/ProgressionTables.h"
+
+namespace ChoiralizerV2 {
+
+namespace {
+
+constexpr int32_t kBadArgument = 5000003;
+constexpr int32_t kStates = kFunctionCount * kFunctionCount;
+// Square root of 10, twice per step: keeps the products in range over long gaps.
+constexpr float kStepGain = 3.1622777f;
+
+int32_t StateOf(int32_t before, int32_t current) { return kFunctionCount * before + current; }
+
+// Degree and alteration of every note. A note without a pitch ends it with a bad argument.
+int32_t ComputeDegrees(const std::vector<int32_t>& pitches, int32_t key, const int32_t* scale,
+                       CadenceMelody& out) {
+    for (size_t i = 0; i < pitches.size(); ++i) {
+        if (pitches[i] < 0) {
+            return kBadArgument;
+        }
+        const int32_t pitch = pitches[i] < key ? static_cast<int32_t>(int64_t{pitches[i]} + 12) : pitches[i];
+        const ScaleDistance aboveTonic = ScaleInterval(key, pitch, key, scale);
+        out.degree[i] = aboveTonic.steps;
+        if (aboveTonic.quality == 0) {
+            out.alteration[i] = 0;
+        } else {
+            out.alteration[i] =
+                scale[ChoiralizerClassic::PitchClass(int64_t{pitch} - key + 11)] != 0 ? 1 : -1;
+        }
+    }
+    return 0;
+}
+
+int32_t FunctionOfDegree(int32_t scaleRow, int32_t alteration, int32_t degree) {
+    return DegreeFunctionTable[(scaleRow != 0 ? 21 : 0) + 7 * (alteration + 1) + degree];
+}
+
+// Semitones above the tonic as the fit table counts them: by the degrees of the major scale, in minor too.
+int32_t ChromaticColumn(int32_t degree, int32_t alteration) {
+    constexpr int32_t kMajorOffsets[8] = {0, 2, 4, 5, 7, 9, 11, 12};
+    return ChoiralizerClassic::PitchClass(kMajorOffsets[degree] + alteration);
+}
+
+float NormalisedFit(const float (&row)[12], int32_t column) {
+    float sum = 0.0f;
+    for (float weight : row) {
+        sum += weight;
+    }
+    return row[column] / sum;
+}
+
+// One gap: the search over K[first..end], whose first note has a function, and its last one unless it is the
+// end of the melody.
+class FunctionSearch {
+  public:
+    FunctionSearch(const CadenceMelody& cadenceMelody, const std::vector<size_t>& keptNotes,
+                   std::vector<int32_t>& noteFunctions)
+        : melody(cadenceMelody), kept(keptNotes), function(noteFunctions) {}
+
+    void Fill(size_t first, size_t end) {
+        Start(first);
+        for (size_t k = first + 1; k <= end; ++k) {
+            Step(kept[k]);
+        }
+        Trace(first, end);
+    }
+
+  private:
+    void Start(size_t first) {
+        back.assign(1, {});
+        probability.fill(0.0f);
+        const bool hasHistory = first >= 2 && function[kept[first - 2]] != 0;
+        const int32_t before = hasHistory ? function[kept[first - 1]] : int32_t{FunctionNone};
+        probability[StateOf(before, function[kept[first]])] = 1.0f;
+    }
+
+    void Step(size_t note) {
+        const auto& fit = DegreeFitTable[melody.scale == 0 ? 0 : 1];
+        const int32_t column = ChromaticColumn(melody.degree[note], melody.alteration[note]);
+        std::array<float, kStates> next;
+        std::array<int32_t, kStates> from;
+        for (int32_t y = 0; y < kFunctionCount; ++y) {
+            for (int32_t z = 0; z < kFunctionCount; ++z) {
+                float best = 0.0f;
+                int32_t bestState = -1;
+                for (int32_t x = 0; x < kFunctionCount; ++x) {
+                    const float weight = ProgressionTable[x][y][z] * kStepGain * probability[StateOf(x, y)];
+                    if (weight > best) {
+                        best = weight;
+                        bestState = StateOf(x, y);
+                    }
+                }
+                next[StateOf(y, z)] = best * kStepGain * NormalisedFit(fit[y][z], column);
+                from[StateOf(y, z)] = bestState;
+            }
+        }
+        probability = next;
+        back.push_back(from);
+    }
+
+    // The likeliest final state, the first of equal ones. The end note's own function, where it has one, is
+    // given.
+    int32_t FinalState(int32_t endFunction) const {
+        int32_t best = -1;
+        for (int32_t state = 0; state < kStates; ++state) {
+            const bool allowed = endFunction == FunctionNone || state % kFunctionCount == endFunction;
+            if (allowed && (best < 0 || probability[state] > probability[best])) {
+                best = state;
+            }
+        }
+        return best;
+    }
+
+    // Writes the functions from the end back to the note behind the first; a state that nothing leads to ends
+    // it.
+    void Trace(size_t first, size_t end) {
+        int32_t state = FinalState(function[kept[end]]);
+        for (size_t t = end - first; t >= 1 && back[t][state] >= 0; --t) {
+            function[kept[first + t]] = state % kFunctionCount;
+            state = back[t][state];
+        }
+    }
+
+    const CadenceMelody& melody;
+    const std::vector<size_t>& kept;
+    std::vector<int32_t>& function;
+    std::array<float, kStates> probability;          // of the last note reached
+    std::vector<std::array<int32_t, kStates>> back;  // per note the best state before, -1 none
+};
+
+}  // namespace
+
+int32_t CChoiralizerV2::AssignFunctions() {
+    const size_t n = NoteCount();
+    CadenceMelody cadence{std::vector<int32_t>(n), std::vector<int32_t>(n), noteDuration, outputScale};
+    if (int32_t code = ComputeDegrees(notePitch, outputKey, ScaleRow(outputScale), cadence); code != 0) {
+        return code;
+    }
+
+    noteFunction[0] = FunctionOfDegree(outputScale, cadence.alteration[0], cadence.degree[0]);
+    int32_t previousEnd = 0;
+    for (size_t end = 1; end < n; ++end) {
+        if (end + 1 == n || phraseBoundary[end + 1] == 1) {
+            AssignCadence(cadence, static_cast<int32_t>(end), previousEnd, noteFunction);
+            previousEnd = static_cast<int32_t>(end);
+        }
+    }
+
+    std::vector<size_t> kept;
+    int32_t keptPitch = notePitch[0];
+    for (size_t i = 0; i < n; ++i) {
+        const bool auxiliary = i > 0 && i + 1 < n && keptPitch == notePitch[i + 1];
+        const bool free = noteFunction[i] == FunctionNone && noteLocked[i] == 0;
+        if (free && (auxiliary || !IsInOutputScale(notePitch[i]))) {
+            continue;
+        }
+        kept.push_back(i);
+        keptPitch = notePitch[i];
+    }
+
+    FunctionSearch search(cadence, kept, noteFunction);
+    for (size_t k = 0; k + 1 < kept.size();) {
+        if (noteFunction[kept[k]] == FunctionNone || noteFunction[kept[k + 1]] != FunctionNone) {
+            ++k;
+            continue;
+        }
+        size_t end = k + 1;
+        while (end + 1 < kept.size() && noteFunction[kept[end]] == FunctionNone) {
+            ++end;
+        }
+        search.Fill(k, end);
+        k = end;
+    }
+    return 0;
+}
+
+}  // namespace ChoiralizerV2
