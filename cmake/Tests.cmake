@@ -4,6 +4,7 @@ set(MLH_VOICES_DIR "${PROJECT_SOURCE_DIR}/../shared/voices" CACHE PATH "Real rec
 set(MLH_MELODIES_DIR "${PROJECT_SOURCE_DIR}/../shared/melodies" CACHE PATH "Real tunes; tests that need them skip where it is missing")
 
 file(GLOB MLH_SUPPORT_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/support/*.cpp)
+list(FILTER MLH_SUPPORT_SOURCES EXCLUDE REGEX "_test\\.cpp$")
 add_library(mlh_test_support INTERFACE)
 if(MLH_SUPPORT_SOURCES)
   add_library(mlh_test_support_objects STATIC ${MLH_SUPPORT_SOURCES})

@@ -19,7 +19,11 @@
 #include <memory>
 #include <vector>
 
+#include "analysis/Kkf.h"
 #include "analysis/PitchMarks.h"
+#include "analysis/PitchTrack.h"
+#include "analysis/SampleQueue.h"
+#include "analysis/SimpleFilters.h"
 
 class CPSOLAAnalysisIf {
   public:
@@ -59,7 +63,7 @@ class CPSOLAAnalysis : public CPSOLAAnalysisEnhIf {
     // bufferSize    samples, at least four times the (multiplied) block; 0 takes the default
     CPSOLAAnalysis(CPitchMarksIf* marks, float sampleRate, int32_t blockSize, int32_t channelCount,
                    bool enhanced, int32_t bufferSize);
-    ~CPSOLAAnalysis() override;
+    ~CPSOLAAnalysis() override = default;
 
     // To be called once, before anything else. 0, 1000001 where a part can't be made, 5000003 for
     // arguments out of the ranges above.
@@ -80,6 +84,101 @@ class CPSOLAAnalysis : public CPSOLAAnalysisEnhIf {
     // The tracker's threshold for voices from 160 Hz up, in dB; 0 at first. Without a tracker it is 0.
     void SetVoicingThreshold(float decibels);
     float GetVoicingThreshold() const;
+
+    // What depends on the sample rate. Counts are samples.
+    struct RateSettings {
+        float belowRate;  // Hz; the settings hold for rates below it
+        int32_t blockFactor;
+        int32_t minPeriodUnitEnhanced;
+        int32_t minPeriodUnitPlain;
+        int32_t fallbackHop;
+        int32_t tailFill;
+        int32_t bufferSize;
+    };
+    // The stretch that is compared with itself, and how far around the expectation a period is looked for.
+    struct Windows {
+        int32_t window;
+        int32_t halfWindow;
+        int32_t quarterWindow;
+        int32_t searchRadius;
+    };
+
+    // The block size times the factor of the rate, and half the shortest window that a pitch can ask for.
+    int32_t GetBlockSize() const { return blockSize; }
+    int32_t GetMinPeriodUnit() const { return minPeriodUnit; }
+    const RateSettings& GetRateSettings() const { return settings; }
+    const Windows& GetWindows() const { return windows; }
+
+  private:
+    // A mark as found and measured, for the caller to store.
+    struct Measured {
+        int64_t position;
+        float energy;
+        float transient;
+        float period;
+    };
+    enum class Step { starved, skipped, marked };
+
+    bool ArgumentsAreValid() const;
+    Windows FirstWindows() const;
+    const float* AppendSum(const float* const* channels, int32_t start, int32_t count);
+
+    bool RunTrackerAhead();
+    void FollowTracker();
+    void FollowPeriod(float radiusShare);
+    void SetPeriod(float hertz);
+    void SetSearchRadius(float share);
+
+    Step AdvanceToNextMark(int64_t lastStored, bool align, Measured& mark);
+    void SelectCorrelator();
+    void FindLag();
+    void AlignToPeak();
+    void RepeatPreviousDistance();
+    float MeasureTransient();
+    float MeasureEnergy() const;
+    void MoveToNextMark();
+
+    void PlaceSegmentMarks(const float* const* source, int32_t length, int32_t start, CPitchMarks& placed);
+    void ReplaceMarks(int32_t markIndex, const CPitchMarks& placed);
+
+    CPitchMarksIf* marks;
+    float sampleRate;
+    int32_t channelCount;
+    bool enhanced;
+    RateSettings settings;
+    int32_t minPeriodUnit;  // half the shortest window that a pitch can ask for
+    int32_t blockSize;
+    int32_t bufferSize;
+    bool initialized = false;
+
+    std::vector<std::unique_ptr<qrtSPAdapter::CKKF>> correlators;  // by rising size
+    qrtSPAdapter::CKKF* currentCorrelator = nullptr;
+    CSimpleIIRFilter lowPassFilter;
+    CSimpleFIRFilter highPassFilter;
+
+    Windows windows;
+    int32_t lag = 0;           // where the correlation peaks: the next period is halfWindow - lag away
+    int32_t predictedLag = 0;  // where it is expected; once found, where it was before the alignment
+    float period;              // expected, in samples; -1 without a pitch
+
+    // Samples of the input. Positions count in 64 bits, so that the padding behind the longest recording
+    // possible does not overflow.
+    int64_t lastMark = 0;
+    int64_t nextMark = 0;
+    int32_t distance = 0;  // from lastMark to nextMark
+    int32_t previousDistance;
+    SampleQueue samples;  // mono, from lastMark on
+
+    std::unique_ptr<CPitchTrack> tracker;
+    PitchTrackResult tracked;
+    SampleQueue trackerInput;  // mono, from trackerPosition on
+    int64_t trackerPosition = 0;
+
+    std::vector<float> filtered;
+    float previousHighPeak = 0.0f;
+    float previousLowPeak = 0.0f;
+    bool transientNow = false;     // the last mark was a strong transient
+    bool transientBefore = false;  // the one before it was
 };
 
 // What the analysis driver creates.

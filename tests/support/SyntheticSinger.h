@@ -51,14 +51,14 @@ struct SungRecording {
 
 SungRecording Sing(const std::vector<SungNote>& notes, const SingerSettings& settings);
 
-// A steady tone of all harmonics below a share of 0.45 of the rate, harmonic h at 1 / h^tilt.
+// A steady tone of all harmonics below 0.45 of the rate and 16 kHz, harmonic h at 1 / h^tilt.
 std::vector<float> HarmonicTone(double hertz, double sampleRate, double seconds, double tilt = 1.0,
                                 double peak = 0.5);
 
 // Deterministic noise, uniform in -1 to 1 (xorshift64*); any seed.
 class NoiseSource {
   public:
-    explicit NoiseSource(uint64_t seed) : state(seed * 0x9E3779B97F4A7C15u + 0x632BE59BD9B4E019u) {}
+    explicit NoiseSource(uint64_t seed) : state((seed * 0x9E3779B97F4A7C15u + 0x632BE59BD9B4E019u) | 1u) {}
     uint64_t NextBits();
     float Next();                             // -1 to 1
     int32_t Next(int32_t low, int32_t high);  // low to high, both included

@@ -1,0 +1,157 @@
+#include "analysis/PitchMarks.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <new>
+
+#include "dsp/Dispatch.h"
+
+namespace {
+
+constexpr int32_t kOutOfMemory = 1000001;
+constexpr int32_t kWrongState = 5000002;
+constexpr int32_t kBadArgument = 5000003;
+
+// In 64 bits, since the difference of two positions may not fit in 32.
+int64_t Distance(const PitchMark& mark, int32_t position) {
+    return std::abs(static_cast<int64_t>(mark.position) - position);
+}
+
+bool Precedes(const PitchMark& mark, int64_t position) { return mark.position < position; }
+bool Follows(int64_t position, const PitchMark& mark) { return position < mark.position; }
+
+bool RiseStrictly(const PitchMark* records, int32_t n) {
+    const auto falls = [](const PitchMark& a, const PitchMark& b) { return b.position <= a.position; };
+    return std::adjacent_find(records, records + n, falls) == records + n;
+}
+
+}  // namespace
+
+int32_t CreatePitchMarks(CPitchMarksIf** out) {
+    if (!out) return kBadArgument;
+    *out = nullptr;
+    InitDispatch(-1);
+    *out = new (std::nothrow) CPitchMarks;
+    return *out ? 0 : kOutOfMemory;
+}
+
+int32_t CPitchMarks::Clear() {
+    std::fill_n(records.begin(), capacity, PitchMark{});
+    count = 0;
+    risesStrictly = true;
+    return 0;
+}
+
+int32_t CPitchMarks::KeepNewest(int32_t n) {
+    n = std::clamp(n, 0, count);
+    std::move(records.begin() + (count - n), records.begin() + count, records.begin());
+    count = n;
+    risesStrictly = RiseStrictly(records.data(), count);
+    return 0;
+}
+
+int32_t CPitchMarks::Reserve(int32_t newCapacity) {
+    if (reserved) return kWrongState;
+    capacity = std::max(newCapacity, count);
+    records.resize(std::max(records.size(), static_cast<size_t>(capacity)));
+    reserved = true;
+    return 0;
+}
+
+int32_t CPitchMarks::GetRecords(const PitchMark** out) const {
+    *out = records.data();
+    return count;
+}
+
+int32_t CPitchMarks::GetCount() const { return count; }
+
+int32_t CPitchMarks::SetRecords(const PitchMark* newRecords, int32_t n) {
+    if (n < 0 || (n > 0 && !newRecords)) return kBadArgument;
+    if (!reserved && capacity != 0 && capacity != n) return kBadArgument;
+    records = std::vector<PitchMark>(newRecords, newRecords + n);  // a copy first: it may be our own array
+    capacity = n;
+    count = n;
+    reserved = true;
+    risesStrictly = RiseStrictly(records.data(), count);
+    return 0;
+}
+
+int32_t CPitchMarks::AppendMark(int32_t position, float harmonicity, float energy, float transient,
+                                float peakWidth, float period) {
+    if (count == capacity) {
+        ++capacity;
+        if (records.size() < static_cast<size_t>(capacity)) {
+            records.resize(std::max(records.size() * 2, size_t{16}));
+        }
+    }
+    risesStrictly = risesStrictly && (count == 0 || records[count - 1].position < position);
+    records[count++] = PitchMark{position, energy, transient, harmonicity, peakWidth, period};
+    return 0;
+}
+
+int32_t CPitchMarks::AppendMarkNoPeriod(int32_t position, float harmonicity, float energy, float transient,
+                                        float peakWidth) {
+    return AppendMark(position, harmonicity, energy, transient, peakWidth, 0.0f);
+}
+
+int32_t CPitchMarks::RemoveLast() {
+    if (count > 0) --count;
+    return 0;
+}
+
+int32_t CPitchMarks::GetLastPosition() const { return GetPosition(count - 1); }
+
+int32_t CPitchMarks::GetPosition(int32_t i) const { return Has(i) ? records[i].position : -1; }
+
+int32_t CPitchMarks::GetDistanceToNext(int32_t i) const {
+    if (i < 0 || i >= count - 1) return -1;
+    // Only a list with falling positions can leave the range of 32 bits; it wraps.
+    return static_cast<int32_t>(static_cast<int64_t>(records[i + 1].position) - records[i].position);
+}
+
+int32_t CPitchMarks::GetPeriod(int32_t i) const {
+    if (!Has(i)) return -1;
+    const float period = records[i].period;
+    constexpr float limit = 2147483648.0f;
+    return period >= -limit && period < limit ? static_cast<int32_t>(period) : 0;
+}
+
+float CPitchMarks::GetTransient(int32_t i) const { return Has(i) ? records[i].transient : -1.0f; }
+float CPitchMarks::GetEnergy(int32_t i) const { return Has(i) ? records[i].energy : -1.0f; }
+float CPitchMarks::GetHarmonicity(int32_t i) const { return Has(i) ? records[i].harmonicity : -1.0f; }
+float CPitchMarks::GetPeakWidth(int32_t i) const { return Has(i) ? records[i].peakWidth : -1.0f; }
+
+int32_t CPitchMarks::FindNearest(int32_t from, int32_t position) const {
+    if (from < 0 || from >= count - 1) return -1;
+    // Where positions rise strictly, the distance falls up to the last mark before `position`, so the walk
+    // can start there and ends after at most two steps: a search by halves with the walk's own answer.
+    int32_t start = from;
+    if (risesStrictly) {
+        const auto first = records.begin() + from;
+        const auto behind = std::lower_bound(first, records.begin() + count, position, Precedes);
+        start = std::max(from, static_cast<int32_t>(behind - records.begin()) - 1);
+    }
+    int64_t best = Distance(records[start], position);
+    for (int32_t j = start + 1; j < count; ++j) {
+        const int64_t distance = Distance(records[j], position);
+        if (distance >= best) return j - 1;
+        best = distance;
+    }
+    return count - 1;
+}
+
+int32_t CPitchMarks::FindAfter(int32_t& index, int32_t distance) const {
+    if (!Has(index)) return -1;
+    const int64_t start = records[index].position;
+    const int64_t target = start + distance;
+    const auto first = records.begin() + index;
+    const auto end = records.begin() + count;
+    const auto found =
+        risesStrictly
+            ? std::upper_bound(first, end, target, Follows)
+            : std::find_if(first, end, [target](const PitchMark& mark) { return Follows(target, mark); });
+    if (found == end) return -1;
+    index = static_cast<int32_t>(found - records.begin());
+    return static_cast<int32_t>(found->position - start);
+}

@@ -1,0 +1,444 @@
+#include "analysis/PsolaAnalysis.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <new>
+
+#include "dsp/Dispatch.h"
+
+namespace {
+
+constexpr int32_t kOutOfMemory = 1000001;
+constexpr int32_t kWrongState = 5000002;
+constexpr int32_t kBadArgument = 5000003;
+
+constexpr int32_t kMinBlockSize = 1024;
+constexpr int32_t kMaxBlockSize = 65536;
+constexpr float kMaxSampleRate = 1.0e6f;
+
+constexpr float kSilence = 1e-24f;
+constexpr float kStrongTransient = 0.7f;
+constexpr float kHighThreshold = 0.01f;  // peaks of the high-passed signal up to this are no attack
+constexpr float kLowThreshold = 0.1f;    // the same of the low-passed signal
+constexpr float kRivalFactor = 1.25f;    // by how much a peak's energy must exceed that at the mark
+constexpr int32_t kNear = 4;             // samples; a higher peak as near as this is taken at once,
+constexpr int32_t kCreep = 2;            // one further away in steps of this
+constexpr float kRadiusVoiced = 0.0625f;
+constexpr float kRadiusUnvoiced = 0.125f;
+constexpr float kRadiusReanalysis = 0.5f;
+constexpr float kReanalysisHarmonicity = 12.0f;  // dB
+
+using RateSettings = CPSOLAAnalysis::RateSettings;
+
+// clang-format off
+constexpr RateSettings kRateSettings[] = {
+    //  below [Hz]  block  shortest half window  fallback   tail   default
+    //              factor  enhanced     plain        hop   fill    buffer
+    {     32000.0f,      1,       16,       64,       512,   4096,   16384},
+    {     64000.0f,      1,       32,      128,      1024,   8192,   32768},
+    {    128000.0f,      2,       64,      256,      2048,  16384,   65536},
+    {    256000.0f,      4,      128,      512,      4096,  32768,  131072},
+    {std::numeric_limits<float>::infinity(),
+                         8,      256,     1024,      8192,  65536,  262144},
+};
+// clang-format on
+
+const RateSettings& SettingsFor(float sampleRate) {
+    const auto* row = std::begin(kRateSettings);
+    while (sampleRate >= row->belowRate && row + 1 != std::end(kRateSettings)) ++row;
+    return *row;
+}
+
+bool IsPowerOfTwo(int32_t n) { return n > 0 && (n & (n - 1)) == 0; }
+
+// Written as a comparison, so that a sample which is not a number is never the largest.
+float LargestAbsolute(const float* samples, int32_t n) {
+    float largest = 0.0f;
+    for (int32_t i = 0; i < n; ++i) {
+        const float value = std::fabs(samples[i]);
+        if (value > largest) largest = value;
+    }
+    return largest;
+}
+
+// 0 where the peak does not rise, towards 1 the more it does, both relative to the peak before and
+// absolutely.
+float AttackStrength(float peak, float peakBefore, float threshold) {
+    if (!(peak > peakBefore) || !(peak > threshold)) return 0.0f;
+    constexpr double kTiny = 1e-31;
+    const double now = peak;
+    const double before = peakBefore;
+    const double ratio = (now + kTiny) / (before + kTiny);
+    return static_cast<float>(std::tanh((ratio * (now - before) + kTiny) / ((now + before) + kTiny)));
+}
+
+int32_t ToMarkPosition(int64_t position) {
+    return static_cast<int32_t>(std::min<int64_t>(position, std::numeric_limits<int32_t>::max()));
+}
+
+}  // namespace
+
+CPSOLAAnalysis::CPSOLAAnalysis(CPitchMarksIf* marks, float sampleRate, int32_t blockSize,
+                               int32_t channelCount, bool enhanced, int32_t bufferSize)
+    : marks(marks),
+      sampleRate(sampleRate),
+      channelCount(channelCount),
+      enhanced(enhanced),
+      settings(SettingsFor(sampleRate)),
+      minPeriodUnit(enhanced ? settings.minPeriodUnitEnhanced : settings.minPeriodUnitPlain),
+      blockSize(std::clamp(blockSize, 1, kMaxBlockSize + 1) * settings.blockFactor),
+      bufferSize(bufferSize == 0 ? settings.bufferSize : bufferSize),
+      lowPassFilter(-0.9f),
+      highPassFilter(-0.5f),
+      windows(FirstWindows()),
+      period(static_cast<float>(settings.tailFill / (2 * this->blockSize))),
+      previousDistance(windows.halfWindow) {
+    InitDispatch(-1);
+    if (marks && marks->GetCount() == 0) marks->AppendMarkNoPeriod(0, 0.0f, 0.0f, 0.0f, 0.0f);
+}
+
+bool CPSOLAAnalysis::ArgumentsAreValid() const {
+    return marks && channelCount >= 1 && sampleRate >= 1.0f && sampleRate <= kMaxSampleRate &&
+           IsPowerOfTwo(blockSize) && blockSize >= kMinBlockSize * settings.blockFactor &&
+           bufferSize >= std::max(4 * blockSize, settings.tailFill);
+}
+
+int32_t CPSOLAAnalysis::Initialize() {
+    if (!ArgumentsAreValid()) return kBadArgument;
+    try {
+        if (enhanced) {
+            CPitchTrack* created = nullptr;
+            if (CPitchTrack::Create(&created, static_cast<int32_t>(sampleRate), 1, 1) != 0)
+                return kOutOfMemory;
+            tracker.reset(created);
+            trackerInput.Allocate(bufferSize, 0);
+        }
+        samples.Allocate(bufferSize, blockSize);  // 1.5 windows are looked at where 1 is there for sure
+        filtered.assign(4 * blockSize, 0.0f);
+        correlators.clear();
+        const int32_t smallest = enhanced ? blockSize / 4 : 2 * blockSize;
+        const int32_t largest = enhanced ? 4 * blockSize : 2 * blockSize;
+        for (int32_t size = smallest; size <= largest; size *= 2) {
+            correlators.push_back(std::make_unique<qrtSPAdapter::CKKF>());
+            if (correlators.back()->Configure(size) != 0) return kOutOfMemory;
+        }
+    } catch (const std::bad_alloc&) {
+        return kOutOfMemory;
+    }
+    initialized = true;
+    return 0;
+}
+
+CPSOLAAnalysis::Windows CPSOLAAnalysis::FirstWindows() const {
+    return {blockSize, blockSize / 2, blockSize / 4, blockSize / 4};
+}
+
+int32_t CPSOLAAnalysis::Reset() {
+    if (!initialized) return kWrongState;
+    windows = FirstWindows();
+    lag = 0;
+    predictedLag = 0;
+    lastMark = 0;
+    nextMark = 0;
+    distance = 0;
+    samples.Clear();
+    trackerInput.Clear();
+    trackerPosition = 0;
+    previousHighPeak = 0.0f;
+    previousLowPeak = 0.0f;
+    transientNow = false;
+    transientBefore = false;
+    marks->KeepNewest(0);
+    marks->AppendMarkNoPeriod(0, 0.0f, 0.0f, 0.0f, 0.0f);
+    tracked = PitchTrackResult{};
+    if (tracker) tracker->Reset();
+    return 0;
+}
+
+int32_t CPSOLAAnalysis::GetFreeSpace() const { return bufferSize - samples.Size(); }
+
+void CPSOLAAnalysis::SetVoicingThreshold(float decibels) {
+    if (tracker) tracker->SetVoicingThreshold(decibels);
+}
+
+float CPSOLAAnalysis::GetVoicingThreshold() const { return tracker ? tracker->GetVoicingThreshold() : 0.0f; }
+
+int32_t CPSOLAAnalysis::AnalyzeBlock(const float* const* channels, int32_t frameCount) {
+    if (!initialized) return kWrongState;
+    if (channels) {
+        if (frameCount < 0 || frameCount > GetFreeSpace()) return kBadArgument;
+        const float* mono = AppendSum(channels, 0, frameCount);
+        if (tracker) std::copy_n(mono, frameCount, trackerInput.Append(frameCount));
+    }
+    while (samples.Size() >= 2 * blockSize) {
+        if (enhanced) {
+            const bool trackerIsAhead = RunTrackerAhead();
+            if (!trackerIsAhead && channels) return 0;
+            // A short period is expected anew for each mark: the last lag would soon drift off by a period.
+            const auto samplesPerPeriod = static_cast<int32_t>(period);
+            if (samplesPerPeriod > 0 && samplesPerPeriod < 2 * minPeriodUnit) FollowPeriod(kRadiusVoiced);
+        }
+        Measured mark;
+        const bool align = enhanced && tracked.harmonicityDb != 0.0f;
+        const Step step = AdvanceToNextMark(marks->GetLastPosition(), align, mark);
+        if (step == Step::starved) return 0;
+        if (step == Step::marked) {
+            marks->AppendMark(ToMarkPosition(mark.position), tracked.harmonicityDb, mark.energy,
+                              mark.transient, tracked.peakWidth, mark.period);
+        }
+    }
+    return 0;
+}
+
+int32_t CPSOLAAnalysis::InsertHop() {
+    if (!initialized) return kWrongState;
+    lastMark += settings.fallbackHop;
+    return marks->AppendMarkNoPeriod(ToMarkPosition(lastMark), 0.0f, 0.0f, 0.0f, 0.0f);
+}
+
+int32_t CPSOLAAnalysis::Finish() {
+    if (!initialized) return kWrongState;
+    const int64_t end = lastMark + samples.Size();
+    while (marks->GetLastPosition() < end) {
+        const int32_t padding = settings.tailFill - samples.Size();
+        if (padding < 1) break;
+        samples.Append(padding);
+        AnalyzeBlock(nullptr, 0);
+    }
+    while (marks->GetCount() > 0 && marks->GetLastPosition() >= end) marks->RemoveLast();
+    return marks->AppendMark(ToMarkPosition(end), 0.0f, 0.0f, 0.0f, 0.0f, 0.0f);
+}
+
+// Appends the sum of the channels to the samples and returns where it stands.
+const float* CPSOLAAnalysis::AppendSum(const float* const* channels, int32_t start, int32_t count) {
+    float* mono = samples.Append(count);
+    for (int32_t c = 0; c < channelCount; ++c) Ops().VecAdd(mono, channels[c] + start, count);
+    return mono;
+}
+
+// Lets the tracker see at least a block beyond the last mark. False where its input ends before that.
+bool CPSOLAAnalysis::RunTrackerAhead() {
+    while (trackerPosition <= std::max(blockSize, windows.window) + lastMark) {
+        const int32_t hop = std::max(tracker->GetHopInInputSamples(), 1);
+        if (trackerInput.Size() <= hop + blockSize) return false;
+        tracker->Process(trackerInput.Data(), hop, &tracked);
+        trackerInput.Drop(hop);
+        trackerPosition += hop;
+        FollowTracker();
+    }
+    return true;
+}
+
+void CPSOLAAnalysis::FollowTracker() {
+    if (tracked.pitchHz <= 0.0f) {
+        period = -1.0f;
+    } else {
+        SetPeriod(tracked.pitchHz);
+    }
+    if (std::floor(period + 0.5f) < 1.0f) {
+        windows.window = blockSize / 4;
+        windows.halfWindow = blockSize / 8;
+        windows.quarterWindow = blockSize / 16;
+        if (windows.quarterWindow < windows.searchRadius) windows.searchRadius = blockSize / 32;
+    } else {
+        FollowPeriod(tracked.harmonicityDb == 0.0f ? kRadiusUnvoiced : kRadiusVoiced);
+    }
+}
+
+void CPSOLAAnalysis::SetPeriod(float hertz) {
+    const float limit = static_cast<float>(2 * blockSize);
+    const float measured = sampleRate / hertz;
+    period = measured < limit ? measured : limit;
+}
+
+// Windows of two periods, and the lag that this period would give.
+void CPSOLAAnalysis::FollowPeriod(float radiusShare) {
+    const auto samplesPerPeriod = static_cast<int32_t>(period);
+    windows.window = std::max(std::min(2 * samplesPerPeriod, 2 * blockSize), 2 * minPeriodUnit);
+    windows.halfWindow = windows.window / 2;
+    windows.quarterWindow = windows.window / 4;
+    SetSearchRadius(radiusShare);
+    predictedLag = windows.halfWindow - std::min(samplesPerPeriod, windows.halfWindow);
+}
+
+void CPSOLAAnalysis::SetSearchRadius(float share) {
+    const auto radius = static_cast<int32_t>(period * share);
+    windows.searchRadius = std::min(std::max(radius, minPeriodUnit / 4), windows.quarterWindow);
+}
+
+// Finds the next mark, measures it and moves the samples up to it. Skipped: it was too near to `lastStored`
+// to be one.
+CPSOLAAnalysis::Step CPSOLAAnalysis::AdvanceToNextMark(int64_t lastStored, bool align, Measured& mark) {
+    if (samples.Size() < windows.window) return Step::starved;
+    SelectCorrelator();
+    FindLag();
+    if (align) AlignToPeak();
+    distance = windows.halfWindow - lag;
+    nextMark = lastMark + distance;
+
+    if (nextMark - lastStored < minPeriodUnit / 4) {
+        if (enhanced) {
+            MoveToNextMark();
+            return Step::skipped;
+        }
+        RepeatPreviousDistance();
+    }
+    if (samples.Size() < distance) return Step::starved;
+
+    mark.position = nextMark;
+    mark.transient = MeasureTransient();
+    mark.energy = MeasureEnergy();
+    mark.period = static_cast<float>(windows.halfWindow - predictedLag);
+    MoveToNextMark();
+    transientBefore = transientNow;
+    transientNow = mark.transient > kStrongTransient;
+    return Step::marked;
+}
+
+// The smallest that holds the window twice, so that a short period does not pay for a long transform.
+void CPSOLAAnalysis::SelectCorrelator() {
+    const auto fits = [this](const auto& correlator) { return correlator->GetSize() >= 2 * windows.window; };
+    const auto found = std::find_if(correlators.begin(), correlators.end(), fits);
+    currentCorrelator = found != correlators.end() ? found->get() : correlators.back().get();
+}
+
+void CPSOLAAnalysis::FindLag() {
+    if (LargestAbsolute(samples.Data(), windows.window) < kSilence) {
+        lag = 0;
+    } else {
+        const int32_t length = std::min(windows.window, currentCorrelator->GetSize() / 2);
+        currentCorrelator->Correlate(samples.Data(), length, samples.Data() + windows.halfWindow, length);
+        lag = currentCorrelator->FindPeak(windows.halfWindow - 1, predictedLag, windows.searchRadius);
+        // Where nothing was found, the expectation comes back, and may still be that of a wider window.
+        if (std::abs(lag) >= windows.halfWindow) lag = 0;
+    }
+    predictedLag = lag;
+}
+
+// Moves the mark towards the highest peak around it, so that marks keep to one feature of the waveform.
+void CPSOLAAnalysis::AlignToPeak() {
+    const int32_t expected = windows.halfWindow - lag;
+    if (expected <= 4 * minPeriodUnit) return;
+    const float* waveform = samples.Data();
+    const int32_t half = expected / 2;
+    float best = waveform[expected] * waveform[expected] * kRivalFactor;
+    int32_t shift = lag;  // not 0: without a rival, a small lag is levelled out and a large one creeps on
+    for (int32_t k = -half; k < half; ++k) {
+        const float value = waveform[std::max(1, expected + k)];
+        if (value * value > best) {
+            best = value * value;
+            shift = k;
+        }
+    }
+    int32_t aligned = lag;
+    if (shift < -kNear) {
+        aligned += kCreep;
+    } else if (shift > kNear) {
+        aligned -= kCreep;
+    } else {
+        aligned = windows.halfWindow - std::max(1, expected + shift);
+    }
+    if (std::abs(aligned) < windows.halfWindow) lag = aligned;
+}
+
+// Without a tracker, a period too short to be one is taken for the one before.
+void CPSOLAAnalysis::RepeatPreviousDistance() {
+    distance = previousDistance;
+    nextMark = lastMark + distance;
+    windows = {blockSize, blockSize / 2, blockSize / 4, blockSize / 2};
+    predictedLag = windows.halfWindow - distance;
+}
+
+float CPSOLAAnalysis::MeasureTransient() {
+    const bool resting = transientNow || transientBefore;
+
+    highPassFilter.Process(samples.Data(), filtered.data(), distance);
+    const float highPeak = LargestAbsolute(filtered.data(), distance);
+    const float high = resting ? 0.0f : AttackStrength(highPeak, previousHighPeak, kHighThreshold);
+    previousHighPeak = highPeak;
+
+    lowPassFilter.Process(samples.Data(), filtered.data(), distance);
+    const float lowPeak = LargestAbsolute(filtered.data(), distance);
+    const float low = resting ? 0.0f : AttackStrength(lowPeak, previousLowPeak, kLowThreshold);
+    previousLowPeak = lowPeak;
+
+    return high > low ? high : low;
+}
+
+float CPSOLAAnalysis::MeasureEnergy() const {
+    const float* waveform = samples.Data();
+    double sum = 0.0;
+    for (int32_t i = 0; i < distance; ++i) sum += static_cast<double>(waveform[i] * waveform[i]);
+    return static_cast<float>(sum / distance);
+}
+
+void CPSOLAAnalysis::MoveToNextMark() {
+    samples.Drop(distance);
+    lastMark = nextMark;
+    previousDistance = distance;
+}
+
+int32_t CPSOLAAnalysis::ReanalyzeSegment(const float* const* source, int32_t length, int32_t markIndex,
+                                         float midiPitch) {
+    if (!initialized) return kWrongState;
+    const int32_t start = marks->GetPosition(markIndex);
+    if (!source || length < 0 || start < 0) return kBadArgument;
+
+    CPitchMarks placed;
+    placed.Reserve(blockSize);
+    SetPeriod(440.0f * std::exp((midiPitch - 69.0f) / 17.31234f));
+    FollowPeriod(kRadiusReanalysis);
+    PlaceSegmentMarks(source, length, start, placed);
+    if (placed.GetCount() > 0) ReplaceMarks(markIndex, placed);
+    return 0;
+}
+
+void CPSOLAAnalysis::PlaceSegmentMarks(const float* const* source, int32_t length, int32_t start,
+                                       CPitchMarks& placed) {
+    const int64_t end = static_cast<int64_t>(start) + length;
+    int32_t taken = 0;
+    samples.Clear();
+    lastMark = start;
+    nextMark = start;
+    while (nextMark < end) {
+        const int32_t chunk = std::min(4 * blockSize - samples.Size(), length - taken);
+        AppendSum(source, taken, chunk);
+        taken += chunk;
+        samples.Append(4 * blockSize - samples.Size());  // silence behind the end
+
+        while (samples.Size() >= 2 * blockSize && nextMark < end) {
+            Measured mark;
+            const int32_t lastPlaced = placed.GetCount() > 0 ? placed.GetLastPosition() : start;
+            const Step step = AdvanceToNextMark(lastPlaced, true, mark);
+            if (step == Step::starved) return;
+            if (step == Step::skipped || mark.position >= end) continue;
+            const auto position = static_cast<int32_t>(mark.position);
+            const int32_t old = std::max(marks->FindNearest(0, position), 0);
+            placed.AppendMark(position, kReanalysisHarmonicity, marks->GetEnergy(old), mark.transient,
+                              marks->GetPeakWidth(old), mark.period);
+            SetSearchRadius(kRadiusReanalysis);
+        }
+    }
+}
+
+// The marks up to `markIndex`, then those placed, then those behind the one nearest to the last placed.
+void CPSOLAAnalysis::ReplaceMarks(int32_t markIndex, const CPitchMarks& placed) {
+    const PitchMark* records = nullptr;
+    const int32_t count = marks->GetRecords(&records);
+    std::vector<PitchMark> replaced(records, records + markIndex + 1);
+    replaced.back().period = static_cast<float>(placed.GetPosition(0) - replaced.back().position);
+
+    const PitchMark* placedRecords = nullptr;
+    const int32_t placedCount = placed.GetRecords(&placedRecords);
+    replaced.insert(replaced.end(), placedRecords, placedRecords + placedCount);
+
+    const int32_t nearest = std::max(marks->FindNearest(0, placed.GetLastPosition()), markIndex);
+    replaced.insert(replaced.end(), records + nearest + 1, records + count);
+
+    marks->Clear();
+    for (const PitchMark& mark : replaced) {
+        marks->AppendMark(mark.position, mark.harmonicity, mark.energy, mark.transient, mark.peakWidth,
+                          mark.period);
+    }
+}

@@ -1,0 +1,34 @@
+// The two first-order filters that split an attack into its high and its low part.
+//
+// Both keep their state from call to call; source and destination may be the same.
+#pragma once
+
+#include <cstdint>
+
+// y[n] = (1 - |c|) x[n] + c x[n-1]. A negative c makes a high-pass.
+class CSimpleFIRFilter {
+  public:
+    explicit CSimpleFIRFilter(float c);
+    virtual ~CSimpleFIRFilter() = default;
+
+    void Process(const float* source, float* destination, int32_t n);
+
+  private:
+    float previousInput = 0.0f;
+    float c;
+    float gain;
+};
+
+// y[n] = (1 - a) x[n] + a y[n-1], with a = -c. A negative c makes a low-pass.
+class CSimpleIIRFilter {
+  public:
+    explicit CSimpleIIRFilter(float c);
+    virtual ~CSimpleIIRFilter() = default;
+
+    void Process(const float* source, float* destination, int32_t n);
+
+  private:
+    float previousOutput = 0.0f;
+    float a;
+    float b;
+};

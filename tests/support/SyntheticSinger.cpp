@@ -1,0 +1,342 @@
+#include "support/SyntheticSinger.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <complex>
+#include <map>
+#include <numbers>
+
+namespace {
+
+constexpr double kPi = std::numbers::pi;
+constexpr double kTopFrequency = 16000.0;  // a voice has nothing of note above
+constexpr int32_t kTableSize = 8192;
+constexpr int32_t kControlStep = 16;  // samples between two updates of the formants
+
+double HertzOf(double pitch) { return 440.0 * std::exp2((pitch - 69.0) / 12.0); }
+
+// One period of a waveform, with as many harmonics as a pitch and a sample rate leave room for.
+class BandLimitedWave {
+  public:
+    // harmonics[h - 1] is the complex amplitude of harmonic h.
+    BandLimitedWave(std::vector<std::complex<double>> allHarmonics, double sampleRate)
+        : harmonics(std::move(allHarmonics)), topFrequency(std::min(0.45 * sampleRate, kTopFrequency)) {}
+
+    double At(double phase, double hertz) {
+        const std::vector<float>& table = TableFor(hertz);
+        const double place = phase * kTableSize;
+        const auto i = static_cast<size_t>(place);
+        const double fraction = place - static_cast<double>(i);
+        return table[i] + fraction * (table[i + 1] - table[i]);
+    }
+
+  private:
+    // Tables are shared by a third of an octave; the band limit holds for its upper end.
+    const std::vector<float>& TableFor(double hertz) {
+        const int third = static_cast<int>(std::ceil(3.0 * std::log2(hertz)));
+        if (third != currentThird) {
+            currentThird = third;
+            std::vector<float>& table = tables[third];
+            if (table.empty()) table = MakeTable(static_cast<int32_t>(topFrequency / std::exp2(third / 3.0)));
+            current = &table;
+        }
+        return *current;
+    }
+
+    std::vector<float> MakeTable(int32_t count) const {
+        count = std::clamp(count, 1, static_cast<int32_t>(harmonics.size()));
+        std::vector<double> sum(kTableSize + 2, 0.0);
+        for (int32_t h = 1; h <= count; ++h) {
+            const std::complex<double> step = std::polar(1.0, 2.0 * kPi * h / kTableSize);
+            std::complex<double> wave = harmonics[static_cast<size_t>(h - 1)];
+            for (double& value : sum) {
+                value += 2.0 * wave.real();
+                wave *= step;
+            }
+        }
+        return {sum.begin(), sum.end()};
+    }
+
+    std::vector<std::complex<double>> harmonics;
+    double topFrequency;
+    std::map<int, std::vector<float>> tables;
+    const std::vector<float>* current = nullptr;
+    int currentThird = -1000;
+};
+
+// Fourier coefficients of the derivative of a flow t^2 - t^3 over the open share of the period: it rises to
+// 1/3, falls to -1 and breaks off there, at the closure.
+std::vector<std::complex<double>> GlottalHarmonics(double openQuotient) {
+    std::vector<std::complex<double>> harmonics;
+    for (int h = 1; h <= 512; ++h) {
+        const std::complex<double> s(0.0, -2.0 * kPi * h * openQuotient);
+        const std::complex<double> e = std::exp(s);
+        const std::complex<double> linear = (e * (s - 1.0) + 1.0) / (s * s);
+        const std::complex<double> square = (e * (s * s - 2.0 * s + 2.0) - 2.0) / (s * s * s);
+        harmonics.push_back(openQuotient * (2.0 * linear - 3.0 * square));
+    }
+    return harmonics;
+}
+
+// A second-order resonator with unit gain at 0 Hz.
+class Resonator {
+  public:
+    void Tune(double hertz, double bandwidth, double sampleRate) {
+        if (hertz > 0.45 * sampleRate) {
+            a = 1.0, b = 0.0, c = 0.0;
+            return;
+        }
+        const double radius = std::exp(-kPi * bandwidth / sampleRate);
+        c = -radius * radius;
+        b = 2.0 * radius * std::cos(2.0 * kPi * hertz / sampleRate);
+        a = 1.0 - b - c;
+    }
+    double Next(double x) {
+        const double y = a * x + b * y1 + c * y2;
+        y2 = y1;
+        y1 = y;
+        return y;
+    }
+
+  private:
+    double a = 1.0, b = 0.0, c = 0.0, y1 = 0.0, y2 = 0.0;
+};
+
+using Formants = std::array<double, 5>;
+constexpr Formants kBandwidths = {70.0, 90.0, 140.0, 200.0, 250.0};
+constexpr Formants kHum = {250.0, 1000.0, 2200.0, 3300.0, 4300.0};
+
+Formants FormantsOf(char vowel) {
+    switch (vowel) {
+        case 'e':
+            return {450.0, 1900.0, 2500.0, 3400.0, 4400.0};
+        case 'i':
+            return {290.0, 2250.0, 2950.0, 3500.0, 4400.0};
+        case 'o':
+            return {480.0, 830.0, 2450.0, 3300.0, 4300.0};
+        case 'u':
+            return {310.0, 870.0, 2250.0, 3250.0, 4300.0};
+        default:
+            return {730.0, 1120.0, 2450.0, 3350.0, 4400.0};
+    }
+}
+
+double ConsonantLength(char consonant) {
+    switch (consonant) {
+        case 's':
+            return 0.09;
+        case 't':
+            return 0.06;
+        case 'h':
+            return 0.06;
+        case 'm':
+            return 0.08;
+        default:
+            return 0.0;
+    }
+}
+
+// What the singer does at one sample.
+struct Gesture {
+    double pitch = 60.0;
+    double voice = 0.0;  // target gains
+    double hiss = 0.0;
+    double breath = 0.0;
+    bool hum = false;
+};
+
+class Singer {
+  public:
+    Singer(const std::vector<SungNote>& notes, const SingerSettings& settings)
+        : notes(notes),
+          settings(settings),
+          noise(settings.seed),
+          glottis(GlottalHarmonics(settings.openQuotient), settings.sampleRate),
+          noiseGain(std::sqrt(settings.sampleRate / 44100.0)) {
+        hissFilter.Tune(std::min(6500.0, 0.4 * settings.sampleRate), 2500.0, settings.sampleRate);
+        song.sampleRate = static_cast<int32_t>(settings.sampleRate);
+    }
+
+    SungRecording Sing() {
+        double time = 0.0;
+        double pitchBefore = 0.0;  // 0: not voiced up to here
+        for (const SungNote& note : notes) {
+            const auto start = static_cast<int32_t>(std::lround(time * settings.sampleRate));
+            time += note.duration;
+            const auto end = static_cast<int32_t>(std::lround(time * settings.sampleRate));
+            if (note.vowel == kRest) {
+                Render(end, note, [](int32_t) { return Gesture{}; });
+                pitchBefore = 0.0;
+            } else {
+                SingNote(note, start, end, pitchBefore);
+                pitchBefore = note.pitch;
+            }
+        }
+        Scale();
+        return std::move(song);
+    }
+
+  private:
+    void SingNote(const SungNote& note, int32_t start, int32_t end, double pitchBefore) {
+        const double seconds = std::min(ConsonantLength(note.consonant), note.duration / 2.0);
+        const auto onset = start + static_cast<int32_t>(std::lround(seconds * settings.sampleRate));
+        Render(onset, note,
+               [&](int32_t i) { return ConsonantAt(note, i - start, onset - start, pitchBefore); });
+        const bool voicedBefore = note.consonant == 'm' || (note.consonant == 0 && pitchBefore > 0.0);
+        const double glideFrom = voicedBefore && pitchBefore > 0.0 ? pitchBefore : note.pitch;
+        // A hum has done the glide already.
+        const int32_t glideStart = note.consonant == 'm' ? start : onset;
+        Render(end, note, [&](int32_t i) {
+            Gesture gesture;
+            gesture.pitch = PitchAt(note.pitch, glideFrom, i - glideStart) + VibratoAt(i - onset);
+            gesture.voice = note.level;
+            gesture.breath = settings.breath * note.level;
+            return gesture;
+        });
+        song.notes.push_back({note.pitch, onset, end});
+    }
+
+    Gesture ConsonantAt(const SungNote& note, int32_t i, int32_t length, double pitchBefore) const {
+        Gesture gesture;
+        if (note.consonant == 'm') {
+            gesture.pitch = PitchAt(note.pitch, pitchBefore > 0.0 ? pitchBefore : note.pitch, i);
+            gesture.voice = 0.5 * note.level;
+            gesture.hum = true;
+        } else if (note.consonant == 's') {
+            gesture.hiss = 0.15 * note.level;
+        } else if (note.consonant == 'h') {
+            gesture.breath = 0.2 * note.level;
+        } else if (note.consonant == 't' && i > length * 3 / 4) {
+            gesture.hiss = 0.4 * note.level;
+        }
+        return gesture;
+    }
+
+    double PitchAt(double pitch, double from, int32_t i) const {
+        const double share = settings.glideTime > 0.0 ? i / (settings.glideTime * settings.sampleRate) : 1.0;
+        if (share >= 1.0) return pitch;
+        return from + (pitch - from) * 0.5 * (1.0 - std::cos(kPi * share));
+    }
+
+    double VibratoAt(int32_t i) const {
+        const double since = i / settings.sampleRate - settings.vibratoDelay;
+        if (since <= 0.0) return 0.0;
+        const double depth = settings.vibratoDepth * std::min(since / 0.2, 1.0);
+        return depth * std::sin(2.0 * kPi * settings.vibratoRate * since);
+    }
+
+    // Sings up to sample `end`, following what `gestureAt` tells for each sample.
+    template <class GestureAt>
+    void Render(int32_t end, const SungNote& note, GestureAt gestureAt) {
+        while (static_cast<int32_t>(song.samples.size()) < end) {
+            const auto now = static_cast<int32_t>(song.samples.size());
+            const Gesture gesture = gestureAt(now);
+            const bool voiced = gesture.voice > 0.0;
+            if (now % kControlStep == 0) MoveFormants(voiced && gesture.hum ? kHum : FormantsOf(note.vowel));
+            Approach(voiceGain, gesture.voice, settings.attackTime);
+            Approach(hissGain, gesture.hiss, 0.005);
+            Approach(breathGain, gesture.breath, 0.01);
+            if (voiced) hertz = HertzOf(gesture.pitch);  // a fading voice keeps its pitch
+            song.samples.push_back(static_cast<float>(NextSample()));
+            song.pitch.push_back(voiced ? static_cast<float>(gesture.pitch) : 0.0f);
+        }
+    }
+
+    double NextSample() {
+        const double white = noise.Next() * noiseGain;
+        double throat = breathGain * white;
+        if (voiceGain > 0.0) throat += voiceGain * glottis.At(phase, hertz);
+        AdvancePhase();
+        for (Resonator& formant : tract) throat = formant.Next(throat);
+        const double hiss = hissFilter.Next(white);
+        const double sharp = hiss - hissBefore;
+        hissBefore = hiss;
+        return throat + hissGain * sharp;
+    }
+
+    void AdvancePhase() {
+        const double step = hertz / settings.sampleRate;
+        const double next = phase + step;
+        const double closure = settings.openQuotient + (phase > settings.openQuotient ? 1.0 : 0.0);
+        if (phase <= closure && closure < next && voiceGain > 0.0) {
+            song.closures.push_back(static_cast<double>(song.samples.size()) + (closure - phase) / step);
+        }
+        phase = next - std::floor(next);
+    }
+
+    void Approach(double& gain, double target, double seconds) const {
+        const double step = 1.0 / std::max(seconds * settings.sampleRate, 1.0);
+        gain += std::clamp(target - gain, -step, step);
+    }
+
+    void MoveFormants(const Formants& targets) {
+        const double share = 1.0 - std::exp(-kControlStep / (0.02 * settings.sampleRate));
+        for (size_t f = 0; f < tract.size(); ++f) {
+            formants[f] += share * (targets[f] * settings.formantScale - formants[f]);
+            tract[f].Tune(formants[f], kBandwidths[f], settings.sampleRate);
+        }
+    }
+
+    void Scale() {
+        float loudest = 0.0f;
+        for (const float sample : song.samples) loudest = std::max(loudest, std::fabs(sample));
+        const auto scale = static_cast<float>(loudest > 0.0f ? settings.peak / loudest : 0.0);
+        const auto room = static_cast<float>(settings.roomNoise);
+        for (float& sample : song.samples) sample = sample * scale + room * noise.Next();
+    }
+
+    const std::vector<SungNote>& notes;
+    const SingerSettings& settings;
+    NoiseSource noise;
+    BandLimitedWave glottis;
+    double noiseGain;
+    std::array<Resonator, 5> tract;
+    Resonator hissFilter;
+    Formants formants = FormantsOf('a');
+    double voiceGain = 0.0, hissGain = 0.0, breathGain = 0.0;
+    double hissBefore = 0.0;
+    double hertz = 100.0;
+    double phase = 0.0;
+    SungRecording song;
+};
+
+}  // namespace
+
+SungRecording Sing(const std::vector<SungNote>& notes, const SingerSettings& settings) {
+    return Singer(notes, settings).Sing();
+}
+
+std::vector<float> HarmonicTone(double hertz, double sampleRate, double seconds, double tilt, double peak) {
+    std::vector<std::complex<double>> harmonics;
+    for (int h = 1; h <= 512; ++h) harmonics.emplace_back(0.0, -1.0 / std::pow(h, tilt));
+    BandLimitedWave wave(harmonics, sampleRate);
+    std::vector<float> tone(static_cast<size_t>(std::lround(seconds * sampleRate)));
+    double phase = 0.0;
+    float loudest = 0.0f;
+    for (float& sample : tone) {
+        sample = static_cast<float>(wave.At(phase, hertz));
+        loudest = std::max(loudest, std::fabs(sample));
+        phase += hertz / sampleRate;
+        phase -= std::floor(phase);
+    }
+    for (float& sample : tone) sample *= static_cast<float>(peak) / loudest;
+    return tone;
+}
+
+uint64_t NoiseSource::NextBits() {
+    state ^= state >> 12;
+    state ^= state << 25;
+    state ^= state >> 27;
+    return state * 0x2545F4914F6CDD1Du;
+}
+
+float NoiseSource::Next() {
+    const auto top = static_cast<int32_t>(NextBits() >> 40);  // 24 bits, exact in a float
+    return static_cast<float>(top - 8388608) / 8388608.0f;
+}
+
+int32_t NoiseSource::Next(int32_t low, int32_t high) {
+    const auto span = static_cast<uint64_t>(static_cast<int64_t>(high) - low + 1);
+    return static_cast<int32_t>(low + static_cast<int64_t>(NextBits() % span));
+}
