@@ -204,7 +204,7 @@ class Singer {
             gesture.voice = 0.5 * note.level;
             gesture.hum = true;
         } else if (note.consonant == 's') {
-            gesture.hiss = 0.15 * note.level;
+            gesture.hiss = 0.3 * note.level;
         } else if (note.consonant == 'h') {
             gesture.breath = 0.2 * note.level;
         } else if (note.consonant == 't' && i > length * 3 / 4) {
@@ -250,7 +250,7 @@ class Singer {
         AdvancePhase();
         for (Resonator& formant : tract) throat = formant.Next(throat);
         const double hiss = hissFilter.Next(white);
-        const double sharp = hiss - hissBefore;
+        const double sharp = (hiss - hissBefore) * settings.sampleRate / 44100.0;
         hissBefore = hiss;
         return throat + hissGain * sharp;
     }
