@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -111,7 +112,8 @@ class CPTAnalysisNew {
     bool IsUnvoiced(float harmonicityDb, float candidateHz) const;
 
     float BinToHz(float bin) const;
-    int32_t BinOf(int32_t hz) const;
+    int32_t HzToBin(float hz) const;  // nearest
+    int32_t BinOf(int32_t hz) const;  // at or below
 
     int32_t sampleRate;
     int32_t fftSize;
@@ -185,7 +187,7 @@ class CPitchTrack {
     CPitchTrack(int32_t sampleRate, int32_t channelCount, Sizes sizes);
     static Sizes SizesOfMode(int32_t mode);
     int32_t Buffered() const { return (writeIndex - readIndex) & mask; }
-    int32_t Write(std::span<const float> samples);
+    size_t Write(std::span<const float> samples);
     void AnalyzeNextFrame();
 
     CPTPreProcess preProcess;

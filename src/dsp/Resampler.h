@@ -65,7 +65,7 @@ class CResampleBase {
     const int32_t entriesPerCrossing = 256;
     int32_t writeIndex;         ///< frames in `buffer` behind pendingMargin; below 0 where some are owed
     const int32_t halfLength;   ///< filter half length in zero crossings: quality + 1
-    int32_t historyOffset;      ///< samples by which `buffer` has moved back into the history
+    int64_t historyOffset;      ///< samples by which `buffer` has moved back into the history
     const int64_t historySize;  ///< samples of the history, the room in front of `buffer`
     const int32_t numChannels;
     const int32_t capacity;    ///< frames that one call may bring
@@ -94,10 +94,10 @@ class CResample final : public CResampleBase {
 
   private:
     void Append(const Sample* in, int32_t channels, int32_t frames);
-    double RunKernel(const Sample* frames, Sample* out, int32_t channels, double factor,
-                     int32_t outFrames) const;
-    Sample Interpolate(const Sample* centre, int64_t readTime, int32_t channels, float gain) const;
+    void RunKernel(Sample* out, int32_t channels, double factor, int32_t outFrames);
+    Sample Interpolate(const Sample* centre, int64_t fixedTime, int32_t channels, float gain) const;
     void Advance(int32_t usable, int32_t channels);
+    void MoveToFront(int32_t passed, int32_t channels);
     Sample* Buffer() { return storage.data() + historySize - historyOffset; }
 
     std::vector<Sample> table;    ///< one wing of the filter, 256 entries per zero crossing

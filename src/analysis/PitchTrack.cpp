@@ -1,0 +1,539 @@
+#include "analysis/PitchTrack.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <new>
+
+#include "dsp/Dispatch.h"
+
+// How a pitch is found.
+//
+// The harmonics of a voice stand in its spectrum at equal distances, so the autocorrelation of the magnitude
+// spectrum peaks at the distance of one fundamental even where the fundamental itself is weak. A quarter of
+// the spectrum is added, which sharpens the peak where the fundamental is there. Three candidates come out of
+// that sum:
+// - the harmonic product over bins k, 2k and 3k (Schroeder 1968; Noll 1970), the one that is taken at first:
+//   robust, but now and then an octave high;
+// - the weighted harmonic sum over up to nine harmonics (after Hermes 1988), less what lies at a half, two
+//   thirds and a third: it is asked when the product leaps up;
+// - the greatest bin of the low range, which is reported only.
+//
+// The past decides between them. A candidate far above the recent pitches is taken an octave down if the
+// harmonic sum agrees. Peak width, flatness and the ratio of the harmonics to the mean spectrum then tell
+// voiced from unvoiced. An unvoiced frame keeps a pitch, the present or a remembered one: whoever places
+// marks through a consonant goes on with the period of the vowel.
+//
+// Strong on voices from 60 to 1000 Hz, also without a fundamental (telephone, larynx microphone). It fails on
+// two voices at once, and it can't see a pitch change faster than its frame of 93 ms.
+//
+// Below 200 Hz only the narrow peaks of the spectrum take part, so that hum and rumble between harmonics
+// don't correlate.
+
+namespace {
+
+constexpr int32_t kOutOfMemory = 1000001;
+constexpr int32_t kBadArgument = 5000003;
+constexpr int32_t kRateTooLow = 5000004;
+
+constexpr int32_t kTrackerRate = 11025;
+constexpr int32_t kMinSampleRate = 8000;
+constexpr int32_t kRingSize = 16384;
+
+constexpr int32_t kResamplerQuality = 3;
+constexpr float kLowPassHz = 4000.0f;
+constexpr float kHighPassHz = 30.0f;
+
+constexpr float kSilence = 1e-25f;      // below every spectral peak
+constexpr float kSquareFloor = 1e-24f;  // of a sample
+
+constexpr int32_t kLowestHz = 25;        // of a pitch
+constexpr int32_t kPrunedBelowHz = 200;  // where only peaks count
+constexpr int32_t kCombEndHz = 4000;
+constexpr int32_t kPeakReach = 4;  // bins on each side of a peak
+constexpr int32_t kCombHarmonics = 9;
+
+constexpr float kLowVoiceHz = 160.0f;
+constexpr float kLowVoiceThresholdDb = 3.5f;
+constexpr float kDbPerNeper = 4.3429446f;  // of a power ratio
+
+// Computed in 64 bits and narrowed: the 32-bit functions differ between C libraries in the last bit.
+float Cos(float x) { return static_cast<float>(std::cos(static_cast<double>(x))); }
+float Log(float x) { return static_cast<float>(std::log(static_cast<double>(x))); }
+
+// Index of the first largest value above 0; 0 where there is none.
+int32_t FirstLargest(const float* values, int32_t count) {
+    int32_t index = 0;
+    float largest = 0.0f;
+    for (int32_t i = 0; i < count; ++i) {
+        if (values[i] > largest) {
+            largest = values[i];
+            index = i;
+        }
+    }
+    return index;
+}
+
+// Scales bins 0 to count - 1 so that the largest but bin 0 becomes 1.
+void Normalize(float* bins, int32_t count) {
+    float largest = kSilence;
+    for (int32_t i = 1; i < count; ++i) {
+        if (bins[i] > largest) largest = bins[i];
+    }
+    Ops().VecMulConst(bins, 1.0f / largest, count);
+}
+
+bool MovedByAQuarter(float fromHz, float toHz) { return fromHz * 0.75f > toHz || toHz * 0.75f > fromHz; }
+
+// The maximum of the parabola through three bins around `candidate`, walked in thirtieths of a bin. Without a
+// maximum between the outer two the left one is the answer.
+float RefinePosition(const float* spectrum, int32_t candidate) {
+    const float y0 = spectrum[candidate - 1];
+    const float y1 = spectrum[candidate];
+    const float y2 = spectrum[candidate + 1];
+    const float b = (y1 - y0) / 30.0f;
+    const float c = (y2 - y0 - 60.0f * b) / 1800.0f;
+    float offset = 0.0f;
+    float previous = -kSilence;
+    for (int32_t step = 0; step <= 60; ++step) {
+        const float t = static_cast<float>(step);
+        const float y = t * c * (t - 30.0f) + t * b + y0;
+        if (!(y > previous)) {
+            offset = static_cast<float>(step - 1) / 30.0f;
+            break;
+        }
+        previous = y;
+    }
+    return static_cast<float>(candidate - 1) + offset;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------- front end
+
+CPTPreProcess::CPTPreProcess(int32_t sampleRate, int32_t channelCount)
+    : sampleRate(sampleRate), channelCount(channelCount), mono(kCapacity) {
+    InitDispatch(-1);
+    CResampleBase* newResampler;
+    qMELODOR::CEqIf* newLowPass;
+    qMELODOR::CEqIf* newHighPass;
+    CreateResampler(&newResampler, kResamplerQuality, kCapacity, 1, kResampleFloat, 0);
+    resampler.reset(newResampler);
+    qMELODOR::CreateEq(&newLowPass, kTrackerRate, 1, qMELODOR::kLowPass);
+    lowPass.reset(newLowPass);
+    qMELODOR::CreateEq(&newHighPass, kTrackerRate, 1, qMELODOR::kHighPass);
+    highPass.reset(newHighPass);
+    if (!resampler || !lowPass || !highPass) throw std::bad_alloc();
+    lowPass->SetParameters(kLowPassHz, 0.0f, 1.0f);
+    highPass->SetParameters(kHighPassHz, 0.0f, 1.0f);
+    // Rates below 11025 Hz bring more samples than they take.
+    output.resize(static_cast<size_t>(static_cast<int64_t>(kCapacity + 2) * kTrackerRate / sampleRate + 2));
+}
+
+CPTPreProcess::~CPTPreProcess() = default;
+
+std::span<const float> CPTPreProcess::Process(const float* samples, int32_t frames) {
+    MixDown(samples, frames);
+    const int32_t count = resampler->Process(mono.data(), output.data(), static_cast<float>(sampleRate),
+                                             static_cast<float>(kTrackerRate), 1, frames);
+    float* const band = output.data();
+    lowPass->ProcessInterleaved(band, band, count);
+    highPass->ProcessInterleaved(band, band, count);
+    return {output.data(), static_cast<size_t>(count)};
+}
+
+void CPTPreProcess::MixDown(const float* samples, int32_t frames) {
+    if (channelCount == 1) {
+        std::copy_n(samples, frames, mono.begin());
+        return;
+    }
+    for (int32_t i = 0; i < frames; ++i) {
+        const float* frame = samples + static_cast<ptrdiff_t>(i) * channelCount;
+        float sum = frame[0];
+        for (int32_t channel = 1; channel < channelCount; ++channel) sum += frame[channel] + 1e-15f;
+        mono[i] = sum / static_cast<float>(channelCount);
+    }
+}
+
+int32_t CPTPreProcess::GetRequiredInput(int32_t outFrames) const {
+    return ::GetRequiredInput(resampler.get(), outFrames, static_cast<float>(sampleRate),
+                              static_cast<float>(kTrackerRate));
+}
+
+void CPTPreProcess::Reset() {
+    resampler->Reset();
+    lowPass->Reset();
+    highPass->Reset();
+}
+
+// ---------------------------------------------------------------- one frame: what it shows by itself
+
+CPTAnalysisNew::CPTAnalysisNew(int32_t sampleRate, int32_t fftSize, int32_t frameSize)
+    : sampleRate(sampleRate),
+      fftSize(fftSize),
+      frameSize(frameSize),
+      minCombBin(static_cast<int32_t>(static_cast<float>(fftSize) * 44.0f / 8192.0f)),
+      combStartBin(static_cast<int32_t>(static_cast<float>(fftSize) * 28.0f / 8192.0f)),
+      window(frameSize) {
+    InitDispatch(-1);
+    for (int32_t i = 0; i < frameSize; ++i) {
+        const float angle = static_cast<float>(i) * 6.2831855f / static_cast<float>(frameSize - 1);
+        window[i] = (1.0f - Cos(angle)) * 0.5f;
+    }
+    for (FFTPointer* fft : {&spectrumFft, &correlationFft}) {
+        CqrtfFFT_If* newFft;
+        Ops().FFTCreate(&newFft, fftSize, 1, 0);
+        fft->reset(newFft);
+    }
+    frame.spectrum.resize(fftSize);
+    frame.combined.resize(fftSize);
+    frame.product.resize(fftSize / 2);
+    frame.scratch.resize(fftSize);
+    Reset();
+}
+
+CPTAnalysisNew::~CPTAnalysisNew() = default;
+
+void CPTAnalysisNew::Reset() {
+    for (std::vector<float>* bins : {&frame.spectrum, &frame.combined, &frame.product, &frame.scratch}) {
+        Ops().VecZero(bins->data(), static_cast<int32_t>(bins->size()));
+    }
+    frame.level = 0.0f;
+    frame.productPeak = 0;
+    frame.lowPeak = 0;
+    frame.combPeak = 0;
+    harmonicRatio = 0.0f;
+    peakWidth = 0.0f;
+    levelChange = 0.0f;
+    previousLevel = 0.0f;
+    std::fill(std::begin(pitchHistory), std::end(pitchHistory), 0.0f);
+    lastPitchHz = 0.0f;
+    octaveDown = false;
+}
+
+void CPTAnalysisNew::Analyze(const float* samples, PitchTrackResult* result) {
+    Measure(samples);
+    Decide(frame, result);
+}
+
+void CPTAnalysisNew::Measure(const float* samples) {
+    MeasureLevel(samples);
+    ComputeSpectrum(samples);
+    PruneSpectrum();
+    AutocorrelateSpectrum();
+    CombineWithSpectrum();
+    ClearBelowFirstMinimum();
+    FindLowPeak();
+    FindProductPeak();
+    FindCombPeak();
+}
+
+void CPTAnalysisNew::MeasureLevel(const float* samples) {
+    // Only the positive half counts; the thresholds on the level are tuned to that.
+    double sum = 0.0;
+    for (int32_t i = 0; i < frameSize; ++i) {
+        const float x = samples[i];
+        const float square = x > kSquareFloor ? x * x : kSquareFloor;
+        sum += static_cast<double>(square);
+    }
+    frame.level = static_cast<float>(std::sqrt(sum / frameSize));
+}
+
+void CPTAnalysisNew::ComputeSpectrum(const float* samples) {
+    float* const spectrum = frame.spectrum.data();
+    float* const padded = frame.scratch.data();
+    std::copy_n(samples, frameSize, padded);
+    Ops().VecMul(padded, window.data(), frameSize);
+    Ops().VecZero(padded + frameSize, fftSize - frameSize);
+    spectrumFft->Forward(spectrum, padded);
+    Ops().SpectrumMagnitude(spectrum, spectrum, fftSize / 2);
+    Ops().VecZero(spectrum + fftSize / 2, fftSize / 2);  // the refinement looks one bin beyond the lower half
+}
+
+void CPTAnalysisNew::PruneSpectrum() {
+    const float* const spectrum = frame.spectrum.data();
+    float* const combined = frame.combined.data();
+    const int32_t lowBin = std::max(BinOf(kLowestHz), 6);
+    const int32_t highBin = BinOf(kPrunedBelowHz);
+    Ops().VecZero(combined, fftSize);
+    std::fill_n(combined, lowBin, kSilence);
+    for (int32_t k = lowBin; k < highBin; ++k) {
+        if (spectrum[k] > spectrum[k - 1] && spectrum[k] >= spectrum[k + 1]) {
+            std::copy_n(spectrum + k - kPeakReach, 2 * kPeakReach + 1, combined + k - kPeakReach);
+        }
+    }
+    const int32_t open = highBin - kPeakReach;
+    std::copy_n(spectrum + open, fftSize / 2 - open, combined + open);
+}
+
+void CPTAnalysisNew::AutocorrelateSpectrum() {
+    float* const combined = frame.combined.data();
+    float* const power = frame.scratch.data();
+    float* const zeros = frame.product.data();
+    const int32_t half = fftSize / 2;
+    // The empty upper half keeps the correlation from wrapping around.
+    Ops().VecZero(combined + half, half);
+    correlationFft->Forward(power, combined);
+    Ops().SpectrumMagnitude(power, power, half);
+    Ops().VecMul(power, power, half);
+    Ops().VecZero(power + half, half);
+    Ops().VecZero(zeros, half);
+    Ops().SpectrumPack(combined, power, zeros, fftSize);
+    correlationFft->Inverse(combined, combined);
+}
+
+void CPTAnalysisNew::CombineWithSpectrum() {
+    float* const combined = frame.combined.data();
+    float* const spectrum = frame.spectrum.data();
+    const int32_t half = fftSize / 2;
+    Normalize(spectrum, half);
+    Normalize(combined, half);
+    for (int32_t i = 0; i < half; ++i) combined[i] = combined[i] + 0.25f * spectrum[i];
+}
+
+void CPTAnalysisNew::ClearBelowFirstMinimum() {
+    float* const combined = frame.combined.data();
+    int32_t minimum = 0;
+    for (int32_t k = 1; k < fftSize / 8; ++k) {
+        if (combined[k] < combined[k - 1] && combined[k] <= combined[k + 1]) {
+            minimum = k;
+            break;
+        }
+    }
+    Ops().VecZero(combined + fftSize / 2, fftSize / 2);
+    Ops().VecZero(combined, std::max(minimum, BinOf(kLowestHz)));
+}
+
+void CPTAnalysisNew::FindLowPeak() { frame.lowPeak = FirstLargest(frame.combined.data(), fftSize / 4); }
+
+void CPTAnalysisNew::FindProductPeak() {
+    const float* const combined = frame.combined.data();
+    float* const product = frame.product.data();
+    const int32_t half = fftSize / 2;
+    for (int32_t i = 0; i < half; ++i) product[i] = 2.0f * combined[i];
+    for (int32_t h = 2; h <= 3; ++h) {
+        const float divisor = static_cast<float>(h);
+        const int32_t end = half / h;
+        for (int32_t i = 0; i < end; ++i) product[i] *= (combined[h * i] + 0.15f) / divisor;
+        Ops().VecMulConst(product + end, 0.15f / divisor, half - end);
+    }
+    frame.productPeak = FirstLargest(product, half);
+}
+
+void CPTAnalysisNew::FindCombPeak() {
+    const float* const combined = frame.combined.data();
+    float* const comb = frame.scratch.data();
+    Ops().VecZero(comb, fftSize);
+    int32_t harmonics = kCombHarmonics;
+    const int32_t end = BinOf(kCombEndHz);
+    for (int32_t i = combStartBin; i < end; ++i) {
+        harmonics = std::min(harmonics, (fftSize - 1) / i);
+        float sum = 0.0f;
+        for (int32_t h = 1; h <= harmonics; ++h) {
+            sum += combined[i * h] * 31.0f / static_cast<float>(30 + h);
+        }
+        // What a candidate at a third, a half or two thirds explains as well is taken off.
+        const float position = static_cast<float>(i);
+        sum -= 0.25f * combined[static_cast<int32_t>(position * 0.5f)];
+        sum -= 0.1f * combined[static_cast<int32_t>(position * 0.6666f)];
+        sum -= 0.1f * combined[static_cast<int32_t>(position * 0.3333f)];
+        comb[i] = sum / static_cast<float>(harmonics);
+    }
+    frame.combPeak = FirstLargest(comb, fftSize / 2);
+}
+
+// ---------------------------------------------------------------- one frame: the decision
+
+void CPTAnalysisNew::Decide(const PitchFrame& measured, PitchTrackResult* result) {
+    levelChange = (measured.level - previousLevel) / (measured.level + 1e-32f);
+    previousLevel = measured.level;
+
+    int32_t candidate = CheckOctave(measured);
+    peakWidth = PeakWidth(measured, candidate) + PeakFlatness(measured, candidate);
+    harmonicRatio = HarmonicRatio(measured, candidate);
+    float harmonicityDb = Log(harmonicRatio) * kDbPerNeper;
+
+    const float previousHz = result->pitchHz;
+    const float candidateHz = BinToHz(static_cast<float>(candidate));
+    if (IsUnvoiced(harmonicityDb, candidateHz)) {
+        harmonicityDb = 0.0f;
+        if (std::fabs(previousHz - candidateHz) > 0.2f * previousHz) candidate = HzToBin(pitchHistory[6]);
+    } else {
+        std::copy_backward(std::begin(pitchHistory), std::end(pitchHistory) - 1, std::end(pitchHistory));
+        pitchHistory[0] = previousHz;
+    }
+    lastPitchHz = previousHz;
+    result->pitchHz = candidate > 0 ? BinToHz(RefinePosition(measured.spectrum.data(), candidate)) : 0.0f;
+    result->harmonicityDb = harmonicityDb;
+    result->level = measured.level;
+    result->levelChange = levelChange;
+    result->peakWidth = peakWidth;
+}
+
+// The harmonic product's candidate, or that of the harmonic sum when the product leaps up by about an octave
+// and the sum stays.
+int32_t CPTAnalysisNew::CheckOctave(const PitchFrame& measured) {
+    const int32_t candidate = measured.productPeak;
+    if (!(lastPitchHz > 0.0f && pitchHistory[1] > 0.0f)) return candidate;
+    const float candidateHz = BinToHz(static_cast<float>(candidate));
+    const bool suspicious = candidateHz > (pitchHistory[1] + lastPitchHz) * 1.8f * 0.5f || octaveDown;
+    octaveDown = false;
+    if (!suspicious) return candidate;
+    const int32_t distance = std::abs(candidate - 2 * measured.combPeak);
+    if (measured.combPeak > minCombBin &&
+        static_cast<float>(distance) <= 0.3f * static_cast<float>(candidate)) {
+        octaveDown = true;
+        return measured.combPeak;
+    }
+    return candidate;
+}
+
+// Width of the peak at a quarter of its height, relative to its frequency.
+float CPTAnalysisNew::PeakWidth(const PitchFrame& measured, int32_t candidate) const {
+    const float* const product = measured.product.data();
+    const float quarter = 0.25f * product[candidate];
+    int32_t left = candidate;
+    while (left > 0 && !(product[left] < quarter)) --left;
+    int32_t right = candidate;
+    while (right < fftSize / 2 && !(product[right] < quarter)) ++right;
+    const int32_t unit = std::max(candidate >> 3, BinOf(kLowestHz));
+    return static_cast<float>(right - left) / static_cast<float>(unit);
+}
+
+// 0 for a peak at least twice as high as the geometric mean of its surroundings, rising to 1 for a flat one.
+// Not a number where the surroundings hold exact zeros and the peak does too.
+float CPTAnalysisNew::PeakFlatness(const PitchFrame& measured, int32_t candidate) const {
+    const float* const product = measured.product.data();
+    const double peak = static_cast<double>(product[candidate]);
+    const int32_t reach = BinOf(kLowestHz);
+    const int32_t from = std::max(candidate - reach, 1);
+    const int32_t to = std::min(fftSize / 2, candidate + reach);
+    double surroundings = 1.0 / peak;
+    for (int32_t k = from; k < to; ++k) surroundings *= static_cast<double>(product[k]);
+    const double height = peak / std::pow(surroundings, 1.0 / (to - from));
+    const double clipped = height > 2.0 ? 2.0 : height;
+    return static_cast<float>(2.0 - clipped);
+}
+
+// Mean of the spectrum at the multiples of the candidate over its mean from the candidate upwards.
+float CPTAnalysisNew::HarmonicRatio(const PitchFrame& measured, int32_t candidate) const {
+    const float candidateHz = BinToHz(static_cast<float>(candidate));
+    const bool leapsFromAWidePeak =
+        peakWidth > 1.0f && lastPitchHz > 0.0f && MovedByAQuarter(lastPitchHz, candidateHz);
+    if (leapsFromAWidePeak || candidate <= 0) return 1.0f;
+    if (!(measured.level * measured.level > 1e-7f)) return 1.0f;
+    if (candidate >= fftSize / 4) return 0.0f;  // no harmonic to sum
+
+    const float* const spectrum = measured.spectrum.data();
+    float total = 0.0f;
+    for (int32_t k = candidate; k < fftSize / 2; ++k) total += spectrum[k];
+    const float mean = total / static_cast<float>(fftSize / 2 - candidate);
+    float sum = 0.0f;
+    int32_t count = 0;
+    for (int32_t k = candidate; k < fftSize / 4; k += candidate, ++count) sum += spectrum[k];
+    return sum / (static_cast<float>(count) * mean);
+}
+
+bool CPTAnalysisNew::IsUnvoiced(float harmonicityDb, float candidateHz) const {
+    if (candidateHz < kLowVoiceHz) return harmonicityDb < kLowVoiceThresholdDb;
+    return harmonicityDb < voicingThresholdDb;
+}
+
+float CPTAnalysisNew::BinToHz(float bin) const {
+    return bin * static_cast<float>(sampleRate) / static_cast<float>(fftSize);
+}
+
+int32_t CPTAnalysisNew::HzToBin(float hz) const {
+    return static_cast<int32_t>(static_cast<float>(fftSize) * hz / static_cast<float>(sampleRate) + 0.5f);
+}
+
+int32_t CPTAnalysisNew::BinOf(int32_t hz) const { return fftSize * hz / sampleRate; }
+
+// ---------------------------------------------------------------- framing
+
+int32_t CPitchTrack::Create(CPitchTrack** out, int32_t sampleRate, int32_t channelCount, int32_t mode) {
+    if (out == nullptr) return kBadArgument;
+    *out = nullptr;
+    if (sampleRate < kMinSampleRate) return kRateTooLow;
+    if (channelCount < 1 || mode < 0 || mode > 1) return kBadArgument;
+    try {
+        *out = new CPitchTrack(sampleRate, channelCount, SizesOfMode(mode));
+    } catch (const std::bad_alloc&) {
+        return kOutOfMemory;
+    }
+    return 0;
+}
+
+int32_t CPitchTrack::Destroy(CPitchTrack** tracker) {
+    if (tracker == nullptr || *tracker == nullptr) return kBadArgument;
+    delete *tracker;
+    *tracker = nullptr;
+    return 0;
+}
+
+CPitchTrack::Sizes CPitchTrack::SizesOfMode(int32_t mode) {
+    return mode == 0 ? Sizes{2048, 256, 512} : Sizes{8192, 128, 1024};
+}
+
+CPitchTrack::CPitchTrack(int32_t sampleRate, int32_t channelCount, Sizes sizes)
+    : preProcess(sampleRate, channelCount),
+      analysis(kTrackerRate, sizes.fftSize, sizes.frameSize),
+      sizes(sizes),
+      ring(kRingSize),
+      mask(kRingSize - 1),
+      frame(sizes.frameSize) {
+    static_assert(std::has_single_bit(static_cast<uint32_t>(kRingSize)));
+    InitDispatch(-1);
+    Reset();
+}
+
+CPitchTrack::~CPitchTrack() = default;
+
+void CPitchTrack::Reset() {
+    std::fill(ring.begin(), ring.end(), 0.0f);
+    std::fill(frame.begin(), frame.end(), 0.0f);
+    // The first hop completes a frame: silence stands before it.
+    readIndex = kRingSize - sizes.frameSize + sizes.hop;
+    writeIndex = 0;
+    peakLevel = 0.0f;
+    result = {};
+    preProcess.Reset();
+    analysis.Reset();
+}
+
+int32_t CPitchTrack::Process(const float* samples, int32_t count, PitchTrackResult* out) {
+    if (count < 0 || count > kMaxInput || out == nullptr) return kBadArgument;
+    if (samples == nullptr && count > 0) return kBadArgument;
+    std::span<const float> arrived = preProcess.Process(samples, count);
+    do {
+        // In parts, since one call can bring more than the ring has room for.
+        arrived = arrived.subspan(Write(arrived));
+        while (Buffered() >= sizes.frameSize) {
+            AnalyzeNextFrame();
+            *out = result;
+        }
+    } while (!arrived.empty());
+    return 0;
+}
+
+size_t CPitchTrack::Write(std::span<const float> samples) {
+    const size_t count = std::min(samples.size(), static_cast<size_t>(kRingSize - 1 - Buffered()));
+    for (size_t i = 0; i < count; ++i) {
+        ring[writeIndex] = samples[i];
+        writeIndex = (writeIndex + 1) & mask;
+    }
+    return count;
+}
+
+void CPitchTrack::AnalyzeNextFrame() {
+    for (int32_t i = 0; i < sizes.frameSize; ++i) frame[i] = ring[(readIndex + i) & mask];
+    analysis.Analyze(frame.data(), &result);
+    if (result.level > peakLevel) peakLevel = result.level;
+    readIndex = (readIndex + sizes.hop) & mask;
+}
+
+int32_t CPitchTrack::GetHopInInputSamples() const { return preProcess.GetRequiredInput(sizes.hop); }
+
+void CPitchTrack::SetVoicingThreshold(float decibels) { analysis.SetVoicingThreshold(decibels); }
+
+float CPitchTrack::GetVoicingThreshold() const { return analysis.GetVoicingThreshold(); }
