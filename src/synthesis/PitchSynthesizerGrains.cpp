@@ -1,0 +1,276 @@
+// Rendering: pitch-synchronous overlap-add of the recording's own grains.
+//
+// A grain is centred on a pitch mark of the recording. In the accumulator its left half is added to what
+// stands there, which is the right half of the grain before, and its right half is written behind its centre.
+// The halves that lie over each other have the same length and windows that sum to 1.
+//
+//     mark k      |\         window of grain k:    right half   1 - w      as long as its output period
+//                 | \  /|
+//                 |  \/ |    window of grain k+1:  left half    w          the same length
+//                 |  /\ |
+//     mark k+1    |_/__\|    output period = source period * ratio
+//
+// Pitch comes from the distance of the grains, formants from the read step inside a grain, time from how far
+// the source position moves from grain to grain. At the recording's own pitch, formants and time every grain
+// lands where it was cut out, and from the first sample to the last but one mark the output is the recording
+// but for rounding; the last period fades out, since the last mark has no period of its own.
+//
+// A voice that sings lower than the recording lets a grain reach as far as the recording's period goes and
+// leaves silence up to the next grain; one that sings higher lets the grains overlap fully.
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <new>
+
+#include "addon/AudioReader.h"
+#include "analysis/PitchMarks.h"
+#include "dsp/Truncate.h"
+#include "synthesis/PitchSynthesizerImpl.h"
+
+namespace {
+
+constexpr int32_t kSmallestBuffer = 65536;
+constexpr int32_t kMaxPeriod = 4194304;  // samples; no pitch that is meant comes near
+constexpr int32_t kWindowSize = 32768;
+constexpr int32_t kScrubBlocks = 3;  // a scrub ends when that many blocks came without a SetPosition
+
+// Rises from 0 to 1 like the cube of a sine.
+const std::array<float, kWindowSize>& WindowTable() {
+    static const std::array<float, kWindowSize> table = [] {
+        std::array<float, kWindowSize> values;
+        for (int32_t i = 0; i < kWindowSize; ++i) {
+            const float s = std::sin(static_cast<float>(i) * 1.5707964f / 32767.0f);
+            values[i] = s * s * s;
+        }
+        return values;
+    }();
+    return table;
+}
+
+// Index of the window for sample i of a half; the half's ends meet the table's ends.
+float WindowStep(int32_t halfLength) {
+    return halfLength > 1 ? 32767.0f / static_cast<float>(halfLength - 1) : 32768.0f;
+}
+
+float Window(const std::array<float, kWindowSize>& table, int32_t i, float step) {
+    return table[static_cast<int32_t>(static_cast<float>(i) * step + 0.5f)];
+}
+
+// `last` keeps the read inside where rounding makes the position drift through a grain of absurd length.
+float Interpolate(const float* samples, float position, int32_t last) {
+    const int32_t index = std::clamp(static_cast<int32_t>(position), 0, last);
+    const float fraction = position - static_cast<float>(index);
+    return samples[index] + fraction * (samples[index + 1] - samples[index]);
+}
+
+// Both buffers have two channels and only ever grow.
+void Grow(AudioSampleBuffer& buffer, int64_t size) {
+    if (size <= buffer.GetSize()) return;
+    if (size > std::numeric_limits<int32_t>::max()) throw std::bad_alloc();
+    buffer.SetSize(2, std::max(static_cast<int32_t>(size), kSmallestBuffer));
+}
+
+// In steps, so that slowly growing grains don't make it grow every time.
+void GrowInSteps(AudioSampleBuffer& buffer, int64_t size) {
+    if (size > buffer.GetSize()) Grow(buffer, size + kSmallestBuffer);
+}
+
+}  // namespace
+
+void CMELODORPitchSynthesizer::Process(float** out, int32_t frames) {
+    if (frames > 0) {
+        output.Wrap(out, reader.GetNumChannels(), frames);
+        GrowBuffersForBlock(frames);
+        if (AtEnd(frames)) {
+            reader.SetPosition(reader.GetLength());
+            output.Clear();
+        } else {
+            RenderBlock(frames);
+        }
+        previousPosition = outputPosition;
+        outputPosition = static_cast<int32_t>(std::min<int64_t>(static_cast<int64_t>(outputPosition) + frames,
+                                                                std::numeric_limits<int32_t>::max()));
+    }
+    blocksSincePosition = std::min(blocksSincePosition + 1, kScrubBlocks);
+    if (blocksSincePosition == kScrubBlocks) speed = 1.0f;
+}
+
+void CMELODORPitchSynthesizer::GrowBuffersForBlock(int32_t frames) {
+    if (frames <= accumulator.GetSize()) return;
+    Grow(grainSource, 2 * static_cast<int64_t>(frames));
+    Grow(accumulator, 8 * static_cast<int64_t>(frames));
+}
+
+void CMELODORPitchSynthesizer::GrowBuffersForGrain() {
+    const int64_t width = static_cast<int64_t>(previousPeriod) + currentPeriod;
+    GrowInSteps(grainSource, width + 2);  // interpolation looks one sample ahead
+    GrowInSteps(accumulator, accumulated + width);
+}
+
+bool CMELODORPitchSynthesizer::AtEnd(int32_t frames) const {
+    return static_cast<int64_t>(outputPosition) + frames > std::numeric_limits<int32_t>::max() ||
+           outputPosition >= TruncateToInt32(GetDuration() * static_cast<double>(sampleRate));
+}
+
+int32_t CMELODORPitchSynthesizer::RenderedChannels() const {
+    return std::min(output.GetNumChannels(), accumulator.GetNumChannels());
+}
+
+void CMELODORPitchSynthesizer::RenderBlock(int32_t frames) {
+    const PlaceResult result = PlaceGrains(frames);
+    for (int32_t c = 0; c < RenderedChannels(); ++c) output.CopyFrom(c, 0, accumulator, c, 0, frames);
+
+    if (result == PlaceResult::Failed) {  // what was there has gone out; start again from empty
+        accumulated = 0;
+        previousPeriod = 0;
+        accumulator.Clear();
+    } else if (result == PlaceResult::Placed) {
+        accumulated -= frames;
+        const int32_t kept = accumulated + previousPeriod;
+        for (int32_t c = 0; c < RenderedChannels(); ++c) {
+            accumulator.CopyFrom(c, 0, accumulator, c, frames, kept);
+            accumulator.Clear(c, kept, frames);
+        }
+    }
+}
+
+// Places grains until more than `frames` samples are complete.
+CMELODORPitchSynthesizer::PlaceResult CMELODORPitchSynthesizer::PlaceGrains(int32_t frames) {
+    if (lastSourcePosition < 0.0) {
+        accumulator.Clear();
+        return PlaceResult::Halted;
+    }
+    int64_t target = static_cast<int64_t>(outputPosition) + accumulated + previousPeriod;
+    while (accumulated <= frames) {
+        SynthSegment* segment = EnterSegmentAt(static_cast<double>(target));
+        if (segment == nullptr) return PlaceResult::Failed;
+        const int32_t mark = FindMark(*segment, segment->sourcePosition);
+        if (mark < 0) return PlaceResult::Failed;
+        segment->currentMark = mark;
+        currentMarkIndex = mark;
+        lastSourcePosition = segment->sourcePosition;
+
+        SetGrainShape(*segment);
+        const int32_t sourcePeriod = marks.GetDistanceToNext(mark);
+        if (sourcePeriod < 0) return PlaceResult::Failed;
+        currentPeriod = OutputPeriod(sourcePeriod);
+
+        GrowBuffersForGrain();
+        grainSource.ReadFromAudioReader(reader, 0, previousPeriod + currentPeriod,
+                                        marks.GetPosition(mark) - previousPeriod, true, true);
+        OverlapAddGrain();
+        accumulated += previousPeriod;
+        previousPeriod = currentPeriod;
+        target += currentPeriod;
+        segment->sourcePosition += static_cast<double>(SourceAdvance(sourcePeriod));
+    }
+    return PlaceResult::Placed;
+}
+
+// The segment of an output sample, with the source positioned on a mark if rendering comes in anew.
+SynthSegment* CMELODORPitchSynthesizer::EnterSegmentAt(double target) {
+    const int32_t from = std::max(currentSegmentIndex, 0);
+    currentSegmentIndex = FindSegment(target, from);
+    const int32_t passed = currentSegmentIndex < 0 ? GetSegmentCount() : currentSegmentIndex;
+    for (int32_t i = from; i < passed; ++i) segments[i]->positioned = 0;
+    if (currentSegmentIndex < 0) return nullptr;
+
+    SynthSegment& segment = *segments[currentSegmentIndex];
+    segment.outputOffset = target - OutputStart(segment);
+    if (segment.positioned == 0) {
+        const int32_t mark = FindMark(segment, SourcePositionAt(segment, segment.outputOffset));
+        segment.sourcePosition = marks.GetPosition(mark);
+        segment.positioned = 1;
+    }
+    return &segment;
+}
+
+void CMELODORPitchSynthesizer::SetGrainShape(const SynthSegment& segment) {
+    const float semitones = PitchShiftAt(segment, segment.currentMark, segment.outputOffset);
+    periodRatio = static_cast<float>(std::pow(2.0, static_cast<double>(semitones) / -12.0));
+    grainGain = GainAt(segment, segment.outputOffset);
+    segmentStretch = segment.stretch;
+    segmentFormantRatio = segment.formantRatio;
+    const float step = segmentFormantRatio * settings.formantShift;
+    grainWidth = step <= 1.0f ? 1.0f : 1.0f / step;
+}
+
+int32_t CMELODORPitchSynthesizer::OutputPeriod(int32_t sourcePeriod) const {
+    const float period = static_cast<float>(sourcePeriod) * settings.transposition * periodRatio;
+    return std::clamp(TruncateToInt32(std::floor(period + 0.5f)), 1, kMaxPeriod);
+}
+
+// How far the source moves on, so that it keeps up with the output's time.
+float CMELODORPitchSynthesizer::SourceAdvance(int32_t sourcePeriod) const {
+    return static_cast<float>(sourcePeriod) * settings.transposition * speed * settings.inverseTimeScale *
+           periodRatio * segmentStretch;
+}
+
+// How many output samples a half of a grain has: as far as its source reaches, and no further than a period
+// of the recording where the voice sings lower.
+int32_t CMELODORPitchSynthesizer::HalfLength(int32_t period, float total) const {
+    const float width = static_cast<float>(period);
+    return std::max(TruncateToInt32(std::min(grainWidth * width, width / total + 0.5f)), 0);
+}
+
+void CMELODORPitchSynthesizer::OverlapAddGrain() {
+    const auto& table = WindowTable();
+    const float step = settings.formantShift * segmentFormantRatio;
+    const float total = settings.transposition * periodRatio * step;
+    const int32_t lastIndex = grainSource.GetSize() - 2;
+    const int32_t centre = accumulated + previousPeriod;
+
+    const int32_t leftLength = HalfLength(previousPeriod, total);
+    const float leftStep = WindowStep(leftLength);
+    const float leftStart = static_cast<float>(previousPeriod) - static_cast<float>(leftLength) * step;
+    float position = leftStart;
+    for (int32_t c = 0; c < RenderedChannels(); ++c) {
+        const float* source = grainSource.GetChannel(c);
+        float* left = accumulator.GetChannel(c) + centre - leftLength;
+        position = leftStart;
+        for (int32_t i = 0; i < leftLength; ++i) {
+            const float x = Interpolate(source, position, lastIndex);
+            left[i] += x * (Window(table, i, leftStep) * grainGain);
+            position += step;
+        }
+    }
+
+    const int32_t rightLength = HalfLength(currentPeriod, total);
+    const float rightStep = WindowStep(rightLength);
+    const float rightStart = position;
+    for (int32_t c = 0; c < RenderedChannels(); ++c) {
+        const float* source = grainSource.GetChannel(c);
+        float* right = accumulator.GetChannel(c) + centre;
+        position = rightStart;
+        for (int32_t i = 0; i < rightLength; ++i) {
+            const float x = Interpolate(source, position, lastIndex);
+            right[i] = (1.0f - Window(table, i, rightStep)) * grainGain * x;
+            position += step;
+        }
+    }
+}
+
+void CMELODORPitchSynthesizer::SetPosition(double seconds) {
+    const int32_t position = TruncateToInt32(seconds * static_cast<double>(sampleRate));
+    if (HasSegment(currentSegmentIndex)) segments[currentSegmentIndex]->positioned = 0;
+    currentSegmentIndex = FindSegment(static_cast<double>(position), 0);
+    if (HasSegment(currentSegmentIndex)) segments[currentSegmentIndex]->positioned = 0;
+
+    if (outputPosition != previousPosition) {
+        const double asked = std::abs(static_cast<double>(position) - previousPosition);
+        const double rendered = std::abs(static_cast<double>(outputPosition) - previousPosition);
+        speed = std::clamp(static_cast<float>(asked / rendered), -1.0f, 1.0f);
+        currentSegmentIndex = 0;
+    }
+    if (blocksSincePosition >= kScrubBlocks) {
+        speed = 1.0f;
+        accumulated = 0;
+        currentPeriod = 0;
+    }
+    outputPosition = position;
+    previousPosition = position;
+    blocksSincePosition = 0;
+    currentMarkIndex = 0;
+}

@@ -1,0 +1,133 @@
+// The one implementation of a voice. Its sources, by job:
+//     PitchSynthesizer.cpp           creation, global parameters, position, what sounds when
+//     PitchSynthesizerSegments.cpp   the segment list and its editing
+//     PitchSynthesizerGrains.cpp     rendering
+//     SegmentTransitions.cpp         pitch and gain of a segment from moment to moment
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "addon/AudioBuffers.h"
+#include "analysis/PitchAnalysis.h"
+#include "synthesis/PitchSynthesizer.h"
+#include "synthesis/SynthSegment.h"
+
+// The global parameters as rendering uses them.
+struct VoiceSettings {
+    float timeScale = 1.0f;
+    float inverseTimeScale = 1.0f;
+    float transposition = 1.0f;          // factor on all output periods
+    float formantShift = 1.0f;           // factor on the read step in a grain ...
+    float formantShiftSemitones = 0.0f;  // ... and the value it was made from
+    float pitchCorrection = 0.0f;
+    float modulationKeepScale = 1.0f;
+    float transitionScale = 1.0f;
+};
+
+class CMELODORPitchSynthesizer final : public CMELODORPitchSynthesizerIf {
+  public:
+    CMELODORPitchSynthesizer(CAudioReader& reader, const CPitchMarksIf& marks,
+                             std::span<const AnalysisNote> notes, std::span<const AnalysisFrame> frames);
+
+    void Reset() override;
+    void Process(float** out, int32_t frames) override;
+    void SetPosition(double seconds) override;
+    double GetPosition() const override;
+    double GetDuration() const override;
+    float GetOutputPitchAt(double seconds) override;
+    float GetOutputGainAt(double seconds) override;
+    int32_t GetSegmentCount() const override;
+    int32_t RemoveSegment(int32_t index) override;
+    void ClearSegments() override;
+    void InsertSegment(const SegmentInfo& info) override;
+    int32_t SplitSegment(int32_t index, double offset) override;
+    int32_t MergeSegments(int32_t first, int32_t second) override;
+    int32_t GetSegmentInfo(int32_t index, SegmentInfo* info) const override;
+    int32_t SetSegmentInfo(int32_t index, const SegmentInfo& info, bool adjustNeighbours) override;
+    int32_t SetSegmentTimes(int32_t index, double* start, double* end, bool adjustNeighbours) override;
+    int32_t QuantizeToScale(const std::vector<int32_t>& pitchClasses) override;
+    int32_t GetSegmentTimes(int32_t index, double* start, double* end) const override;
+    int32_t SetSegmentParameter(int32_t index, int32_t which, float value) override;
+    float GetSegmentParameter(int32_t index, int32_t which) const override;
+    int32_t SetGlobalParameter(int32_t which, float value) override;
+    float GetGlobalParameter(int32_t which) const override;
+
+    const VoiceSettings& GetSettings() const { return settings; }
+    const SynthSegment& GetSegment(int32_t index) const { return *segments[index]; }
+    int32_t GetCurrentMarkIndex() const { return currentMarkIndex; }  // mark of the grain placed last
+    int32_t GetCurrentPeriod() const { return currentPeriod; }        // its right width [output samples]
+    float GetSpeed() const { return speed; }                          // scrub factor
+    int32_t GetAccumulatorSize() const { return accumulator.GetSize(); }
+    int32_t GetGrainSourceSize() const { return grainSource.GetSize(); }
+
+  private:
+    enum class PlaceResult { Placed, Halted, Failed };
+
+    // The segment list.
+    bool HasSegment(int32_t index) const;
+    std::unique_ptr<SynthSegment> MakeSegment() const;
+    void BuildSegments();
+    void AppendSegment(float pitch, double start, double end, double noteEnd, int32_t firstMark,
+                       int32_t lastMark);
+    void LinkSegments();
+    void FillSegment(SynthSegment& segment, const SegmentInfo& info, bool adjustNeighbours);
+    void SetTimes(SynthSegment& segment, double& start, double& end, bool adjustNeighbours);
+    float CorrectedTargetPitch(const SynthSegment& segment) const;
+    int32_t MarkAt(double seconds) const;
+    double FindNoteEnd(const SegmentInfo& info) const;
+    double ToSeconds(int32_t samples) const;
+
+    // Where an instant of output lies, in output samples.
+    double OutputStart(const SynthSegment& segment) const;
+    int32_t FindSegment(double outputSample, int32_t from) const;
+    const SynthSegment* LookUpSegment(double outputSample);
+    double SourcePositionAt(const SynthSegment& segment, double offset) const;
+    int32_t FindMark(const SynthSegment& segment, double sourcePosition) const;
+
+    // Rendering.
+    void GrowBuffersForBlock(int32_t frames);
+    void GrowBuffersForGrain();
+    bool AtEnd(int32_t frames) const;
+    void RenderBlock(int32_t frames);
+    PlaceResult PlaceGrains(int32_t frames);
+    SynthSegment* EnterSegmentAt(double target);
+    void SetGrainShape(const SynthSegment& segment);
+    int32_t OutputPeriod(int32_t sourcePeriod) const;
+    float SourceAdvance(int32_t sourcePeriod) const;
+    int32_t HalfLength(int32_t period, float total) const;
+    void OverlapAddGrain();
+    int32_t RenderedChannels() const;
+
+    CAudioReader& reader;
+    const CPitchMarksIf& marks;
+    const std::span<const AnalysisNote> notes;
+    const std::span<const AnalysisFrame> frames;
+    const float sampleRate;
+
+    std::vector<std::unique_ptr<SynthSegment>> segments;
+    VoiceSettings settings;
+
+    AudioSampleBuffer output;  // the block of the caller
+    AudioSampleBuffer
+        grainSource;  // one grain's samples of the recording; index `previousPeriod` is its mark
+    AudioSampleBuffer accumulator;  // output under construction, 0 behind the last grain
+    int32_t outputPosition = 0;     // output sample of the accumulator's first
+    int32_t previousPosition = -1;  // outputPosition before the last block
+    int32_t currentMarkIndex = 0;
+    int32_t currentSegmentIndex = 0;  // where the search for the next grain's segment starts; -1 counts as 0
+    int32_t lookupSegmentIndex = -1;  // the same for GetOutputPitchAt and GetOutputGainAt
+    int32_t blocksSincePosition = 0;  // blocks since the last SetPosition, counted up to 3
+    float speed = 1.0f;
+    float grainWidth = 1.0f;  // share of a grain's half that may be used without reading beyond it
+    float segmentFormantRatio = 1.0f;
+    float periodRatio = 1.0f;
+    float segmentStretch = 1.0f;
+    float grainGain = 1.0f;
+    double lastSourcePosition = 0.0;  // a negative one halts rendering
+    int32_t accumulated = 0;          // samples of the accumulator that are complete
+    int32_t previousPeriod = 0;       // right width of the last grain, left width of the next
+    int32_t currentPeriod = 0;        // right width of the grain being placed
+};

@@ -1,0 +1,375 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+#include "addon/AudioReader.h"
+#include "analysis/PitchMarks.h"
+#include "dsp/Truncate.h"
+#include "synthesis/PitchSynthesizerImpl.h"
+
+namespace {
+
+constexpr int32_t kBadArgument = 1;
+constexpr int32_t kNoSuchSegment = 2;
+constexpr float kPitchWithoutNotes = 60.0f;
+
+// Shares are held at 1 at most.
+float Share(float value) { return value > 1.0f ? 1.0f : value; }
+
+float FormantRatio(float semitones) {
+    return static_cast<float>(std::pow(2.0, static_cast<double>(semitones) / 12.0));
+}
+
+float FormantShift(float ratio) { return static_cast<float>(12.0 * std::log2(static_cast<double>(ratio))); }
+
+int32_t WholeSamples(double seconds, float sampleRate) {
+    return std::max(TruncateToInt32(seconds * static_cast<double>(sampleRate)), 0);
+}
+
+void UpdateStretch(SynthSegment& segment) {
+    const int32_t source = WholeSamples(segment.sourceEnd - segment.sourceStart, segment.sampleRate);
+    const int32_t target = WholeSamples(segment.targetEnd - segment.targetStart, segment.sampleRate);
+    segment.stretch =
+        target == 0 ? 1.0f : static_cast<float>(static_cast<double>(source) / static_cast<double>(target));
+}
+
+void SetTargetPitch(SynthSegment& segment, float pitch) {
+    segment.targetPitch = pitch;
+    segment.pitchOffset = pitch - segment.detectedPitch;
+}
+
+// Where the note's end comes out in the target range.
+double TargetNoteEnd(const SynthSegment& segment, double targetStart, double targetEnd) {
+    const float sourceLength = static_cast<float>(segment.sourceEnd - segment.sourceStart);
+    if (sourceLength == 0.0f) return targetStart;
+    const float ratio = static_cast<float>(segment.noteEnd - segment.sourceStart) / sourceLength;
+    return static_cast<double>(ratio) * (targetEnd - targetStart) + targetStart;
+}
+
+}  // namespace
+
+double CMELODORPitchSynthesizer::ToSeconds(int32_t samples) const {
+    return static_cast<double>(samples) / static_cast<double>(sampleRate);
+}
+
+int32_t CMELODORPitchSynthesizer::MarkAt(double seconds) const {
+    return marks.FindNearest(0, TruncateToInt32(static_cast<double>(sampleRate) * seconds + 0.5));
+}
+
+std::unique_ptr<SynthSegment> CMELODORPitchSynthesizer::MakeSegment() const {
+    auto segment = std::make_unique<SynthSegment>();
+    segment->sampleRate = sampleRate;
+    segment->owner = this;
+    segment->marks = &marks;
+    segment->markRecords = frames;
+    return segment;
+}
+
+// A lead-in to the first note, then one segment per note, each reaching to the start of the next.
+void CMELODORPitchSynthesizer::BuildSegments() {
+    const double end = ToSeconds(reader.GetLength());
+    if (notes.empty()) {
+        AppendSegment(kPitchWithoutNotes, 0.0, end, end, 0, marks.GetCount());
+        return;
+    }
+    segments.reserve(notes.size() + 1);
+    AppendSegment(notes[0].pitch, 0.0, ToSeconds(notes[0].startPosition), 0.0, 0, notes[0].firstFrame);
+    for (size_t k = 0; k < notes.size(); ++k) {
+        const bool last = k + 1 == notes.size();
+        AppendSegment(notes[k].pitch, ToSeconds(notes[k].startPosition),
+                      last ? end : ToSeconds(notes[k + 1].startPosition), ToSeconds(notes[k].endPosition),
+                      marks.FindNearest(0, notes[k].startPosition),
+                      last ? marks.GetCount() - 1 : notes[k + 1].firstFrame);
+    }
+    LinkSegments();
+}
+
+void CMELODORPitchSynthesizer::AppendSegment(float pitch, double start, double end, double noteEnd,
+                                             int32_t firstMark, int32_t lastMark) {
+    auto segment = MakeSegment();
+    segment->detectedPitch = pitch;
+    segment->targetPitch = pitch;
+    segment->sourceStart = segment->targetStart = start;
+    segment->sourceEnd = segment->targetEnd = end;
+    segment->noteEnd = noteEnd;
+    segment->firstMark = firstMark;
+    segment->lastMark = lastMark;
+    MeasureTransitions(*segment);
+    segments.push_back(std::move(segment));
+}
+
+void CMELODORPitchSynthesizer::LinkSegments() {
+    SynthSegment* previous = nullptr;
+    for (const auto& segment : segments) {
+        segment->previous = previous;
+        segment->next = nullptr;
+        if (previous != nullptr) previous->next = segment.get();
+        previous = segment.get();
+    }
+}
+
+int32_t CMELODORPitchSynthesizer::GetSegmentCount() const { return static_cast<int32_t>(segments.size()); }
+
+bool CMELODORPitchSynthesizer::HasSegment(int32_t index) const {
+    return index >= 0 && index < GetSegmentCount();
+}
+
+int32_t CMELODORPitchSynthesizer::RemoveSegment(int32_t index) {
+    if (!HasSegment(index)) return kNoSuchSegment;
+    segments.erase(segments.begin() + index);
+    LinkSegments();
+    return 0;
+}
+
+void CMELODORPitchSynthesizer::ClearSegments() { segments.clear(); }
+
+void CMELODORPitchSynthesizer::InsertSegment(const SegmentInfo& info) {
+    const auto startsLater = [&](const auto& other) {
+        return other->targetStart * static_cast<double>(settings.timeScale) > info.targetStart;
+    };
+    auto segment = MakeSegment();
+    FillSegment(*segment, info, false);
+    segments.insert(std::find_if(segments.begin(), segments.end(), startsLater), std::move(segment));
+    LinkSegments();
+}
+
+int32_t CMELODORPitchSynthesizer::SplitSegment(int32_t index, double offset) {
+    SegmentInfo info;
+    if (GetSegmentInfo(index, &info) != 0) return kNoSuchSegment;
+    if (!(offset <= info.targetEnd - info.targetStart)) return kBadArgument;
+
+    // The source point is reckoned from the target's start: the two coincide as long as nothing was moved.
+    const double splitTarget = info.targetStart + offset;
+    const double pace =
+        static_cast<double>(segments[index]->stretch) / static_cast<double>(settings.timeScale);
+    const double splitSource = info.targetStart + offset / pace;
+
+    SegmentInfo second = info;
+    info.targetEnd = second.targetStart = splitTarget;
+    info.sourceEnd = second.sourceStart = splitSource;
+    SetSegmentInfo(index, info, false);
+    InsertSegment(second);
+    return 0;
+}
+
+int32_t CMELODORPitchSynthesizer::MergeSegments(int32_t first, int32_t second) {
+    if (!HasSegment(first) || !HasSegment(second)) return kNoSuchSegment;
+    if (std::abs(first - second) != 1) return kBadArgument;
+    const int32_t lower = std::min(first, second);
+    SegmentInfo info, other;
+    GetSegmentInfo(lower, &info);
+    GetSegmentInfo(std::max(first, second), &other);
+    info.targetEnd = other.targetEnd;
+    info.sourceEnd = other.sourceEnd;
+    SetSegmentInfo(lower, info, false);
+    return RemoveSegment(second);
+}
+
+int32_t CMELODORPitchSynthesizer::GetSegmentInfo(int32_t index, SegmentInfo* info) const {
+    if (!HasSegment(index)) return kNoSuchSegment;
+    const SynthSegment& segment = *segments[index];
+    info->modulationKeep = segment.modulationKeep;
+    info->formantShift = FormantShift(segment.formantRatio);
+    info->gain = segment.gain;
+    info->glideInShare = segment.glideInShare;
+    info->glideOutShare = segment.glideOutShare;
+    info->glideInExtra = segment.glideInExtra;
+    info->glideOutExtra = segment.glideOutExtra;
+    info->fadeInShare = segment.fadeInShare;
+    info->fadeOutShare = segment.fadeOutShare;
+    info->fadeInLevel = segment.fadeInLevel;
+    info->fadeOutLevel = segment.fadeOutLevel;
+    info->targetPitch = CorrectedTargetPitch(segment);
+    GetSegmentTimes(index, &info->targetStart, &info->targetEnd);
+    info->targetNoteEnd = TargetNoteEnd(segment, info->targetStart, info->targetEnd);
+    info->detectedPitch = segment.detectedPitch;
+    info->level = segment.level;
+    info->sourceStart = segment.sourceStart;
+    info->sourceEnd = segment.sourceEnd;
+    info->noteEnd = segment.noteEnd;
+    return 0;
+}
+
+int32_t CMELODORPitchSynthesizer::SetSegmentInfo(int32_t index, const SegmentInfo& info,
+                                                 bool adjustNeighbours) {
+    if (!HasSegment(index)) return kNoSuchSegment;
+    FillSegment(*segments[index], info, adjustNeighbours);
+    return 0;
+}
+
+// What depends on the source range is measured first; the record then overwrites what it carries.
+void CMELODORPitchSynthesizer::FillSegment(SynthSegment& segment, const SegmentInfo& info,
+                                           bool adjustNeighbours) {
+    segment.sourceStart = info.sourceStart;
+    segment.sourceEnd = info.sourceEnd;
+    segment.firstMark = MarkAt(info.sourceStart);
+    segment.lastMark = MarkAt(info.sourceEnd);
+    segment.noteEnd = FindNoteEnd(info);
+    segment.detectedPitch = info.detectedPitch;
+    MeasureTransitions(segment);
+
+    segment.modulationKeep = info.modulationKeep;
+    segment.formantRatio = FormantRatio(info.formantShift);
+    segment.gain = info.gain;
+    segment.glideInShare = Share(info.glideInShare);
+    segment.glideOutShare = Share(info.glideOutShare);
+    segment.glideInExtra = info.glideInExtra;
+    segment.glideOutExtra = info.glideOutExtra;
+    segment.fadeInShare = Share(info.fadeInShare);
+    segment.fadeOutShare = Share(info.fadeOutShare);
+    segment.fadeInLevel = info.fadeInLevel;
+    segment.fadeOutLevel = info.fadeOutLevel;
+    SetTargetPitch(segment, info.targetPitch);
+    SetTimes(segment, info.targetStart, info.targetEnd, adjustNeighbours);
+}
+
+// From the mark at the end of the source range back to the first unvoiced one, at most to its start.
+double CMELODORPitchSynthesizer::FindNoteEnd(const SegmentInfo& info) const {
+    const auto isVoiced = [&](int32_t mark) {
+        return mark >= 0 && mark < static_cast<int32_t>(frames.size()) && frames[mark].voiced != 0;
+    };
+    const int32_t start = MarkAt(info.sourceStart);
+    int32_t mark = MarkAt(info.sourceEnd);
+    while (mark > start && isVoiced(mark)) --mark;
+    return ToSeconds(marks.GetPosition(mark));
+}
+
+int32_t CMELODORPitchSynthesizer::SetSegmentTimes(int32_t index, double* start, double* end,
+                                                  bool adjustNeighbours) {
+    if (!HasSegment(index)) return kNoSuchSegment;
+    SetTimes(*segments[index], *start, *end, adjustNeighbours);
+    return 0;
+}
+
+// The neighbours' edges count as they are before the time scale, the times given as they are after it.
+void CMELODORPitchSynthesizer::SetTimes(SynthSegment& segment, double& start, double& end,
+                                        bool adjustNeighbours) {
+    if (segment.previous != nullptr && start < segment.previous->targetStart) {
+        start = segment.previous->targetStart;
+    }
+    if (segment.next != nullptr && end > segment.next->targetEnd) end = segment.next->targetEnd;
+
+    segment.targetStart = (start < 0.0 ? 0.0 : start) / static_cast<double>(settings.timeScale);
+    segment.targetEnd = end / static_cast<double>(settings.timeScale);
+    UpdateStretch(segment);
+    if (!adjustNeighbours) return;
+    if (segment.previous != nullptr) {
+        segment.previous->targetEnd = segment.targetStart;
+        UpdateStretch(*segment.previous);
+    }
+    if (segment.next != nullptr) {
+        segment.next->targetStart = segment.targetEnd;
+        UpdateStretch(*segment.next);
+    }
+}
+
+int32_t CMELODORPitchSynthesizer::GetSegmentTimes(int32_t index, double* start, double* end) const {
+    if (!HasSegment(index)) return kNoSuchSegment;
+    *start = segments[index]->targetStart * static_cast<double>(settings.timeScale);
+    *end = segments[index]->targetEnd * static_cast<double>(settings.timeScale);
+    return 0;
+}
+
+float CMELODORPitchSynthesizer::CorrectedTargetPitch(const SynthSegment& segment) const {
+    const float toSemitone = std::floor(segment.detectedPitch + 0.5f) - segment.detectedPitch;
+    return toSemitone * settings.pitchCorrection + segment.targetPitch;
+}
+
+int32_t CMELODORPitchSynthesizer::QuantizeToScale(const std::vector<int32_t>& pitchClasses) {
+    if (pitchClasses.empty() || pitchClasses.size() > 11) return kBadArgument;
+    for (const auto& segment : segments) {
+        const float pitch = CorrectedTargetPitch(*segment);
+        float inOctave = std::fmod(pitch, 12.0f);
+        if (inOctave < 0.0f) inOctave += 12.0f;
+        // Distances do not wrap round at the octave: 11.8 belongs to 11 or what lies below, never to 0.
+        float nearest = 13.0f;
+        float toScale = 0.0f;
+        for (const int32_t pitchClass : pitchClasses) {
+            const float distance = inOctave - static_cast<float>(pitchClass);
+            if (std::abs(distance) < nearest) {
+                nearest = std::abs(distance);
+                toScale = distance;
+            }
+        }
+        SetTargetPitch(*segment, pitch - std::copysign(std::floor(std::abs(toScale) + 0.5f), toScale));
+    }
+    return 0;
+}
+
+int32_t CMELODORPitchSynthesizer::SetSegmentParameter(int32_t index, int32_t which, float value) {
+    if (!HasSegment(index)) return kNoSuchSegment;
+    SynthSegment& segment = *segments[index];
+    switch (which) {
+        case SegmentTargetPitch:
+            SetTargetPitch(segment, value);
+            return 0;
+        case SegmentGlideInShare:
+            segment.glideInShare = Share(value);
+            return 0;
+        case SegmentGlideOutShare:
+            segment.glideOutShare = Share(value);
+            return 0;
+        case SegmentGlideInExtra:
+            segment.glideInExtra = value;
+            return 0;
+        case SegmentGlideOutExtra:
+            segment.glideOutExtra = value;
+            return 0;
+        case SegmentFadeInShare:
+            segment.fadeInShare = Share(value);
+            return 0;
+        case SegmentFadeOutShare:
+            segment.fadeOutShare = Share(value);
+            return 0;
+        case SegmentFadeInLevel:
+            segment.fadeInLevel = value;
+            return 0;
+        case SegmentFadeOutLevel:
+            segment.fadeOutLevel = value;
+            return 0;
+        case SegmentFormantShift:
+            segment.formantRatio = FormantRatio(value);
+            return 0;
+        case SegmentModulationKeep:
+            segment.modulationKeep = value;
+            return 0;
+        case SegmentGain:
+            segment.gain = value;
+            return 0;
+        default:
+            return kBadArgument;
+    }
+}
+
+float CMELODORPitchSynthesizer::GetSegmentParameter(int32_t index, int32_t which) const {
+    if (!HasSegment(index)) return 0.0f;
+    const SynthSegment& segment = *segments[index];
+    switch (which) {
+        case SegmentTargetPitch:
+            return CorrectedTargetPitch(segment);
+        case SegmentGlideInShare:
+            return segment.glideInShare;
+        case SegmentGlideOutShare:
+            return segment.glideOutShare;
+        case SegmentGlideInExtra:
+            return segment.glideInExtra;
+        case SegmentGlideOutExtra:
+            return segment.glideOutExtra;
+        case SegmentFadeInShare:
+            return segment.fadeInShare;
+        case SegmentFadeOutShare:
+            return segment.fadeOutShare;
+        case SegmentFadeInLevel:
+            return segment.fadeInLevel;
+        case SegmentFadeOutLevel:
+            return segment.fadeOutLevel;
+        case SegmentFormantShift:
+            return FormantShift(segment.formantRatio);
+        case SegmentModulationKeep:
+            return segment.modulationKeep;
+        case SegmentGain:
+            return segment.gain;
+        default:
+            return 0.0f;
+    }
+}
