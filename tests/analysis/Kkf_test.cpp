@@ -1,0 +1,174 @@
+#include "analysis/Kkf.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+#include <vector>
+
+#include "support/SyntheticSinger.h"
+
+namespace {
+
+using qrtSPAdapter::CKKF;
+
+std::vector<float> Noise(int32_t n, uint64_t seed) {
+    NoiseSource random(seed);
+    std::vector<float> noise(static_cast<size_t>(n));
+    for (float& value : noise) value = random.Next();
+    return noise;
+}
+
+double PlainCorrelation(const std::vector<float>& a, const std::vector<float>& b, int32_t lag) {
+    double sum = 0.0;
+    for (int32_t n = 0; n < static_cast<int32_t>(b.size()); ++n) {
+        const int32_t i = n + lag;
+        if (i >= 0 && i < static_cast<int32_t>(a.size())) {
+            sum += static_cast<double>(a[static_cast<size_t>(i)]) * b[static_cast<size_t>(n)];
+        }
+    }
+    return sum;
+}
+
+// Makes the correlator's output at lag p what `heights` holds at middle + p, in steps of the grid on which
+// values are compared: by correlating with a single impulse.
+void SetOutput(CKKF& correlator, const std::vector<int32_t>& heights) {
+    const int32_t half = correlator.GetSize() / 2;
+    const auto middle = static_cast<int32_t>(heights.size()) / 2;
+    std::vector<float> a(static_cast<size_t>(half), 0.0f);
+    std::vector<float> b(static_cast<size_t>(half), 0.0f);
+    b[static_cast<size_t>(middle)] = 1.0f;
+    for (size_t i = 0; i < heights.size(); ++i) {
+        const double value = (heights[i] + 0.5) / 10000.0;  // half a step clear of the rounding
+        a[i] = static_cast<float>(value / correlator.GetSize());
+    }
+    ASSERT_EQ(correlator.Correlate(a.data(), half, b.data(), half), 0);
+}
+
+TEST(Kkf, ConfigureHandsOnTheCorrelatorsRefusal) {
+    CKKF correlator;
+    EXPECT_EQ(correlator.Configure(0), 5000003);
+    EXPECT_EQ(correlator.Configure(-64), 5000003);
+    EXPECT_EQ(correlator.Configure(512), 0);
+    EXPECT_EQ(correlator.GetSize(), 512);
+}
+
+TEST(Kkf, OutputIsThePlainCorrelationTimesSizeWithLagZeroInTheMiddle) {
+    for (const int32_t size : {64, 512, 4096}) {
+        CKKF correlator;
+        ASSERT_EQ(correlator.Configure(size), 0);
+        for (const int32_t length : {1, 7, size / 4, size / 2 - 1, size / 2}) {
+            const std::vector<float> a = Noise(length, 1);
+            const std::vector<float> b = Noise(length, 2);
+            ASSERT_EQ(correlator.Correlate(a.data(), length, b.data(), length), 0);
+            // Rounding of three transforms: a few parts in 10^7 of the largest possible sum.
+            const double tolerance = 2e-6 * size * length;
+            for (int32_t i = 0; i < size; ++i) {
+                const double expected = size * PlainCorrelation(a, b, i - size / 2);
+                ASSERT_NEAR(correlator.GetOutput()[i], expected, tolerance)
+                    << size << " " << length << " " << i;
+            }
+        }
+    }
+}
+
+TEST(Kkf, WhatIsNoLagIsExactlyZeroWhateverWasThereBefore) {
+    CKKF correlator;
+    ASSERT_EQ(correlator.Configure(256), 0);
+    const std::vector<float> a = Noise(128, 1);
+    correlator.Correlate(a.data(), 128, a.data(), 128);
+    EXPECT_EQ(correlator.GetOutput()[0], 0.0f);
+    correlator.Correlate(a.data(), 10, a.data(), 10);
+    for (int32_t i = 0; i < 256; ++i) {
+        if (std::abs(i - 128) >= 10) {
+            EXPECT_EQ(correlator.GetOutput()[i], 0.0f) << i;
+        }
+    }
+}
+
+TEST(Kkf, LengthsThatDoNotFitAreRefused) {
+    CKKF correlator;
+    std::vector<float> a(64);
+    EXPECT_EQ(correlator.Correlate(a.data(), 1, a.data(), 1), 5000003) << "not configured";
+    ASSERT_EQ(correlator.Configure(64), 0);
+    EXPECT_EQ(correlator.Correlate(a.data(), 0, a.data(), 1), 5000003);
+    EXPECT_EQ(correlator.Correlate(a.data(), 1, a.data(), -1), 5000003);
+    EXPECT_EQ(correlator.Correlate(a.data(), 33, a.data(), 1), 5000003);
+    EXPECT_EQ(correlator.Correlate(a.data(), 1, a.data(), 33), 5000003);
+    EXPECT_EQ(correlator.Correlate(a.data(), 32, a.data(), 32), 0);
+}
+
+TEST(Kkf, APeriodicSignalPeaksAtTheDistanceLessItsPeriod) {
+    CKKF correlator;
+    ASSERT_EQ(correlator.Configure(2048), 0);
+    constexpr int32_t kWindow = 600;
+    for (const int32_t period : {220, 280, 300, 333}) {
+        std::vector<float> signal(2 * kWindow);
+        for (size_t i = 0; i < signal.size(); ++i) {
+            signal[i] =
+                static_cast<float>(std::sin(2.0 * std::numbers::pi * static_cast<double>(i) / period));
+        }
+        correlator.Correlate(signal.data(), kWindow, signal.data() + kWindow / 2, kWindow);
+        const int32_t lag = correlator.FindPeak(kWindow / 2 - 1, 0, kWindow / 4);
+        // The overlap shrinks by 1 / kWindow per lag, which draws the top of the cosine towards lag 0 by
+        // slope over curvature; one sample for the second order and for the whole number.
+        const double trueLag = kWindow / 2 - period;
+        const double curvature =
+            std::pow(2.0 * std::numbers::pi / period, 2) * (1.0 - std::abs(trueLag) / kWindow);
+        const double drawn = std::copysign(1.0 / kWindow / curvature, trueLag);
+        EXPECT_NEAR(lag, period == kWindow / 2 ? 0.0 : trueLag - drawn, 1.0) << period;
+    }
+}
+
+TEST(Kkf, OfEqualPeaksTheLowestLagWins) {
+    CKKF correlator;
+    ASSERT_EQ(correlator.Configure(64), 0);
+    SetOutput(correlator, {0, 0, 7, 0, 0, 7, 0, 0, 7, 0, 0});
+    EXPECT_EQ(correlator.FindPeak(10, 0, 5), -3);
+    EXPECT_EQ(correlator.FindPeak(10, 1, 3), 0);
+}
+
+TEST(Kkf, WithoutAPositiveValueTheCentreIsTheAnswer) {
+    CKKF correlator;
+    ASSERT_EQ(correlator.Configure(64), 0);
+    SetOutput(correlator, std::vector<int32_t>(21, -5));
+    EXPECT_EQ(correlator.FindPeak(8, 3, 4), 3);
+    EXPECT_EQ(correlator.FindPeak(8, 30, 4), 30) << "even a centre far out";
+    SetOutput(correlator, std::vector<int32_t>(21, 0));
+    EXPECT_EQ(correlator.FindPeak(8, -2, 4), -2) << "below a step of the grid is nothing";
+}
+
+TEST(Kkf, ValuesWithinAStepOfTheGridAreEqual) {
+    CKKF correlator;
+    ASSERT_EQ(correlator.Configure(64), 0);
+    std::vector<float> a(32, 0.0f);
+    std::vector<float> b(32, 0.0f);
+    b[10] = 1.0f;
+    a[8] = 5.2f / 10000.0f / 64.0f;
+    a[12] = 5.8f / 10000.0f / 64.0f;
+    correlator.Correlate(a.data(), 32, b.data(), 32);
+    EXPECT_GT(correlator.GetOutput()[34], correlator.GetOutput()[30]);
+    EXPECT_EQ(correlator.FindPeak(10, 0, 5), -2);
+}
+
+// Both ends of the search range, and the one-sided clipping that puts it one lag outside on the low side and
+// one lag short on the high side.
+TEST(Kkf, ASearchBeyondTheLimitMovesInsideAsAWhole) {
+    CKKF correlator;
+    ASSERT_EQ(correlator.Configure(64), 0);
+    std::vector<int32_t> rising(25);
+    for (int32_t i = 0; i < 25; ++i) rising[static_cast<size_t>(i)] = i + 1;  // lag -12 .. 12
+    SetOutput(correlator, rising);
+    EXPECT_EQ(correlator.FindPeak(6, 0, 3), 3);
+    EXPECT_EQ(correlator.FindPeak(6, 3, 3), 6) << "just inside";
+    EXPECT_EQ(correlator.FindPeak(6, 4, 3), 5) << "moved to end at 5";
+    EXPECT_EQ(correlator.FindPeak(6, 11, 3), 5);
+    EXPECT_EQ(correlator.FindPeak(6, -3, 3), 0) << "just inside";
+    EXPECT_EQ(correlator.FindPeak(6, -4, 3), -1) << "moved to start at -7";
+    std::vector<int32_t> falling(rising.rbegin(), rising.rend());
+    SetOutput(correlator, falling);
+    EXPECT_EQ(correlator.FindPeak(6, -4, 3), -7);
+    EXPECT_EQ(correlator.FindPeak(6, 4, 3), -1);
+}
+
+}  // namespace
