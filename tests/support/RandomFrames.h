@@ -1,0 +1,31 @@
+// Frame arrays for trying the cleaning chain on: seeded, the same on every platform.
+#pragma once
+
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include "analysis/PitchAnalysis.h"
+
+class FrameMaker {
+  public:
+    explicit FrameMaker(uint32_t seed) : bits_(seed) {}
+
+    int32_t Whole(int32_t low, int32_t high) {  // both included
+        return low + static_cast<int32_t>(bits_() % static_cast<uint32_t>(high - low + 1));
+    }
+    float Real(float low, float high) {
+        return low + (high - low) * static_cast<float>(bits_() >> 8) * (1.0f / 16777216.0f);
+    }
+    bool Chance(float probability) { return Real(0.0f, 1.0f) < probability; }
+
+    // No shape at all. Positions never fall; with `equalPositions` some repeat.
+    std::vector<AnalysisFrame> Noise(int32_t count, bool equalPositions);
+    // Notes with glides, vibrato, jitter, octave errors, onsets and pauses, as a singer's marks give them.
+    std::vector<AnalysisFrame> Voice(int32_t count, float sampleRate);
+    // Any of the bits of a voice shuffled in place, so that positions fall.
+    void Shuffle(std::vector<AnalysisFrame>& frames, int32_t swaps);
+
+  private:
+    std::mt19937 bits_;
+};
