@@ -42,3 +42,10 @@ foreach(source ${MLH_TEST_SOURCES})
     set_tests_properties(${room}/${name} PROPERTIES TIMEOUT 600 SKIP_RETURN_CODE 77)
   endif()
 endforeach()
+
+# A level's object must not bring functions that other objects might share with it.
+if(MLH_KERNEL_OBJECTS AND CMAKE_NM AND NOT MLH_SANITIZE)
+  add_test(NAME dsp/KernelSymbols
+    COMMAND ${CMAKE_COMMAND} "-DNM=${CMAKE_NM}" "-DOBJECTS=$<JOIN:${MLH_KERNEL_OBJECTS},|>"
+            -P ${PROJECT_SOURCE_DIR}/cmake/CheckKernelSymbols.cmake)
+endif()

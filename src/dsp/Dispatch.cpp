@@ -4,6 +4,7 @@
 #include "dsp/Fft.h"
 #include "dsp/GenericOperations.h"
 #include "dsp/VecMemory.h"
+#include "dsp/kernels/Kernels.h"
 
 namespace {
 
@@ -54,44 +55,67 @@ constexpr OperationTable GenericTable() {
     return table;
 }
 
-// The first of equal maxima wins at the kernel levels.
-int32_t FirstMaxIndex(const float* src, float* max, int32_t* index, int32_t n) {
-    *max = src[0];
-    *index = 0;
-    for (int32_t i = 1; i < n; ++i) {
-        if (src[i] > *max) {
-            *max = src[i];
-            *index = i;
-        }
-    }
-    return 0;
+#ifdef MLH_KERNELS
+template <int32_t level>
+constexpr OperationTable KernelTable() {
+    OperationTable table = GenericTable();
+    table.VecZero = Kernels<level>::VecZero;
+    table.VecMaxIndex = Kernels<level>::VecMaxIndex;
+    table.VecMinIndex = Kernels<level>::VecMinIndex;
+    table.VecMean = Kernels<level>::VecMean;
+    table.VecStdDev = Kernels<level>::VecStdDev;
+    table.VecMaxInPlace = Kernels<level>::VecMaxInPlace;
+    table.VecAdd = Kernels<level>::VecAdd;
+    table.VecAddConst = Kernels<level>::VecAddConst;
+    table.VecSub = Kernels<level>::VecSub;
+    table.VecMul = Kernels<level>::VecMul;
+    table.VecMulConst = Kernels<level>::VecMulConst;
+    table.VecDiv = Kernels<level>::VecDiv;
+    table.VecMulAcc = Kernels<level>::VecMulAcc;
+    table.VecAbs = Kernels<level>::VecAbs;
+    table.VecExp = Kernels<level>::VecExp;
+    table.VecSqrt = Kernels<level>::VecSqrt;
+    table.VecThresholdLog = Kernels<level>::VecThresholdLog;
+    table.VecDot = Kernels<level>::VecDot;
+    table.VecThresholdLow = Kernels<level>::VecThresholdLow;
+    table.VecThresholdHigh = Kernels<level>::VecThresholdHigh;
+    table.SpectrumMul = Kernels<level>::SpectrumMul;
+    table.SpectrumPhase = Kernels<level>::SpectrumPhase;
+    table.SpectrumMulAcc = Kernels<3>::SpectrumMulAcc;
+    table.SpectrumMagnitude = Kernels<level>::SpectrumMagnitude;
+    table.VecWrapPhase = Kernels<level>::VecWrapPhase;
+    table.VecSinCos = Kernels<level>::VecSinCos;
+    return table;
 }
 
 template <class FFT, int32_t alignment>
-constexpr OperationTable KernelTable() {
-    OperationTable table = GenericTable();
+constexpr OperationTable WithObjects(OperationTable table) {
     table.VecAlloc = VecAllocAligned<alignment>;
-    table.VecMaxIndex = FirstMaxIndex;
     table.FFTCreate = FFTCreate<FFT>;
     table.FFTDestroy = FFTDestroy<FFT>;
     return table;
 }
 
+constexpr LevelTable level3{3, WithObjects<CqrtfFFTSSE2, 16>(KernelTable<3>())};
+// SSE3 has something to offer to the FFT alone.
+constexpr LevelTable level4{4, WithObjects<CqrtfFFTSSE3, 16>(KernelTable<3>())};
+constexpr LevelTable level5{5, WithObjects<CqrtfFFTSSE4, 16>(KernelTable<5>())};
+constexpr LevelTable level6{6, WithObjects<CqrtfFFTAVX, 32>(KernelTable<6>())};
+#endif
+
 constexpr LevelTable level0{0, GenericTable()};
-constexpr LevelTable level3{3, KernelTable<CqrtfFFTSSE2, 16>()};
-constexpr LevelTable level4{4, KernelTable<CqrtfFFTSSE3, 16>()};
-constexpr LevelTable level5{5, KernelTable<CqrtfFFTSSE4, 16>()};
-constexpr LevelTable level6{6, KernelTable<CqrtfFFTAVX, 32>()};
 
 // Callers that come before the first InitDispatch find the generic operations, above any bound.
 constexpr LevelTable notFilled{kNotFilled, GenericTable()};
 
-const LevelTable* BestTable(int32_t bound) {
+const LevelTable* BestTable([[maybe_unused]] int32_t bound) {
+#ifdef MLH_KERNELS
     const uint32_t features = QueryProcessorFeatures();
     if ((features & kFeatureAVX) && bound >= 6) return &level6;
     if ((features & kFeatureSSE42) && bound >= 5) return &level5;
     if ((features & kFeatureSSE3) && bound >= 4) return &level4;
     if ((features & kFeatureSSE2) && bound >= 3) return &level3;
+#endif
     return &level0;
 }
 
