@@ -132,8 +132,8 @@ float MeanEnergy(const AnalysisFrame* frames, int32_t first, int32_t last) {
     return static_cast<float>(sum / (last - first));
 }
 
-void NoteSegmentation::SetFrames(std::vector<AnalysisFrame> frames) {
-    raw_ = std::move(frames);
+void NoteSegmentation::SetFrames(const std::vector<AnalysisFrame>& frames) {
+    raw_ = frames;  // copied, so that an array of the same length stays where it is: voices hold on to it
     smoothed_ = raw_;
     clean_ = raw_;
     positionsRise_ = std::is_sorted(

@@ -32,7 +32,7 @@ class NoteSegmentation {
 
     SegmentationSettings settings;
 
-    void SetFrames(std::vector<AnalysisFrame> frames);
+    void SetFrames(const std::vector<AnalysisFrame>& frames);
     void SetNotes(std::vector<AnalysisNote> notes);
     void Clear();
 

@@ -183,7 +183,7 @@ class CMELODORPitchAnalysis final : public CMELODORPitchAnalysisIf {
             frame.voiced = marks_->GetHarmonicity(i) != 0.0f;
             frame.energy = marks_->GetEnergy(i);
         }
-        segmentation_.SetFrames(std::move(frames));
+        segmentation_.SetFrames(frames);
     }
 
     void SetMergeThreshold(float semitones) override { segmentation_.settings.mergeThreshold = semitones; }

@@ -74,7 +74,8 @@ class CMELODORPitchAnalysisIf {
     // Replace frames or notes by a copy. Frame numbers of notes are held within the frames.
     virtual int32_t SetFrames(const AnalysisFrame* frames, int32_t count) = 0;
     virtual int32_t SetNotes(const AnalysisNote* notes, int32_t count) = 0;
-    // Rebuilds all frames from the marks; notes stay.
+    // Rebuilds all frames from the marks; notes stay, and so does the place of the array while the number of
+    // marks is the same.
     virtual void BuildFrames() = 0;
 
     // [semitones] notes nearer than this may be merged; initially 0.75.

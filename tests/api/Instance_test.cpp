@@ -61,10 +61,10 @@ TEST(Instance, VersionsAnswer) {
 }
 
 std::string lastMessage;
+void RecordMessage(const char* message, ...) { lastMessage += message; }
 
 TEST(Instance, DebugCallbackIsGreetedOnce) {
-    const auto callback = [](const char* message, ...) { lastMessage += message; };
-    EXPECT_EQ(mlhAssignDebugMessageCallback(callback), 0);
+    EXPECT_EQ(mlhAssignDebugMessageCallback(RecordMessage), 0);
     EXPECT_EQ(lastMessage, "hello");
     EXPECT_EQ(mlhAssignDebugMessageCallback(nullptr), 0);
     EXPECT_EQ(lastMessage, "hello");
@@ -82,7 +82,7 @@ TEST(Instance, CreatesAndDestroys) {
 }
 
 TEST(Instance, WithoutAHandleEveryCallSaysSo) {
-    int16_t out16[4];
+    int16_t out16[4] = {};
     float* out32[4] = {};
     EXPECT_EQ(mlhAssignInputData(nullptr, out16, 1, 1, 44100), 3);
     EXPECT_EQ(mlhAssignInputData16(nullptr, out16, 1, 1, 44100), 3);

@@ -1,0 +1,167 @@
+#include "AudioFile.h"
+
+#include <sndfile.h>
+
+#include <algorithm>
+#include <cctype>
+#include <limits>
+
+#include "Errors.h"
+#include "OutputFile.h"
+
+namespace {
+
+struct CloseFile {
+    void operator()(SNDFILE* file) const { sf_close(file); }
+};
+using File = std::unique_ptr<SNDFILE, CloseFile>;
+
+constexpr int32_t kBlock = 65536;          // [frames]
+constexpr int32_t kMinSampleRate = 11025;  // [Hz] what the library analyses
+constexpr int32_t kMaxSampleRate = 255999;
+
+void MixDown(const float* in, int32_t frames, int32_t channels, std::vector<float>& out) {
+    for (int32_t i = 0; i < frames; ++i) {
+        double sum = 0.0;
+        for (int32_t c = 0; c < channels; ++c) sum += in[i * channels + c];
+        out.push_back(static_cast<float>(sum / channels));
+    }
+}
+
+std::string Suffix(const std::string& path) {
+    const auto dot = path.find_last_of("./");
+    if (dot == std::string::npos || path[dot] == '/') return "";
+    std::string suffix = path.substr(dot + 1);
+    std::transform(suffix.begin(), suffix.end(), suffix.begin(),
+                   [](unsigned char c) { return std::tolower(c); });
+    return suffix;
+}
+
+// The container of a suffix, by libsndfile's own list.
+int Container(const std::string& path) {
+    const std::string suffix = Suffix(path);
+    if (suffix.empty() || suffix == "wav") return SF_FORMAT_WAV;
+    if (suffix == "aif") return SF_FORMAT_AIFF;
+    int count = 0;
+    sf_command(nullptr, SFC_GET_FORMAT_MAJOR_COUNT, &count, sizeof count);
+    for (int i = 0; i < count; ++i) {
+        SF_FORMAT_INFO info{};
+        info.format = i;
+        sf_command(nullptr, SFC_GET_FORMAT_MAJOR, &info, sizeof info);
+        if (info.extension != nullptr && suffix == info.extension) return info.format & SF_FORMAT_TYPEMASK;
+    }
+    throw UsageError(path + ": no audio format has the suffix ." + suffix + "; use .wav, .flac or .aiff");
+}
+
+int Encoding(SampleFormat format) {
+    switch (format) {
+        case SampleFormat::Int16:
+            return SF_FORMAT_PCM_16;
+        case SampleFormat::Int24:
+            return SF_FORMAT_PCM_24;
+        default:
+            return SF_FORMAT_FLOAT;
+    }
+}
+
+}  // namespace
+
+Audio ReadAudio(const std::string& path) {
+    SF_INFO info{};
+    File file(sf_open(path.c_str(), SFM_READ, &info));
+    if (!file) throw Failure("cannot read " + path + ": " + sf_strerror(nullptr));
+    if (info.samplerate < kMinSampleRate || info.samplerate > kMaxSampleRate) {
+        throw Failure(path + ": its sample rate is " + std::to_string(info.samplerate) +
+                      " Hz; convert it to one from 11025 to 255999 Hz first");
+    }
+
+    Audio audio;
+    audio.fileChannels = info.channels;
+    audio.channels = info.channels > 2 ? 1 : info.channels;
+    audio.sampleRate = info.samplerate;
+    std::vector<float> block(static_cast<std::size_t>(kBlock) * info.channels);
+    // Read until nothing comes: the length in the header of a compressed file is an estimate.
+    for (;;) {
+        const auto frames = static_cast<int32_t>(sf_readf_float(file.get(), block.data(), kBlock));
+        if (frames <= 0) break;
+        if (static_cast<int64_t>(audio.Frames()) + frames > std::numeric_limits<int32_t>::max() / 2) {
+            throw Failure(path + ": too long; cut it into pieces of at most six hours");
+        }
+        if (info.channels > 2) {
+            MixDown(block.data(), frames, info.channels, audio.samples);
+        } else {
+            audio.samples.insert(audio.samples.end(), block.begin(), block.begin() + frames * info.channels);
+        }
+    }
+    if (audio.Frames() == 0) throw Failure(path + ": there is no sound in it");
+    return audio;
+}
+
+struct AudioWriter::State {
+    OutputFile output;
+    File file;
+    SampleFormat format;
+    int32_t channels;
+    int64_t saturated = 0;
+    std::vector<int> integers;
+
+    State(const std::string& path, SampleFormat format, int32_t channels, int32_t sampleRate)
+        : output(path), format(format), channels(channels) {
+        SF_INFO info{};
+        info.samplerate = sampleRate;
+        info.channels = channels;
+        info.format = Container(path) | Encoding(format);
+        if (sf_format_check(&info) == 0) {
+            throw UsageError(path + ": this kind of file cannot hold the chosen --format; use .wav");
+        }
+        file.reset(sf_open(output.temporaryPath().c_str(), SFM_WRITE, &info));
+        if (!file) throw Failure("cannot write " + path + ": " + sf_strerror(nullptr));
+    }
+
+    // Integers of `bits` bits, shifted up to 32.
+    void WriteIntegers(const float* samples, int64_t count, int bits) {
+        const double scale = static_cast<double>((1 << (bits - 1)) - 1);
+        const int shift = 32 - bits;
+        integers.resize(static_cast<std::size_t>(count));
+        for (int64_t i = 0; i < count; ++i) {
+            double value = samples[i] * scale;
+            if (samples[i] > 1.0f || samples[i] < -1.0f) ++saturated;
+            if (!(value > -scale)) value = value <= -scale ? -scale : 0.0;
+            if (value > scale) value = scale;
+            integers[i] = static_cast<int>(static_cast<uint32_t>(static_cast<int>(value)) << shift);
+        }
+        Check(sf_write_int(file.get(), integers.data(), count), count);
+    }
+
+    void Check(int64_t written, int64_t wanted) const {
+        if (written != wanted) throw Failure(std::string("cannot write: ") + sf_strerror(file.get()));
+    }
+};
+
+AudioWriter::AudioWriter(const std::string& path, SampleFormat format, int32_t channels, int32_t sampleRate)
+    : state_(std::make_unique<State>(path, format, channels, sampleRate)) {}
+
+AudioWriter::~AudioWriter() = default;
+
+void AudioWriter::Write(const float* samples, int32_t frames) {
+    const int64_t count = static_cast<int64_t>(frames) * state_->channels;
+    switch (state_->format) {
+        case SampleFormat::Int16:
+            state_->WriteIntegers(samples, count, 16);
+            break;
+        case SampleFormat::Int24:
+            state_->WriteIntegers(samples, count, 24);
+            break;
+        case SampleFormat::Float:
+            state_->Check(sf_write_float(state_->file.get(), samples, count), count);
+            break;
+    }
+}
+
+void AudioWriter::Finish() {
+    if (sf_close(state_->file.release()) != 0)
+        throw Failure("cannot finish an audio file: is the disk full?");
+    state_->output.Commit();
+}
+
+int64_t AudioWriter::Saturated() const { return state_->saturated; }
