@@ -231,6 +231,14 @@ class CChoiralizerV2 final : public CChoiralizerV2If {
     void VoiceClassicNote(size_t note, const ChoiralizerClassic::ClassicChord& chord,
                           const int32_t intervals[4]);
 
+    // The search of mode 7 (VoicingSearch.cpp).
+    CandidateList BuildList(size_t note, int32_t size);
+    CandidateList NoChordList(size_t note) const;
+    float OwnScore(const VoicingCandidate& candidate, float prior) const;
+    void RecordInherited(const VoicingCandidate& from, int32_t note);
+    CandidateList BuildListOfChord(const ChordInfo& chord, int32_t note) const;
+    size_t BestInPlace(const CandidateList& list, int32_t note) const;
+
     int32_t inputKey = 0;
     int32_t outputKey = 0;        // all of mode 7 reads this one
     int32_t inputScale = 0;       // rows of the scale table

@@ -22,22 +22,38 @@ struct VoicingCandidate {
     int32_t back = -1;     // best predecessor in the list of that note; -1 none
     int32_t chordType = ChordUnknownTriad;
     const char* name = "";  // constant text, or text that lives as long as the record
-    int32_t listSize = 0;   // in the first candidate of a list its size; -1 an absent window entry
+    int32_t listSize = 0;   // in the first candidate of a list its size
 };
 
-// All settings of one note. The voicings stand beside the candidates that point at them; moving a list keeps
-// the pointers good, copying would not.
+// What the transition rules read off a voicing again and again, worked out once per setting.
+struct VoicingShape {
+    Voicing sorted;                      // the pitches ascending
+    std::array<ScaleDistance, 6> pairs;  // from a voice to one above it, sorted: 01 02 03 12 13 23
+};
+
+VoicingShape MakeShape(const int32_t* voicing, int32_t key, const int32_t* scale);
+
+// All settings of one note. Voicings and shapes stand beside the candidates, in their order; the candidates
+// point at the voicings. Moving a list keeps the pointers good, copying would not.
 struct CandidateList {
     std::vector<VoicingCandidate> candidates;
     std::vector<Voicing> voicings;
+    std::vector<VoicingShape> shapes;
 
     CandidateList() = default;
     CandidateList(CandidateList&&) = default;
     CandidateList& operator=(CandidateList&&) = default;
 };
 
-// Entry 0 is the setting under test, 1 the harmonised note before it, 2 and 3 those before; an absent entry 2
-// or 3 has a listSize of -1.
-using VoicingWindow = std::array<VoicingCandidate, 4>;
+// One setting as the rules see it; absent where there is none.
+struct WindowEntry {
+    const VoicingCandidate* setting = nullptr;
+    const VoicingShape* shape = nullptr;  // only the transition rules read it
+
+    bool IsPresent() const { return setting != nullptr; }
+};
+
+// Entry 0 is the setting under test, 1 the harmonised note before it, 2 and 3 those before.
+using VoicingWindow = std::array<WindowEntry, 4>;
 
 }  // namespace ChoiralizerV2

@@ -19,7 +19,14 @@ const float LeapTable[15] = {0.2f, 0.001f, 1.4f, 0.05f, 0.0001f, 1.4f,   0.001f,
 namespace {
 
 constexpr int32_t kOutOfMemory = 1000001;
-constexpr float kLowestLogarithm = -35.0f;
+
+// Rewards of the transition rules. TransitionScoreBound counts on no other factor being above 1, but for the
+// parallel thirds and sixths of the tables.
+constexpr float kHeldPair = 1.5f;
+constexpr float kContraryMotion = 2.0f;
+constexpr float kCadence = 2.0f;
+constexpr float kResolution = 2.0f;
+constexpr float kProgression = 1.2f;
 
 float Log(float x) { return static_cast<float>(std::log(static_cast<double>(x))); }
 float Exp(float x) { return static_cast<float>(std::exp(static_cast<double>(x))); }
@@ -30,15 +37,6 @@ float Power(float base, int32_t exponent) {
 bool IsSeventhType(int32_t chordType) { return chordType >= ChordMajor7; }
 
 int32_t Lowest(const VoicingCandidate& c) { return *std::min_element(c.voicing, c.voicing + 4); }
-int32_t Highest(const VoicingCandidate& c) { return *std::max_element(c.voicing, c.voicing + 4); }
-
-Voicing Sorted(const VoicingCandidate& c) {
-    Voicing pitches = {c.voicing[0], c.voicing[1], c.voicing[2], c.voicing[3]};
-    std::sort(pitches.begin(), pitches.end());
-    return pitches;
-}
-
-bool IsPresent(const VoicingCandidate& entry) { return entry.listSize != -1; }
 
 int32_t Sign(int64_t x) { return (x > 0) - (x < 0); }
 int64_t Distance(int32_t a, int32_t b) { return std::abs(int64_t{a} - b); }
@@ -54,7 +52,7 @@ int32_t Size(const ScaleDistance& d) { return 7 * d.octaves + d.steps; }
 // Rule set 0: entry 0 alone.
 
 float NoCrossing(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t) {
-    const int32_t* v = window[0].voicing;
+    const int32_t* v = window[0].setting->voicing;
     float factor = 1.0f;
     for (int i = 0; i < 4; ++i)
         for (int j = i + 1; j < 4; ++j)
@@ -68,7 +66,7 @@ float Doubling(const VoicingWindow& window, int32_t spacingStyle, int32_t key, c
     static constexpr float kTriad[5] = {0.8f, 0.7f, 0.1f, 0.8f, 0.4f};
     static constexpr float kSeventh[5] = {0.4f, 0.35f, 0.05f, 0.001f, 1.0f};
 
-    const VoicingCandidate& c = window[0];
+    const VoicingCandidate& c = *window[0].setting;
     const int32_t* v = c.voicing;
     const bool seventh = IsSeventhType(c.chordType);
     const float* table = seventh ? kSeventh : kTriad;
@@ -94,7 +92,7 @@ float Doubling(const VoicingWindow& window, int32_t spacingStyle, int32_t key, c
 
 // The bass tone of the chord's row stands for the root, so an inverted row looks above its bass.
 float ThirdPresent(const VoicingWindow& window, int32_t, int32_t key, const int32_t* scale, int32_t) {
-    const VoicingCandidate& c = window[0];
+    const VoicingCandidate& c = *window[0].setting;
     if (c.chordType == ChordDiminished7) return 0.001f;
     const int32_t root = c.tones[c.bassIndex] + key;
     for (int k = 0; k < 4; ++k)
@@ -109,7 +107,7 @@ float BassPosition(const VoicingWindow& window, int32_t, int32_t key, const int3
     static constexpr float kTriad[5] = {1.0f, 0.7f, 0.001f, 1.0f, 0.7f};
     static constexpr float kSeventh[5] = {0.7f, 0.7f, 0.7f, 0.7f, 1.0f};
 
-    const VoicingCandidate& c = window[0];
+    const VoicingCandidate& c = *window[0].setting;
     if (c.chordType == ChordDiminished7) return 0.5f;
     const int32_t position = Position(c, Lowest(c), key);
     if (c.function == FunctionDominant && c.chordType == ChordSixFour) return kDominantSixFour[position];
@@ -125,7 +123,7 @@ bool IsBadlySpaced(const ScaleDistance& d, int32_t spacingStyle) {
 }
 
 float Spacing(const VoicingWindow& window, int32_t spacingStyle, int32_t key, const int32_t* scale, int32_t) {
-    const int32_t* v = window[0].voicing;
+    const int32_t* v = window[0].setting->voicing;
     float factor = 1.0f;
     const auto judge = [&](const ScaleDistance& d) {
         if (!IsBadlySpaced(d, spacingStyle)) return;
@@ -148,14 +146,14 @@ float Spacing(const VoicingWindow& window, int32_t spacingStyle, int32_t key, co
 float Neutral(const VoicingWindow&, int32_t, int32_t, const int32_t*, int32_t) { return 1.0f; }
 
 float SeventhBonus(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t) {
-    return IsSeventhType(window[0].chordType) ? 2.0f : 1.0f;
+    return IsSeventhType(window[0].setting->chordType) ? 2.0f : 1.0f;
 }
 
 // Rule set 1: v is the voicing of entry 0, p the one before it.
 
 float SharedUnison(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t) {
-    const int32_t* v = window[0].voicing;
-    const int32_t* p = window[1].voicing;
+    const int32_t* v = window[0].setting->voicing;
+    const int32_t* p = window[1].setting->voicing;
     float factor = 1.0f;
     for (int i = 0; i < 4; ++i) {
         for (int j = i + 1; j < 4; ++j) {
@@ -175,48 +173,49 @@ float ParallelFactor(int32_t index, const ScaleDistance& move) {
 
 // Voice pairs go by their place in the sorted voicing, not by row: crossed voices hide no parallel.
 float Parallels(const VoicingWindow& window, int32_t, int32_t key, const int32_t* scale, int32_t) {
-    const auto interval = [&](int32_t a, int32_t b) { return ScaleInterval(a, b, key, scale); };
-    const Voicing c = Sorted(window[0]);
-    const Voicing d = Sorted(window[1]);
-    const bool hasBefore = IsPresent(window[2]);
-    const Voicing e = hasBefore ? Sorted(window[2]) : Voicing{};
+    const VoicingShape& c = *window[0].shape;
+    const VoicingShape& d = *window[1].shape;
+    const auto move = [&](int32_t from, int32_t to) { return ScaleInterval(from, to, key, scale); };
     float factor = 1.0f;
-    for (int i = 0; i < 4; ++i) {
-        for (int j = i + 1; j < 4; ++j) {
-            if (c[i] == d[i] && c[j] == d[j]) {
-                factor *= 1.5f;
+    size_t pair = 0;
+    for (size_t i = 0; i < 4; ++i) {
+        for (size_t j = i + 1; j < 4; ++j, ++pair) {
+            if (c.sorted[i] == d.sorted[i] && c.sorted[j] == d.sorted[j]) {
+                factor *= kHeldPair;
                 continue;
             }
-            const ScaleDistance now = interval(c[i], c[j]);
-            const ScaleDistance before = interval(d[i], d[j]);
+            const ScaleDistance& now = c.pairs[pair];
+            const ScaleDistance& before = d.pairs[pair];
             if (now.steps != before.steps) continue;
-            factor *= ParallelFactor(now.steps + (now.octaves > 0 ? 7 : 0), interval(c[i], d[i]));
-            // A parallel that goes on over three notes pays twice.
-            if (hasBefore && interval(e[i], e[j]) == before)
-                factor *= ParallelFactor(before.steps, interval(d[i], e[i]));
+            factor *= ParallelFactor(now.steps + (now.octaves > 0 ? 7 : 0), move(c.sorted[i], d.sorted[i]));
+            // A parallel that goes on over three notes counts twice.
+            if (window[2].IsPresent() && window[2].shape->pairs[pair] == before)
+                factor *= ParallelFactor(before.steps, move(d.sorted[i], window[2].shape->sorted[i]));
         }
     }
     return factor;
 }
 
 float StaticBass(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t leadVoice) {
-    const int32_t before = window[1].voicing[0];
-    if (leadVoice == 0 || window[0].voicing[0] != before) return 1.0f;
-    if (!IsPresent(window[2]) || window[2].voicing[0] != before) return 0.9f;
+    const int32_t before = window[1].setting->voicing[0];
+    if (leadVoice == 0 || window[0].setting->voicing[0] != before) return 1.0f;
+    if (!window[2].IsPresent() || window[2].setting->voicing[0] != before) return 0.9f;
     return 0.80999994f;
 }
 
 float OuterMotion(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t) {
-    if (!IsPresent(window[3])) return 1.0f;
+    if (!window[3].IsPresent()) return 1.0f;
     int32_t low[3];
     int32_t high[3];
     for (int k = 0; k < 3; ++k) {
-        low[k] = Sign(int64_t{Lowest(window[k])} - Lowest(window[k + 1]));
-        high[k] = Sign(int64_t{Highest(window[k])} - Highest(window[k + 1]));
+        const Voicing& now = window[k].shape->sorted;
+        const Voicing& before = window[k + 1].shape->sorted;
+        low[k] = Sign(int64_t{now[0]} - before[0]);
+        high[k] = Sign(int64_t{now[3]} - before[3]);
     }
     const bool steady = low[0] == low[1] && low[1] == low[2] && high[0] == high[1] && high[1] == high[2];
     if (!steady) return 1.0f;
-    return low[0] == high[0] ? 0.3f : 2.0f;
+    return low[0] == high[0] ? 0.3f : kContraryMotion;
 }
 
 // The bass moves as a bass does at a cadence: by a step, a fourth up or a fifth down.
@@ -225,30 +224,31 @@ bool IsCadentialMove(const ScaleDistance& bass) {
            bass.steps == 1;
 }
 
+bool IsCadence(int32_t from, int32_t to) { return from == FunctionDominant && to == FunctionTonic; }
+
 // The functions between which a seventh in the bass is expected to fall to the third.
 bool IsResolution(int32_t from, int32_t to) {
-    return (to == FunctionTonic && from == FunctionDominant) ||
-           (to == FunctionSubdominant && from == FunctionTonic) ||
-           (to == FunctionDominant && from == FunctionSubdominant);
+    return IsCadence(from, to) || (from == FunctionTonic && to == FunctionSubdominant) ||
+           (from == FunctionSubdominant && to == FunctionDominant);
 }
 
 float VoiceLeading(const VoicingWindow& window, int32_t, int32_t key, const int32_t* scale,
                    int32_t leadVoice) {
-    const VoicingCandidate& to = window[0];
-    const VoicingCandidate& from = window[1];
+    const VoicingCandidate& to = *window[0].setting;
+    const VoicingCandidate& from = *window[1].setting;
     int64_t sum = 0;
     for (int k = 1; k < 4; ++k)
         if (k != leadVoice) sum += Distance(to.voicing[k], from.voicing[k]);
     float factor = Power(0.95f, static_cast<int32_t>(std::min<int64_t>(sum, INT32_MAX)));
 
-    const int32_t toLowest = Lowest(to);
-    const int32_t fromLowest = Lowest(from);
+    const int32_t toLowest = window[0].shape->sorted[0];
+    const int32_t fromLowest = window[1].shape->sorted[0];
     const ScaleDistance bass = ScaleInterval(fromLowest, toLowest, key, scale);
 
-    if (to.function == FunctionTonic && from.function == FunctionDominant) {
+    if (IsCadence(from.function, to.function)) {
         const bool known = to.chordType != ChordUnknownTriad && to.chordType != ChordUnknownSeventh;
         if (IsCadentialMove(bass) && bass.quality == 0 && known && Position(to, toLowest, key) == 0)
-            factor *= 2.0f;
+            factor *= kCadence;
         else if (bass.direction == 1 && (bass.steps == 3 || bass.steps == 4))
             factor *= 0.0f;
     }
@@ -256,7 +256,7 @@ float VoiceLeading(const VoicingWindow& window, int32_t, int32_t key, const int3
     if (from.chordType == ChordDominant7 && IsResolution(from.function, to.function) &&
         Position(from, fromLowest, key) == 3) {
         const bool resolves = to.chordType == ChordMajor || to.chordType == ChordDominant7;
-        if (resolves && Position(to, toLowest, key) == 1) factor *= 2.0f;
+        if (resolves && Position(to, toLowest, key) == 1) factor *= kResolution;
     }
 
     const bool octave = bass.steps == 0 && bass.octaves == 1;
@@ -264,31 +264,29 @@ float VoiceLeading(const VoicingWindow& window, int32_t, int32_t key, const int3
     return factor;
 }
 
-float SecondaryDominantResolves(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t) {
-    static constexpr int32_t kResolutions[3][4] = {{0, 5, 9, 0}, {0, 5, 8, 0}, {0, 3, 8, 0}};
-    const bool secondaryDominant =
-        window[1].function == FunctionTonic && window[1].chordType == ChordDominant7;
-    if (!secondaryDominant) return 1.0f;
-    if (window[0].function == FunctionSubdominant)
-        for (const auto& tones : kResolutions)
-            if (std::equal(tones, tones + 4, window[0].tones)) return 1.0f;
-    return 0.0001f;
+bool IsChord(const WindowEntry& entry, int32_t function, int32_t chordType) {
+    return entry.setting->function == function && entry.setting->chordType == chordType;
 }
 
-bool IsChord(const VoicingCandidate& c, int32_t function, int32_t chordType) {
-    return c.function == function && c.chordType == chordType;
+float SecondaryDominantResolves(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t) {
+    static constexpr int32_t kResolutions[3][4] = {{0, 5, 9, 0}, {0, 5, 8, 0}, {0, 3, 8, 0}};
+    if (!IsChord(window[1], FunctionTonic, ChordDominant7)) return 1.0f;
+    if (window[0].setting->function == FunctionSubdominant)
+        for (const auto& tones : kResolutions)
+            if (std::equal(tones, tones + 4, window[0].setting->tones)) return 1.0f;
+    return 0.0001f;
 }
 
 float NeapolitanToSixFour(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t) {
     const bool found = IsChord(window[0], FunctionDominant, ChordSixFour) &&
                        IsChord(window[1], FunctionSubdominant, ChordSixth);
-    return found ? 1.2f : 1.0f;
+    return found ? kProgression : 1.0f;
 }
 
 float SixFourToSeventh(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t) {
     const bool found = IsChord(window[0], FunctionDominant, ChordDominant7) &&
                        IsChord(window[1], FunctionDominant, ChordSixFour);
-    return found ? 1.2f : 1.0f;
+    return found ? kProgression : 1.0f;
 }
 
 const VoicingRule kVerticalRules[] = {NoCrossing, Doubling, ThirdPresent, BassPosition,
@@ -311,19 +309,44 @@ void CVoicingRules::SelectRuleSet(int32_t index) {
     ruleCount = RuleSetTable[index].count;
 }
 
+bool IsBelowScoreFloor(float score, float prior) {
+    // e to the -35 is 6.305e-16. Only near it do the roundings of the logarithms count; elsewhere the product
+    // tells, at a fraction of the time.
+    if (static_cast<double>(score) * static_cast<double>(prior) > 6.4e-16) return false;
+    return Log(score) + Log(prior) < -35.0f;
+}
+
 float CVoicingRules::ComputeScore(const VoicingWindow& window, float prior) const {
     if (prior == 0.0f) return 0.0f;
-    const float logPrior = Log(prior);
     float product = 1.0f;
     int32_t used = 0;
     for (int32_t k = 0; k < ruleCount; ++k) {
         if (weights[k] == 0.0f) continue;
         const float factor = rules[k](window, spacingStyle, key, scale, leadVoice) * weights[k];
         product *= factor;
-        if (product == 0.0f || Log(product) + logPrior < kLowestLogarithm) return 0.0f;
+        if (product == 0.0f || IsBelowScoreFloor(product, prior)) return 0.0f;
         ++used;
     }
     return used > 0 ? Exp(Log(product) / static_cast<float>(used)) : product;
+}
+
+float TransitionScoreBound(const VoicingWindow& window) {
+    double product = 1.0;
+    for (const ScaleDistance& pair : window[0].shape->pairs) {
+        const int32_t index = std::max(pair.steps + (pair.octaves > 0 ? 7 : 0), 0);
+        const int32_t simple = std::max(pair.steps, 0);
+        double parallel = std::max(StepTable[index], LeapTable[index]);
+        if (window[2].IsPresent()) parallel *= std::max({1.0f, StepTable[simple], LeapTable[simple]});
+        product *= std::max<double>(kHeldPair, parallel);
+    }
+    if (window[3].IsPresent()) product *= kContraryMotion;
+    const int32_t to = window[0].setting->function;
+    const int32_t from = window[1].setting->function;
+    if (IsCadence(from, to)) product *= kCadence;
+    if (IsResolution(from, to)) product *= kResolution;
+    if (to == FunctionDominant) product *= kProgression;
+    // Rounding moves a score by less than a millionth.
+    return static_cast<float>(std::pow(product, 1.0 / RuleSetTable[1].count) * 1.00001);
 }
 
 int32_t CreateVoicingRules(CVoicingRules** out) {

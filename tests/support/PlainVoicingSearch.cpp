@@ -69,6 +69,18 @@ bool NearlyOrdered(const Voicing& v) {
     return v[0] - 5 < v[1] && v[0] - 5 < v[2] && v[1] - 5 < v[2] && v[2] - 5 < v[3] && v[1] - 5 < v[3];
 }
 
+float MoveScore(const std::array<const VoicingCandidate*, 4>& settings, float prior, const Problem& problem) {
+    std::array<VoicingShape, 4> shapes;
+    VoicingWindow window;
+    for (size_t k = 0; k < 4; ++k) {
+        if (settings[k] == nullptr) continue;
+        shapes[k] =
+            MakeShape(settings[k]->voicing, problem.key, ChoiralizerClassic::ScaleTable[problem.scaleRow]);
+        window[k] = {settings[k], &shapes[k]};
+    }
+    return Score(RuleSetTable[1], window, prior, problem);
+}
+
 }  // namespace
 
 float Score(const VoicingRuleSet& set, const VoicingWindow& window, float prior, const Problem& settings) {
@@ -125,8 +137,8 @@ void BuildLists(const Problem& problem, Solution& solution) {
                             candidate.chordType = chord.row->chordType;
                             candidate.name = chord.row->name;
                             if (candidate.score != 0.0f) {
-                                const float score =
-                                    Score(RuleSetTable[0], {candidate}, candidate.score, problem);
+                                const float score = Score(RuleSetTable[0], {WindowEntry{&candidate, nullptr}},
+                                                          candidate.score, problem);
                                 candidate.score = candidate.score * score;
                                 if (candidate.score != 0.0f) {
                                     kept.push_back(candidate);
@@ -155,8 +167,6 @@ void Search(const Problem& problem, Solution& solution) {
         const auto& list = solution.lists[note].candidates;
         return list.size() == 1 && list[0].chordType == ChordUnknownTriad;
     };
-    VoicingCandidate absent;
-    absent.listSize = -1;
     for (int32_t i = 1; i < static_cast<int32_t>(problem.pitches.size()); ++i) {
         if (noChord(i)) continue;
         std::vector<VoicingCandidate>& list = solution.lists[i].candidates;
@@ -172,16 +182,17 @@ void Search(const Problem& problem, Solution& solution) {
             const std::vector<VoicingCandidate>& before = solution.lists[j].candidates;
             for (size_t k = 0; k < before.size(); ++k) {
                 const VoicingCandidate& q = before[k];
-                VoicingWindow window = {c, q, absent, absent};
+                const VoicingCandidate* before2 = nullptr;
+                const VoicingCandidate* before3 = nullptr;
                 if (i > 1 && i - q.gap - c.gap > 0) {
                     const int32_t j2 = j - q.gap;
-                    window[2] = solution.lists[j2].candidates[q.back];
-                    if (i > 2 && i - window[2].gap - q.gap - c.gap > 0)
-                        window[3] = solution.lists[j2 - window[2].gap].candidates[window[2].back];
+                    before2 = &solution.lists[j2].candidates[q.back];
+                    if (i > 2 && i - before2->gap - q.gap - c.gap > 0)
+                        before3 = &solution.lists[j2 - before2->gap].candidates[before2->back];
                 }
                 float s = c.score * q.score;
                 if (s != 0.0f) {
-                    const float r = Score(RuleSetTable[1], window, s, problem);
+                    const float r = MoveScore({&c, &q, before2, before3}, s, problem);
                     s = r == 0.0f || Log(r) + Log(s) < -35.0f ? 0.0f : s * r;
                 }
                 if (s > best) {
