@@ -1,0 +1,31 @@
+#include "Progress.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <utility>
+
+namespace {
+
+constexpr int kWidth = 40;  // [characters]
+
+}  // namespace
+
+Progress::Progress(std::string label, bool quiet)
+    : label_(std::move(label)), enabled_(!quiet && isatty(STDERR_FILENO) == 1) {}
+
+Progress::~Progress() {
+    if (drawn_) std::fprintf(stderr, "\r\033[K");
+}
+
+void Progress::Update(double share) {
+    const int percent = static_cast<int>(share * 100.0);
+    if (!enabled_ || percent == percent_) return;
+    percent_ = percent;
+    if (std::chrono::steady_clock::now() - start_ < std::chrono::seconds(1)) return;
+    drawn_ = true;
+    const int filled = percent * kWidth / 100;
+    std::fprintf(stderr, "\r%-10s [%.*s%*s] %3d %%", label_.c_str(), filled,
+                 "########################################", kWidth - filled, "", percent);
+    std::fflush(stderr);
+}
