@@ -131,3 +131,13 @@ bool ParseWav(const std::vector<uint8_t>& bytes, Recording& recording, std::stri
     }
     return refuse("no data");
 }
+
+std::vector<PitchPoint> LoadPitchCurve(const std::string& folder, const std::string& name, std::string& why) {
+    std::vector<PitchPoint> curve;
+    std::ifstream file(std::filesystem::path(folder) / name);
+    PitchPoint point{};
+    char comma = 0;
+    while (file >> point.seconds >> comma >> point.hertz) curve.push_back(point);
+    if (curve.empty()) why = "no pitch annotation " + name;
+    return curve;
+}

@@ -30,3 +30,10 @@ bool LoadRecording(const std::string& folder, const std::string& name, Recording
 
 // The same for the bytes of a file.
 bool ParseWav(const std::vector<uint8_t>& bytes, Recording& recording, std::string& why);
+
+// A pitch annotation of lines "seconds,hertz"; 0 Hz is unvoiced.
+struct PitchPoint {
+    double seconds;
+    double hertz;
+};
+std::vector<PitchPoint> LoadPitchCurve(const std::string& folder, const std::string& name, std::string& why);
