@@ -130,7 +130,7 @@ class CMELODORPitchAnalysis final : public CMELODORPitchAnalysisIf {
     }
 
     int32_t GetNotes(const AnalysisNote** notes) override {
-        *notes = segmentation_.Notes().data();
+        if (notes) *notes = segmentation_.Notes().data();
         return NoteCount();
     }
 
@@ -149,7 +149,7 @@ class CMELODORPitchAnalysis final : public CMELODORPitchAnalysisIf {
     }
 
     int32_t GetFrames(const AnalysisFrame** frames) override {
-        *frames = segmentation_.RawFrames().data();
+        if (frames) *frames = segmentation_.RawFrames().data();
         return segmentation_.FrameCount();
     }
 
