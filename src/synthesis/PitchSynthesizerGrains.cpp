@@ -37,15 +37,19 @@ constexpr int32_t kWindowSize = 32768;
 constexpr int32_t kScrubBlocks = 3;  // a scrub ends when that many blocks came without a SetPosition
 
 // Rises from 0 to 1 like the cube of a sine.
+std::array<float, kWindowSize> MakeWindowTable() {
+    std::array<float, kWindowSize> table;
+    for (int32_t i = 0; i < kWindowSize; ++i) {
+        const float s = std::sin(static_cast<float>(i) * 1.5707964f / 32767.0f);
+        table[i] = s * s * s;
+    }
+    return table;
+}
+
+// One for all voices. A plain function makes it: a compiler that evaluates a lambda's or constexpr function's
+// sines beforehand rounds them otherwise than the library does.
 const std::array<float, kWindowSize>& WindowTable() {
-    static const std::array<float, kWindowSize> table = [] {
-        std::array<float, kWindowSize> values;
-        for (int32_t i = 0; i < kWindowSize; ++i) {
-            const float s = std::sin(static_cast<float>(i) * 1.5707964f / 32767.0f);
-            values[i] = s * s * s;
-        }
-        return values;
-    }();
+    static const std::array<float, kWindowSize> table = MakeWindowTable();
     return table;
 }
 
