@@ -304,7 +304,8 @@ void CChoiralizerV2::RecordInherited(const VoicingCandidate& from, int32_t note)
 int32_t CChoiralizerV2::SetChordAtNote(ChordInfo chord, int32_t note) {
     if (note < 0 || note >= GetChordCount() || note >= melody.count) return kBadArgument;
     const VoicingCandidate& old = chosen[static_cast<size_t>(note)];
-    if (old.voicing == nullptr || old.tones == nullptr) return kBadArgument;  // no run in this mode yet
+    const bool run = old.voicing != nullptr && old.tones != nullptr;  // the classic modes know no tones
+    if (!run || leadVoice < 0 || leadVoice > 3) return kBadArgument;
     const int32_t size = rangeBelow + rangeAbove + 1;
     if (size <= 13) {
         verticalRules->SetSpacingStyle(0);
