@@ -401,9 +401,9 @@ class ScoreCube {
 
 }  // namespace
 
-// Lists the chord tones around the lead and returns their number. Only the chord's root and number of notes
-// count: its tones are those that the scale gives on the root, whatever its quality.
-int32_t CChoiralizer::CollectCandidates(int32_t lead, const ClassicChord& chord) {
+// Lists the chord tones around the lead. Only the chord's root and number of notes count: its tones are those
+// that the scale gives on the root, whatever its quality.
+void CChoiralizer::CollectCandidates(int32_t lead, const ClassicChord& chord) {
     const KeyedScale scale = ParentScale();
     const int32_t rootPosition = scale.Position(chord.root);
     bool isChordTone[12] = {};
@@ -413,29 +413,40 @@ int32_t CChoiralizer::CollectCandidates(int32_t lead, const ClassicChord& chord)
     }
 
     std::fill(candidates.begin(), candidates.end(), -1);
-    int32_t n = 0;
-    for (int32_t pitch = lead + lowLimit; pitch <= lead + highLimit && n < candidateCapacity; ++pitch) {
+    candidateCount = 0;
+    for (int32_t pitch = lead + lowLimit; pitch <= lead + highLimit && candidateCount < candidateCapacity;
+         ++pitch) {
         if (isChordTone[scale.Position(pitch)]) {
-            candidates[static_cast<size_t>(n++)] = pitch;
+            candidates[static_cast<size_t>(candidateCount++)] = pitch;
         }
     }
-    return n;
+}
+
+float CChoiralizer::GetScore(int32_t i, int32_t j, int32_t k) const {
+    return scoreCube[static_cast<size_t>((i * candidateCount + j) * candidateCount + k)];
 }
 
 void CChoiralizer::SearchVoices(int32_t searchMode, int32_t lead, int32_t* result,
                                 const ClassicChord& chord) {
-    const int32_t n = CollectCandidates(lead, chord);
-    if (n == 0) {
+    CollectCandidates(lead, chord);
+    if (candidateCount == 0) {
         return;
     }
-    const Scene scene = {
-        searchMode,           lead,         chord,       OutputScale(), voiceCount, voiceCount - voicesAbove,
-        highLimit - lowLimit, spreadTarget, lastVoicing, stepDirection};
+    const Scene scene = {.searchMode = searchMode,
+                         .lead = lead,
+                         .chord = chord,
+                         .scale = OutputScale(),
+                         .voiceCount = voiceCount,
+                         .voicesBelow = voiceCount - voicesAbove,
+                         .range = highLimit - lowLimit,
+                         .spreadTarget = spreadTarget,
+                         .previous = lastVoicing,
+                         .stepDirection = stepDirection};
     const bool oneVoice = searchMode == 2;
     const bool fewVoices = searchMode != 0;
     const bool watchSteps = fewVoices || chord.noteCount > 3;
 
-    ScoreCube cube(scene, candidates.data(), n, scoreCube.data());
+    ScoreCube cube(scene, candidates.data(), candidateCount, scoreCube.data());
     cube.OrderPenalty();
     cube.ChordFit();
     cube.BassDegree();

@@ -183,6 +183,7 @@ void CChoiralizer::UpdateLimits() {
     std::vector<int32_t> newCandidates(static_cast<size_t>(capacity), -1);
     std::vector<float> newCube(static_cast<size_t>(capacity * capacity * capacity), 0.0f);
     candidates = std::move(newCandidates);
+    candidateCount = 0;
     scoreCube = std::move(newCube);
     candidateCapacity = capacity;
 }

@@ -120,8 +120,8 @@ class CChoiralizer {
     // The likeliest triads under a melody, one for each of its `count` notes. Fewer than one note: nothing.
     void TrackChords(const int32_t* notes, ClassicChord* chordsOut, int32_t count) const;
 
-    // The chord of up to four pitches, -1 for an absent one. Root and types by stacking in thirds; fewer than
-    // three different pitch classes give TriadNone, SeventhNone and the count.
+    // The chord of up to four pitches, absent ones -1 and last. Root and types by stacking in thirds; fewer
+    // than three different pitch classes give TriadNone, SeventhNone and the count.
     static ClassicChord IdentifyChord(int32_t a, int32_t b, int32_t c, int32_t d);
 
     // The chords of the output scale that contain a note: entries 0..2 the triads with it as root, third and
@@ -143,7 +143,11 @@ class CChoiralizer {
     int32_t GetLowLimit() const { return lowLimit; }    // lowest candidate, relative to the lead, <= 0
     int32_t GetHighLimit() const { return highLimit; }  // highest candidate, relative to the lead, >= 0
     int32_t GetCandidateCapacity() const { return candidateCapacity; }
-    const std::vector<int32_t>& GetCandidates() const { return candidates; }  // of the last note, then -1
+    // Of the last search: its candidates, ascending, the rest of the capacity -1; and the score of a voicing,
+    // by the candidates' indices below GetCandidateCount().
+    const std::vector<int32_t>& GetCandidates() const { return candidates; }
+    int32_t GetCandidateCount() const { return candidateCount; }
+    float GetScore(int32_t i, int32_t j, int32_t k) const;
     const int32_t* GetLastVoicing() const { return lastVoicing; }  // 4 entries, all -1 for none yet
     int32_t GetStepDirection() const { return stepDirection; }     // last single step: 1 down, 2 up
     const int32_t* GetScaleOffsets() const { return scaleMap; }    // 12 entries by pitch class
@@ -157,7 +161,7 @@ class CChoiralizer {
 
     void BuildScaleMap();
     void UpdateLimits();
-    int32_t CollectCandidates(int32_t lead, const ClassicChord& chord);
+    void CollectCandidates(int32_t lead, const ClassicChord& chord);
     void SearchVoices(int32_t searchMode, int32_t lead, int32_t* result, const ClassicChord& chord);
     int32_t RandomBit();
 
@@ -172,6 +176,7 @@ class CChoiralizer {
     int32_t voiceCount = 3;
     int32_t candidateCapacity = 0;
     std::vector<int32_t> candidates;
+    int32_t candidateCount = 0;
     VoiceResult lastVoicing = {-1, -1, -1, -1};  // with the lead, ascending
     int32_t lowLimit = 0;
     int32_t highLimit = 0;

@@ -1,0 +1,30 @@
+// Real tunes for tests: tab-separated lead sheets below a folder that may be missing.
+//
+//     std::string why;
+//     std::vector<Tune> tunes = LoadTunes(MLH_MELODIES_DIR, why);
+//     if (tunes.empty()) GTEST_SKIP() << why;
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+struct TuneNote {
+    float onset = 0.0f;  // beats
+    float duration = 0.0f;
+    int32_t pitch = 0;
+    int32_t chordRoot = -1;    // pitch class of the chord that sounds at the onset, -1 for none
+    std::string chordQuality;  // maj min 7 min7 ...
+};
+
+struct Tune {
+    std::string name;       // file name without folder
+    int32_t keyTonic = -1;  // pitch class, -1 for a key unknown
+    std::string keyMode;    // major, minor, dorian, ...
+    std::vector<TuneNote> notes;
+
+    bool HasChords() const;
+};
+
+// All tunes of the folder, sorted by name. Empty, with a reason in `why`, where there is none.
+std::vector<Tune> LoadTunes(const std::string& folder, std::string& why);
