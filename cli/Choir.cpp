@@ -23,13 +23,25 @@ constexpr double kInsideNote = 0.001;  // [s]
 
 constexpr int32_t kMiddleC = 60;
 
+bool Has(const TimedChord& chord, int interval) {
+    return std::find(chord.intervals.begin(), chord.intervals.end(), interval) != chord.intervals.end();
+}
+
+// The library knows triads and seventh chords and takes the tones from the scale, on the chord's root. Other
+// chords are reduced to their root, third, fifth and seventh: notes that it cannot stack in thirds would give
+// them another root.
 AddOnIf::ChordElement ToElement(const TimedChord& chord) {
-    std::array<int32_t, 4> notes = {-1, -1, -1, -1};
-    // Four notes at most, and the library knows triads and seventh chords: the root, third, fifth and
-    // seventh stand first.
-    const std::size_t count = std::min<std::size_t>(chord.intervals.size(), notes.size());
-    for (std::size_t i = 0; i < count; ++i) notes[i] = kMiddleC + chord.root + chord.intervals[i];
-    return AddOnIf::ChordElement(static_cast<float>(chord.time), notes[0], notes[1], notes[2], notes[3]);
+    const auto time = static_cast<float>(chord.time);
+    if (chord.root < 0) return AddOnIf::ChordElement(time);
+    const int32_t root = kMiddleC + chord.root;
+    const bool minor = Has(chord, 3) && !Has(chord, 4);
+    const int32_t third = minor ? 3 : 4;
+    const int32_t fifth = Has(chord, 7) ? 7 : minor && Has(chord, 6) ? 6 : !minor && Has(chord, 8) ? 8 : 7;
+    const bool diminished = fifth == 6;
+    const int32_t seventh = Has(chord, 11) ? 11 : Has(chord, 10) ? 10 : diminished && Has(chord, 9) ? 9 : -1;
+    const bool known = fifth == 7 || (diminished && seventh != 11) || seventh < 0;
+    return AddOnIf::ChordElement(time, root, root + third, root + (known ? fifth : 7),
+                                 seventh < 0 ? -1 : root + seventh);
 }
 
 }  // namespace
@@ -203,7 +215,8 @@ std::string NameOf(int voice, const std::vector<TimedNote>& line, const std::vec
             ++count;
         }
     }
-    const double mean = count > 0 ? sum / count : 0.0;
+    if (count == 0) return name + " (silent)";
+    const double mean = sum / count;
     if (mean > 0.75) return name + " (above)";
     if (mean < -0.75) return name + " (below)";
     return name + " (melody)";
@@ -323,4 +336,14 @@ std::vector<PitchChange> DealNotes(const std::vector<MidiTrack>& tracks, int voi
         }
     }
     return changes;
+}
+
+int CountVoices(const std::vector<MidiTrack>& tracks) {
+    if (tracks.size() != 1) return std::clamp(static_cast<int>(tracks.size()), 1, kMaxVoices);
+    std::ptrdiff_t most = 1;
+    for (const PitchChange& change : DealNotes(tracks, kMaxVoices)) {
+        most = std::max(most, std::count_if(change.pitches.begin(), change.pitches.end(),
+                                            [](double pitch) { return pitch >= 0.0; }));
+    }
+    return static_cast<int>(most);
 }

@@ -35,6 +35,9 @@ struct PitchChange {
 // notes the one that started last sounds.
 std::vector<PitchChange> DealNotes(const std::vector<MidiTrack>& tracks, int voices);
 
+// How many voices, 1 to 4, such tracks can keep busy.
+int CountVoices(const std::vector<MidiTrack>& tracks);
+
 // Drives the class interface of the library, which renders float voices for mono and stereo alike.
 class Choir {
   public:

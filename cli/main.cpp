@@ -1,0 +1,54 @@
+// mlh: vocal harmony on the command line.
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <string>
+
+#include "Commands.h"
+#include "Errors.h"
+#include "OutputFile.h"
+#include "mlh/analysis.h"
+#include "mlh/mlh.h"
+
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kUsage = 2;
+
+std::string Version() {
+    const int level = mlh::GetProcessorLevel();
+    return std::string("mlh ") + mlhGetVersionString() + ", core " + mlGetVersionString() +
+           ", processor level " + std::to_string(level) + " (" + mlh::GetProcessorLevelName(level) + ")";
+}
+
+int Complain(const char* message, int status) {
+    std::fprintf(stderr, "mlh: %s\n", message);
+    return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    RemoveUnfinishedFilesOnSignals();
+    CLI::App app("Vocal harmony: one sung line becomes a choir of the same singer.", "mlh");
+    app.set_version_flag("--version", Version,
+                         "Show both versions of the library and the processor level in use");
+    app.require_subcommand(1);
+    app.footer("'mlh COMMAND --help' shows the options of a command, with examples.");
+    AddHarmonizeCommand(app);
+    AddAnalyzeCommand(app);
+    try {
+        app.parse(argc, argv);
+        return 0;
+    } catch (const CLI::Success& request) {
+        return app.exit(request);
+    } catch (const CLI::ParseError& error) {
+        return Complain((std::string(error.what()) + "; see mlh --help").c_str(), kUsage);
+    } catch (const UsageError& error) {
+        return Complain(error.what(), kUsage);
+    } catch (const std::bad_alloc&) {
+        return Complain("not enough memory for a recording of this length", kFailed);
+    } catch (const std::exception& error) {
+        return Complain(error.what(), kFailed);
+    }
+}
