@@ -9,9 +9,6 @@ namespace ChoiralizerClassic {
 
 namespace {
 
-constexpr int32_t kOutOfMemory = 1000001;
-constexpr int32_t kBadArgument = 5000003;
-
 // Lead notes are held within what the arithmetic and its loops are made for; no voice gets near either end.
 constexpr int32_t kLowestPitch = -156;
 constexpr int32_t kHighestPitch = 1200;

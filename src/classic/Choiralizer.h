@@ -22,6 +22,10 @@
 
 namespace ChoiralizerClassic {
 
+// What operations return besides 0.
+inline constexpr int32_t kOutOfMemory = 1000001;
+inline constexpr int32_t kBadArgument = 5000003;
+
 // A chord as this engine takes it.
 struct ClassicChord {
     int32_t root;         // pitch class
@@ -63,7 +67,7 @@ using VoiceResult = int32_t[4];
 
 class CChoiralizer {
   public:
-    // Stores null, then a new engine. Returns 0, 1000001 when memory is out, 5000003 for a null argument.
+    // Stores null, then a new engine. Returns 0, kOutOfMemory, or kBadArgument for null.
     // The caller deletes the engine.
     static int32_t Create(CChoiralizer** instance);
 
@@ -80,9 +84,9 @@ class CChoiralizer {
     // 0 three voices, 1 two, 2 one; the voices above the lead follow by a fixed rule. Any other mode keeps
     // the number of voices.
     int32_t SetVoiceMode(int32_t mode);
-    // How many voices lie above the lead, 0..GetVoiceCount(); else 5000003 and nothing changes.
+    // How many voices lie above the lead, 0..GetVoiceCount(); else kBadArgument and nothing changes.
     int32_t SetVoicesAbove(int32_t n);
-    // Wanted width of the voicing as a fraction of the range, 0..1; else 5000003 and nothing changes.
+    // Wanted width of the voicing as a fraction of the range, 0..1; else kBadArgument and nothing changes.
     int32_t SetSpread(float x);
     // Forgets the last voicing. The random generator goes on.
     int32_t ResetHistory();
@@ -98,23 +102,25 @@ class CChoiralizer {
     void VoiceChord(int32_t note, int32_t* result, const ClassicChord& chord);
 
     // Four intervals in scale steps from the lead, negative downwards; 7 and -7 are octaves, but not on the
-    // pentatonic rows, where also the first interval is ignored. Returns 0, or 5000003 for a null pointer.
+    // pentatonic rows, where also the first interval is ignored. Returns 0, or kBadArgument for a null
+    // pointer.
     int32_t VoiceIntervals(int32_t note, int32_t* result, const int32_t* intervals);
 
     // Block chords below the lead: 0, 1 closed, 2, 3 octave, 4, 5 open, the odd ones with passing chords
-    // towards `nextNote`; 6, 7, 8 random stacks. Returns 0, or 5000003 for a null result or another style.
+    // towards `nextNote`; 6, 7, 8 random stacks. Returns 0, or kBadArgument for a null result or another
+    // style.
     int32_t VoiceBlock(int32_t note, int32_t nextNote, int32_t* result, int32_t style);
 
     // Open fourths around (variant 0, 1) or below the lead. A null result does nothing.
     void VoiceOpenFourths(int32_t note, int32_t* result, int32_t variant);
 
     // One or two fixed intervals, in scale steps when the scale map is on, else in semitones: 0, 1 a fourth
-    // up, down; 2, 3 a fifth; 4, 5 an octave; 6 fifth down and fourth up. Returns 0, or 5000003 for a null
-    // result or another variant.
+    // up, down; 2, 3 a fifth; 4, 5 an octave; 6 fifth down and fourth up. Returns 0, or kBadArgument for a
+    // null result or another variant.
     int32_t VoiceFixedInterval(int32_t note, int32_t* result, int32_t variant);
 
     // The lead in voices 0 to 2 and one voice `interval` semitones above (direction 2) or below it. Returns
-    // 0, or 5000003 for a null result or an interval without a direction (0).
+    // 0, or kBadArgument for a null result or an interval without a direction (0).
     int32_t VoiceDouble(int32_t note, int32_t* result, int32_t interval, int32_t direction);
 
     // The likeliest triads under a melody, one for each of its `count` notes. Fewer than one note: nothing.

@@ -10,7 +10,6 @@ namespace ChoiralizerClassic {
 
 namespace {
 
-constexpr int32_t kBadArgument = 5000003;
 constexpr int32_t kOctaveSteps = 7;
 constexpr int32_t kLargestInterval = 1200;  // scale steps; more is no interval, and walks shall end
 

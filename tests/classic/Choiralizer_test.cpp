@@ -15,8 +15,6 @@ using testing::ElementsAre;
 
 namespace {
 
-constexpr int32_t kBadArgument = 5000003;
-
 std::unique_ptr<CChoiralizer> NewEngine() {
     CChoiralizer* engine = nullptr;
     EXPECT_EQ(CChoiralizer::Create(&engine), 0);
@@ -34,7 +32,7 @@ std::vector<int32_t> Offsets(const CChoiralizer& engine) {
 const ClassicChord kCMajor = {0, 3, TriadMajor, SeventhNone};
 const ClassicChord kEmpty = {0, 3, TriadNone, SeventhNone};
 
-TEST(Choiralizer, RefusesToBeCreatedIntoNothing) { EXPECT_EQ(CChoiralizer::Create(nullptr), kBadArgument); }
+TEST(Choiralizer, RefusesToBeCreatedIntoNothing) { EXPECT_EQ(CChoiralizer::Create(nullptr), 5000003); }
 
 TEST(Choiralizer, StartsWithThreeVoicesInCMajor) {
     const auto engine = NewEngine();

@@ -13,7 +13,6 @@ using testing::ElementsAre;
 
 namespace {
 
-constexpr int32_t kBadArgument = 5000003;
 using Voices = std::vector<int32_t>;
 
 std::unique_ptr<CChoiralizer> NewEngine(int32_t key = 0, int32_t row = ScaleMajor) {
