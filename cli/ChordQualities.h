@@ -41,6 +41,7 @@ inline const std::vector<ChordQuality>& LeadSheetQualities() {
                                                         {"mi7", {0, 3, 7, 10}},
                                                         {"-7", {0, 3, 7, 10}},
                                                         {"mMaj7", {0, 3, 7, 11}},
+                                                        {"mmaj7", {0, 3, 7, 11}},
                                                         {"mM7", {0, 3, 7, 11}},
                                                         {"m7b5", {0, 3, 6, 10}},
                                                         {"-7b5", {0, 3, 6, 10}},

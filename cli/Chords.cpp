@@ -117,17 +117,19 @@ std::optional<TimedChord> ReadHarte(const std::string& symbol) {
     return chord;
 }
 
-// Edit distance; a letter in the wrong case costs half.
+// Edit distance. A letter too many or too few is likelier than a wrong one, and one in the wrong case is the
+// likeliest slip.
 double Distance(const std::string& a, const std::string& b) {
+    constexpr double kGap = 0.9;
     std::vector<double> row(b.size() + 1);
-    for (std::size_t j = 0; j <= b.size(); ++j) row[j] = static_cast<double>(j);
+    for (std::size_t j = 0; j <= b.size(); ++j) row[j] = kGap * static_cast<double>(j);
     for (std::size_t i = 1; i <= a.size(); ++i) {
         double diagonal = row[0];
-        row[0] = static_cast<double>(i);
+        row[0] = kGap * static_cast<double>(i);
         for (std::size_t j = 1; j <= b.size(); ++j) {
             const auto lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
             const double change = a[i - 1] == b[j - 1] ? 0.0 : lower(a[i - 1]) == lower(b[j - 1]) ? 0.5 : 1.0;
-            const double best = std::min({row[j] + 1.0, row[j - 1] + 1.0, diagonal + change});
+            const double best = std::min({row[j] + kGap, row[j - 1] + kGap, diagonal + change});
             diagonal = row[j];
             row[j] = best;
         }
@@ -291,19 +293,18 @@ class SheetReader {
     void ReadGrid() {
         const Token first = entries_[0][0];
         if (!(barSeconds_ > 0.0)) Complain(first, "bars need a tempo; add --bpm, like --bpm 96");
-        // Bars, with the bar lines at the outer ends left away.
         std::vector<std::vector<Token>> bars(1);
         for (const auto& entry : entries_) {
             for (const Token& token : entry) {
                 if (token.text == "|") {
-                    bars.emplace_back();
+                    // A line that ends with a bar line and one that starts with one share it.
+                    if (!bars.back().empty()) bars.emplace_back();
                 } else {
                     bars.back().push_back(token);
                 }
             }
         }
-        if (bars.front().empty()) bars.erase(bars.begin());
-        if (!bars.empty() && bars.back().empty()) bars.pop_back();
+        if (bars.back().empty()) bars.pop_back();
 
         std::vector<Token> before;
         for (std::size_t b = 0; b < bars.size(); ++b) {
