@@ -18,7 +18,10 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$" AND CMAKE_CXX_COMPILE
   endfunction()
 
   set(operations ${PROJECT_SOURCE_DIR}/src/dsp/kernels/Operations.cpp)
-  mlh_add_kernels(mlh_kernels_sse2 3 ${operations} -msse2)
-  mlh_add_kernels(mlh_kernels_sse4 5 ${operations} -msse4.2)
-  mlh_add_kernels(mlh_kernels_avx 6 ${operations} -mavx)
+  set(fft ${PROJECT_SOURCE_DIR}/src/dsp/kernels/RealFft.cpp)
+  mlh_add_kernels(mlh_kernels_sse2 3 "${operations};${fft}" -msse2)
+  mlh_add_kernels(mlh_kernels_sse3 4 "${fft}" -msse3)
+  mlh_add_kernels(mlh_kernels_sse4 5 "${operations};${fft}" -msse4.2)
+  mlh_add_kernels(mlh_kernels_avx 6 "${operations};${fft}" -mavx)
+  mlh_add_kernels(mlh_kernels_avx_fma 6 "${fft}" -mavx -mfma)
 endif()

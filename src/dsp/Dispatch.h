@@ -36,6 +36,9 @@ enum ProcessorFeature : uint32_t {
 /// What this machine offers; 0 on processors that are not x86.
 uint32_t QueryProcessorFeatures();
 
+/// Whether a machine of level 6 also multiplies and adds in one step.
+bool ProcessorHasFusedMultiplyAdd();
+
 /// A filled table and its level. There is one, never changed, per level.
 struct LevelTable {
     int32_t level;

@@ -4,6 +4,7 @@
 
 #include "dsp/FftWindow.h"
 #include "dsp/SplitRadix.h"
+#include "dsp/kernels/Kernels.h"
 
 namespace {
 
@@ -17,6 +18,19 @@ void LoadBlock(float* buffer, const float* in, const float* window, int32_t wind
     if (buffer != in) std::memmove(buffer, in, count * sizeof(float));
     if (fftSize > windowLength) Ops().VecZero(buffer + windowLength, fftSize - windowLength);
     if (windowType != 0) Ops().VecMul(buffer, window, windowLength);
+}
+
+constexpr int32_t kCacheLine = 16;  // floats
+
+float* AlignToCacheLine(float* p) {
+    constexpr uintptr_t bytes = kCacheLine * sizeof(float);
+    return reinterpret_cast<float*>((reinterpret_cast<uintptr_t>(p) + bytes - 1) / bytes * bytes);
+}
+
+// The widest vectors that the level has and the length is long enough for; 0 where none are.
+int32_t LanesFor(int32_t level, int32_t fftSize) {
+    if (level == 6 && fftSize >= ShortestFft(8)) return 8;
+    return fftSize >= ShortestFft(4) ? 4 : 0;
 }
 
 bool IsPowerOfTwo(int32_t n) { return n > 0 && (n & (n - 1)) == 0; }
@@ -49,6 +63,8 @@ int32_t CqrtfFFTGen::Inverse(float* out, const float* in) {
     return Ops().VecMulConst(out, 2.0f, windowLength);
 }
 
+#ifdef MLH_KERNELS
+
 template <int32_t level>
 CqrtfFFTKernel<level>::CqrtfFFTKernel(int32_t windowLength, int32_t zeroPadFactor, int32_t windowType)
     : fftSize(windowLength * zeroPadFactor), windowLength(windowLength), windowType(windowType) {}
@@ -63,13 +79,32 @@ void CqrtfFFTKernel<level>::Init() {
 
 template <int32_t level>
 int32_t CqrtfFFTKernel<level>::PrepareKernel() {
-    plan = std::make_unique<int32_t[]>(static_cast<size_t>(SplitRadixBitReversalSize(fftSize)));
-    planMemory = MakeVec(SplitRadixTwiddleSize(fftSize));
+    const int32_t lanes = LanesFor(level, fftSize);
+    if (lanes == 0) {
+        small = std::make_unique<CqrtfFFTGen>(windowLength, fftSize / windowLength, windowType);
+        small->Init();
+        return 0;
+    }
+    const FftPlanSizes sizes = GetFftPlanSizes(fftSize, lanes);
+    planMemory = MakeVec(sizes.tables + kCacheLine);
+    planInit = MakeVec(sizes.init);
+    planWork = MakeVec(sizes.work + kCacheLine);
+    plan = std::make_unique<FftPlan>(
+        BuildFftPlan(fftSize, lanes, AlignToCacheLine(planMemory.get()), planInit.get()));
+    forward = FftKernels<level, false>::Forward;
+    inverse = FftKernels<level, false>::Inverse;
+    if constexpr (level == 6) {
+        if (ProcessorHasFusedMultiplyAdd()) {
+            forward = FftKernels<level, true>::Forward;
+            inverse = FftKernels<level, true>::Inverse;
+        }
+    }
     return 0;
 }
 
 template <int32_t level>
 void CqrtfFFTKernel<level>::ReleaseKernel() {
+    small.reset();
     plan.reset();
     planWork.reset();
     planInit.reset();
@@ -78,19 +113,27 @@ void CqrtfFFTKernel<level>::ReleaseKernel() {
 
 template <int32_t level>
 int32_t CqrtfFFTKernel<level>::Forward(float* out, const float* in) {
-    LoadBlock(work.get(), in, window.get(), windowLength, fftSize, windowType);
-    RealSplitRadixForward(work.get(), fftSize, plan.get(), planMemory.get());
-    std::memcpy(out, work.get(), static_cast<size_t>(fftSize) * sizeof(float));
+    if (small != nullptr) return small->Forward(out, in);
+    // A block that is taken as it stands needs no copy.
+    const float* block = in;
+    if (windowType != 0 || windowLength != fftSize) {
+        LoadBlock(work.get(), in, window.get(), windowLength, fftSize, windowType);
+        block = work.get();
+    }
+    forward(*plan, block, out, AlignToCacheLine(planWork.get()));
     return 0;
 }
 
 template <int32_t level>
 int32_t CqrtfFFTKernel<level>::Inverse(float* out, const float* in) {
-    std::memcpy(work.get(), in, static_cast<size_t>(fftSize) * sizeof(float));
-    RealSplitRadixInverse(work.get(), fftSize, plan.get(), planMemory.get());
-    std::memcpy(out, work.get(), static_cast<size_t>(windowLength) * sizeof(float));
-    return Ops().VecMulConst(out, 2.0f, windowLength);
+    if (small != nullptr) return small->Inverse(out, in);
+    float* const block = windowLength == fftSize ? out : work.get();
+    inverse(*plan, in, block, AlignToCacheLine(planWork.get()));
+    if (block != out) std::memcpy(out, block, static_cast<size_t>(windowLength) * sizeof(float));
+    return 0;
 }
+
+#endif
 
 template <class FFT>
 int32_t FFTCreate(CqrtfFFT_If** fft, int32_t windowLength, int32_t zeroPadFactor, int32_t windowType) {
@@ -112,18 +155,21 @@ int32_t FFTDestroy(CqrtfFFT_If** fft) {
     return 0;
 }
 
+template int32_t FFTCreate<CqrtfFFTGen>(CqrtfFFT_If**, int32_t, int32_t, int32_t);
+template int32_t FFTDestroy<CqrtfFFTGen>(CqrtfFFT_If**);
+
+#ifdef MLH_KERNELS
 template class CqrtfFFTKernel<3>;
 template class CqrtfFFTKernel<4>;
 template class CqrtfFFTKernel<5>;
 template class CqrtfFFTKernel<6>;
 
-template int32_t FFTCreate<CqrtfFFTGen>(CqrtfFFT_If**, int32_t, int32_t, int32_t);
 template int32_t FFTCreate<CqrtfFFTSSE2>(CqrtfFFT_If**, int32_t, int32_t, int32_t);
 template int32_t FFTCreate<CqrtfFFTSSE3>(CqrtfFFT_If**, int32_t, int32_t, int32_t);
 template int32_t FFTCreate<CqrtfFFTSSE4>(CqrtfFFT_If**, int32_t, int32_t, int32_t);
 template int32_t FFTCreate<CqrtfFFTAVX>(CqrtfFFT_If**, int32_t, int32_t, int32_t);
-template int32_t FFTDestroy<CqrtfFFTGen>(CqrtfFFT_If**);
 template int32_t FFTDestroy<CqrtfFFTSSE2>(CqrtfFFT_If**);
 template int32_t FFTDestroy<CqrtfFFTSSE3>(CqrtfFFT_If**);
 template int32_t FFTDestroy<CqrtfFFTSSE4>(CqrtfFFT_If**);
 template int32_t FFTDestroy<CqrtfFFTAVX>(CqrtfFFT_If**);
+#endif

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "dsp/FftPlan.h"
 #include "dsp/VecMemory.h"
 
 /// A windowed real FFT, made and destroyed through the operation table:
@@ -92,16 +93,21 @@ class CqrtfFFTKernel final : public CqrtfFFT_If {
     ~CqrtfFFTKernel() override = default;
 
   private:
+    using Kernel = void (*)(const FftPlan& plan, const float* in, float* out, float* work);
+
     int32_t fftSize;
     int32_t windowLength;
     VecPointer window;
     int32_t status = 0;
-    std::unique_ptr<int32_t[]> plan;
+    std::unique_ptr<FftPlan> plan;
     VecPointer planWork;
     VecPointer planInit;
     VecPointer planMemory;
     VecPointer work;
     int32_t windowType;
+    Kernel forward = nullptr;
+    Kernel inverse = nullptr;
+    std::unique_ptr<CqrtfFFTGen> small;  // instead of a plan, where the vectors are too wide for the length
 };
 
 using CqrtfFFTSSE2 = CqrtfFFTKernel<3>;

@@ -61,3 +61,5 @@ uint32_t QueryProcessorFeatures() {
     if (AvxUsable(leaf)) features |= kFeatureAVX;
     return features;
 }
+
+bool ProcessorHasFusedMultiplyAdd() { return Bit(QueryLeaf1().ecx, 12); }

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+struct FftPlan;
+
 /// The operations of the table (see OperationTable.h) as built for one processor level. Only the operation
 /// table calls them, and only on a machine that has the level. Each returns 0, or -8 for a null pointer or -6
 /// for a count below 1, with nothing done.
@@ -33,4 +35,12 @@ struct Kernels {
     static int32_t SpectrumMagnitude(float* dst, const float* src, int32_t nBins);
     static int32_t VecWrapPhase(float* dst, const float* src, int32_t n);
     static int32_t VecSinCos(float* sine, float* cosine, const float* src, int32_t n);
+};
+
+/// The real FFT of a level, `fma` with fused multiply-adds. Packed spectra, unscaled (see Fft.h); `in` and
+/// `out` may be the same, `work` is the scratch that the plan asks for, in the alignment of the level.
+template <int32_t level, bool fma>
+struct FftKernels {
+    static void Forward(const FftPlan& plan, const float* in, float* out, float* work);
+    static void Inverse(const FftPlan& plan, const float* in, float* out, float* work);
 };

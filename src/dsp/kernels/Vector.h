@@ -26,6 +26,9 @@ struct F1 {
     friend F1 operator/(F1 a, F1 b) { return {a.v / b.v}; }
     friend F1 Negate(F1 a) { return {-a.v}; }
     friend F1 Abs(F1 a) { return {__builtin_fabsf(a.v)}; }
+    friend F1 MulAdd(F1 a, F1 b, F1 c) { return a * b + c; }
+    friend F1 MulSub(F1 a, F1 b, F1 c) { return a * b - c; }
+    friend F1 NegMulAdd(F1 a, F1 b, F1 c) { return c - a * b; }
     friend F1 Sqrt(F1 a) { return {_mm_cvtss_f32(_mm_sqrt_ss(_mm_set_ss(a.v)))}; }
     friend F1 Floor(F1 a);
     /// a where it is greater, else b; so b where one of them is not a number.
@@ -49,6 +52,15 @@ struct F4 {
     friend F4 operator/(F4 a, F4 b) { return {_mm_div_ps(a.v, b.v)}; }
     friend F4 Negate(F4 a) { return {_mm_xor_ps(a.v, _mm_set1_ps(-0.0f))}; }
     friend F4 Abs(F4 a) { return {_mm_andnot_ps(_mm_set1_ps(-0.0f), a.v)}; }
+#ifdef __FMA__
+    friend F4 MulAdd(F4 a, F4 b, F4 c) { return {_mm_fmadd_ps(a.v, b.v, c.v)}; }
+    friend F4 MulSub(F4 a, F4 b, F4 c) { return {_mm_fmsub_ps(a.v, b.v, c.v)}; }
+    friend F4 NegMulAdd(F4 a, F4 b, F4 c) { return {_mm_fnmadd_ps(a.v, b.v, c.v)}; }
+#else
+    friend F4 MulAdd(F4 a, F4 b, F4 c) { return a * b + c; }
+    friend F4 MulSub(F4 a, F4 b, F4 c) { return a * b - c; }
+    friend F4 NegMulAdd(F4 a, F4 b, F4 c) { return c - a * b; }
+#endif
     friend F4 Sqrt(F4 a) { return {_mm_sqrt_ps(a.v)}; }
     friend F4 Floor(F4 a) {
 #ifdef __SSE4_1__
@@ -96,6 +108,15 @@ struct F8 {
     friend F8 operator/(F8 a, F8 b) { return {_mm256_div_ps(a.v, b.v)}; }
     friend F8 Negate(F8 a) { return {_mm256_xor_ps(a.v, _mm256_set1_ps(-0.0f))}; }
     friend F8 Abs(F8 a) { return {_mm256_andnot_ps(_mm256_set1_ps(-0.0f), a.v)}; }
+#ifdef __FMA__
+    friend F8 MulAdd(F8 a, F8 b, F8 c) { return {_mm256_fmadd_ps(a.v, b.v, c.v)}; }
+    friend F8 MulSub(F8 a, F8 b, F8 c) { return {_mm256_fmsub_ps(a.v, b.v, c.v)}; }
+    friend F8 NegMulAdd(F8 a, F8 b, F8 c) { return {_mm256_fnmadd_ps(a.v, b.v, c.v)}; }
+#else
+    friend F8 MulAdd(F8 a, F8 b, F8 c) { return a * b + c; }
+    friend F8 MulSub(F8 a, F8 b, F8 c) { return a * b - c; }
+    friend F8 NegMulAdd(F8 a, F8 b, F8 c) { return c - a * b; }
+#endif
     friend F8 Sqrt(F8 a) { return {_mm256_sqrt_ps(a.v)}; }
     friend F8 Floor(F8 a) { return {_mm256_floor_ps(a.v)}; }
     friend F8 Max(F8 a, F8 b) { return {_mm256_max_ps(a.v, b.v)}; }

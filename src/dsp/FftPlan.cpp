@@ -1,0 +1,139 @@
+#include "dsp/FftPlan.h"
+
+#include <cmath>
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+// Blocks of the first pass are set this far apart beyond their length (in floats, one cache line): lines that
+// lie a power of two apart would throw each other out of the cache.
+constexpr int32_t kBlockPadding = 16;
+
+struct Complex {
+    float re, im;
+};
+
+// The roots of unity of order n, exp(-2 pi i k / n), from a quarter wave of cosines.
+class Roots {
+  public:
+    Roots(float* quarterWave, int32_t n) : cosines(quarterWave), n(n) {
+        for (int32_t k = 0; k < n / 4; ++k) quarterWave[k] = static_cast<float>(std::cos(2.0 * kPi * k / n));
+        quarterWave[n / 4] = 0.0f;
+    }
+    Complex operator()(int64_t k) const {
+        const int32_t turn = static_cast<int32_t>(k & (n - 1));
+        return {Cosine(turn), -Cosine((turn - n / 4) & (n - 1))};
+    }
+
+  private:
+    float Cosine(int32_t k) const {
+        if (k > n / 2) k = n - k;
+        return k <= n / 4 ? cosines[k] : -cosines[n / 2 - k];
+    }
+    const float* cosines;
+    int32_t n;
+};
+
+void ChooseRadices(FftPlan& plan) {
+    int32_t rest = plan.columns;
+    plan.passes = 0;
+    // Eights as far as they go; one or two fours make up the difference.
+    while (rest != 1) {
+        const bool four = rest == 4 || rest == 16 || (rest & 0x49249249) == 0;
+        plan.radix[plan.passes] = four ? 4 : 8;
+        rest /= plan.radix[plan.passes++];
+    }
+}
+
+int32_t TwiddleFloats(const FftPlan& plan) {
+    int32_t floats = 0, block = plan.columns;
+    for (int32_t pass = 0; pass < plan.passes; ++pass) {
+        block /= plan.radix[pass];
+        floats += 2 * block * (plan.radix[pass] - 1);
+    }
+    return floats;
+}
+
+FftPlan Layout(int32_t size, int32_t lanes) {
+    FftPlan plan{};
+    plan.size = size;
+    plan.lanes = lanes;
+    plan.columns = size / (2 * lanes);
+    ChooseRadices(plan);
+    plan.blockStride = plan.columns / plan.radix[0] * 2 * lanes + kBlockPadding;
+    return plan;
+}
+
+// The passes leave the columns in digit-reversed order: the first digit of k, to the first radix, is the
+// block.
+int32_t Place(const FftPlan& plan, int32_t k) {
+    int32_t place = k % plan.radix[0] * plan.blockStride;
+    int32_t columns = plan.columns / plan.radix[0];
+    k /= plan.radix[0];
+    for (int32_t pass = 1; pass < plan.passes; ++pass) {
+        columns /= plan.radix[pass];
+        place += k % plan.radix[pass] * columns * 2 * plan.lanes;
+        k /= plan.radix[pass];
+    }
+    return place;
+}
+
+float* Put(float* p, Complex value, float scale = 1.0f) {
+    p[0] = scale * value.re;
+    p[1] = scale * value.im;
+    return p + 2;
+}
+
+// One column: lane l is the root of l * k.
+float* PutLanes(float* p, const Roots& roots, int32_t lanes, int32_t k) {
+    for (int32_t lane = 0; lane < lanes; ++lane) {
+        const Complex root = roots(static_cast<int64_t>(lane) * k);
+        p[lane] = root.re;
+        p[lanes + lane] = root.im;
+    }
+    return p + 2 * lanes;
+}
+
+}  // namespace
+
+FftPlanSizes GetFftPlanSizes(int32_t size, int32_t lanes) {
+    const FftPlan plan = Layout(size, lanes);
+    const int32_t laneTwiddles = (plan.columns + 1) * 2 * lanes;
+    return {laneTwiddles + plan.columns + TwiddleFloats(plan) + plan.columns + 1, size / 4 + 1,
+            plan.radix[0] * plan.blockStride};
+}
+
+FftPlan BuildFftPlan(int32_t size, int32_t lanes, float* tables, float* init) {
+    FftPlan plan = Layout(size, lanes);
+    const Roots roots(init, size);
+
+    plan.laneTwiddles = tables;
+    for (int32_t k = 0; k < plan.columns / 2; ++k) {
+        tables = PutLanes(tables, roots, lanes, k);
+        tables = PutLanes(tables, roots, lanes, plan.columns - k);
+    }
+    plan.middleTwiddles = tables;
+    tables = PutLanes(tables, roots, lanes, plan.columns / 2);
+
+    // Half of -i times the root of order 2 * columns.
+    plan.splitTwiddles = tables;
+    for (int32_t k = 0; k < plan.columns / 2; ++k) {
+        const Complex root = roots(static_cast<int64_t>(lanes) * k);
+        tables = Put(tables, {root.im, -root.re}, 0.5f);
+    }
+
+    int32_t block = plan.columns;
+    for (int32_t pass = 0; pass < plan.passes; ++pass) {
+        plan.twiddles[pass] = tables;
+        const int64_t step = size / block;
+        block /= plan.radix[pass];
+        for (int32_t j = 0; j < block; ++j) {
+            for (int32_t q = 1; q < plan.radix[pass]; ++q) tables = Put(tables, roots(step * j * q));
+        }
+    }
+
+    int32_t* const places = reinterpret_cast<int32_t*>(tables);
+    plan.places = places;
+    for (int32_t k = 0; k <= plan.columns; ++k) places[k] = Place(plan, k % plan.columns);
+    return plan;
+}
