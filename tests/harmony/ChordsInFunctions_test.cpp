@@ -19,7 +19,8 @@ std::unique_ptr<CChordsInFunctions> Create() {
     return std::unique_ptr<CChordsInFunctions>(chords);
 }
 
-std::vector<std::string> NamesWithTone(const CChordsInFunctions& chords, int32_t function, int32_t pitchClass) {
+std::vector<std::string> NamesWithTone(const CChordsInFunctions& chords, int32_t function,
+                                       int32_t pitchClass) {
     std::vector<ChordFunctionEntry> entries(
         static_cast<size_t>(chords.CountChordsWithTone(function, pitchClass)));
     chords.CopyChordsWithTone(entries.data(), function, pitchClass);
@@ -30,8 +31,9 @@ std::vector<std::string> NamesWithTone(const CChordsInFunctions& chords, int32_t
 
 TEST(ChordsInFunctions, FindsTheChordsThatHoldATone) {
     const auto chords = Create();
-    EXPECT_EQ(NamesWithTone(*chords, FunctionTonic, 7),
-              (std::vector<std::string>{"Major: First Degree Triad", "Major: Secondary Dominant to Subdominant"}));
+    EXPECT_EQ(
+        NamesWithTone(*chords, FunctionTonic, 7),
+        (std::vector<std::string>{"Major: First Degree Triad", "Major: Secondary Dominant to Subdominant"}));
     EXPECT_EQ(NamesWithTone(*chords, FunctionSixth, 4).size(), 2u);
 }
 
@@ -97,7 +99,8 @@ TEST(BuildChordCandidates, FollowsTheRange) {
 
 TEST(BuildChordCandidates, WithoutAChordThereIsTheShapeOfNoChord) {
     CChoiralizerV2 engine;
-    for (const auto& [pitch, function] : {std::pair<int32_t, int32_t>{60, FunctionNone}, {66, FunctionTonic}}) {
+    for (const auto& [pitch, function] :
+         {std::pair<int32_t, int32_t>{60, FunctionNone}, {66, FunctionTonic}}) {
         const std::vector<ChordCandidate> candidates = engine.BuildChordCandidates(pitch, function, 25);
         ASSERT_EQ(candidates.size(), 1u);
         EXPECT_STREQ(candidates[0].name, "No Chord");
