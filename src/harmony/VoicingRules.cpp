@@ -20,7 +20,7 @@ namespace {
 
 constexpr int32_t kOutOfMemory = 1000001;
 
-// Rewards of the transition rules. TransitionScoreBound counts on no other factor being above 1, but for the
+// Rewards of the transition rules. The score bounds below count on no other factor being above 1, but for the
 // parallel thirds and sixths of the tables.
 constexpr float kHeldPair = 1.5f;
 constexpr float kContraryMotion = 2.0f;
@@ -166,9 +166,15 @@ float SharedUnison(const VoicingWindow& window, int32_t, int32_t, const int32_t*
     return factor;
 }
 
+// The entry of the tables for a pair of voices, and for its simple interval. -1 steps, two tones in one gap
+// of the scale, read as a unison.
+int32_t SimpleIndex(const ScaleDistance& pair) { return std::max(pair.steps, 0); }
+int32_t ParallelIndex(const ScaleDistance& pair) {
+    return pair.octaves > 0 ? pair.steps + 7 : SimpleIndex(pair);
+}
+
 float ParallelFactor(int32_t index, const ScaleDistance& move) {
-    const float* table = move.steps < 2 ? StepTable : LeapTable;
-    return table[std::max(index, 0)];  // -1: two tones in one gap of the scale
+    return move.steps < 2 ? StepTable[index] : LeapTable[index];
 }
 
 // Voice pairs go by their place in the sorted voicing, not by row: crossed voices hide no parallel.
@@ -187,10 +193,10 @@ float Parallels(const VoicingWindow& window, int32_t, int32_t key, const int32_t
             const ScaleDistance& now = c.pairs[pair];
             const ScaleDistance& before = d.pairs[pair];
             if (now.steps != before.steps) continue;
-            factor *= ParallelFactor(now.steps + (now.octaves > 0 ? 7 : 0), move(c.sorted[i], d.sorted[i]));
+            factor *= ParallelFactor(ParallelIndex(now), move(c.sorted[i], d.sorted[i]));
             // A parallel that goes on over three notes counts twice.
             if (window[2].IsPresent() && window[2].shape->pairs[pair] == before)
-                factor *= ParallelFactor(before.steps, move(d.sorted[i], window[2].shape->sorted[i]));
+                factor *= ParallelFactor(SimpleIndex(before), move(d.sorted[i], window[2].shape->sorted[i]));
         }
     }
     return factor;
@@ -203,19 +209,23 @@ float StaticBass(const VoicingWindow& window, int32_t, int32_t, const int32_t*, 
     return 0.80999994f;
 }
 
+// The directions in which the lowest and the highest voice go.
+struct OuterMove {
+    int32_t low;
+    int32_t high;
+
+    OuterMove(const WindowEntry& to, const WindowEntry& from)
+        : low(Sign(int64_t{to.shape->sorted[0]} - from.shape->sorted[0])),
+          high(Sign(int64_t{to.shape->sorted[3]} - from.shape->sorted[3])) {}
+    bool operator==(const OuterMove&) const = default;
+};
+
 float OuterMotion(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t) {
     if (!window[3].IsPresent()) return 1.0f;
-    int32_t low[3];
-    int32_t high[3];
-    for (int k = 0; k < 3; ++k) {
-        const Voicing& now = window[k].shape->sorted;
-        const Voicing& before = window[k + 1].shape->sorted;
-        low[k] = Sign(int64_t{now[0]} - before[0]);
-        high[k] = Sign(int64_t{now[3]} - before[3]);
-    }
-    const bool steady = low[0] == low[1] && low[1] == low[2] && high[0] == high[1] && high[1] == high[2];
+    const OuterMove move(window[0], window[1]);
+    const bool steady = move == OuterMove(window[1], window[2]) && move == OuterMove(window[2], window[3]);
     if (!steady) return 1.0f;
-    return low[0] == high[0] ? 0.3f : kContraryMotion;
+    return move.low == move.high ? 0.3f : kContraryMotion;
 }
 
 // The bass moves as a bass does at a cadence: by a step, a fourth up or a fifth down.
@@ -330,23 +340,43 @@ float CVoicingRules::ComputeScore(const VoicingWindow& window, float prior) cons
     return used > 0 ? Exp(Log(product) / static_cast<float>(used)) : product;
 }
 
-float TransitionScoreBound(const VoicingWindow& window) {
-    double product = 1.0;
-    for (const ScaleDistance& pair : window[0].shape->pairs) {
-        const int32_t index = std::max(pair.steps + (pair.octaves > 0 ? 7 : 0), 0);
-        const int32_t simple = std::max(pair.steps, 0);
-        double parallel = std::max(StepTable[index], LeapTable[index]);
-        if (window[2].IsPresent()) parallel *= std::max({1.0f, StepTable[simple], LeapTable[simple]});
-        product *= std::max<double>(kHeldPair, parallel);
-    }
-    if (window[3].IsPresent()) product *= kContraryMotion;
-    const int32_t to = window[0].setting->function;
-    const int32_t from = window[1].setting->function;
-    if (IsCadence(from, to)) product *= kCadence;
-    if (IsResolution(from, to)) product *= kResolution;
-    if (to == FunctionDominant) product *= kProgression;
-    // Rounding moves a score by less than a millionth.
+namespace {
+// The geometric mean over set 1 of a product that no product of factors exceeds. Rounding moves a score by
+// less than a millionth.
+float MeanBound(double product) {
     return static_cast<float>(std::pow(product, 1.0 / RuleSetTable[1].count) * 1.00001);
+}
+
+}  // namespace
+
+float SettingScoreBound(const WindowEntry& entry, int32_t functionBefore) {
+    double product = 1.0;
+    for (const ScaleDistance& pair : entry.shape->pairs) {
+        const int32_t index = ParallelIndex(pair);
+        product *= std::max({kHeldPair, StepTable[index], LeapTable[index]});
+    }
+    const VoicingCandidate& setting = *entry.setting;
+    if (IsCadence(functionBefore, setting.function)) product *= kCadence;
+    if (setting.chordType == ChordSixFour || setting.chordType == ChordDominant7) product *= kProgression;
+    return MeanBound(product);
+}
+
+float HistoryScoreBound(const VoicingWindow& window) {
+    double product = 1.0;
+    if (window[2].IsPresent()) {
+        for (size_t pair = 0; pair < 6; ++pair) {
+            const ScaleDistance& before = window[1].shape->pairs[pair];
+            if (window[2].shape->pairs[pair] != before) continue;
+            const int32_t index = SimpleIndex(before);
+            product *= std::max({1.0f, StepTable[index], LeapTable[index]});
+        }
+    }
+    if (window[3].IsPresent()) {
+        const OuterMove last(window[1], window[2]);
+        if (last == OuterMove(window[2], window[3]) && last.low != last.high) product *= kContraryMotion;
+    }
+    if (window[1].setting->chordType == ChordDominant7) product *= kResolution;
+    return MeanBound(product);
 }
 
 int32_t CreateVoicingRules(CVoicingRules** out) {

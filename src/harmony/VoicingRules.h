@@ -92,10 +92,11 @@ class CVoicingRules {
 // Whether ln(score) + ln(prior) is below -35: such a score counts as 0. Both above 0.
 bool IsBelowScoreFloor(float score, float prior);
 
-// What a score of set 1 cannot exceed, whatever the settings before are: it holds for every window with the
-// same entry 0, an entry 1 of the same function, and no entry 2 or 3 where this window has none. A search can
-// leave out what cannot win.
-float TransitionScoreBound(const VoicingWindow& window);
+// A score of set 1 never exceeds the product of these two, so a search can leave out what cannot win. The
+// first is what the setting under test decides by itself, given the harmonic function before it; the second
+// what entries 1 to 3 of a window decide, whatever entry 0 is.
+float SettingScoreBound(const WindowEntry& entry, int32_t functionBefore);
+float HistoryScoreBound(const VoicingWindow& window);
 
 // Stores null, then a new instance without rules. Returns 0, or 1000001 when memory is out. The caller
 // deletes it.

@@ -608,14 +608,15 @@ TEST(IsBelowScoreFloor, DecidesByTheLogarithmsToTheLastBit) {
     }
 }
 
-TEST(TransitionScoreBound, IsNeverExceeded) {
+TEST(ScoreBounds, AreNeverExceeded) {
     RandomWindows windows(21);
     float closest = 0.0f;
     for (int round = 0; round < 60000; ++round) {
         const PlainVoicing::Problem settings = windows.Settings();
         const VoicingWindow window = windows.Next(settings);
         const float score = PlainVoicing::Score(RuleSetTable[kTransition], window, 1e12f, settings);
-        const float bound = TransitionScoreBound(window);
+        const float bound =
+            SettingScoreBound(window[0], window[1].setting->function) * HistoryScoreBound(window);
         ASSERT_LE(score, bound) << "round " << round;
         closest = std::max(closest, score / bound);
     }
