@@ -1,0 +1,82 @@
+// Who may include whom. The arrows keep the rooms of the code apart: signal processing knows no music,
+// harmony knows no audio, and only the C interface knows what a host is.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+#include <string>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::map<std::string, std::set<std::string>> kMayInclude = {
+    {"dsp", {"dsp"}},
+    {"analysis", {"analysis", "dsp"}},
+    {"synthesis", {"synthesis", "analysis", "dsp"}},
+    {"classic", {"classic"}},
+    {"harmony", {"harmony", "classic"}},
+    {"addon", {"addon", "harmony", "classic", "synthesis", "analysis", "dsp", "mlh"}},
+    {"api", {"api", "addon", "mlh", "Version.h"}},
+};
+
+// Leaves of the add-on's room that the audio rooms may use.
+const std::set<std::string> kLeaves = {"addon/AudioBuffers.h", "addon/AudioReader.h"};
+const std::set<std::string> kUsersOfLeaves = {"analysis", "synthesis"};
+
+std::set<std::string> ProjectIncludes(const fs::path& file) {
+    static const std::regex include(R"re(^\s*#\s*include\s+"([^"]+)")re");
+    std::set<std::string> found;
+    std::ifstream in(file);
+    for (std::string line; std::getline(in, line);) {
+        std::smatch match;
+        if (std::regex_search(line, match, include)) found.insert(match[1]);
+    }
+    return found;
+}
+
+std::string RoomOf(const std::string& path) { return path.substr(0, path.find('/')); }
+
+TEST(Includes, FollowTheArrowsBetweenTheRooms) {
+    const fs::path src = fs::path(MLH_SOURCE_DIR) / "src";
+    int files = 0;
+    for (const auto& entry : fs::recursive_directory_iterator(src)) {
+        if (!entry.is_regular_file()) continue;
+        const std::string path = fs::relative(entry.path(), src).string();
+        const std::string room = RoomOf(path);
+        const auto allowed = kMayInclude.find(room);
+        if (allowed == kMayInclude.end()) continue;
+        ++files;
+        for (const std::string& include : ProjectIncludes(entry.path())) {
+            const bool leaf = kLeaves.count(include) > 0 && kUsersOfLeaves.count(room) > 0;
+            EXPECT_TRUE(leaf || allowed->second.count(RoomOf(include)) > 0)
+                << path << " includes " << include;
+        }
+    }
+    EXPECT_GT(files, 40);
+}
+
+TEST(Includes, LeavesIncludeNothingOfTheirRoom) {
+    const fs::path src = fs::path(MLH_SOURCE_DIR) / "src";
+    for (const std::string leaf : {"addon/AudioBuffers.h", "addon/AudioReader.h", "addon/AudioBuffers.cpp"}) {
+        for (const std::string& include : ProjectIncludes(src / leaf)) {
+            EXPECT_TRUE(RoomOf(include) == "dsp" || kLeaves.count(include) > 0)
+                << leaf << " includes " << include;
+        }
+    }
+}
+
+TEST(Includes, TheCommandSeesThePublicHeadersAlone) {
+    const fs::path cli = fs::path(MLH_SOURCE_DIR) / "cli";
+    for (const auto& entry : fs::recursive_directory_iterator(cli)) {
+        for (const std::string& include : ProjectIncludes(entry.path())) {
+            EXPECT_TRUE(RoomOf(include) == "mlh" || fs::exists(cli / include))
+                << entry.path() << " includes " << include;
+        }
+    }
+}
+
+}  // namespace
