@@ -107,6 +107,33 @@ TEST(NoteSegmentationChain, EqualsThePlainChainOnNoise) {
     }
 }
 
+TEST(NoteSegmentationChain, EqualsThePlainChainWhereWhatIsComparedIsOftenEqual) {
+    for (uint32_t seed = 0; seed < 1500; ++seed) {
+        SCOPED_TRACE(seed);
+        FrameMaker make(seed);
+        ExpectLikeLiteral(make.Grid(make.Whole(33, 400)), 40000.0f, true);
+        if (HasFatalFailure()) return;
+    }
+}
+
+TEST(RefineNotes, EqualsThePlainRefinementOnNotesOfAnyKind) {
+    for (uint32_t seed = 0; seed < 3000; ++seed) {
+        SCOPED_TRACE(seed);
+        FrameMaker make(seed);
+        const Frames frames = make.Grid(make.Whole(1, 100));
+        NoteSegmentation chain(kRate);
+        chain.SetFrames(frames);
+        chain.SetNotes(make.Notes(make.Whole(0, 20), frames));
+        chain.settings.minNoteLength = make.Whole(0, 3000);
+        chain.settings.mergeGap = make.Whole(-1000, 3000);
+        LiteralSegmentation literal(frames, chain.settings);
+        literal.notes = chain.Notes();
+        chain.RefineNotes();
+        literal.RefineNotes();
+        ASSERT_TRUE(SameNotes(chain.Notes(), literal.notes));
+    }
+}
+
 TEST(NoteSegmentationChain, EqualsThePlainChainWherePositionsRepeat) {
     for (uint32_t seed = 0; seed < 1000; ++seed) {
         SCOPED_TRACE(seed);
@@ -373,6 +400,17 @@ TEST(FlattenVibrato, LeavesTooFewTurnsFlutterAndWideSwings) {
     }
 }
 
+TEST(FlattenVibrato, LeavesASwingOfExactlySixSemitones) {
+    // 10 Hz, a triangle of whole steps: 20 frames a cycle.
+    for (const float step : {0.59375f, 0.6f}) {
+        Frames frames = Steady(600, 220);
+        for (int i = 0; i < 600; ++i) frames[i].pitch += step * static_cast<float>(5 - std::abs(i % 20 - 10));
+        NoteSegmentation chain = With(frames);
+        chain.FlattenVibrato();
+        EXPECT_EQ(static_cast<bool>(SameFrames(chain.SmoothedFrames(), frames)), step == 0.6f) << step;
+    }
+}
+
 TEST(FlattenVibrato, LeavesVibratoOnARisingPitch) {
     const Frames frames = Vibrato(600, 9.0f, 0.5f, 8.0f);
     NoteSegmentation chain = With(frames);
@@ -502,6 +540,19 @@ TEST(CutNotes, MakesANoteOfEachVoicedRunUpToItsUnvoicedFrame) {
     EXPECT_EQ(chain.Notes()[1].lastFrame, 11);  // never behind the last frame
     EXPECT_EQ(chain.Notes()[1].pitch, 64.0f);
     EXPECT_EQ(chain.Notes()[1].energy, 0.5f);
+}
+
+TEST(CutNotes, TakesTheEnergyOfCleanFramesAndThePitchOfRawOnes) {
+    Frames frames = Steady(100);
+    for (AnalysisFrame& frame : frames) frame.energy = 2.0f;
+    frames[50].voiced = 0;
+    frames[20].pitch = 90.0f;
+    NoteSegmentation chain = With(frames);
+    chain.NormalizeFrames();
+    chain.CutNotes();
+    ASSERT_EQ(chain.Notes().size(), 2u);
+    EXPECT_EQ(chain.RawFrames()[0].energy, 1.0f);
+    EXPECT_EQ(chain.Notes()[0].energy, 2.0f);
 }
 
 TEST(CutNotes, AVoicedLastFrameAloneIsNoNote) {
@@ -755,8 +806,39 @@ TEST(RefineNotes, ShortFaintNotesGoFirst) {
     EXPECT_EQ(Refined(1000, written).Notes().size(), 3u);
 }
 
+TEST(RefineNotes, ShortFaintNotesMustBeBelowBothLimits) {
+    // A speck between two notes that would be merged if it were not there.
+    const auto notes = [](int32_t speckFrames, float speckEnergy) {
+        return Refined(1000,
+                       {{10, 60, 40.0f, 0.05f},
+                        {100, 200, 60.0f, 0.05f},
+                        {203, 203 + speckFrames, 50.0f, speckEnergy},
+                        {235, 300, 60.2f, 0.05f},
+                        {900, 950, 80.0f, 0.05f}},
+                       100, [](NoteSegmentation& chain, Frames&) { chain.settings.minNoteLength = 2000; })
+            .Notes()
+            .size();
+    };
+    const float below = std::nextafter(0.0005f, 0.0f);
+    EXPECT_EQ(notes(19, below), 3u);
+    EXPECT_EQ(notes(20, below), 5u);
+    EXPECT_EQ(notes(19, 0.0005f), 5u);
+}
+
+TEST(RefineNotes, WithoutAVoicedFrameANoteKeepsItsPitch) {
+    // Such a note passes only where no glide is looked for.
+    const NoteSegmentation chain =
+        Refined(200, {{50, 100, 60.0f}}, 100, [](NoteSegmentation& chain, Frames& frames) {
+            chain.settings.mergeGap = -1;
+            for (AnalysisFrame& frame : frames) frame.voiced = 0;
+        });
+    EXPECT_EQ(chain.Notes()[0].pitch, 60.0f);
+    EXPECT_EQ(chain.Notes()[0].firstFrame, 47);
+}
+
 // One note of `count` voiced frames of 100 samples, sliding by `step` semitones a frame, between silence.
-size_t NotesOfSlide(int32_t count, float step, const std::function<void(Frames&)>& adjust = {}) {
+size_t NotesOfSlide(int32_t count, float step, const std::function<void(Frames&)>& adjust = {},
+                    int32_t mergeGap = kMergeGap) {
     Frames frames = Steady(count + 400);
     for (AnalysisFrame& frame : frames) {
         frame.energy = 0.0f;
@@ -772,6 +854,7 @@ size_t NotesOfSlide(int32_t count, float step, const std::function<void(Frames&)
     notes.push_back({65.0f, 0.04f, 100 * (count - 1), 20000, 100 * last, 200, last});
     if (adjust) adjust(frames);
     NoteSegmentation chain(kRate);
+    chain.settings.mergeGap = mergeGap;
     chain.SetFrames(frames);
     chain.SetNotes(notes);
     chain.RefineNotes();
@@ -783,6 +866,8 @@ TEST(Glide, AShortEvenSlideIsNoNote) { EXPECT_EQ(NotesOfSlide(31, 0.1f), 0u); }
 TEST(Glide, ALongSlideIsANote) {
     EXPECT_EQ(NotesOfSlide(41, 0.1f), 0u);  // 4000 samples
     EXPECT_EQ(NotesOfSlide(42, 0.1f), 1u);  // 4100, above 4057
+    EXPECT_EQ(NotesOfSlide(41, 0.1f, {}, 4000), 0u);
+    EXPECT_EQ(NotesOfSlide(41, 0.1f, {}, 3999), 1u);
 }
 
 TEST(Glide, ASlideOfLessThanASemitoneOrOfLittleByFrameIsANote) {

@@ -423,8 +423,8 @@ void LiteralSegmentation::RefineNotes() {
         const float e = raw[a.lastFrame].energy;
         return (raw[b.firstFrame].energy - e) / e < 0.95f;
     };
-    const auto merge = [&](AnalysisNote& note, const AnalysisNote& absorbed) {
-        if (absorbed.firstFrame < note.firstFrame) {
+    const auto merge = [&](AnalysisNote& note, const AnalysisNote& absorbed, bool isPredecessor) {
+        if (isPredecessor) {
             note.firstFrame = absorbed.firstFrame;
             note.startPosition = absorbed.startPosition;
         } else {
@@ -446,14 +446,14 @@ void LiteralSegmentation::RefineNotes() {
             ++i;
         } else if (isNear(notes[i - 1], note)) {
             if (risesLittle(notes[i - 1], note) || isShort) {
-                merge(note, notes[i - 1]);
+                merge(note, notes[i - 1], true);
                 notes.erase(notes.begin() + static_cast<std::ptrdiff_t>(i) - 1);
                 --i;
             } else {
                 ++i;
             }
         } else if (isNear(note, notes[i + 1]) && (risesLittle(note, notes[i + 1]) || isShort)) {
-            merge(note, notes[i + 1]);
+            merge(note, notes[i + 1], false);
             notes.erase(notes.begin() + static_cast<std::ptrdiff_t>(i) + 1);
             --i;
         } else {

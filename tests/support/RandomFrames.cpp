@@ -55,6 +55,51 @@ std::vector<AnalysisFrame> FrameMaker::Voice(int32_t count, float sampleRate) {
     return frames;
 }
 
+std::vector<AnalysisFrame> FrameMaker::Grid(int32_t count) {
+    std::vector<AnalysisFrame> frames;
+    // At 40 kHz windows are whole multiples of 250 samples, and crossings must be 464 apart.
+    const bool onWindows = Chance(0.6f);
+    const int32_t unit = onWindows ? 250 : 232;
+    const int32_t longestStep = onWindows ? Whole(1, 3) : Whole(1, 8);
+    int32_t position = 0;
+    float base = 60.0f;
+    int32_t cycle = 2;  // frames of a swing of the pitch
+    float swing = 0.0f;
+    for (int32_t i = 0; i < count; ++i) {
+        if (Chance(0.05f)) base = 60.0f + 0.5f * static_cast<float>(Whole(-8, 8));
+        if (Chance(0.03f)) {
+            cycle = Whole(2, 16);
+            swing = Chance(0.3f) ? 0.0f : 0.25f * static_cast<float>(Whole(1, 4));
+        }
+        const float jitter = swing == 0.0f ? 0.25f * static_cast<float>(Whole(-2, 2)) : 0.0f;
+        const float pitch = base + jitter + (i % cycle < cycle / 2 ? swing : -swing);
+        const float energy = 0.0625f * static_cast<float>(Chance(0.9f) ? 12 : Whole(1, 16));
+        frames.push_back({pitch, energy, Chance(0.98f) ? 1 : 0, position});
+        position += unit * Whole(1, longestStep);
+    }
+    return frames;
+}
+
+std::vector<AnalysisNote> FrameMaker::Notes(int32_t count, const std::vector<AnalysisFrame>& frames) {
+    std::vector<AnalysisNote> notes;
+    const int32_t lastFrame = static_cast<int32_t>(frames.size()) - 1;
+    const bool inOrder = Chance(0.5f);
+    int32_t first = 0;
+    for (int32_t i = 0; i < count; ++i) {
+        first = inOrder ? std::min(first + Whole(0, 3), lastFrame) : Whole(0, lastFrame);
+        const int32_t last = inOrder ? std::min(first + Whole(0, 10), lastFrame) : Whole(0, lastFrame);
+        const int32_t start =
+            frames[static_cast<size_t>(first)].position + (Chance(0.1f) ? Whole(-500, 500) : 0);
+        const int32_t end =
+            frames[static_cast<size_t>(last)].position + (Chance(0.1f) ? Whole(-500, 500) : 0);
+        const float energy = Chance(0.2f) ? 0.0004f : 0.0625f * static_cast<float>(Whole(0, 16));
+        notes.push_back(
+            {60.0f + 0.25f * static_cast<float>(Whole(-4, 4)), energy, end - start, start, end, first, last});
+        first = last;
+    }
+    return notes;
+}
+
 void FrameMaker::Shuffle(std::vector<AnalysisFrame>& frames, int32_t swaps) {
     if (frames.empty()) return;
     const int32_t last = static_cast<int32_t>(frames.size()) - 1;

@@ -23,7 +23,11 @@ class FrameMaker {
     std::vector<AnalysisFrame> Noise(int32_t count, bool equalPositions);
     // Notes with glides, vibrato, jitter, octave errors, onsets and pauses, as a singer's marks give them.
     std::vector<AnalysisFrame> Voice(int32_t count, float sampleRate);
-    // Any of the bits of a voice shuffled in place, so that positions fall.
+    // Pitches, energies and distances of few values, so that at 40 kHz what is compared is often equal.
+    std::vector<AnalysisFrame> Grid(int32_t count);
+    // Notes on such frames, in order or not, their positions those of their frames or not.
+    std::vector<AnalysisNote> Notes(int32_t count, const std::vector<AnalysisFrame>& frames);
+    // Exchanges frames, so that positions fall.
     void Shuffle(std::vector<AnalysisFrame>& frames, int32_t swaps);
 
   private:
