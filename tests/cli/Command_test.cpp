@@ -1,0 +1,330 @@
+// The mlh command as its users meet it: the built program, run on files.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "AudioFile.h"
+#include "MidiFile.h"
+#include "mlh/mlh.h"
+#include "support/Shell.h"
+#include "support/SungTunes.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+using testing::Not;
+using Json = nlohmann::json;
+
+class Command : public testing::Test {
+  protected:
+    Command() : folder(fs::temp_directory_path() / ("mlh-command-" + std::to_string(getpid()))) {
+        fs::create_directories(folder);
+    }
+    ~Command() override { fs::remove_all(folder); }
+
+    std::string Path(const std::string& name) const { return (folder / name).string(); }
+
+    // Runs mlh in the test's folder.
+    ShellResult Run(const std::string& arguments) const {
+        return RunShell("cd " + folder.string() + " && " + MLH_BINARY_DIR + "/mlh " + arguments);
+    }
+
+    // A sung phrase as a float file of so many channels.
+    void WriteLead(const std::string& name, int channels = 1, double rate = 44100.0) const {
+        const SungRecording song = SingPhrase(rate);
+        AudioWriter writer(Path(name), SampleFormat::Float, channels, static_cast<int32_t>(rate));
+        std::vector<float> samples;
+        for (const float s : song.samples) {
+            for (int c = 0; c < channels; ++c) samples.push_back(c == 1 ? 0.5f * s : s);
+        }
+        writer.Write(samples.data(), static_cast<int32_t>(song.samples.size()));
+        writer.Finish();
+    }
+
+    std::string Text(const std::string& name) const {
+        std::ifstream file(Path(name), std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    }
+
+    fs::path folder;
+};
+
+double Peak(const std::vector<float>& samples) {
+    double peak = 0.0;
+    for (const float s : samples) peak = std::max(peak, std::fabs(static_cast<double>(s)));
+    return peak;
+}
+
+TEST_F(Command, TellsItsVersionsAndTheProcessorLevel) {
+    const auto result = Run("--version");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.output, HasSubstr(mlhGetVersionString()));
+    EXPECT_THAT(result.output, HasSubstr(mlGetVersionString()));
+    EXPECT_THAT(result.output, HasSubstr("processor level"));
+}
+
+TEST_F(Command, HelpShowsExamples) {
+    for (const std::string command : {"harmonize", "analyze"}) {
+        const auto result = Run(command + " --help");
+        EXPECT_EQ(result.status, 0);
+        EXPECT_THAT(result.output, HasSubstr("Examples:\n  mlh " + command));
+    }
+}
+
+TEST_F(Command, HarmonizeNeedsNothingButTheLead) {
+    WriteLead("my lead.wav");
+    const auto result = Run("harmonize 'my lead.wav'");
+    ASSERT_EQ(result.status, 0) << result.output;
+    EXPECT_THAT(result.output, HasSubstr("C major"));
+    const Audio lead = ReadAudio(Path("my lead.wav"));
+    const Audio mix = ReadAudio(Path("my lead-choir.wav"));
+    EXPECT_EQ(mix.Frames(), lead.Frames());
+    EXPECT_EQ(mix.channels, 2);
+    EXPECT_GT(Peak(mix.samples), 0.1);
+}
+
+TEST_F(Command, StemsAreAsLongAsTheLeadAndTheLeadIsUntouched) {
+    for (const int channels : {1, 2}) {
+        WriteLead("lead.wav", channels);
+        const auto result = Run("harmonize lead.wav --stems stems --format float --voices 3 -o mix.wav");
+        ASSERT_EQ(result.status, 0) << result.output;
+        const Audio lead = ReadAudio(Path("lead.wav"));
+        EXPECT_EQ(ReadAudio(Path("stems/lead.wav")).samples, lead.samples);
+        for (const std::string voice : {"voice1", "voice2", "voice3"}) {
+            const Audio stem = ReadAudio(Path("stems/" + voice + ".wav"));
+            EXPECT_EQ(stem.Frames(), lead.Frames());
+            EXPECT_EQ(stem.channels, channels);
+            EXPECT_GT(Peak(stem.samples), 0.05) << voice;
+            if (channels == 1) continue;
+            // The right side is the left at half the level, in the voices too.
+            for (int32_t i = 0; i < stem.Frames(); ++i) {
+                ASSERT_NEAR(stem.samples[2 * i + 1], 0.5f * stem.samples[2 * i], 1e-6f) << i;
+            }
+        }
+        EXPECT_FALSE(fs::exists(Path("stems/voice4.wav")));
+        fs::remove_all(Path("stems"));
+    }
+}
+
+// The 16-bit stereo mix of the command is that of the C interface, sample for sample.
+TEST_F(Command, TheMixIsThatOfTheLibrary) {
+    WriteLead("lead.wav", 2);
+    ASSERT_EQ(Run("harmonize lead.wav -o mix.wav --key C").status, 0);
+    const Audio lead = ReadAudio(Path("lead.wav"));
+    const Audio mix = ReadAudio(Path("mix.wav"));
+
+    void* mlh = nullptr;
+    mlhCreateInstance(&mlh);
+    mlhAssignInputData32(mlh, lead.samples.data(), lead.Frames(), 2, lead.sampleRate);
+    mlhSetParams(mlh, true, 4, 1, 0.5f, 0, false);
+    // The parameters reach the voices with the next update, which an edit of a vector is.
+    PitchVector* melody = mlhGetPitchVector(mlh, 1, 0, 0);
+    mlhSetPitchVector(mlh, 1, melody);
+    mlhDisposePitchVector(melody);
+    std::vector<int16_t> out(lead.samples.size());
+    mlhProcessOutputData16(mlh, out.data(), lead.Frames(), 2, nullptr);
+    mlhDestroyInstance(&mlh);
+    for (std::size_t i = 0; i < out.size(); ++i) ASSERT_EQ(mix.samples[i], out[i] / 32768.0f) << i;
+}
+
+TEST_F(Command, FormatsHoldTheirBits) {
+    WriteLead("lead.wav");
+    for (const std::string format : {"16", "24", "float"}) {
+        ASSERT_EQ(Run("harmonize lead.wav -o mix" + format + ".wav --format " + format).status, 0);
+    }
+    const Audio exact = ReadAudio(Path("mixfloat.wav"));
+    const std::pair<const char*, double> coarse[] = {{"mix16.wav", 1.0 / 32767},
+                                                     {"mix24.wav", 1.0 / 8388607}};
+    for (const auto& [name, step] : coarse) {
+        const Audio mix = ReadAudio(Path(name));
+        ASSERT_EQ(mix.samples.size(), exact.samples.size());
+        // A step for the truncation, and the two scales of integers, n - 1 and n, on top.
+        for (std::size_t i = 0; i < mix.samples.size(); ++i) {
+            ASSERT_NEAR(mix.samples[i], exact.samples[i], 2.0 * step) << name << " " << i;
+        }
+    }
+}
+
+TEST_F(Command, SaysHowManySamplesWereLimited) {
+    WriteLead("lead.wav");
+    const auto loud = Run("harmonize lead.wav -o mix.wav --gains 8 --quiet");
+    EXPECT_EQ(loud.status, 0);
+    EXPECT_THAT(loud.output, HasSubstr("too loud"));
+    EXPECT_EQ(Run("harmonize lead.wav -o mix.wav --gains 8 --format float --quiet").output, "");
+    EXPECT_GT(Peak(ReadAudio(Path("mix.wav")).samples), 1.0);
+}
+
+TEST_F(Command, ChordsComeAsTextOrFile) {
+    WriteLead("lead.wav");
+    std::ofstream(Path("chords.txt")) << "0 C\n2.5 F:maj\n5 G7\n";
+    ASSERT_EQ(Run("harmonize lead.wav --chords chords.txt -o a.wav --report a.json").status, 0);
+    ASSERT_EQ(Run("harmonize lead.wav --chords '0 C, 2.5 F, 5 G7' -o b.wav").status, 0);
+    EXPECT_EQ(ReadAudio(Path("a.wav")).samples, ReadAudio(Path("b.wav")).samples);
+    ASSERT_EQ(Run("harmonize lead.wav -o none.wav").status, 0);
+    EXPECT_NE(ReadAudio(Path("a.wav")).samples, ReadAudio(Path("none.wav")).samples);
+    const Json report = Json::parse(Text("a.json"));
+    EXPECT_EQ(report["chords"][1]["name"], "F:maj");
+}
+
+// What the voices sing at a time, by the report.
+std::vector<int> SungAt(const Json& report, double seconds) {
+    std::vector<int> pitches;
+    for (const Json& voice : report["voices"]) {
+        for (const Json& note : voice["notes"]) {
+            if (note["start_s"] <= seconds && seconds < note["end_s"]) {
+                pitches.push_back(static_cast<int>(std::lround(note["pitch_midi"].get<double>())));
+            }
+        }
+    }
+    return pitches;
+}
+
+TEST_F(Command, AChordHoldsForTheNoteItIsMeantFor) {
+    WriteLead("lead.wav");
+    // The second phrase starts at 2.7 s; the chord comes in the rest before it.
+    ASSERT_EQ(Run("harmonize lead.wav --chords '0 C, 2.55 F' -o a.wav --report a.json").status, 0);
+    const Json report = Json::parse(Text("a.json"));
+    for (const int pitch : SungAt(report, 0.3)) EXPECT_THAT(pitch % 12, testing::AnyOf(0, 4, 7));
+    const auto second = SungAt(report, 4.2);  // E, and the tones of F
+    ASSERT_EQ(second.size(), 4u);
+    for (std::size_t v = 1; v < 4; ++v) EXPECT_THAT(second[v] % 12, testing::AnyOf(5, 9, 0)) << v;
+}
+
+TEST_F(Command, NoChordAtTheStartDoesNotSilenceTheChoir) {
+    WriteLead("lead.wav");
+    ASSERT_EQ(Run("harmonize lead.wav --chords '0 N, 1 C' -o a.wav --stems stems").status, 0);
+    EXPECT_GT(Peak(ReadAudio(Path("stems/voice2.wav")).samples), 0.05);
+}
+
+TEST_F(Command, MidiNotesDriveTheVoices) {
+    WriteLead("lead.wav");
+    MidiSong song;
+    song.tracks.push_back({"low", {{0.0, 2.0, 48.0, 1.0}}});
+    song.tracks.push_back({"high", {{1.0, 2.0, 72.0, 1.0}}});
+    WriteMidiFile(Path("voices.mid"), song);
+    const auto result =
+        Run("harmonize lead.wav --midi voices.mid --stems stems --format float -o mix.wav --report r.json");
+    ASSERT_EQ(result.status, 0) << result.output;
+    EXPECT_FALSE(fs::exists(Path("stems/voice3.wav")));
+    const Audio low = ReadAudio(Path("stems/voice1.wav"));
+    const Audio high = ReadAudio(Path("stems/voice2.wav"));
+    const auto level = [](const Audio& audio, double from, double to) {
+        double sum = 0.0;
+        for (int i = static_cast<int>(from * 44100); i < static_cast<int>(to * 44100); ++i) {
+            sum += audio.samples[i] * audio.samples[i];
+        }
+        return std::sqrt(sum);
+    };
+    EXPECT_GT(level(low, 0.2, 1.9), 1.0);
+    EXPECT_EQ(level(high, 0.0, 0.9), 0.0);
+    EXPECT_GT(level(high, 1.1, 1.9), 1.0);
+    EXPECT_EQ(level(low, 3.0, 6.0), 0.0);
+    EXPECT_EQ(SungAt(Json::parse(Text("r.json")), 1.5), (std::vector<int>{48, 72}));
+}
+
+TEST_F(Command, MoreThanTwoChannelsAreMixedDownAndThatIsSaid) {
+    WriteLead("surround.wav", 5);
+    const auto result = Run("harmonize surround.wav --quiet");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.output, HasSubstr("5 channels"));
+}
+
+TEST_F(Command, AnalyzeFindsTheNotesThatWereSung) {
+    WriteLead("lead.wav");
+    const auto result = Run(
+        "analyze lead.wav --json a.json --csv a.csv --labels a.txt --f0 a.f0 --midi a.mid --picture a.svg");
+    ASSERT_EQ(result.status, 0) << result.output;
+    EXPECT_THAT(result.output, HasSubstr("key     C major"));
+    const Json json = Json::parse(Text("a.json"));
+    EXPECT_EQ(json["schema"], 1);
+    EXPECT_EQ(json["key"], "C major");
+    const int sung[] = {60, 62, 64, 65, 67, 64, 62, 60, 59, 60};
+    ASSERT_EQ(json["notes"].size(), 10u);
+    for (std::size_t i = 0; i < 10; ++i) EXPECT_NEAR(json["notes"][i]["pitch_midi"], sung[i], 0.2) << i;
+    EXPECT_THAT(Text("a.csv"), HasSubstr("start_s,end_s,pitch_midi,frequency_hz,note,cents,level\n"));
+    EXPECT_THAT(Text("a.txt"), HasSubstr("\tC4\n"));
+    EXPECT_THAT(Text("a.f0"), HasSubstr(",0.000\n"));
+    const MidiSong song = ReadMidiFile(Path("a.mid"));
+    ASSERT_EQ(song.tracks.at(0).notes.size(), 10u);
+    EXPECT_EQ(song.tracks[0].notes[4].pitch, 67.0);
+    EXPECT_THAT(Text("a.svg"), HasSubstr("<svg"));
+}
+
+TEST_F(Command, PicturesAreSvgOrPng) {
+    WriteLead("lead.wav");
+    ASSERT_EQ(Run("harmonize lead.wav --picture a.png -q").status, 0);
+    EXPECT_EQ(Text("a.png").substr(1, 3), "PNG");
+    const auto wrong = Run("harmonize lead.wav --picture a.gif -q");
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_THAT(wrong.output, HasSubstr(".svg or .png"));
+}
+
+TEST_F(Command, WrongUseIsStatusTwoWithOneLine) {
+    WriteLead("lead.wav");
+    for (const std::string arguments :
+         {"", "sing lead.wav", "harmonize", "harmonize lead.wav --voices 5", "harmonize lead.wav --voices 1",
+          "harmonize lead.wav --above 4", "harmonize lead.wav --spread 1.5", "harmonize lead.wav --key H",
+          "harmonize lead.wav --format 8", "harmonize lead.wav --gains loud",
+          "harmonize lead.wav --chords '0 Cx'", "harmonize lead.wav --chords 'C | F'",
+          "harmonize lead.wav --chords C --midi a.mid", "analyze", "harmonize lead.wav -o mix.xyz"}) {
+        const auto result = Run(arguments);
+        EXPECT_EQ(result.status, 2) << arguments;
+        EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 1) << result.output;
+        EXPECT_THAT(result.output, testing::StartsWith("mlh: ")) << arguments;
+    }
+    EXPECT_FALSE(fs::exists(Path("lead-choir.wav")));
+}
+
+TEST_F(Command, FailuresAreStatusOneWithOneLine) {
+    WriteLead("lead.wav");
+    std::ofstream(Path("text.wav")) << "this is no sound";
+    std::ofstream(Path("empty.wav"));
+    WriteLead("slow.wav", 1, 8000.0);
+    for (const std::string arguments :
+         {"harmonize missing.wav", "harmonize text.wav", "harmonize empty.wav", "harmonize slow.wav",
+          "harmonize lead.wav -o missing/folder/mix.wav", "harmonize lead.wav --midi missing.mid",
+          "harmonize lead.wav --midi text.wav", "analyze lead.wav --json missing/a.json", "harmonize ."}) {
+        const auto result = Run(arguments);
+        EXPECT_EQ(result.status, 1) << arguments << "\n" << result.output;
+        EXPECT_THAT(result.output, HasSubstr("mlh: ")) << arguments;
+    }
+}
+
+TEST_F(Command, FailuresLeaveNoHalfWrittenFile) {
+    WriteLead("lead.wav");
+    const auto result = Run("harmonize lead.wav -o mix.wav --stems stems --report missing/r.json -q");
+    EXPECT_EQ(result.status, 1);
+    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+        EXPECT_THAT(entry.path().filename().string(), Not(HasSubstr("unfinished")));
+    }
+}
+
+TEST_F(Command, AnInterruptLeavesNoHalfWrittenFile) {
+    // Long enough that the interrupt comes while it works.
+    const SungRecording song = SingPhrase();
+    AudioWriter writer(Path("long.wav"), SampleFormat::Int16, 1, 44100);
+    for (int i = 0; i < 60; ++i) writer.Write(song.samples.data(), static_cast<int32_t>(song.samples.size()));
+    writer.Finish();
+    const auto result = RunShell("cd " + folder.string() + " && timeout -s INT 1 " + MLH_BINARY_DIR +
+                                 "/mlh harmonize long.wav -o mix.wav --stems stems");
+    EXPECT_NE(result.status, 0);
+    EXPECT_FALSE(fs::exists(Path("mix.wav")));
+    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+        EXPECT_THAT(entry.path().filename().string(), Not(HasSubstr("unfinished")));
+    }
+}
+
+TEST_F(Command, OnAPipeThereIsNoProgressBar) {
+    WriteLead("lead.wav");
+    EXPECT_THAT(Run("analyze lead.wav").output, Not(HasSubstr("\r")));
+}
+
+}  // namespace
