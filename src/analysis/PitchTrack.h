@@ -54,7 +54,7 @@ struct PitchFrame {
     std::vector<float> spectrum;  ///< fftSize: normalised magnitudes in the lower half, 0 above
     std::vector<float> combined;  ///< fftSize: autocorrelation of the spectrum plus a quarter of the spectrum
     std::vector<float> product;   ///< fftSize / 2: harmonic product of `combined`
-    std::vector<float> scratch;   ///< fftSize
+    std::vector<float> scratch;   ///< fftSize: work space, at last the weighted harmonic sum
     float level = 0.0f;
     int32_t productPeak = 0;  ///< candidate of the harmonic product
     int32_t lowPeak = 0;      ///< greatest bin of `combined` in the low range
@@ -168,8 +168,8 @@ class CPitchTrack {
     /// `result` is that of the last one and stays as it was when none completed. Returns 0, or 5000003 with
     /// nothing taken.
     int32_t Process(const float* samples, int32_t count, PitchTrackResult* result);
-    /// Input samples that the next call needs to advance by one hop: more at first, and varying by one where
-    /// the rate is no multiple of 11025. A call may complete 0, 1 or 2 frames.
+    /// Input samples that the next call needs to advance by one hop: more at first, and varying a little
+    /// where the rate is no multiple of 11025. A call may complete 0, 1 or 2 frames.
     int32_t GetHopInInputSamples() const;
     void SetVoicingThreshold(float decibels);
     float GetVoicingThreshold() const;

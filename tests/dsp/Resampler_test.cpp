@@ -413,6 +413,36 @@ TEST(Resampler, AChangingRatioIsSeamless) {
     EXPECT_GT(checked, 3000);
 }
 
+TEST(Resampler, FramesAreCountedToAHundredth) {
+    const std::vector<float> in = Noise(12);
+    // 12 frames leave 4 with a full margin behind them.
+    EXPECT_EQ(Call(*MakeResampler(), in.data(), 12, 1999.0f, 1000.0f).size(),
+              2u);  // the third would be at 3.998
+    EXPECT_EQ(Call(*MakeResampler(), in.data(), 12, 1985.0f, 1000.0f).size(), 3u);  // at 3.97
+    EXPECT_EQ(Call(*MakeResampler(), in.data(), 12, 1000.0f, 1001.0f).size(), 4u);  // 4.004 frames
+    EXPECT_EQ(Call(*MakeResampler(), in.data(), 12, 1000.0f, 1002.0f).size(), 5u);  // 4.008 frames
+}
+
+// Rounding the count lets the read time fall behind by up to a frame before it is pulled up.
+TEST(Resampler, TimeThatFallsBehindIsNotLost) {
+    const std::vector<float> in = Noise(9000);
+    const auto resampler = MakeResampler();
+    double position = 0;
+    int32_t at = 0;
+    const auto convert = [&](int32_t frames, float inRate) {
+        const auto out = Call(*resampler, in.data() + at, frames, inRate, 1000.0f);
+        at += frames;
+        for (float y : out) {
+            ASSERT_NEAR(y, ExactOutput(in, 1, 0, position, 1000.0 / inRate, 3), kOutputTolerance) << at;
+            position += inRate / 1000.0;
+        }
+    };
+    for (int call = 0; call < 1300; ++call) convert(4, 1999.0f);
+    EXPECT_LT(resampler->GetTime(), resampler->GetMargin());
+    convert(0, 9000.0f);  // a margin that grows just then
+    for (int call = 0; call < 30; ++call) convert(100, 9000.0f);
+}
+
 TEST(Resampler, ResetGivesTheStateAfterCreation) {
     const std::vector<float> in = Noise(5000);
     const auto resampler = MakeResampler();
