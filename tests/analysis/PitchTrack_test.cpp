@@ -20,9 +20,12 @@
 
 // Counts what the program allocates, for the promise that a frame allocates nothing.
 static size_t allocationCount = 0;
-[[gnu::noinline]] void* operator new(size_t size) {
+[[gnu::noinline]] void* operator new(size_t size, const std::nothrow_t&) noexcept {
     ++allocationCount;
-    if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
+    return std::malloc(size == 0 ? 1 : size);
+}
+[[gnu::noinline]] void* operator new(size_t size) {
+    if (void* memory = operator new(size, std::nothrow)) return memory;
     throw std::bad_alloc();
 }
 [[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
