@@ -220,6 +220,20 @@ TEST(BuildFrames, BringsBackTheFlagsThatTheChainTookAndKeepsTheNotes) {
     EXPECT_TRUE(SameBytes(analysed.Notes(), notes));
 }
 
+TEST(BuildFrames, LeavesTheArrayInItsPlaceWhileTheNumberOfMarksStays) {
+    Analysed analysed;
+    analysed.SetSteadyMarks(300);
+    analysed->RunAllSteps();
+    const AnalysisFrame* before = nullptr;
+    const AnalysisFrame* after = nullptr;
+    analysed->GetFrames(&before);
+    analysed.SetSteadyMarks(300, 50.0f);
+    analysed->BuildFrames();
+    EXPECT_EQ(analysed->GetFrames(&after), 300);
+    EXPECT_EQ(after, before);
+    EXPECT_NEAR(after[0].pitch, 81.04f, 0.01f);
+}
+
 TEST(GetFrameRangeStats, MeasuresFramesWithoutTheLast) {
     Analysed analysed;
     std::vector<AnalysisFrame> frames;
