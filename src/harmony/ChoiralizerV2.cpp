@@ -340,7 +340,9 @@ int32_t CChoiralizerV2::PrepareClassic(int32_t intervals[4]) {
         classic->SetVoicesAbove(params[0]);
     } else if (mode == 3) {
         const int32_t* pairs = nullptr;
-        std::memcpy(&pairs, params, sizeof pairs);
+        if (params != kDefaultParams) {  // which holds no pointer
+            std::memcpy(&pairs, params, sizeof pairs);
+        }
         if (pairs == nullptr) {
             return kBadArgument;
         }

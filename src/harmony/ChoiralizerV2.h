@@ -103,7 +103,8 @@ class CChoiralizerV2If {
     // Accepts a text and drops it: no rule can be configured by text yet.
     virtual int32_t ConfigureRules(std::string text) = 0;
     // Fills rows and chords. 5000003, and rows and chords as they were, without a melody, with fewer chords
-    // than notes (not mode 7), with a mode 7 lead row outside 0 to 3 or a mode 7 melody note below 0.
+    // than notes (not mode 7), in mode 3 without a pointer, in mode 7 with a lead row outside 0 to 3 or a
+    // melody note below 0.
     virtual int32_t Calculate() = 0;
     // Sets one note of a mode 7 result anew, to this chord.
     virtual int32_t SetChordAtNote(ChordInfo chord, int32_t note) = 0;

@@ -547,10 +547,17 @@ TEST(ClassicModes, ModeThreeReadsSignAndSizeThroughThePointer) {
         EXPECT_EQ(RowOf(engine, 0)[i], result[3]);
     }
     EXPECT_EQ(engine.GetClassic().GetVoiceMode(), 3);
+}
 
+TEST(ClassicModes, ModeThreeWithoutAPointerIsRefused) {
+    CChoiralizerV2 engine;
+    engine.SetMode(3);
+    SetMelody(engine, kScale);
+    EXPECT_EQ(engine.Calculate(), kBadArgument);  // the default block has none
     const HarmonyParams none[2] = {0, 0};
     engine.SetParams(none);
     EXPECT_EQ(engine.Calculate(), kBadArgument);
+    EXPECT_EQ(RowOf(engine, 3), Row(8, -1));
 }
 
 // A run of a direct style against the same calls on a classic engine.
@@ -843,6 +850,207 @@ TEST(ModeSeven, RefusesANoteWithoutAPitch) {
     EXPECT_EQ(RowOf(engine, 3), Row(3, -1));
 }
 
+TEST(ModeSeven, OneNoteGetsAChordAndFourVoices) {
+    CChoiralizerV2 engine;
+    SetMelody(engine, {72});
+    ASSERT_EQ(engine.Calculate(), 0);
+    for (int32_t row = 0; row < 4; ++row) EXPECT_NE(RowOf(engine, row)[0], -1);
+    EXPECT_EQ(RowOf(engine, 3)[0], 72);
+    EXPECT_EQ(AllChords(engine)[0].root, 0);
+    EXPECT_EQ(AllChords(engine)[0].name.rfind("Major: ", 0), 0u);
+}
+
+TEST(ModeSeven, ChordsThatWereSetHaveNoInfluence) {
+    CChoiralizerV2 with, without;
+    for (CChoiralizerV2* engine : {&with, &without}) SetMelody(*engine, kScale);
+    for (int32_t i = 0; i < 8; ++i) with.SetChordAt(i, Triad(1, ChordDiminished));
+    with.Calculate();
+    without.Calculate();
+    EXPECT_EQ(AllRows(with), AllRows(without));
+    ExpectSameChords(AllChords(with), AllChords(without));
+}
+
+TEST(ModeSeven, EveryNoteGetsAChordHoweverFewWereSet) {
+    CChoiralizerV2 engine;
+    SetMelody(engine, kScale);
+    engine.SetChordCount(2);
+    ASSERT_EQ(engine.Calculate(), 0);
+    ASSERT_EQ(engine.GetChordCount(), 8);
+    for (const ChordInfo& chord : AllChords(engine)) EXPECT_NE(chord.name, "");
+}
+
+TEST(ModeSeven, RunsDependOnTheSettingsOfNowAlone) {
+    CChoiralizerV2 engine;
+    SetMelody(engine, {60, 64, 67, 65, 62, 61, 67, 60, 64, 67, 65, 59, 60});
+    engine.Calculate();
+    const auto rows = AllRows(engine);
+    const Chords chords = AllChords(engine);
+    engine.SetKey(3);
+    engine.SetOutputScale(5);
+    engine.Calculate();
+    EXPECT_NE(AllRows(engine), rows);
+    engine.SetMode(0);
+    engine.SetParams(kOneAbove.data());
+    engine.Calculate();
+    engine.SetMode(7);
+    engine.SetKey(0);
+    engine.SetOutputScale(0);
+    engine.Calculate();
+    EXPECT_EQ(AllRows(engine), rows);
+    ExpectSameChords(AllChords(engine), chords);
+}
+
+TEST(ModeSeven, RootsLieUpToElevenAboveTheKey) {
+    CChoiralizerV2 engine;
+    engine.SetKey(11);
+    Row melody = kScale;
+    for (int32_t& pitch : melody) pitch += 11;
+    SetMelody(engine, melody);
+    engine.Calculate();
+    int32_t highest = -1;
+    for (const ChordInfo& chord : AllChords(engine)) {
+        EXPECT_GE(chord.root, 11);
+        EXPECT_LE(chord.root, 22);
+        highest = std::max(highest, chord.root);
+    }
+    EXPECT_GT(highest, 11);
+}
+
+TEST(ModeSeven, ANoteOutOfTheScaleTakesTheVoicesBefore) {
+    CChoiralizerV2 engine;
+    SetMelody(engine, {60, 61, 62, 64, 60});
+    engine.Calculate();
+    const auto rows = AllRows(engine);
+    for (size_t row = 0; row < 3; ++row) EXPECT_EQ(rows[row][1], rows[row][0]);
+    EXPECT_EQ(rows[3][1], 61);
+    EXPECT_EQ(AllChords(engine)[1].name, "overtaken from previous - unknown chord");
+    EXPECT_EQ(AllChords(engine)[1].inversion, -1);
+}
+
+TEST(ModeSeven, TheMelodyStandsInTheRowThatWasAskedFor) {
+    for (int32_t row = 0; row < 4; ++row) {
+        CChoiralizerV2 engine;
+        const HarmonyParams params[3] = {row, 0, 1};
+        engine.SetParams(params);
+        engine.SetRange(12, 12);
+        SetMelody(engine, kScale);
+        ASSERT_EQ(engine.Calculate(), 0);
+        EXPECT_EQ(RowOf(engine, row), kScale);
+    }
+}
+
+// Arguments that a host may get wrong as well as right.
+struct AnyArguments {
+    std::mt19937 random{4711};
+
+    int32_t Below(int32_t n) { return static_cast<int32_t>(random() % static_cast<uint32_t>(n)); }
+    int32_t Word() {
+        switch (Below(12)) {
+            case 0:
+                return std::numeric_limits<int32_t>::max();
+            case 1:
+                return std::numeric_limits<int32_t>::min();
+            case 2:
+                return static_cast<int32_t>(random());
+            case 3:
+                return -1;
+            default:
+                return Below(20);
+        }
+    }
+    int32_t Pitch() { return Below(40) == 0 ? Word() : 48 + Below(30); }
+    float Time() {
+        const float odd[4] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
+                              -1e30f, 0};
+        return Below(30) == 0 ? odd[Below(4)] : static_cast<float>(Below(100)) / 8;
+    }
+    ChordInfo Chord() { return {Word(), Word(), Word(), Word(), "some chord with a name of its own"}; }
+};
+
+TEST(ChoiralizerV2, NoSequenceOfCallsDoesHarm) {
+    AnyArguments any;
+    const int32_t pairs[8] = {1, 3, -1, 2, 1, 7, -1, 7};
+    for (int round = 0; round < 40; ++round) {
+        CChoiralizerV2 engine;
+        int32_t words[6] = {};
+        for (int call = 0; call < 60; ++call) {
+            int32_t pitches[4] = {any.Pitch(), any.Pitch(), any.Pitch(), any.Word()};
+            std::vector<ChordInfo> list(40);
+            ChordInfo chord;
+            switch (any.Below(22)) {
+                case 0:
+                    engine.SetKey(any.Word());
+                    break;
+                case 1:
+                    engine.SetInputScale(any.Word());
+                    break;
+                case 2:
+                    engine.SetOutputScale(any.Word());
+                    break;
+                case 3:
+                    engine.SetQuantize(any.Word());
+                    break;
+                case 4:
+                    engine.SetScaleMap(any.Word());
+                    break;
+                case 5:
+                case 6:
+                    for (int32_t& word : words) word = any.Word();
+                    engine.SetMode(any.Below(11) - 1);
+                    if (engine.GetMode() == 3) {
+                        const int32_t* pointer = pairs;
+                        std::memcpy(words, &pointer, sizeof pointer);
+                    }
+                    engine.SetParams(words);
+                    break;
+                case 7:
+                    engine.SetChordCount(any.Below(20) - 1);
+                    break;
+                case 8:
+                case 9:
+                    engine.SetChordAt(any.Word(), any.Chord());
+                    break;
+                case 10:
+                    engine.ResetVoices();
+                    break;
+                case 11:
+                case 12: {
+                    Tune tune(Row(static_cast<size_t>(any.Below(12)), 0));
+                    for (NoteItem& item : tune.items) item = {any.Pitch(), any.Time(), any.Time(), 1, 2, 3};
+                    engine.SetMelody(&tune.list, any.Below(2));
+                    break;
+                }
+                case 13:
+                case 14:
+                case 15:
+                    engine.Calculate();
+                    break;
+                case 16:
+                    engine.SetChordAtNote(any.Chord(), any.Word());
+                    break;
+                case 17:
+                    engine.SetVoiceItem({any.Pitch(), 0, 1, 0, 0, 0}, any.Word(), any.Word());
+                    break;
+                case 18:
+                    engine.SetVoiceItemTag(1, any.Word(), any.Word());
+                    break;
+                case 19:
+                    engine.ChordFromPitches(&chord, pitches);
+                    break;
+                case 20:
+                    engine.GetChordPitches(any.Chord(), pitches);
+                    break;
+                case 21:
+                    engine.ListChordsWithTones(any.Word(), list.data());
+                    break;
+            }
+            NoteList* voices = nullptr;
+            engine.GetVoices(&voices);
+            for (int32_t row = 0; row < 4; ++row) ASSERT_EQ(voices[row].count, engine.GetMelody().count);
+        }
+    }
+}
+
 // All tunes, in their keys.
 struct KeyedTune {
     ::Tune tune;
@@ -880,6 +1088,25 @@ ChordInfo ChordOf(const TuneNote& note) {
     if (quality == "min7") return {note.chordRoot, ChordNoTriad, ChordMinor7, 0, ""};
     if (quality == "dim") return {note.chordRoot, ChordDiminished, ChordNoSeventh, 0, ""};
     return {note.chordRoot, quality.rfind("min", 0) == 0 ? ChordMinor : ChordMajor, ChordNoSeventh, 0, ""};
+}
+
+TEST(Tunes, EveryNoteOfEveryTuneGetsItsFourVoicesInModeSeven) {
+    std::string why;
+    const std::vector<KeyedTune> tunes = LoadKeyedTunes(why);
+    if (tunes.empty()) GTEST_SKIP() << why;
+    for (const KeyedTune& keyed : tunes) {
+        CChoiralizerV2 engine;
+        SetTune(engine, keyed);
+        ASSERT_EQ(engine.Calculate(), 0) << keyed.tune.name;
+        const Chords chords = AllChords(engine);
+        for (const Row& row : AllRows(engine)) {
+            for (size_t i = 0; i < row.size(); ++i) EXPECT_NE(row[i], -1) << keyed.tune.name << " note " << i;
+        }
+        for (size_t i = 0; i < chords.size(); ++i) {
+            EXPECT_EQ(RowOf(engine, 3)[i], keyed.tune.notes[i].pitch);
+            EXPECT_NE(chords[i].root, -1) << keyed.tune.name << " note " << i;
+        }
+    }
 }
 
 TEST(Tunes, EveryNoteOfEveryTuneGetsItsVoices) {
