@@ -47,7 +47,7 @@ int32_t Position(const VoicingCandidate& c, int32_t pitch, int32_t key) {
 }
 
 // Size of an interval in scale steps, octaves included.
-int32_t Size(const ScaleDistance& d) { return 7 * d.octaves + d.steps; }
+int32_t Size(const ScaleDistance& d) { return static_cast<int32_t>(int64_t{7} * d.octaves + d.steps); }
 
 // Rule set 0: entry 0 alone.
 
@@ -94,7 +94,7 @@ float Doubling(const VoicingWindow& window, int32_t spacingStyle, int32_t key, c
 float ThirdPresent(const VoicingWindow& window, int32_t, int32_t key, const int32_t* scale, int32_t) {
     const VoicingCandidate& c = *window[0].setting;
     if (c.chordType == ChordDiminished7) return 0.001f;
-    const int32_t root = c.tones[c.bassIndex] + key;
+    const int32_t root = static_cast<int32_t>(int64_t{c.tones[c.bassIndex]} + key);
     for (int k = 0; k < 4; ++k)
         if (ScaleInterval(root, c.voicing[k], key, scale).steps == 2) return 1.0f;
     return 0.001f;

@@ -970,7 +970,7 @@ struct AnyArguments {
 TEST(ChoiralizerV2, NoSequenceOfCallsDoesHarm) {
     AnyArguments any;
     const int32_t pairs[8] = {1, 3, -1, 2, 1, 7, -1, 7};
-    for (int round = 0; round < 40; ++round) {
+    for (int round = 0; round < 100; ++round) {
         CChoiralizerV2 engine;
         int32_t words[6] = {};
         for (int call = 0; call < 60; ++call) {
