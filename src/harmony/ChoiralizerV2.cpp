@@ -16,8 +16,6 @@ using ChoiralizerClassic::ClassicChord;
 
 namespace {
 
-constexpr int32_t kOutOfMemory = 1000001;
-constexpr int32_t kBadArgument = 5000003;
 constexpr int32_t kOwnMode = 7;
 
 // Lead in the top row, open spacing.

@@ -18,8 +18,7 @@
 //
 // Voice rows are numbered 0 to 3 from the bottom up; a row item of -1 is silence there. Order of use: key,
 // scales, mode and parameters; SetMelody; chords if any; Calculate, again after any change; GetVoices,
-// GetChords. One thread at a time. Codes: 0 done, 1000001 out of memory (factories), 5000003 bad argument or
-// missing state.
+// GetChords. One thread at a time.
 #pragma once
 
 #include <array>
@@ -37,6 +36,10 @@ struct ClassicChord;
 }  // namespace ChoiralizerClassic
 
 namespace ChoiralizerV2 {
+
+// What operations return besides 0. Setters return 0.
+inline constexpr int32_t kOutOfMemory = 1000001;  // factories only
+inline constexpr int32_t kBadArgument = 5000003;  // or missing state
 
 struct ChordCandidate;
 class CChordsInFunctions;
@@ -75,7 +78,7 @@ class CChoiralizerV2If {
     virtual int32_t SetQuantize(int32_t flag) = 0;
     virtual int32_t SetScaleMap(int32_t flag) = 0;
     virtual int32_t SetMode(int32_t mode) = 0;
-    // Keeps the pointer. Only if the mode is 7 by now are the words read here as well; 5000003 for null.
+    // Keeps the pointer. Only if the mode is 7 by now are the words read here as well; kBadArgument for null.
     virtual int32_t SetParams(const HarmonyParams* params) = 0;
     virtual int32_t GetKey() = 0;
     virtual int32_t GetInputScale() = 0;
@@ -84,9 +87,9 @@ class CChoiralizerV2If {
     virtual int32_t GetScaleMap() = 0;
     virtual int32_t GetMode() = 0;
 
-    // Replaces the chords by n empty ones; 5000003 for a negative n.
+    // Replaces the chords by n empty ones; kBadArgument for a negative n.
     virtual int32_t SetChordCount(int32_t n) = 0;
-    // 5000003 for an index that has no chord.
+    // kBadArgument for an index that has no chord.
     virtual int32_t SetChordAt(int32_t index, ChordInfo chord) = 0;
     virtual int32_t GetChordCount() = 0;
     virtual int32_t GetParams(const HarmonyParams** out) = 0;
@@ -102,15 +105,15 @@ class CChoiralizerV2If {
     virtual int32_t GetChords(ChordInfo** out) = 0;
     // Accepts a text and drops it: no rule can be configured by text yet.
     virtual int32_t ConfigureRules(std::string text) = 0;
-    // Fills rows and chords. 5000003, and rows and chords as they were, without a melody, with fewer chords
-    // than notes (not mode 7), in mode 3 without a pointer, in mode 7 with a lead row outside 0 to 3 or a
-    // melody note below 0.
+    // Fills rows and chords. kBadArgument, and rows and chords as they were, without a melody, with fewer
+    // chords than notes (not mode 7), in mode 3 without a pointer, in mode 7 with a lead row outside 0 to 3
+    // or a melody note below 0.
     virtual int32_t Calculate() = 0;
     // Sets one note of a mode 7 result anew, to this chord.
     virtual int32_t SetChordAtNote(ChordInfo chord, int32_t note) = 0;
 
-    // Write one item, or its tagC, in a row, and in the melody too when the row is the lead's. 5000003 for a
-    // row outside 0 to 3 or a note that does not exist.
+    // Write one item, or its tagC, in a row, and in the melody too when the row is the lead's. kBadArgument
+    // for a row outside 0 to 3 or a note that does not exist.
     virtual int32_t SetVoiceItem(NoteItem item, int32_t voice, int32_t note) = 0;
     virtual int32_t SetVoiceItemTag(uint32_t tag, int32_t voice, int32_t note) = 0;
     virtual int32_t GetReserved() = 0;  // 0
@@ -132,7 +135,7 @@ class CChoiralizerV2If {
     virtual ~CChoiralizerV2If() = default;
 };
 
-// Stores null, then a new engine in mode 7 on C major. Returns 0, 1000001 or 5000003 (null argument).
+// Stores null, then a new engine in mode 7 on C major. Returns 0, kOutOfMemory, or kBadArgument for null.
 int32_t CreateChoiralizerV2(CChoiralizerV2If** out);
 // Destroys *engine and clears it; null is let be.
 void DestroyChoiralizerV2(CChoiralizerV2If** engine);

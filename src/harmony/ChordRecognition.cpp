@@ -13,7 +13,6 @@ using ChoiralizerClassic::PitchClass;
 
 namespace {
 
-constexpr int32_t kBadArgument = 5000003;
 constexpr int32_t kScaleListCapacity = 40;
 constexpr int32_t kToneListCapacity = 20;
 

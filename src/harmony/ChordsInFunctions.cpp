@@ -45,7 +45,7 @@ void CChordsInFunctions::GetNoChord(ChordFunctionEntry* out) const {
 int32_t CreateChordsInFunctions(CChordsInFunctions** out) {
     *out = nullptr;
     *out = new (std::nothrow) CChordsInFunctions;
-    return *out != nullptr ? 0 : 1000001;
+    return *out != nullptr ? 0 : kOutOfMemory;
 }
 
 std::vector<ChordCandidate> CChoiralizerV2::BuildChordCandidates(int32_t leadPitch, int32_t function,

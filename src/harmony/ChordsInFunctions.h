@@ -43,7 +43,7 @@ class CChordsInFunctions {
     int32_t mode = 0;
 };
 
-// Stores null, then a new instance. Returns 0, or 1000001 when memory is out.
+// Stores null, then a new instance. Returns 0 or kOutOfMemory.
 int32_t CreateChordsInFunctions(CChordsInFunctions** out);
 
 }  // namespace ChoiralizerV2

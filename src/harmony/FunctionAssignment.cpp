@@ -17,7 +17,6 @@ namespace ChoiralizerV2 {
 
 namespace {
 
-constexpr int32_t kBadArgument = 5000003;
 constexpr int32_t kStates = kFunctionCount * kFunctionCount;
 // Square root of 10, twice per step: keeps the products in range over long gaps.
 constexpr float kStepGain = 3.1622777f;

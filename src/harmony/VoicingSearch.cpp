@@ -43,7 +43,6 @@ namespace ChoiralizerV2 {
 
 namespace {
 
-constexpr int32_t kBadArgument = 5000003;
 constexpr char kInheritedName[] = "overtaken from previous - unknown chord";
 
 bool IsNoChord(const CandidateList& list) {

@@ -24,7 +24,7 @@ using ChoiralizerClassic::ClassicChord;
 using Chords = std::vector<ChordInfo>;
 using Row = std::vector<int32_t>;
 
-constexpr int32_t kBadArgument = 5000003;
+static_assert(kOutOfMemory == 1000001 && kBadArgument == 5000003);
 
 // A melody of one beat per note.
 struct Tune {
