@@ -819,6 +819,65 @@ TEST(PsolaAnalysis, ResetStartsAnew) {
     }
 }
 
+TEST(PsolaAnalysis, ResetForgetsWhatTheTrackerLastSaid) {
+    Placer placer(44100.0);
+    placer.FeedAll(HarmonicTone(200.0, 44100.0, 0.5));
+    EXPECT_NE(placer.marks.GetHarmonicity(placer.marks.GetCount() - 1), 0.0f);
+    placer.analysis.Reset();
+    placer.AnalyzeAll(HarmonicTone(200.0, 44100.0, 0.04));  // too short for the tracker
+    EXPECT_GT(placer.marks.GetCount(), 2);
+    for (const PitchMark& mark : Copy(placer.marks)) {
+        EXPECT_EQ(mark.harmonicity, 0.0f);
+        EXPECT_EQ(mark.peakWidth, 0.0f);
+    }
+}
+
+TEST(PsolaAnalysis, ResetForgetsTheLoudnessBefore) {
+    Placer placer(44100.0);
+    placer.FeedAll(HarmonicTone(200.0, 44100.0, 0.5, 1.0, 0.9));
+    placer.analysis.Reset();
+    placer.FeedAll(HarmonicTone(200.0, 44100.0, 0.5, 1.0, 0.3));
+    EXPECT_EQ(placer.marks.GetTransient(1), 1.0f) << "an attack out of nothing";
+}
+
+TEST(PsolaAnalysis, ResetForgetsWhereThePeakWas) {
+    Placer placer(44100.0);
+    const Samples tone = HarmonicTone(210.0, 44100.0, 1.0);
+    placer.AnalyzeAll(tone);
+    const float* rows[] = {tone.data()};
+    // 46 Hz: the nearest multiple of the tone's period lies some hundred samples off.
+    placer.analysis.ReanalyzeSegment(rows, 20000, 0, 30.0f);
+    EXPECT_GT(std::abs(placer.marks.GetDistanceToNext(2) - 954), 50);
+    placer.analysis.Reset();
+    // Nothing repeats, so the mark stands where it is expected.
+    Samples impulse(1500, 0.0f);
+    impulse[700] = 1.0f;
+    placer.AnalyzeAll(impulse);
+    EXPECT_EQ(placer.marks.GetPosition(1), 1024);
+}
+
+TEST(PsolaAnalysis, TheTrackerRunsAheadByAWindowOrABlockWhicheverIsLonger) {
+    for (const double hertz : {27.0, 150.0}) {
+        const Samples tone = HarmonicTone(hertz, 44100.0, 1.5, 0.3);
+        Placer placer(44100.0);
+        int32_t checked = 0, longest = 0;
+        for (size_t at = 0; at + 16 <= tone.size(); at += 16) {
+            const int32_t before = placer.marks.GetCount();
+            placer.Feed({tone.data()}, at, at + 16);
+            if (placer.marks.GetCount() == before) continue;
+            const int32_t seen = static_cast<int32_t>(at) + 16 - placer.marks.GetPosition(before - 1);
+            // Beyond what it analyses the tracker wants another block.
+            const int32_t ahead = std::max(2048, placer.analysis.GetWindows().window) + 2048;
+            EXPECT_GT(seen, ahead);
+            EXPECT_LE(seen, ahead + 2 * 530) << "a hop or two";
+            longest = std::max(longest, placer.analysis.GetWindows().window);
+            ++checked;
+        }
+        EXPECT_GT(checked, 20);
+        EXPECT_EQ(longest > 2048, hertz < 40.0) << longest;
+    }
+}
+
 TEST(PsolaAnalysis, TheSameInputGivesTheSameBits) {
     const Samples voice = SingSomething(48000.0).samples;
     EXPECT_TRUE(Same(PlaceMarks(48000.0, voice), PlaceMarks(48000.0, voice)));
@@ -970,6 +1029,9 @@ TEST(PsolaAnalysisSegment, MarksInsideAreReplacedAndThoseOutsideStay) {
             EXPECT_NEAR(after[i].period, 44100.0 / hertz, 2.0);
         }
         EXPECT_NEAR(static_cast<double>(i - 61), length * hertz / 44100.0, 2.0);
+        const auto& windows = segment.placer.analysis.GetWindows();
+        EXPECT_EQ(windows.window, 2 * static_cast<int32_t>(44100.0 / hertz + 0.001));
+        EXPECT_EQ(windows.searchRadius, windows.quarterWindow) << "half a period";
         const int32_t last = after[i - 1].position;
         EXPECT_GE(last + 44100.0 / hertz * 1.1, start + length);
 
