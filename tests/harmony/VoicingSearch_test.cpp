@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <filesystem>
+#include <fstream>
 #include <random>
 #include <sstream>
 #include <string>
@@ -28,9 +30,10 @@ struct Task {
     int32_t spacingStyle = 1;
     int32_t rangeBelow = 24;
     int32_t rangeAbove = 0;
+    std::vector<float> durations;  // of the notes; if empty all 1, but each eighth 2
 };
 
-// An engine in mode 7 with a melody of equal notes, each eighth one twice as long.
+// An engine in mode 7 with a melody.
 class Engine {
   public:
     explicit Engine(const Task& task) : params{task.leadVoice, 3, task.spacingStyle, 0} {
@@ -44,7 +47,7 @@ class Engine {
         for (size_t i = 0; i < items.size(); ++i) {
             items[i].pitch = task.pitches[i];
             items[i].startTime = time;
-            time += i % 8 == 7 ? 2.0f : 1.0f;
+            time += task.durations.empty() ? (i % 8 == 7 ? 2.0f : 1.0f) : task.durations[i];
             items[i].endTime = time;
         }
         const NoteList melody = {items.data(), static_cast<int32_t>(items.size()), 4, 4};
@@ -154,7 +157,7 @@ std::vector<int32_t> RandomTune(std::mt19937& random, size_t notes, int32_t key,
 }
 
 // The plain search takes half a microsecond per pair of settings, so tunes are short where lists are long.
-#ifdef NDEBUG
+#if defined(NDEBUG) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 constexpr double kPairs = 6e6;
 #else
 constexpr double kPairs = 0.5e6;
@@ -468,6 +471,100 @@ TEST(VoicingSearch, TheBassIsNotMeasuredAgainstTheTop) {
         widest = std::max(widest, c.voicing[0] - c.voicing[3]);
     }
     EXPECT_GT(widest, 4);
+}
+
+// Faults of part writing in a setting, as a teacher counts them.
+struct Faults {
+    int moves = 0;
+    int parallels = 0;  // fifths and octaves, compound ones too, both voices moving the same way
+    int crossings = 0;
+    int gaps = 0;   // over an octave between neighbours of the upper three voices
+    int leaps = 0;  // over an octave in any voice
+
+    void Count(const std::vector<Voicing>& settings) {
+        for (size_t i = 0; i < settings.size(); ++i) {
+            const Voicing& v = settings[i];
+            for (size_t row = 0; row < 3; ++row) crossings += v[row] > v[row + 1];
+            for (size_t row = 1; row < 3; ++row) gaps += v[row + 1] - v[row] > 12;
+            if (i == 0) continue;
+            ++moves;
+            const Voicing& p = settings[i - 1];
+            for (size_t a = 0; a < 4; ++a) {
+                leaps += std::abs(v[a] - p[a]) > 12;
+                for (size_t b = a + 1; b < 4; ++b) {
+                    const bool together = (v[a] - p[a]) * (v[b] - p[b]) > 0;
+                    const int32_t now = std::abs(v[b] - v[a]) % 12;
+                    parallels += together && now == std::abs(p[b] - p[a]) % 12 && (now == 0 || now == 7);
+                }
+            }
+        }
+    }
+    double PerHundredMoves(int count) const { return 100.0 * count / moves; }
+};
+
+struct Chorale {
+    Task task;
+    std::vector<Voicing> human;  // the voices that sound under each onset of the soprano, where all four do
+};
+
+// Rows of onset, duration, soprano, chord, alto, tenor, bass; "# key: D major" among the lines before.
+Chorale ReadChorale(const std::filesystem::path& path) {
+    Chorale chorale;
+    std::ifstream file(path);
+    for (std::string line; std::getline(file, line);) {
+        if (line.rfind("# key: ", 0) == 0) {
+            const char* const names = "C D EF G A B";
+            chorale.task.key = static_cast<int32_t>(std::string(names).find(line[7]));
+            if (line[8] == '#') chorale.task.key += 1;
+            if (line[8] == 'b' || line[8] == '-') chorale.task.key += 11;
+            chorale.task.key %= 12;
+            chorale.task.scaleRow = line.find("minor") != std::string::npos ? 5 : 0;
+        }
+        if (line.empty() || line[0] == '#') continue;
+        std::istringstream row(line);
+        std::string onset, duration, soprano, chord, alto, tenor, bass;
+        row >> onset >> duration >> soprano >> chord >> alto >> tenor >> bass;
+        chorale.task.pitches.push_back(std::stoi(soprano));
+        chorale.task.durations.push_back(std::stof(duration));
+        if (alto == "-" || tenor == "-" || bass == "-") continue;
+        chorale.human.push_back({std::stoi(bass), std::stoi(tenor), std::stoi(alto), std::stoi(soprano)});
+    }
+    return chorale;
+}
+
+TEST(VoicingSearch, WritesPartsOfRealTunesWithFewerFaultsThanTheComposer) {
+    const std::filesystem::path folder = MLH_MELODIES_DIR;
+    std::vector<std::filesystem::path> files;
+    if (std::filesystem::is_directory(folder)) {
+        for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+            const std::filesystem::path& path = entry.path();
+            if (path.extension() == ".tsv" && path.filename().string().rfind("chorale_", 0) == 0) {
+                files.push_back(path);
+            }
+        }
+    }
+    if (files.empty()) GTEST_SKIP() << "no chorales in " << folder;
+
+    Faults human;
+    Faults engines;
+    for (const auto& path : files) {
+        const Chorale chorale = ReadChorale(path);
+        human.Count(chorale.human);
+        Engine engine(chorale.task);
+        ASSERT_EQ(engine->Calculate(), 0) << path;
+        std::vector<Voicing> settings;  // passing notes without a chord of their own left out
+        for (size_t note = 0; note < chorale.task.pitches.size(); ++note) {
+            if (engine.Chord(note).name != kInherited) settings.push_back(engine.At(note));
+        }
+        engines.Count(settings);
+    }
+    ASSERT_GT(engines.moves, 300);
+    EXPECT_LE(engines.PerHundredMoves(engines.parallels), 0.3);
+    EXPECT_LE(engines.PerHundredMoves(engines.crossings), 0.3);
+    EXPECT_LE(engines.PerHundredMoves(engines.gaps), 0.3);
+    EXPECT_LE(engines.PerHundredMoves(engines.leaps), 0.3);
+    EXPECT_LT(engines.PerHundredMoves(engines.parallels), human.PerHundredMoves(human.parallels));
+    EXPECT_LT(engines.PerHundredMoves(engines.crossings), human.PerHundredMoves(human.crossings));
 }
 
 // SetChordAtNote, step by step and without the engine's code.
