@@ -1156,6 +1156,30 @@ TEST(PsolaAnalysisSegment, TheSearchIsAsWideAgainAfterAPeriodTakenForTheOneBefor
     EXPECT_EQ(placer.analysis.GetWindows().searchRadius, 32);
 }
 
+// A period of 200 found by two impulses at just that distance; higher peaks are looked for from 100 samples
+// before the mark to 99 behind.
+TEST(PsolaAnalysisSegment, ThePeakRuleLooksHalfAPeriodBackAndOneSampleLessForth) {
+    const auto firstMark = [](size_t impulse) {
+        Placer placer(44100.0);
+        placer.analysis.Finish();
+        Samples samples(1000, 0.0f);
+        samples[impulse] = 0.9f;
+        samples[impulse + 200] = 0.9f;
+        const float* rows[] = {samples.data()};
+        EXPECT_EQ(placer.analysis.ReanalyzeSegment(rows, 1000, 0, 57.0f), 0);
+        return placer.marks.GetPosition(1);
+    };
+    EXPECT_EQ(firstMark(300), 200) << "out of reach";
+    EXPECT_EQ(firstMark(299), 202);
+    EXPECT_EQ(firstMark(205), 202);
+    EXPECT_EQ(firstMark(204), 204);
+    EXPECT_EQ(firstMark(200), 200);
+    EXPECT_EQ(firstMark(196), 196);
+    EXPECT_EQ(firstMark(195), 198);
+    EXPECT_EQ(firstMark(100), 198);
+    EXPECT_EQ(firstMark(99), 202) << "only its second impulse, at 299, is in reach";
+}
+
 // Real voices
 
 TEST(PsolaAnalysis, MarksOfRealRecordingsFollowTheTrackersPeriods) {
