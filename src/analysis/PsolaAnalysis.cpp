@@ -1,3 +1,26 @@
+// How a mark is found
+//
+// Take two periods of the signal from the last mark on (the window) and the stretch that starts half a
+// window, hence one expected period, later. Where the expectation is right the two agree as they stand, at
+// lag 0; a true period shorter or longer by n samples shows as a correlation peak at lag n or -n. So the next
+// mark stands halfWindow - lag behind the last one. Looking only a sixteenth of a period around the
+// expectation keeps the search off the octaves; the expectation comes from the tracker, which has heard 93
+// ms, and between two of its frames from the lag just found.
+//
+// Correlation says how far the next period is, not where in the period a mark stands. Rounding alone would
+// let marks wander through the waveform, and grains cut at wandering marks sound rough. So each mark is drawn
+// towards the highest peak around it: at once where it is near, else by two samples a period, since a jump
+// would be heard as a break. Short periods are left alone, there being nothing to choose from.
+//
+// Where there is no voice, marks fall at the last pitch known, or every eighth of a block where there never
+// was one; they only serve to cut the signal somewhere.
+//
+// For: any single voice from about 25 Hz up to 2.7 kHz, as the tracker goes. Against: several voices at once,
+// where the tracker's choice decides which one is followed, and anything quieter than the grid of the
+// correlation, where the expectation is taken as it is.
+//
+// Cost: per mark one correlation of two to eight times the window, so linear in the length of the recording;
+// the tracker, at one long spectrum per 11.6 ms, costs more than all marks of a usual voice.
 #include "analysis/PsolaAnalysis.h"
 
 #include <algorithm>
