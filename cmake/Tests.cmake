@@ -49,3 +49,10 @@ if(MLH_KERNEL_OBJECTS AND CMAKE_NM AND NOT MLH_SANITIZE)
     COMMAND ${CMAKE_COMMAND} "-DNM=${CMAKE_NM}" "-DOBJECTS=$<JOIN:${MLH_KERNEL_OBJECTS},|>"
             -P ${PROJECT_SOURCE_DIR}/cmake/CheckKernelSymbols.cmake)
 endif()
+
+# An outside project finds, links and runs what was installed.
+if(NOT MLH_SANITIZE)
+  add_test(NAME install/OutsideProject
+    COMMAND ${CMAKE_COMMAND} -DBINARIES=${PROJECT_BINARY_DIR} -DSOURCE=${PROJECT_SOURCE_DIR}/tests/install/outside
+            -DWORK=${PROJECT_BINARY_DIR}/install-test -P ${PROJECT_SOURCE_DIR}/tests/install/check.cmake)
+endif()
