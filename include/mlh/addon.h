@@ -102,8 +102,9 @@ class MalleoTuneHarmonyAddOnIf {
     virtual int32_t SetVoicePitchVector(int32_t voice, PitchVector pitches) = 0;
     virtual PitchVector GetVoicePitchVector(int32_t voice) = 0;
     virtual PitchVector GetLeadPitchVector() = 0;
-    // Gives the automatic modes their chords and splits notes at chord changes. 2 for an empty vector
-    // or in the manual mode. Heard after Update.
+    // Gives the automatic modes their chords and splits notes at chord changes. A chord holds from the note
+    // that its time lies strictly inside of; in a rest it counts from the first note on. 2 for an empty
+    // vector or in the manual mode, 3 before Prepare. Heard after Update.
     virtual int32_t SetChordVector(ChordVector chords) = 0;
     // [s] a chord change nearer than this to either end of a note does not split it; initially 0.2.
     virtual float GetChordSplitThreshold() = 0;

@@ -212,8 +212,13 @@ MLH_EXPORT ChordItem mlhChordVectorGetItem(const ChordVector* vector, uint32_t i
 /* Inserts a chord by its time, behind chords of the same time. False for null.              [any] */
 MLH_EXPORT bool mlhChordVectorAddItem(ChordVector* vector, ChordItem item);
 
-/* Gives the automatic modes their chords: three or four different pitches each. Notes are split at
-   chord changes. Returns 0; 2 for a null or empty vector, or in the manual mode; 3.    [assigned] */
+/* Gives the automatic modes their chords: three or four different pitches each, of which the root
+   counts and the number; the tones are those of the key's scale. A chord holds for the note that its
+   time lies inside of and those behind it; a chord change within a note splits it. Call it once for
+   all chords. A time in a rest, or exactly on the start of a note, is inside of no note: such a chord
+   counts from the first note on, so put it a millisecond behind the start of the note it is meant for
+   (mlhGetPitchVector tells the starts).
+   Returns 0; 2 for a null or empty vector, or in the manual mode; 3.                   [assigned] */
 MLH_EXPORT int32_t mlhSetChordVector(void* handle, const ChordVector* vector);
 
 /* Turns notes, possibly overlapping, into the sequence of note sets that sound, one chord per start
