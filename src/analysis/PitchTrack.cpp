@@ -61,26 +61,35 @@ constexpr float kDbPerNeper = 4.3429446f;  // of a power ratio
 float Cos(float x) { return static_cast<float>(std::cos(static_cast<double>(x))); }
 float Log(float x) { return static_cast<float>(std::log(static_cast<double>(x))); }
 
-// Index of the first largest value above 0; 0 where there is none.
-int32_t FirstLargest(const float* values, int32_t count) {
-    int32_t index = 0;
-    float largest = 0.0f;
-    for (int32_t i = 0; i < count; ++i) {
-        if (values[i] > largest) {
-            largest = values[i];
-            index = i;
-        }
+// The largest of the values and `start`. What is not a number loses. Many maxima run side by side, since one
+// alone would wait for each comparison in turn.
+float Largest(const float* values, int32_t count, float start) {
+    constexpr int32_t kLanes = 16;
+    float lanes[kLanes];
+    std::fill_n(lanes, kLanes, start);
+    int32_t i = 0;
+    for (; i <= count - kLanes; i += kLanes) {
+        for (int32_t l = 0; l < kLanes; ++l) lanes[l] = values[i + l] > lanes[l] ? values[i + l] : lanes[l];
     }
-    return index;
+    for (; i < count; ++i) lanes[0] = values[i] > lanes[0] ? values[i] : lanes[0];
+    return *std::max_element(lanes, lanes + kLanes);
 }
 
-// Scales bins 0 to count - 1 so that the largest but bin 0 becomes 1.
-void Normalize(float* bins, int32_t count) {
-    float largest = kSilence;
-    for (int32_t i = 1; i < count; ++i) {
-        if (bins[i] > largest) largest = bins[i];
-    }
-    Ops().VecMulConst(bins, 1.0f / largest, count);
+// Index of the first largest value above 0; 0 where there is none.
+int32_t FirstLargest(const float* values, int32_t count) {
+    const float largest = Largest(values, count, 0.0f);
+    if (!(largest > 0.0f)) return 0;
+    return static_cast<int32_t>(std::find(values, values + count, largest) - values);
+}
+
+// What makes the largest of the bins but bin 0 a 1.
+float Normalizer(const float* bins, int32_t count) { return 1.0f / Largest(bins + 1, count - 1, kSilence); }
+
+// A transform of `size` points of which only the first `filled` are given and, on the way back, asked for.
+FFTPointer MakeFft(int32_t filled, int32_t size) {
+    CqrtfFFT_If* fft;
+    Ops().FFTCreate(&fft, filled, size / filled, 0);
+    return FFTPointer(fft);
 }
 
 bool MovedByAQuarter(float fromHz, float toHz) { return fromHz * 0.75f > toHz || toHz * 0.75f > fromHz; }
@@ -180,10 +189,11 @@ CPTAnalysisNew::CPTAnalysisNew(int32_t sampleRate, int32_t fftSize, int32_t fram
         const float angle = static_cast<float>(i) * 6.2831855f / static_cast<float>(frameSize - 1);
         window[i] = (1.0f - Cos(angle)) * 0.5f;
     }
-    for (FFTPointer* fft : {&spectrumFft, &correlationFft}) {
-        CqrtfFFT_If* newFft;
-        Ops().FFTCreate(&newFft, fftSize, 1, 0);
-        fft->reset(newFft);
+    spectrumFft = MakeFft(frameSize, fftSize);
+    correlationFft = MakeFft(fftSize / 2, fftSize);
+    combDivisor.resize(BinOf(kCombEndHz));
+    for (int32_t i = combStartBin; i < BinOf(kCombEndHz); ++i) {
+        combDivisor[i] = static_cast<float>(std::min(kCombHarmonics, (fftSize - 1) / i));
     }
     frame.spectrum.resize(fftSize);
     frame.combined.resize(fftSize);
@@ -213,6 +223,7 @@ void CPTAnalysisNew::Reset() {
 
 void CPTAnalysisNew::Analyze(const float* samples, PitchTrackResult* result) {
     Measure(samples);
+    if (IsLeap(frame)) MeasureRivals();
     Decide(frame, result);
 }
 
@@ -223,31 +234,34 @@ void CPTAnalysisNew::Measure(const float* samples) {
     AutocorrelateSpectrum();
     CombineWithSpectrum();
     ClearBelowFirstMinimum();
-    FindLowPeak();
     FindProductPeak();
+}
+
+void CPTAnalysisNew::MeasureRivals() {
+    FindLowPeak();
     FindCombPeak();
 }
 
 void CPTAnalysisNew::MeasureLevel(const float* samples) {
     // Only the positive half counts; the thresholds on the level are tuned to that.
-    double sum = 0.0;
+    constexpr int32_t kLanes = 4;
+    double sums[kLanes] = {};
     for (int32_t i = 0; i < frameSize; ++i) {
         const float x = samples[i];
         const float square = x > kSquareFloor ? x * x : kSquareFloor;
-        sum += static_cast<double>(square);
+        sums[i % kLanes] += static_cast<double>(square);
     }
+    const double sum = (sums[0] + sums[1]) + (sums[2] + sums[3]);
     frame.level = static_cast<float>(std::sqrt(sum / frameSize));
 }
 
 void CPTAnalysisNew::ComputeSpectrum(const float* samples) {
-    float* const spectrum = frame.spectrum.data();
-    float* const padded = frame.scratch.data();
-    std::copy_n(samples, frameSize, padded);
-    Ops().VecMul(padded, window.data(), frameSize);
-    Ops().VecZero(padded + frameSize, fftSize - frameSize);
-    spectrumFft->Forward(spectrum, padded);
-    Ops().SpectrumMagnitude(spectrum, spectrum, fftSize / 2);
-    Ops().VecZero(spectrum + fftSize / 2, fftSize / 2);  // the refinement looks one bin beyond the lower half
+    float* const work = frame.scratch.data();
+    std::copy_n(samples, frameSize, work);
+    Ops().VecMul(work, window.data(), frameSize);
+    spectrumFft->Forward(work, work);
+    // The upper half stays 0: the refinement looks one bin beyond the lower half.
+    Ops().SpectrumMagnitude(frame.spectrum.data(), work, fftSize / 2);
 }
 
 void CPTAnalysisNew::PruneSpectrum() {
@@ -255,40 +269,41 @@ void CPTAnalysisNew::PruneSpectrum() {
     float* const combined = frame.combined.data();
     const int32_t lowBin = std::max(BinOf(kLowestHz), 6);
     const int32_t highBin = BinOf(kPrunedBelowHz);
-    Ops().VecZero(combined, fftSize);
+    const int32_t open = highBin - kPeakReach;
     std::fill_n(combined, lowBin, kSilence);
+    std::fill(combined + lowBin, combined + open, 0.0f);
     for (int32_t k = lowBin; k < highBin; ++k) {
         if (spectrum[k] > spectrum[k - 1] && spectrum[k] >= spectrum[k + 1]) {
             std::copy_n(spectrum + k - kPeakReach, 2 * kPeakReach + 1, combined + k - kPeakReach);
         }
     }
-    const int32_t open = highBin - kPeakReach;
     std::copy_n(spectrum + open, fftSize / 2 - open, combined + open);
 }
 
+// The upper half of the transform's points is empty, which keeps the correlation from wrapping around.
 void CPTAnalysisNew::AutocorrelateSpectrum() {
     float* const combined = frame.combined.data();
     float* const power = frame.scratch.data();
-    float* const zeros = frame.product.data();
-    const int32_t half = fftSize / 2;
-    // The empty upper half keeps the correlation from wrapping around.
-    Ops().VecZero(combined + half, half);
     correlationFft->Forward(power, combined);
-    Ops().SpectrumMagnitude(power, power, half);
-    Ops().VecMul(power, power, half);
-    Ops().VecZero(power + half, half);
-    Ops().VecZero(zeros, half);
-    Ops().SpectrumPack(combined, power, zeros, fftSize);
-    correlationFft->Inverse(combined, combined);
+    power[0] = power[0] * power[0];
+    power[1] = 0.0f;
+    for (int32_t k = 2; k < fftSize; k += 2) {
+        power[k] = power[k] * power[k] + power[k + 1] * power[k + 1];
+        power[k + 1] = 0.0f;
+    }
+    correlationFft->Inverse(combined, power);
 }
 
 void CPTAnalysisNew::CombineWithSpectrum() {
     float* const combined = frame.combined.data();
     float* const spectrum = frame.spectrum.data();
     const int32_t half = fftSize / 2;
-    Normalize(spectrum, half);
-    Normalize(combined, half);
-    for (int32_t i = 0; i < half; ++i) combined[i] = combined[i] + 0.25f * spectrum[i];
+    const float spectrumScale = Normalizer(spectrum, half);
+    const float combinedScale = Normalizer(combined, half);
+    for (int32_t i = 0; i < half; ++i) {
+        spectrum[i] *= spectrumScale;
+        combined[i] = combined[i] * combinedScale + 0.25f * spectrum[i];
+    }
 }
 
 void CPTAnalysisNew::ClearBelowFirstMinimum() {
@@ -300,8 +315,7 @@ void CPTAnalysisNew::ClearBelowFirstMinimum() {
             break;
         }
     }
-    Ops().VecZero(combined + fftSize / 2, fftSize / 2);
-    Ops().VecZero(combined, std::max(minimum, BinOf(kLowestHz)));
+    std::fill_n(combined, std::max(minimum, BinOf(kLowestHz)), 0.0f);
 }
 
 void CPTAnalysisNew::FindLowPeak() { frame.lowPeak = FirstLargest(frame.combined.data(), fftSize / 4); }
@@ -310,12 +324,18 @@ void CPTAnalysisNew::FindProductPeak() {
     const float* const combined = frame.combined.data();
     float* const product = frame.product.data();
     const int32_t half = fftSize / 2;
-    for (int32_t i = 0; i < half; ++i) product[i] = 2.0f * combined[i];
-    for (int32_t h = 2; h <= 3; ++h) {
-        const float divisor = static_cast<float>(h);
-        const int32_t end = half / h;
-        for (int32_t i = 0; i < end; ++i) product[i] *= (combined[h * i] + 0.15f) / divisor;
-        Ops().VecMulConst(product + end, 0.15f / divisor, half - end);
+    // Harmonics beyond the lower half count as 0.
+    const int32_t thirdEnd = half / 3;
+    const int32_t secondEnd = half / 2;
+    const auto factor = [](float harmonic, float divisor) { return (harmonic + 0.15f) / divisor; };
+    for (int32_t i = 0; i < thirdEnd; ++i) {
+        product[i] = 2.0f * combined[i] * factor(combined[2 * i], 2.0f) * factor(combined[3 * i], 3.0f);
+    }
+    for (int32_t i = thirdEnd; i < secondEnd; ++i) {
+        product[i] = 2.0f * combined[i] * factor(combined[2 * i], 2.0f) * factor(0.0f, 3.0f);
+    }
+    for (int32_t i = secondEnd; i < half; ++i) {
+        product[i] = 2.0f * combined[i] * factor(0.0f, 2.0f) * factor(0.0f, 3.0f);
     }
     frame.productPeak = FirstLargest(product, half);
 }
@@ -323,23 +343,25 @@ void CPTAnalysisNew::FindProductPeak() {
 void CPTAnalysisNew::FindCombPeak() {
     const float* const combined = frame.combined.data();
     float* const comb = frame.scratch.data();
-    Ops().VecZero(comb, fftSize);
-    int32_t harmonics = kCombHarmonics;
+    const int32_t half = fftSize / 2;
     const int32_t end = BinOf(kCombEndHz);
+    Ops().VecZero(comb, fftSize);
+    for (int32_t h = 1; h <= kCombHarmonics; ++h) {
+        // Harmonics in the empty upper half have nothing to add.
+        const int32_t harmonicEnd = std::min(end, (half - 1) / h + 1);
+        const float weight = static_cast<float>(30 + h);
+        for (int32_t i = combStartBin; i < harmonicEnd; ++i) comb[i] += combined[i * h] * 31.0f / weight;
+    }
     for (int32_t i = combStartBin; i < end; ++i) {
-        harmonics = std::min(harmonics, (fftSize - 1) / i);
-        float sum = 0.0f;
-        for (int32_t h = 1; h <= harmonics; ++h) {
-            sum += combined[i * h] * 31.0f / static_cast<float>(30 + h);
-        }
         // What a candidate at a third, a half or two thirds explains as well is taken off.
         const float position = static_cast<float>(i);
+        float sum = comb[i];
         sum -= 0.25f * combined[static_cast<int32_t>(position * 0.5f)];
         sum -= 0.1f * combined[static_cast<int32_t>(position * 0.6666f)];
         sum -= 0.1f * combined[static_cast<int32_t>(position * 0.3333f)];
-        comb[i] = sum / static_cast<float>(harmonics);
+        comb[i] = sum / combDivisor[i];
     }
-    frame.combPeak = FirstLargest(comb, fftSize / 2);
+    frame.combPeak = FirstLargest(comb, half);
 }
 
 // ---------------------------------------------------------------- one frame: the decision
@@ -370,15 +392,23 @@ void CPTAnalysisNew::Decide(const PitchFrame& measured, PitchTrackResult* result
     result->peakWidth = peakWidth;
 }
 
+// The product's candidate leaps up by about an octave, or did so in the frame before and was taken down.
+bool CPTAnalysisNew::IsLeap(const PitchFrame& measured) const {
+    if (!KnowsTwoPitches()) return false;
+    const float candidateHz = BinToHz(static_cast<float>(measured.productPeak));
+    return candidateHz > (pitchHistory[1] + lastPitchHz) * 1.8f * 0.5f || octaveDown;
+}
+
+bool CPTAnalysisNew::KnowsTwoPitches() const { return lastPitchHz > 0.0f && pitchHistory[1] > 0.0f; }
+
 // The harmonic product's candidate, or that of the harmonic sum when the product leaps up by about an octave
 // and the sum stays.
 int32_t CPTAnalysisNew::CheckOctave(const PitchFrame& measured) {
     const int32_t candidate = measured.productPeak;
-    if (!(lastPitchHz > 0.0f && pitchHistory[1] > 0.0f)) return candidate;
-    const float candidateHz = BinToHz(static_cast<float>(candidate));
-    const bool suspicious = candidateHz > (pitchHistory[1] + lastPitchHz) * 1.8f * 0.5f || octaveDown;
+    if (!KnowsTwoPitches()) return candidate;
+    const bool leap = IsLeap(measured);
     octaveDown = false;
-    if (!suspicious) return candidate;
+    if (!leap) return candidate;
     const int32_t distance = std::abs(candidate - 2 * measured.combPeak);
     if (measured.combPeak > minCombBin &&
         static_cast<float>(distance) <= 0.3f * static_cast<float>(candidate)) {
@@ -425,9 +455,8 @@ float CPTAnalysisNew::HarmonicRatio(const PitchFrame& measured, int32_t candidat
     if (candidate >= fftSize / 4) return 0.0f;  // no harmonic to sum
 
     const float* const spectrum = measured.spectrum.data();
-    float total = 0.0f;
-    for (int32_t k = candidate; k < fftSize / 2; ++k) total += spectrum[k];
-    const float mean = total / static_cast<float>(fftSize / 2 - candidate);
+    float mean;
+    Ops().VecMean(spectrum + candidate, &mean, fftSize / 2 - candidate);
     float sum = 0.0f;
     int32_t count = 0;
     for (int32_t k = candidate; k < fftSize / 4; k += candidate, ++count) sum += spectrum[k];

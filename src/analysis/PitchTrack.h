@@ -54,14 +54,16 @@ struct PitchFrame {
     std::vector<float> spectrum;  ///< fftSize: normalised magnitudes in the lower half, 0 above
     std::vector<float> combined;  ///< fftSize: autocorrelation of the spectrum plus a quarter of the spectrum
     std::vector<float> product;   ///< fftSize / 2: harmonic product of `combined`
-    std::vector<float> scratch;   ///< fftSize: work space, at last the weighted harmonic sum
+    std::vector<float> scratch;   ///< fftSize: work space; after MeasureRivals the weighted harmonic sum
     float level = 0.0f;
     int32_t productPeak = 0;  ///< candidate of the harmonic product
-    int32_t lowPeak = 0;      ///< greatest bin of `combined` in the low range
-    int32_t combPeak = 0;     ///< candidate of the weighted harmonic sum
+    int32_t lowPeak = 0;      ///< greatest bin of `combined` in the low range; by MeasureRivals
+    int32_t combPeak = 0;     ///< candidate of the weighted harmonic sum; by MeasureRivals
 };
 
 /// The analysis of one frame, in two steps: Measure looks at the frame alone, Decide brings in the past.
+/// Between them the harmonic product's rivals are measured if Decide is going to ask for them, which is
+/// seldom.
 class CPTAnalysisNew {
   public:
     CPTAnalysisNew(int32_t sampleRate, int32_t fftSize, int32_t frameSize);
@@ -69,10 +71,12 @@ class CPTAnalysisNew {
     CPTAnalysisNew(const CPTAnalysisNew&) = delete;
     CPTAnalysisNew& operator=(const CPTAnalysisNew&) = delete;
 
-    /// Measure, then Decide, on `samples[0 .. frameSize)`.
+    /// Measure, MeasureRivals where they matter, then Decide, on `samples[0 .. frameSize)`.
     void Analyze(const float* samples, PitchTrackResult* result);
-    /// Fills GetFrame() from frameSize samples. Touches nothing of the past.
+    /// Fills GetFrame() from frameSize samples, but for the rivals. Touches nothing of the past.
     void Measure(const float* samples);
+    /// Adds the harmonic sum, its candidate and the low peak of the frame last measured.
+    void MeasureRivals();
     /// Chooses among the candidates of `frame`. Reads the previous pitch from `result`, writes the new result
     /// there.
     void Decide(const PitchFrame& frame, PitchTrackResult* result);
@@ -100,11 +104,15 @@ class CPTAnalysisNew {
     void AutocorrelateSpectrum();
     void CombineWithSpectrum();
     void ClearBelowFirstMinimum();
-    void FindLowPeak();
     void FindProductPeak();
+
+    // MeasureRivals
+    void FindLowPeak();
     void FindCombPeak();
 
     // Decide, in this order
+    bool IsLeap(const PitchFrame& frame) const;
+    bool KnowsTwoPitches() const;
     int32_t CheckOctave(const PitchFrame& frame);
     float PeakWidth(const PitchFrame& frame, int32_t candidate) const;
     float PeakFlatness(const PitchFrame& frame, int32_t candidate) const;
@@ -121,6 +129,7 @@ class CPTAnalysisNew {
     int32_t minCombBin;    // the harmonic sum's candidate must lie above this to be taken
     int32_t combStartBin;  // first bin of the harmonic sum
     std::vector<float> window;
+    std::vector<float> combDivisor;  // [bin] how many harmonics it is a sum of
     FFTPointer spectrumFft;
     FFTPointer correlationFft;
     PitchFrame frame;

@@ -580,6 +580,7 @@ void ExpectLargest(int32_t index, const std::vector<double>& values, const char*
 
 void ExpectReference(CPTAnalysisNew& analysis, const std::vector<float>& samples, int32_t fftSize) {
     analysis.Measure(samples.data());
+    analysis.MeasureRivals();
     const PitchFrame& frame = analysis.GetFrame();
     const ReferenceFrame reference(samples, fftSize);
     EXPECT_NEAR(frame.level, reference.level, 1e-6 * reference.level);
@@ -640,7 +641,9 @@ TEST(CPTAnalysisNew, MeasuringKnowsNoPast) {
     for (uint64_t seed = 1; seed < 6; ++seed) used.Analyze(Noise(kFrameSize, seed).data(), &result);
     std::vector<float> tone = HarmonicTone(200, 11025, 0.1);
     used.Measure(tone.data());
+    used.MeasureRivals();
     fresh.Measure(tone.data());
+    fresh.MeasureRivals();
     EXPECT_EQ(used.GetFrame().spectrum, fresh.GetFrame().spectrum);
     EXPECT_EQ(used.GetFrame().combined, fresh.GetFrame().combined);
     EXPECT_EQ(used.GetFrame().product, fresh.GetFrame().product);
@@ -651,9 +654,11 @@ TEST(CPTAnalysisNew, TheLevelCountsThePositiveHalf) {
     CPTAnalysisNew analysis(11025, kFftSize, kFrameSize);
     std::vector<float> samples(kFrameSize, -0.5f);
     analysis.Measure(samples.data());
+    analysis.MeasureRivals();
     EXPECT_FLOAT_EQ(analysis.GetFrame().level, 1e-12f);
     for (int32_t i = 0; i < kFrameSize; i += 4) samples[i] = 0.5f;
     analysis.Measure(samples.data());
+    analysis.MeasureRivals();
     EXPECT_FLOAT_EQ(analysis.GetFrame().level, 0.25f);
 }
 
