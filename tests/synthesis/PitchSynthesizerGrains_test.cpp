@@ -251,6 +251,13 @@ TEST(Rendering, AgreesWithThePlainReferenceBitByBit) {
             voice->SetSegmentParameter(i, SegmentGain, between(0.0f, 1.5f));
             if (seed > 4) voice->SetSegmentParameter(i, SegmentFormantShift, between(-7.0f, 7.0f));
         }
+        for (int32_t i = 1; seed > 5 && i < voice->GetSegmentCount(); i += 2) {  // stretched and squeezed
+            double start = 0.0, end = 0.0;
+            voice->GetSegmentTimes(i, &start, &end);
+            start += static_cast<double>(between(-0.04f, 0.04f));
+            end += static_cast<double>(between(-0.04f, 0.04f));
+            voice->SetSegmentTimes(i, &start, &end, true);
+        }
         if (seed > 6) voice->SetGlobalParameter(GlobalFormantShift, between(-5.0f, 5.0f));
         if (seed > 8) voice->SetGlobalParameter(GlobalTransposition, between(-12.0f, 12.0f));
         if (seed > 10) voice->SetGlobalParameter(GlobalTimeScale, between(0.5f, 2.0f));
@@ -635,6 +642,46 @@ TEST(Seeking, GoesOnFromThere) {
         if (late == -450 || difference < best) best = difference;
     }
     EXPECT_LT(best, 1e-6);
+}
+
+TEST(Seeking, EntersEverySegmentAnew) {
+    ScriptedRecording recording = SteadyRecording({Noise(44100, 12)}, 147, 5);
+    const VoiceOwner voice = recording.MakeVoice();
+    Render(*voice, 1, 40000, 1000);
+    voice->SetPosition(0.0);
+    const std::vector<float> again = Render(*voice, 1, 40000, 1000)[0];
+    // Behind the period that still sounded it is the recording once more.
+    const std::vector<float>& source = recording.reader.GetRows()[0];
+    EXPECT_LT(DifferenceDecibels({again.begin() + 147, again.end()}, {source.begin() + 147, source.end()}, 0,
+                                 39000),
+              kRoundingDecibels);
+}
+
+TEST(Seeking, FindsNothingToSingBehindTheRecording) {
+    ScriptedRecording recording = SteadyRecording({Noise(14700, 12)}, 147);
+    const VoiceOwner voice = recording.MakeVoice();
+    SegmentInfo info;
+    voice->GetSegmentInfo(1, &info);
+    info.sourceEnd *= 2.0;  // half of what the segment sings lies behind the last mark
+    voice->SetSegmentInfo(1, info, false);
+    const std::vector<float> through = Render(*voice, 1, 12000, 100)[0];
+    EXPECT_EQ(std::vector<float>(through.begin() + 8000, through.end()), std::vector<float>(4000, 0.0f));
+    voice->SetPosition(11000.0 / kRate);
+    EXPECT_EQ(Render(*voice, 1, 2000, 100)[0], std::vector<float>(2000, 0.0f));
+}
+
+TEST(Rendering, StaysInASegmentThatAnEarlierOneComesToCover) {
+    ScriptedRecording recording = SteadyRecording({Pulses(44100, 147)}, 147, 4);
+    const VoiceOwner voice = recording.MakeVoice();
+    double start = 0.0, secondStart = 0.0, end = 0.0;
+    voice->GetSegmentTimes(1, &start, &secondStart);
+    voice->GetSegmentTimes(2, &secondStart, &end);
+    const int32_t inside = static_cast<int32_t>((secondStart + 0.05) * kRate);
+    Render(*voice, 1, inside);
+    voice->SetSegmentTimes(1, &start, &end, false);
+    voice->SetSegmentParameter(1, SegmentGain, 0.0f);
+    const std::vector<float> rendered = Render(*voice, 1, 4000)[0];
+    EXPECT_GT(*std::max_element(rendered.begin() + 1000, rendered.end()), 0.1f);
 }
 
 TEST(Seeking, StartsAnewOnlyAfterThreeBlocks) {

@@ -484,6 +484,11 @@ TEST_F(PitchSynthesizerSegments, UndoASplitWhenMerged) {
     EXPECT_EQ(Segment(1).lastMark, 70);
 }
 
+TEST_F(PitchSynthesizerSegments, LoseTheMergedOneWhenTheHigherIndexIsPassedFirst) {
+    ASSERT_EQ(voice->MergeSegments(2, 1), 0);
+    EXPECT_THAT(Borders(), testing::ElementsAre(0.0, 0.2, 0.7, 1.2, 1.2, 2.0));
+}
+
 TEST_F(PitchSynthesizerSegments, AreMergedOnlyWithANeighbour) {
     EXPECT_EQ(voice->MergeSegments(0, 2), 1);
     EXPECT_EQ(voice->MergeSegments(3, 0), 1);

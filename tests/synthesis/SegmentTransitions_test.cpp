@@ -65,10 +65,10 @@ TEST(MeasuredGlideIn, EndsBeforeTheCrossingWhenThereIsNoOvershoot) {
 }
 
 TEST(MeasuredGlideIn, CountsTheExactPitchAsAbove) {
-    // From above onto the pitch itself: never crosses, so only the longest time ends it, at mark 30.
-    EXPECT_FLOAT_EQ(MeasuredIn(Pitches(kFirst, {{62}, {61}, {60}, {60}})), 9.0f);
-    // From below it crosses at mark 22 and stays: as far as the longest time again.
-    EXPECT_FLOAT_EQ(MeasuredIn(Pitches(kFirst, {{58}, {59}, {60}, {60}})), 9.0f);
+    // Touching 60 from above is no crossing, so only the longest time ends it, at mark 30.
+    EXPECT_FLOAT_EQ(MeasuredIn(Pitches(kFirst, {{62}, {61}, {60}, {60.5f}, {60.2f}})), 9.0f);
+    // Touching it from below is one, and 60.5 the overshoot.
+    EXPECT_FLOAT_EQ(MeasuredIn(Pitches(kFirst, {{58}, {59}, {60}, {60.5f}, {60.2f}})), 2.0f);
 }
 
 TEST(MeasuredGlideIn, IsNoLongerThan75Milliseconds) {
