@@ -53,13 +53,9 @@ const std::array<float, kWindowSize>& WindowTable() {
     return table;
 }
 
-// Index of the window for sample i of a half; the half's ends meet the table's ends.
+// Index into the window table from one sample of a half to the next; the half's ends meet the table's ends.
 float WindowStep(int32_t halfLength) {
     return halfLength > 1 ? 32767.0f / static_cast<float>(halfLength - 1) : 32768.0f;
-}
-
-float Window(const std::array<float, kWindowSize>& table, int32_t i, float step) {
-    return table[static_cast<int32_t>(static_cast<float>(i) * step + 0.5f)];
 }
 
 // `last` keeps the read inside where rounding makes the position drift through a grain of absurd length.
@@ -111,6 +107,11 @@ void CMELODORPitchSynthesizer::GrowBuffersForGrain() {
     const int64_t width = static_cast<int64_t>(previousPeriod) + currentPeriod;
     GrowInSteps(grainSource, width + 2);  // interpolation looks one sample ahead
     GrowInSteps(accumulator, accumulated + width);
+    const size_t longest = static_cast<size_t>(grainSource.GetSize());
+    if (windowRow.size() < longest) {
+        windowRow.resize(longest);
+        resampledGrain.resize(longest);
+    }
 }
 
 bool CMELODORPitchSynthesizer::AtEnd(int32_t frames) const {
@@ -219,40 +220,61 @@ int32_t CMELODORPitchSynthesizer::HalfLength(int32_t period, float total) const 
     return std::max(TruncateToInt32(std::min(grainWidth * width, width / total + 0.5f)), 0);
 }
 
+// The window of a half of this length, 0 to 1. The left half of a grain mostly has the length of the right
+// half before, so the last row is kept.
+const float* CMELODORPitchSynthesizer::WindowRow(int32_t halfLength) {
+    if (halfLength != windowRowLength) {
+        const auto& table = WindowTable();
+        const float step = WindowStep(halfLength);
+        for (int32_t i = 0; i < halfLength; ++i) {
+            windowRow[i] = table[static_cast<int32_t>(static_cast<float>(i) * step + 0.5f)];
+        }
+        windowRowLength = halfLength;
+    }
+    return windowRow.data();
+}
+
+// `count` samples of the grain from `position` on, `step` apart; `position` moves on behind them. With a step
+// of 1, which is the rule, positions are whole and the samples the recording's own.
+const float* CMELODORPitchSynthesizer::ReadGrain(const float* source, float& position, float step,
+                                                 int32_t count) {
+    if (step == 1.0f) {
+        const float* samples = source + static_cast<int32_t>(position);
+        position += static_cast<float>(count);
+        return samples;
+    }
+    const int32_t lastIndex = grainSource.GetSize() - 2;
+    for (int32_t i = 0; i < count; ++i) {
+        resampledGrain[i] = Interpolate(source, position, lastIndex);
+        position += step;
+    }
+    return resampledGrain.data();
+}
+
 void CMELODORPitchSynthesizer::OverlapAddGrain() {
-    const auto& table = WindowTable();
     const float step = settings.formantShift * segmentFormantRatio;
     const float total = settings.transposition * periodRatio * step;
-    const int32_t lastIndex = grainSource.GetSize() - 2;
     const int32_t centre = accumulated + previousPeriod;
 
     const int32_t leftLength = HalfLength(previousPeriod, total);
-    const float leftStep = WindowStep(leftLength);
     const float leftStart = static_cast<float>(previousPeriod) - static_cast<float>(leftLength) * step;
     float position = leftStart;
+    const float* const rising = WindowRow(leftLength);
     for (int32_t c = 0; c < RenderedChannels(); ++c) {
-        const float* source = grainSource.GetChannel(c);
-        float* left = accumulator.GetChannel(c) + centre - leftLength;
         position = leftStart;
-        for (int32_t i = 0; i < leftLength; ++i) {
-            const float x = Interpolate(source, position, lastIndex);
-            left[i] += x * (Window(table, i, leftStep) * grainGain);
-            position += step;
-        }
+        const float* x = ReadGrain(grainSource.GetChannel(c), position, step, leftLength);
+        float* left = accumulator.GetChannel(c) + centre - leftLength;
+        for (int32_t i = 0; i < leftLength; ++i) left[i] += x[i] * (rising[i] * grainGain);
     }
 
     const int32_t rightLength = HalfLength(currentPeriod, total);
-    const float rightStep = WindowStep(rightLength);
     const float rightStart = position;
+    const float* const falling = WindowRow(rightLength);
     for (int32_t c = 0; c < RenderedChannels(); ++c) {
-        const float* source = grainSource.GetChannel(c);
-        float* right = accumulator.GetChannel(c) + centre;
         position = rightStart;
-        for (int32_t i = 0; i < rightLength; ++i) {
-            const float x = Interpolate(source, position, lastIndex);
-            right[i] = (1.0f - Window(table, i, rightStep)) * grainGain * x;
-            position += step;
-        }
+        const float* x = ReadGrain(grainSource.GetChannel(c), position, step, rightLength);
+        float* right = accumulator.GetChannel(c) + centre;
+        for (int32_t i = 0; i < rightLength; ++i) right[i] = (1.0f - falling[i]) * grainGain * x[i];
     }
 }
 

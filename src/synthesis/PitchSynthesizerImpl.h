@@ -98,6 +98,8 @@ class CMELODORPitchSynthesizer final : public CMELODORPitchSynthesizerIf {
     int32_t OutputPeriod(int32_t sourcePeriod) const;
     float SourceAdvance(int32_t sourcePeriod) const;
     int32_t HalfLength(int32_t period, float total) const;
+    const float* WindowRow(int32_t halfLength);
+    const float* ReadGrain(const float* source, float& position, float step, int32_t count);
     void OverlapAddGrain();
     int32_t RenderedChannels() const;
 
@@ -112,10 +114,13 @@ class CMELODORPitchSynthesizer final : public CMELODORPitchSynthesizerIf {
 
     AudioSampleBuffer output;  // the block of the caller
     AudioSampleBuffer
-        grainSource;  // one grain's samples of the recording; index `previousPeriod` is its mark
-    AudioSampleBuffer accumulator;  // output under construction, 0 behind the last grain
-    int32_t outputPosition = 0;     // output sample of the accumulator's first
-    int32_t previousPosition = -1;  // outputPosition before the last block
+        grainSource;               // one grain's samples of the recording; index `previousPeriod` is its mark
+    std::vector<float> windowRow;  // the window of the last half, windowRowLength values
+    int32_t windowRowLength = 0;
+    std::vector<float> resampledGrain;  // one half read at another step than 1
+    AudioSampleBuffer accumulator;      // output under construction, 0 behind the last grain
+    int32_t outputPosition = 0;         // output sample of the accumulator's first
+    int32_t previousPosition = -1;      // outputPosition before the last block
     int32_t currentMarkIndex = 0;
     int32_t currentSegmentIndex = 0;  // where the search for the next grain's segment starts; -1 counts as 0
     int32_t lookupSegmentIndex = -1;  // the same for GetOutputPitchAt and GetOutputGainAt
