@@ -169,8 +169,10 @@ int32_t MalleoTuneHarmonyAddOn::GetVoicesAbove() { return harmonyParams_[0]; }
 
 int32_t MalleoTuneHarmonyAddOn::SetVoicePitchVector(int32_t voice, PitchVector pitches) {
     if (voice < 0 || voice >= kMaxVoices || pitches.size() != leadPitch_.size()) return 2;
+    // Where chords have split the lead since the last update, the voice still has its old elements.
     PitchVector& own = voicePitch_[voice];
-    for (std::size_t i = 0; i < own.size(); ++i) own[i].SetPitch(pitches[i].GetPitch());
+    const std::size_t count = std::min(own.size(), pitches.size());
+    for (std::size_t i = 0; i < count; ++i) own[i].SetPitch(pitches[i].GetPitch());
     dirty_ = true;
     return 0;
 }

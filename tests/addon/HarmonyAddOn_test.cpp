@@ -163,6 +163,25 @@ TEST(HarmonyAddOn, SetVoicePitchVectorWantsTheLengthOfTheLead) {
     EXPECT_EQ(f.addOn->GetVoicePitchVector(0)[1].GetStart(), f.addOn->GetLeadPitchVector()[1].GetStart());
 }
 
+// Between chords and the update that follows them the lead may have fewer elements than the voices.
+TEST(HarmonyAddOn, SetVoicePitchVectorReadsNoFurtherThanTheLead) {
+    Fixture f(SingScale({60, 64}, 1.5).samples);
+    const float split = f.addOn->GetLeadPitchVector()[1].GetStart() + 0.5f;
+    ASSERT_EQ(f.addOn->SetChordVector({MajorChord(split, 60)}), 0);
+    f.addOn->Update();
+    const auto before = f.addOn->GetVoicePitchVector(2);
+    ASSERT_EQ(f.addOn->SetChordVector({MajorChord(0.0f, 60)}), 0);
+    auto pitches = f.addOn->GetLeadPitchVector();
+    ASSERT_LT(pitches.size(), before.size());
+    for (auto& element : pitches) element.SetPitch(50.0f);
+    pitches.shrink_to_fit();
+    EXPECT_EQ(f.addOn->SetVoicePitchVector(2, pitches), 0);
+    const auto after = f.addOn->GetVoicePitchVector(2);
+    for (std::size_t i = 0; i < after.size(); ++i) {
+        EXPECT_EQ(after[i].GetPitch(), i < pitches.size() ? 50.0f : before[i].GetPitch()) << i;
+    }
+}
+
 TEST(HarmonyAddOn, KeysFrom12AreMinor) {
     Fixture f(Phrase().samples);
     EXPECT_EQ(f.addOn->SetKey(14), 0);
@@ -210,6 +229,18 @@ TEST(HarmonyAddOn, AutomaticModesSingFourThreeAndTwoVoicesBesideTheLead) {
             EXPECT_NEAR(line[i].GetPitch(), lead[i].GetPitch(), 0.6f);
         }
     }
+}
+
+// A single note is no chord that voices could be set on.
+TEST(HarmonyAddOn, WithoutHarmonyRowsOnlyTheLeadsLineIsRendered) {
+    Fixture f(Phrase().samples);
+    ASSERT_EQ(f.addOn->SetChordVector({AddOnIf::ChordElement(0.0f, 60)}), 0);
+    f.addOn->Update();
+    EXPECT_EQ(f.addOn->GetHarmonyMode(), 0);
+    EXPECT_EQ(f.own().GetActiveVoices(), 1);
+    const auto voices = f.Render(44100);
+    EXPECT_GT(Peak(voices[0]), 0.1f);
+    for (int v = 1; v < 4; ++v) EXPECT_EQ(Peak(voices[v]), 0.0f) << v;
 }
 
 TEST(HarmonyAddOn, ManualModeStartsWithTheLeadAloneOnItsOwnPitch) {
@@ -312,6 +343,25 @@ TEST(HarmonyAddOn, AChordAtTheThresholdDoesNotSplit) {
     EXPECT_EQ(f.addOn->GetLeadPitchVector().size(), count + 1);
 }
 
+TEST(HarmonyAddOn, TheThresholdIsAFifthOfASecondAtFirst) {
+    Fixture f = LongNote();
+    EXPECT_EQ(f.addOn->GetChordSplitThreshold(), 0.2f);
+    const auto lead = f.addOn->GetLeadPitchVector();
+    SegmentInfo info;
+    ASSERT_EQ(f.own().GetSynthesizer(0).GetSegmentInfo(1, &info), 0);
+    const struct {
+        float fromStart, fromEnd;
+        std::size_t splits;
+    } cases[] = {{0.199f, 0.0f, 0}, {0.201f, 0.0f, 1}, {0.0f, 0.199f, 0}, {0.0f, 0.201f, 1}};
+    for (const auto& c : cases) {
+        Fixture fresh = LongNote();
+        const double at = c.fromEnd > 0.0f ? info.sourceEnd - c.fromEnd : info.sourceStart + c.fromStart;
+        ASSERT_EQ(fresh.addOn->SetChordVector({MajorChord(static_cast<float>(at), 60)}), 0);
+        EXPECT_EQ(fresh.addOn->GetLeadPitchVector().size(), lead.size() + c.splits)
+            << c.fromStart << " " << c.fromEnd;
+    }
+}
+
 TEST(HarmonyAddOn, ChordsAtNoTimeSplitNothing) {
     Fixture f = LongNote();
     const auto count = f.addOn->GetLeadPitchVector().size();
@@ -358,6 +408,16 @@ TEST(HarmonyAddOn, ApplyChordWritesFromThePresentElementOn) {
     f.addOn->SetPosition(0.0);
     f.addOn->ApplyChord(AddOnIf::ChordElement(0.0f, 51, 51, 51, 51));
     EXPECT_EQ(f.addOn->GetVoicePitchVector(1)[0].GetPitch(), 51.0f);
+}
+
+TEST(HarmonyAddOn, AChordOfNoNotesSilencesEveryVoiceFromThereOn) {
+    Fixture f(Phrase().samples);
+    f.addOn->SetHarmonyMode(3);
+    f.addOn->ApplyChord(AddOnIf::ChordElement(0.0f, 60, 62, 64, 65));
+    for (const auto& voice : f.Render(20000)) EXPECT_GT(Peak(voice), 0.05f);
+    f.addOn->ApplyChord(AddOnIf::ChordElement(0.0f));
+    f.Render(4096);  // the grains that were under way
+    for (const auto& voice : f.Render(60000)) EXPECT_EQ(Peak(voice), 0.0f);
 }
 
 TEST(HarmonyAddOn, StereoRecordingsFillBothChannelsOfEachVoice) {
