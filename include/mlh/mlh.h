@@ -227,7 +227,9 @@ MLH_EXPORT int32_t mlhSetChordVector(void* handle, const ChordVector* vector);
 MLH_EXPORT ChordVector* pitchVectorToChordVector(const PitchVector* notes);
 
 /* Appends notes to the queue that drives the voices of the manual mode during process calls: the
-   note in slot 0 of each set drives voice 1, and so on; an empty slot mutes. False for null.
+   note in slot 0 of each set drives voice 1, and so on; an empty slot mutes. Each process call walks
+   the queue from its front, and a set that lies behind the frame it has reached holds up the rest:
+   assign notes in the order of time. The queue lasts as long as the instance. False for null.
                                                                                         [created] */
 MLH_EXPORT bool mlhAssignMidi(void* handle, const PitchVector* notes);
 

@@ -22,11 +22,11 @@ struct EqCoefficients {
 };
 
 /// Coefficients of one characteristic: analogue second-order prototypes under the bilinear transform (U.
-/// Zoelzer, "Digital Audio Signal Processing", 1997), the one-pole low-pass apart. frequency  Hz over the
-/// sample rate, 0 to 0.5 gainDb     shelves and peaks only; at or below 0 the numerator and denominator
-/// change places, so that a negative
-///            gain lifts by as much as the positive one
-/// q          peaks only
+/// Zoelzer, "Digital Audio Signal Processing", 1997), the one-pole low-pass apart.
+/// - frequency: Hz over the sample rate, 0 to 0.5
+/// - gainDb: shelves and peaks only; at or below 0 the numerator and denominator change places, so that a
+///   negative gain lifts by as much as the positive one (the high shelf by less)
+/// - q: peaks only
 EqCoefficients DesignEq(int32_t type, float frequency, float gainDb, float q);
 
 /// A second-order recursive filter for any number of channels, in 32-bit floats. It is made in bypass, and
