@@ -13,6 +13,14 @@ if(MLH_SUPPORT_SOURCES)
   target_link_libraries(mlh_test_support INTERFACE mlh_test_support_objects)
 endif()
 
+# What the tests of tests/validation use beside the project: recordings of any format, and a pitch tracker of
+# other make. Without them those tests skip.
+find_package(PkgConfig)
+if(PkgConfig_FOUND)
+  pkg_check_modules(MLH_SNDFILE IMPORTED_TARGET sndfile)
+  pkg_check_modules(MLH_AUBIO IMPORTED_TARGET aubio)
+endif()
+
 # Programs that run once per processor level, each level a process of its own (see tests/dsp/LevelMain.h).
 set(MLH_LEVEL_TESTS dsp_OperationTable_test dsp_Fft_test dsp_CrossCorrelation_test)
 
@@ -31,6 +39,14 @@ foreach(source ${MLH_TEST_SOURCES})
   target_link_libraries(${target} PRIVATE mlh_test_support mlh_static GTest::gmock GTest::gtest_main)
   if(room STREQUAL "cli" AND TARGET mlh_command)
     target_link_libraries(${target} PRIVATE mlh_command)
+  endif()
+  if(room STREQUAL "validation" AND MLH_SNDFILE_FOUND)
+    target_link_libraries(${target} PRIVATE PkgConfig::MLH_SNDFILE)
+    target_compile_definitions(${target} PRIVATE MLH_HAVE_SNDFILE)
+  endif()
+  if(room STREQUAL "validation" AND MLH_AUBIO_FOUND)
+    target_link_libraries(${target} PRIVATE PkgConfig::MLH_AUBIO)
+    target_compile_definitions(${target} PRIVATE MLH_HAVE_AUBIO)
   endif()
   if(target IN_LIST MLH_LEVEL_TESTS)
     foreach(level 0 3 4 5 6)
