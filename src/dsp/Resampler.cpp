@@ -50,8 +50,8 @@ template <>
 struct Arithmetic<float> {
     using Sum = float;
     static float Entry(double value) { return static_cast<float>(value); }
-    static float Tap(float table, float delta, int32_t fraction, float x) {
-        return (table + static_cast<float>(fraction) / 128.0f * delta) * x;
+    static float Weight(float table, float delta, int32_t fraction) {
+        return table + static_cast<float>(fraction) / 128.0f * delta;
     }
     static float Output(float sum, float gain) { return sum * gain; }
 };
@@ -60,8 +60,8 @@ template <>
 struct Arithmetic<int16_t> {
     using Sum = int64_t;
     static int16_t Entry(double value) { return static_cast<int16_t>(std::lround(value * 32767.0)); }
-    static int64_t Tap(int16_t table, int16_t delta, int32_t fraction, int16_t x) {
-        return static_cast<int64_t>(table + ((delta * fraction) >> 7)) * x;
+    static int32_t Weight(int16_t table, int16_t delta, int32_t fraction) {
+        return table + ((delta * fraction) >> 7);
     }
     static int16_t Output(int64_t sum, float gain) {
         const int64_t integerGain = static_cast<int64_t>(gain * 32768.0f);
@@ -106,6 +106,7 @@ void CResampleBase::ResetState() {
     tableIncrement = 0;
     writeIndex = 0;
     historyOffset = 0;
+    dropped = 0;
     firstCall = true;
     time = margin;
 }
@@ -140,7 +141,10 @@ int32_t CResample<Sample>::Init() {
     try {
         table.assign(static_cast<size_t>(tableLength), Sample{});
         delta.assign(static_cast<size_t>(tableLength), Sample{});
-        storage.assign(static_cast<size_t>(size), Sample{});
+        storage.assign(static_cast<size_t>(2 * size), Sample{});
+        const size_t mostTaps = static_cast<size_t>(halfLength) * kMaxStep + 2;
+        leftTaps.assign(mostTaps, Weight{});
+        rightTaps.assign(mostTaps, Weight{});
     } catch (const std::bad_alloc&) {
         Release();
         return kOutOfMemory;
@@ -155,6 +159,8 @@ void CResample<Sample>::Release() {
     table = {};
     delta = {};
     storage = {};
+    leftTaps = {};
+    rightTaps = {};
     ResetState();
 }
 
@@ -208,41 +214,53 @@ void CResample<Sample>::RunKernel(Sample* out, int32_t channels, double factor, 
     const float gain = static_cast<float>(kGain * std::min(factor, 1.0));
     const double step = 1.0 / factor;
     const double start = time;
+    tapFraction = -1;
     for (int32_t channel = 0; channel < channels; ++channel) {
         time = start;
         for (int32_t k = 0; k < outFrames; ++k) {
             const int64_t fixedTime = static_cast<int64_t>(time * 32768.0);
             const Sample* centre = Buffer() + (fixedTime >> 15) * channels + channel;
-            out[static_cast<ptrdiff_t>(k) * channels + channel] =
-                Interpolate(centre, fixedTime, channels, gain);
+            WeighTaps(fixedTime);
+            out[static_cast<ptrdiff_t>(k) * channels + channel] = Interpolate(centre, channels, gain);
             time += step;
         }
     }
 }
 
+// Where the rates are in a whole ratio, all outputs have the same fraction of the read time and these
+// weights.
 template <class Sample>
-Sample CResample<Sample>::Interpolate(const Sample* centre, int64_t fixedTime, int32_t channels,
-                                      float gain) const {
-    using Math = Arithmetic<Sample>;
+void CResample<Sample>::WeighTaps(int64_t fixedTime) {
     const int32_t behind = static_cast<int32_t>(fixedTime & 0x7fff);
+    if (behind == tapFraction) return;
+    tapFraction = behind;
     const int32_t ahead = static_cast<int32_t>(-fixedTime & 0x7fff);
-
-    typename Math::Sum left{};
-    const Sample* x = centre;
-    for (int32_t h = static_cast<int32_t>((static_cast<int64_t>(behind) * tableIncrement) >> 15);
-         h < tableLength * 128; h += tableIncrement, x -= channels) {
-        left += Math::Tap(table[h >> 7], delta[h >> 7], h & 127, *x);
-    }
-
-    typename Math::Sum right{};
-    x = centre + channels;
+    const auto weigh = [this](Weight* taps, int32_t h, int32_t end) {
+        int32_t count = 0;
+        for (; h < end; h += tableIncrement) {
+            taps[count++] = Arithmetic<Sample>::Weight(table[h >> 7], delta[h >> 7], h & 127);
+        }
+        return count;
+    };
+    const int32_t leftStart = static_cast<int32_t>((static_cast<int64_t>(behind) * tableIncrement) >> 15);
+    leftCount = weigh(leftTaps.data(), leftStart, tableLength * 128);
     // With the read time right on the centre, the right wing begins a whole frame away.
-    int32_t h = ahead == 0 ? tableIncrement
-                           : static_cast<int32_t>((static_cast<int64_t>(ahead) * tableIncrement) >> 15);
-    for (; h < tableLength * 128 - 128; h += tableIncrement, x += channels) {
-        right += Math::Tap(table[h >> 7], delta[h >> 7], h & 127, *x);
-    }
-    return Math::Output(left + right, gain);
+    const int32_t rightStart =
+        ahead == 0 ? tableIncrement
+                   : static_cast<int32_t>((static_cast<int64_t>(ahead) * tableIncrement) >> 15);
+    rightCount = weigh(rightTaps.data(), rightStart, tableLength * 128 - 128);
+}
+
+template <class Sample>
+Sample CResample<Sample>::Interpolate(const Sample* centre, int32_t channels, float gain) const {
+    using Sum = typename Arithmetic<Sample>::Sum;
+    Sum left{};
+    const Sample* x = centre;
+    for (int32_t i = 0; i < leftCount; ++i, x -= channels) left += static_cast<Sum>(leftTaps[i]) * *x;
+    Sum right{};
+    x = centre + channels;
+    for (int32_t i = 0; i < rightCount; ++i, x += channels) right += static_cast<Sum>(rightTaps[i]) * *x;
+    return Arithmetic<Sample>::Output(left + right, gain);
 }
 
 template <class Sample>
@@ -253,18 +271,21 @@ void CResample<Sample>::Advance(int32_t usable, int32_t channels) {
     time -= creep;
     const int32_t passed = usable + creep;
     readIndex += passed;
-    if (passed > 0) MoveToFront(passed, channels);
+    if (passed > 0) Drop(passed, channels);
     pendingMargin = 2 * margin;
     writeIndex = -creep;
 }
 
+// The history stays behind the buffer, so that a margin that grows later finds what was there. Samples move
+// only when the room in front of them is used up.
 template <class Sample>
-void CResample<Sample>::MoveToFront(int32_t passed, int32_t channels) {
-    // The history goes along, so that a margin that grows later finds what was there.
-    const ptrdiff_t held =
+void CResample<Sample>::Drop(int32_t passed, int32_t channels) {
+    const ptrdiff_t end =
         Buffer() - storage.data() + static_cast<ptrdiff_t>(writeIndex + pendingMargin) * channels;
-    std::copy(storage.begin() + static_cast<ptrdiff_t>(passed) * channels, storage.begin() + held,
-              storage.begin());
+    dropped += static_cast<int64_t>(passed) * channels;
+    if (dropped <= static_cast<int64_t>(storage.size() / 2)) return;
+    std::copy(storage.begin() + dropped, storage.begin() + end, storage.begin());
+    dropped = 0;
 }
 
 template class CResample<float>;

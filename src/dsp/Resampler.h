@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 #include <vector>
 
 /// Bandlimited sample-rate conversion at any ratio, which may change from call to call: a Kaiser-windowed
@@ -66,6 +67,7 @@ class CResampleBase {
     int32_t writeIndex;         ///< frames in `buffer` behind pendingMargin; below 0 where some are owed
     const int32_t halfLength;   ///< filter half length in zero crossings: quality + 1
     int64_t historyOffset;      ///< samples by which `buffer` has moved back into the history
+    int64_t dropped;            ///< samples in front of the history that are not needed any more
     const int64_t historySize;  ///< samples of the history, the room in front of `buffer`
     const int32_t numChannels;
     const int32_t capacity;    ///< frames that one call may bring
@@ -95,14 +97,20 @@ class CResample final : public CResampleBase {
   private:
     void Append(const Sample* in, int32_t channels, int32_t frames);
     void RunKernel(Sample* out, int32_t channels, double factor, int32_t outFrames);
-    Sample Interpolate(const Sample* centre, int64_t fixedTime, int32_t channels, float gain) const;
+    void WeighTaps(int64_t fixedTime);
+    Sample Interpolate(const Sample* centre, int32_t channels, float gain) const;
     void Advance(int32_t usable, int32_t channels);
-    void MoveToFront(int32_t passed, int32_t channels);
-    Sample* Buffer() { return storage.data() + historySize - historyOffset; }
+    void Drop(int32_t passed, int32_t channels);
+    Sample* Buffer() { return storage.data() + dropped + historySize - historyOffset; }
 
     std::vector<Sample> table;    ///< one wing of the filter, 256 entries per zero crossing
     std::vector<Sample> delta;    ///< table[i + 1] - table[i], 0 at the end
-    std::vector<Sample> storage;  ///< history and buffer, interleaved
+    std::vector<Sample> storage;  ///< history and buffer, interleaved, with as much room again to move on in
+
+    using Weight = std::conditional_t<std::is_same_v<Sample, float>, float, int32_t>;
+    std::vector<Weight> leftTaps, rightTaps;  ///< the filter at tapFraction, away from the read time
+    int32_t leftCount = 0, rightCount = 0;
+    int32_t tapFraction = -1;  ///< 15 bits of the read time; -1 at the start of a call
 };
 
 using CResampleFloat = CResample<float>;
