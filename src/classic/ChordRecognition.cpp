@@ -3,52 +3,11 @@
 #include <iterator>
 
 #include "classic/Choiralizer.h"
+#include "classic/ChordShapes.h"
 
 namespace ChoiralizerClassic {
 
 namespace {
-
-// The type of three notes by the two upper ones' semitones above the root.
-int32_t TriadTypeOf(int32_t second, int32_t third) {
-    if (second == 4 && third == 7) return TriadMajor;
-    if (second == 3 && third == 7) return TriadMinor;
-    if (second == 3 && third == 6) return TriadDiminished;
-    if (second == 4 && third == 8) return TriadAugmented;
-    return third >= 6 && third <= 8 ? TriadOther : TriadNone;
-}
-
-int32_t SeventhTypeOf(int32_t second, int32_t third, int32_t fourth) {
-    if (second == 4 && third == 7 && fourth == 11) return SeventhMajor;
-    if (second == 3 && third == 7 && fourth == 10) return SeventhMinor;
-    if (second == 4 && third == 7 && fourth == 10) return SeventhDominant;
-    if (second == 3 && third == 6 && fourth == 10) return SeventhHalfDiminished;
-    if (second == 3 && third == 6 && fourth == 9) return SeventhDiminished;
-    if (second == 3 && third == 7 && fourth == 11) return SeventhMinorMajor;
-    return SeventhOther;
-}
-
-void SortAscending(int32_t* pitch, int32_t count) {
-    for (int32_t i = 1; i < count; ++i) {
-        std::rotate(std::upper_bound(pitch, pitch + i, pitch[i]), pitch + i, pitch + i + 1);
-    }
-}
-
-// Lowers everything above the first gap that is no third, once for each note, so that the notes come to lie
-// in thirds above the root if they can.
-void StackInThirds(int32_t* pitch, int32_t count) {
-    SortAscending(pitch, count);
-    for (int32_t round = 0; round < count; ++round) {
-        int32_t upper = 1;
-        while (upper < count &&
-               (pitch[upper] - pitch[upper - 1] == 3 || pitch[upper] - pitch[upper - 1] == 4)) {
-            ++upper;
-        }
-        for (int32_t i = upper; i < count; ++i) {
-            pitch[i] -= 12;
-        }
-        SortAscending(pitch, count);
-    }
-}
 
 // The scale's chord on a root: offsets of its root, third, fifth and seventh.
 struct ThirdStack {
@@ -82,7 +41,7 @@ ClassicChord ScaleChord(const KeyedScale& parent, const KeyedScale& scale, bool 
 
 ClassicChord CChoiralizer::IdentifyChord(int32_t a, int32_t b, int32_t c, int32_t d) {
     ClassicChord chord = {0, 4, TriadNone, SeventhNone};
-    int32_t pitch[4] = {a % 12, b % 12, c % 12, d % 12};
+    int64_t pitch[4] = {a % 12, b % 12, c % 12, d % 12};
     chord.noteCount -= static_cast<int32_t>(std::count(std::begin(pitch), std::end(pitch), -1));
 
     for (int32_t i = 0; i < chord.noteCount; ++i) {
@@ -101,12 +60,10 @@ ClassicChord CChoiralizer::IdentifyChord(int32_t a, int32_t b, int32_t c, int32_
 
     StackInThirds(pitch, chord.noteCount);
     chord.root = PitchClass(pitch[0]);
-    const int32_t second = pitch[1] - pitch[0];
-    const int32_t third = pitch[2] - pitch[0];
     if (chord.noteCount == 3) {
-        chord.triadType = TriadTypeOf(second, third);
+        chord.triadType = TriadTypeOf(pitch);
     } else {
-        chord.seventhType = SeventhTypeOf(second, third, pitch[3] - pitch[0]);
+        chord.seventhType = SeventhTypeOf(pitch);
     }
     return chord;
 }

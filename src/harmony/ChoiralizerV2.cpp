@@ -33,14 +33,14 @@ std::unique_ptr<T> Created(int32_t (*create)(T**)) {
 // Whatever words a host passes, arithmetic on them wraps.
 int32_t Wrapped(int64_t value) { return static_cast<int32_t>(value); }
 
-// The classic engine numbers seventh chords three lower and does not know the augmented major seventh.
+// The classic engine numbers seventh chords lower and does not know the augmented major seventh.
 ClassicChord ToClassicChord(const ChordInfo& chord) {
     const int32_t seventh = chord.seventhType;
     const bool fourNotes =
         (seventh >= ChordMajor7 && seventh <= ChordMinorMajor7) || seventh >= ChordAugmentedMajor7;
     return {chord.root, fourNotes ? 4 : 3,
             chord.triadType <= ChordSus4 ? chord.triadType : int32_t{ChoiralizerClassic::TriadOther},
-            seventh < ChordAugmentedMajor7 ? Wrapped(int64_t{seventh} - 3)
+            seventh < ChordAugmentedMajor7 ? Wrapped(int64_t{seventh} - kAboveClassicSeventh)
                                            : int32_t{ChoiralizerClassic::SeventhOther}};
 }
 
@@ -412,7 +412,8 @@ void CChoiralizerV2::RecordClassicChord(int32_t note, const ClassicChord& chord)
     const bool triad = chord.seventhType == ChoiralizerClassic::SeventhNone;
     record.root = chord.root;
     record.triadType = triad ? chord.triadType : int32_t{ChordNoTriad};
-    record.seventhType = triad ? int32_t{ChordNoSeventh} : Wrapped(int64_t{chord.seventhType} + 3);
+    record.seventhType =
+        triad ? int32_t{ChordNoSeventh} : Wrapped(int64_t{chord.seventhType} + kAboveClassicSeventh);
     // Seventh chords are named by the classic code as it stands.
     record.name = ChordName(record.root, triad ? chord.triadType : chord.seventhType, 0);
     record.inversion = -1;

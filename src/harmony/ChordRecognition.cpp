@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "classic/ChordShapes.h"
 #include "classic/ScaleArithmetic.h"
 #include "harmony/ChoiralizerV2.h"
 
@@ -16,27 +17,7 @@ namespace {
 constexpr int32_t kScaleListCapacity = 40;
 constexpr int32_t kToneListCapacity = 20;
 
-// Triads and seventh chords by the distances of their notes from the lowest.
-struct TriadShape {
-    int64_t third, fifth;
-    ChordType type;
-};
-constexpr TriadShape kTriadShapes[] = {
-    {3, 6, ChordDiminished},
-    {3, 7, ChordMinor},
-    {4, 7, ChordMajor},
-    {4, 8, ChordAugmented},
-};
-struct SeventhShape {
-    int64_t third, fifth, seventh;
-    ChordType type;
-};
-constexpr SeventhShape kSeventhShapes[] = {
-    {3, 6, 9, ChordDiminished7},  {3, 6, 10, ChordHalfDiminished7}, {3, 7, 10, ChordMinor7},
-    {3, 7, 11, ChordMinorMajor7}, {4, 7, 10, ChordDominant7},       {4, 7, 11, ChordMajor7},
-};
-
-// Semitones of the second and third note above the first; the sixth-four spells its fourth and sixth.
+// Semitones of the second and third note above the first; the six-four spells its fourth and sixth.
 struct TriadSpelling {
     int32_t type, second, third;
 };
@@ -53,7 +34,6 @@ constexpr SeventhSpelling kSeventhSpellings[] = {
     {ChordAugmentedMajor7, 4, 8, 11},
 };
 
-// 64 bits, since stacking lowers notes of any value.
 using NoteStack = std::vector<int64_t>;
 
 // The pitches that count: entries of -1 shorten the list from its end, of equal ones the first stays.
@@ -66,38 +46,6 @@ NoteStack DistinctNotes(const int32_t pitches[4]) {
         }
     }
     return stack;
-}
-
-// Lowers what lies above a gap that is no third by an octave, once per note, until thirds are left.
-void StackInThirds(NoteStack& stack) {
-    for (size_t round = 0; round < stack.size(); ++round) {
-        const auto gap = std::adjacent_find(stack.begin(), stack.end(), [](int64_t low, int64_t high) {
-            return high - low != 3 && high - low != 4;
-        });
-        if (gap == stack.end()) {
-            return;
-        }
-        std::for_each(gap + 1, stack.end(), [](int64_t& note) { note -= 12; });
-        std::sort(stack.begin(), stack.end());
-    }
-}
-
-int32_t TriadTypeOf(int64_t d1, int64_t d2) {
-    for (const TriadShape& shape : kTriadShapes) {
-        if (shape.third == d1 && shape.fifth == d2) {
-            return shape.type;
-        }
-    }
-    return d2 >= 6 && d2 <= 8 ? ChordUnknownTriad : ChordNoTriad;
-}
-
-int32_t SeventhTypeOf(int64_t d1, int64_t d2, int64_t d3) {
-    for (const SeventhShape& shape : kSeventhShapes) {
-        if (shape.third == d1 && shape.fifth == d2 && shape.seventh == d3) {
-            return shape.type;
-        }
-    }
-    return ChordUnknownSeventh;
 }
 
 // Name of a recognised chord. Those on a minor third are named from the next octave of roots, which takes
@@ -140,19 +88,17 @@ int32_t CChoiralizerV2::ChordFromPitches(ChordInfo* out, int32_t pitches[4]) {
     if (stack.size() >= 3) {
         const bool triad = stack.size() == 3;
         const int64_t lowest = stack[0];
-        StackInThirds(stack);
-        const int64_t root = stack[0];
-        const int64_t d1 = stack[1] - root;
-        const int64_t d2 = stack[2] - root;
+        ChoiralizerClassic::StackInThirds(stack.data(), static_cast<int32_t>(stack.size()));
         const auto place =
             std::find_if(stack.begin(), stack.end(), [&](int64_t note) { return note % 12 == lowest; });
 
-        out->root = PitchClass(root);
-        out->triadType = triad ? TriadTypeOf(d1, d2) : int32_t{ChordNoTriad};
-        out->seventhType = triad ? int32_t{ChordNoSeventh} : SeventhTypeOf(d1, d2, stack[3] - root);
+        out->root = PitchClass(stack[0]);
+        out->triadType = triad ? ChoiralizerClassic::TriadTypeOf(stack.data()) : int32_t{ChordNoTriad};
+        out->seventhType = triad ? int32_t{ChordNoSeventh}
+                                 : ChoiralizerClassic::SeventhTypeOf(stack.data()) + kAboveClassicSeventh;
         out->inversion = static_cast<int32_t>(place - stack.begin());
         const int32_t type = triad ? out->triadType : out->seventhType;
-        out->name = type == ChordNoTriad ? "" : RecognisedName(out->root, type, d1);
+        out->name = type == ChordNoTriad ? "" : RecognisedName(out->root, type, stack[1] - stack[0]);
     } else {
         *out = {0, ChordNoTriad, ChordNoSeventh, 0, ""};
     }
