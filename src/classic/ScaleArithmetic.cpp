@@ -9,8 +9,7 @@ int32_t PitchClass(int64_t pitch) {
     return static_cast<int32_t>(remainder < 0 ? remainder + 12 : remainder);
 }
 
-KeyedScale::KeyedScale(int32_t tonic, int32_t row)
-    : tonic_(tonic), tones_(ScaleTable[row >= 0 && row < kScaleRows ? row : ScaleMajor]) {}
+KeyedScale::KeyedScale(int32_t tonic, int32_t row) : tonic_(tonic), tones_(ScaleTones(row)) {}
 
 int32_t KeyedScale::CountSteps(int32_t from, int32_t delta) const {
     const int32_t start = Position(from);

@@ -42,6 +42,11 @@ inline constexpr int32_t ScaleTable[kScaleRows][12] = {
     {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1},  // chromatic
 };
 
+// The flags of a row. An unknown row number reads as major.
+constexpr const int32_t* ScaleTones(int32_t row) {
+    return ScaleTable[row >= 0 && row < kScaleRows ? row : ScaleMajor];
+}
+
 // The seven-tone scale that a pentatonic one is cut from; every other scale is its own parent.
 constexpr int32_t ParentRow(int32_t row) {
     return row == ScaleMajorPentatonic ? ScaleMajor : row == ScaleMinorPentatonic ? ScaleMinor : row;

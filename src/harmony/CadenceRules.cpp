@@ -4,6 +4,7 @@
 #include <compare>
 #include <initializer_list>
 
+#include "classic/ScaleTable.h"
 #include "harmony/FunctionTables.h"
 
 namespace ChoiralizerV2 {
@@ -12,9 +13,9 @@ namespace {
 
 constexpr int32_t kLeave = -1;     // no rule speaks
 constexpr int32_t kNoDegree = -1;  // of a note that does not exist: equals no degree
-constexpr int32_t kMajorRow = 0;
-constexpr int32_t kNaturalMinorRow = 5;
-constexpr int32_t kHarmonicMinorRow = 7;
+constexpr int32_t kMajorRow = ChoiralizerClassic::ScaleMajor;
+constexpr int32_t kNaturalMinorRow = ChoiralizerClassic::ScaleMinor;
+constexpr int32_t kHarmonicMinorRow = ChoiralizerClassic::ScaleHarmonicMinor;
 
 constexpr int32_t T = FunctionTonic;
 constexpr int32_t S = FunctionSubdominant;
@@ -303,8 +304,8 @@ float MedianOf(std::vector<float> values) {
     return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2.0f;
 }
 
-// The last note between the ends that is not shorter than most; without notes between, the second before the
-// end.
+// The last note between the ends that is not shorter than most; with fewer than two notes between, the second
+// before the end.
 int32_t AnchorNote(const std::vector<float>& duration, int32_t end, int32_t previousEnd) {
     const int32_t first = previousEnd + 1;
     if (end - 2 < first) {

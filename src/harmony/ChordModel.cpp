@@ -71,10 +71,7 @@ constexpr const char* kUnknownName = "--";
 
 }  // namespace
 
-const int32_t* ScaleRow(int32_t row) {
-    const bool known = row >= 0 && row < ChoiralizerClassic::kScaleRows;
-    return ChoiralizerClassic::ScaleTable[known ? row : 0];
-}
+const int32_t* ScaleRow(int32_t row) { return ChoiralizerClassic::ScaleTones(row); }
 
 bool IsScaleTone(int32_t pitch, int32_t key, const int32_t* scale) {
     return scale[PitchClass(int64_t{pitch} - key)] != 0;

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "classic/ScaleTable.h"
+#include "harmony/ChoiralizerV2.h"
 #include "harmony/FunctionTables.h"
 
 namespace ChoiralizerV2 {
@@ -17,8 +18,6 @@ const float LeapTable[15] = {0.2f, 0.001f, 1.4f, 0.05f, 0.0001f, 1.4f,   0.001f,
                              0.0f, 0.0f,   0.0f, 0.0f,  0.0001f, 0.001f, 0.3f};
 
 namespace {
-
-constexpr int32_t kOutOfMemory = 1000001;
 
 // Rewards of the transition rules. The score bounds below count on no other factor being above 1, but for the
 // parallel thirds and sixths of the tables.
@@ -310,7 +309,7 @@ const float kWeights[] = {1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f};
 
 const VoicingRuleSet RuleSetTable[2] = {{kVerticalRules, kWeights, 7}, {kTransitionRules, kWeights, 8}};
 
-CVoicingRules::CVoicingRules() : scale(ChoiralizerClassic::ScaleTable[ChoiralizerClassic::ScaleMajor]) {}
+CVoicingRules::CVoicingRules() : scale(ScaleRow(ChoiralizerClassic::ScaleMajor)) {}
 
 void CVoicingRules::SelectRuleSet(int32_t index) {
     if (index < 0 || index > 1) return;

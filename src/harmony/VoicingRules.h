@@ -98,8 +98,7 @@ bool IsBelowScoreFloor(float score, float prior);
 float SettingScoreBound(const WindowEntry& entry, int32_t functionBefore);
 float HistoryScoreBound(const VoicingWindow& window);
 
-// Stores null, then a new instance without rules. Returns 0, or 1000001 when memory is out. The caller
-// deletes it.
+// Stores null, then a new instance without rules, which the caller deletes. Returns 0 or kOutOfMemory.
 int32_t CreateVoicingRules(CVoicingRules** out);
 
 }  // namespace ChoiralizerV2
