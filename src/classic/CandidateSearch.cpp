@@ -180,8 +180,8 @@ class ScoreCube {
         });
     }
 
-    // Two voices, the lead among them, that move the same way by the same degree. Motions are upward and
-    // below the octave, so contrary motion never looks like parallel motion of the other sign.
+    // Two voices, the lead among them, that move by the same degree. Motions are taken upward and within the
+    // octave, so a seventh down counts as a second up.
     void ParallelMotion() {
         if (!HasHistory()) {
             return;

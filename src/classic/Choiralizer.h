@@ -3,9 +3,8 @@
 // Given one lead note at a time, a key, two scales and, for the chord styles, one chord, it answers with up
 // to three harmony pitches. Two families of styles share the state below:
 //
-//   VoiceChord                         a scored search over the chord tones around the lead
-//   (CandidateSearch.cpp) VoiceIntervals, VoiceBlock, ...    voices by fixed arithmetic on the scale
-//   (DirectStyles.cpp)
+//   VoiceChord                  scored search over the chord tones around the lead (CandidateSearch.cpp)
+//   VoiceIntervals and others   voices by fixed arithmetic on the scale (DirectStyles.cpp)
 //
 // and TrackChords finds chords for a bare melody (ChordTracking.cpp). Pitches are integer semitone numbers, a
 // pitch class is the number modulo 12. Keys are tonics 0..11, scales are rows of ScaleTable.

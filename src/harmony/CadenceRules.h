@@ -11,7 +11,7 @@ struct CadenceMelody {
     std::vector<int32_t> degree;      // scale degree, 0 the tonic
     std::vector<int32_t> alteration;  // -1, 0, +1
     std::vector<float> duration;
-    int32_t scale = 0;  // row of the scale table; 0, 5 and 7 have rules of their own
+    int32_t scale = 0;  // row of the scale table; major and two minors have rules of their own
 };
 
 // Decides on the phrase that ends with note `end` (1 or later), the phrase before it ending at `previousEnd`

@@ -99,8 +99,8 @@ class CChoiralizerV2If {
     // Copies the melody. Chords stay if their number fits and force is 0, else they are tracked anew (mode 7:
     // emptied). An empty list changes nothing.
     virtual int32_t SetMelody(const NoteList* list, int32_t force) = 0;
-    // The four rows, and the chords (GetChordCount of them). Both belong to the engine; the items and chords
-    // move with the next SetMelody or SetChordCount.
+    // The four rows, and the chords (GetChordCount of them). Both belong to the engine; the items move with
+    // the next SetMelody, the chords with that, SetChordCount and Calculate.
     virtual int32_t GetVoices(NoteList** out) = 0;
     virtual int32_t GetChords(ChordInfo** out) = 0;
     // Accepts a text and drops it: no rule can be configured by text yet.
