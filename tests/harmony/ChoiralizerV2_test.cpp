@@ -277,12 +277,20 @@ TEST(SetMelody, AnEmptyMelodyLeavesEverythingAsItWas) {
     SetMelody(engine, kScale);
     engine.Calculate();
     const auto rows = AllRows(engine);
+    const Chords chords = AllChords(engine);
+    const std::vector<float> durations = engine.GetNoteDurations();
+    const int32_t lowest = engine.GetClassic().GetLastVoicing()[0];
     NoteList empty;
     EXPECT_EQ(engine.SetMelody(&empty, 1), 0);
     empty.count = -5;
     EXPECT_EQ(engine.SetMelody(&empty, 1), 0);
     EXPECT_EQ(engine.GetMelody().count, 8);
     EXPECT_EQ(AllRows(engine), rows);
+    ExpectSameChords(AllChords(engine), chords);
+    EXPECT_EQ(engine.GetNoteDurations(), durations);
+    EXPECT_EQ(engine.GetTotalDuration(), 8.0f);
+    EXPECT_NE(engine.GetChosen()[0].voicing, nullptr);
+    EXPECT_EQ(engine.GetClassic().GetLastVoicing()[0], lowest);
 }
 
 TEST(SetMelody, MayBeGivenAnOwnRow) {
