@@ -201,6 +201,14 @@ TEST(TrackChords, HarmonisesACadence) {
               (std::vector<int32_t>{21, 21, 21, 21, 21}));
 }
 
+TEST(TrackChords, ScalesTheVotesToTheStrongestBeforeTheSearch) {
+    // The strongest vote is the last note's for G, 0.9. Left at that, the third chord would be G already.
+    const auto engine = NewEngine();
+    engine->SetQuantize(0);
+    engine->SetScaleMap(0);
+    EXPECT_EQ(States(*engine, {61, 65, 63, 62}), (std::vector<int32_t>{5, 5, 5, 7}));
+}
+
 TEST(TrackChords, MovesAlongWithTheKey) {
     const std::vector<int32_t> melody = {60, 62, 64, 65, 64, 62, 67, 69, 71, 72, 65, 62, 60};
     const auto home = Track(*NewEngine(), melody);
