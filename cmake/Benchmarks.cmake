@@ -1,0 +1,25 @@
+# One program per claim: bench/<Claim>_bench.cpp, built only when asked for.
+find_package(benchmark REQUIRED)
+find_package(PkgConfig)
+if(PkgConfig_FOUND)
+  pkg_check_modules(MLH_FFTW IMPORTED_TARGET fftw3f)
+endif()
+
+file(GLOB MLH_BENCHMARK_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/bench/*_bench.cpp)
+foreach(source ${MLH_BENCHMARK_SOURCES})
+  get_filename_component(name ${source} NAME_WE)
+  add_executable(${name} ${source})
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bench)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
+  target_compile_options(${name} PRIVATE -Wall -Wextra -ffp-contract=off)
+  target_link_libraries(${name} PRIVATE mlh_static benchmark::benchmark)
+  if(TARGET mlh_test_support)
+    target_link_libraries(${name} PRIVATE mlh_test_support)
+  endif()
+endforeach()
+
+# The FFT is measured against a well known one where that is installed.
+if(TARGET Fft_bench AND MLH_FFTW_FOUND)
+  target_compile_definitions(Fft_bench PRIVATE MLH_BENCH_FFTW)
+  target_link_libraries(Fft_bench PRIVATE PkgConfig::MLH_FFTW)
+endif()
