@@ -15,8 +15,6 @@ int32_t CKKF::Configure(int32_t newSize) {
     if (code != 0) return code;
     ccf.reset(created);
     try {
-        inputA = MakeVec(newSize);
-        inputB = MakeVec(newSize);
         output = MakeVec(newSize);
     } catch (const std::bad_alloc&) {
         return 1000001;
@@ -29,14 +27,9 @@ int32_t CKKF::Correlate(const float* a, int32_t lenA, const float* b, int32_t le
     const int32_t half = size / 2;
     if (lenA < 1 || lenB < 1 || lenA > half || lenB > half) return 5000003;
     const auto& ops = Ops();
-    ops.VecZero(inputA.get(), size);
-    ops.VecZero(inputB.get(), size);
-    std::copy_n(a, lenA, inputA.get());
-    std::copy_n(b, lenB, inputB.get());
-
     const int32_t lengths[2] = {lenA, lenB};
     float* lags = output.get() + 1;
-    CcfCompute(ccf.get(), lags, inputA.get(), inputB.get(), lengths);
+    CcfCompute(ccf.get(), lags, a, b, lengths);
     ops.VecMulConst(output.get(), static_cast<float>(size), size);
 
     // Lag 0 stands at index lenA now; it belongs in the middle.

@@ -39,8 +39,6 @@ class CKKF {
   private:
     int32_t size = 0;
     CcfPointer ccf;
-    VecPointer inputA;
-    VecPointer inputB;
     VecPointer output;
 };
 

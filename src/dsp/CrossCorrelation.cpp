@@ -49,10 +49,10 @@ int32_t CcfCompute(CqrtfCcf_If* ccf, float* out, const float* a, const float* b,
     float* const correlation = ccf->spectrum[0].get();
     float* const other = ccf->spectrum[1].get();
 
-    ops.VecZero(correlation, n);
-    ops.VecZero(other, n);
     CopyFloats(correlation, a, lengths[0]);
     CopyFloats(other, b, lengths[1]);
+    if (lengths[0] < n) ops.VecZero(correlation + lengths[0], n - lengths[0]);
+    if (lengths[1] < n) ops.VecZero(other + lengths[1], n - lengths[1]);
 
     float deviations[2] = {1.0f, 1.0f};
     if (ccf->mode != 0) {
