@@ -79,7 +79,7 @@ class MalleoTuneHarmonyAddOnIf {
     static int32_t DestroyInstance(MalleoTuneHarmonyAddOnIf** handle);
 
     // Analyses the recording and builds the voices; only the first call does anything. Returns 0, or 1
-    // when a voice could not be built.
+    // when the analysis or a voice could not be built.
     virtual int32_t Prepare() = 0;
     // Renders the next `frames` frames: channel c of voice v (from 0) goes to voices[v * channels + c],
     // with the reader's channel count (1 or 2) and four voices; voices that are not active come out

@@ -84,8 +84,7 @@ int32_t MalleoTuneHarmonyAddOn::Init() {
 
 int32_t MalleoTuneHarmonyAddOn::Prepare() {
     if (analysed_) return 0;
-    FeedAnalysis();
-    if (!CreateSynthesizers()) return 1;
+    if (!FeedAnalysis() || !CreateSynthesizers()) return 1;
     analysed_ = true;
     SetKey(analysis_->EstimateKey(0));
     SetHarmonyMode(0);
@@ -94,7 +93,8 @@ int32_t MalleoTuneHarmonyAddOn::Prepare() {
     return Update();
 }
 
-void MalleoTuneHarmonyAddOn::FeedAnalysis() {
+// False when the analysis takes no input: it got no memory for its tracker.
+bool MalleoTuneHarmonyAddOn::FeedAnalysis() {
     CTBuffer<float> block(reader_.GetNumChannels(), kAnalysisBlock);
     int32_t count;
     reader_.SetPosition(0);
@@ -102,8 +102,9 @@ void MalleoTuneHarmonyAddOn::FeedAnalysis() {
         count = reader_.Read(block.GetChannels(), kAnalysisBlock);
         analysis_->ProcessInput(block.GetChannels(), count);
     } while (count == kAnalysisBlock);
-    analysis_->FinishInput();
+    if (analysis_->FinishInput() != 0) return false;
     analysis_->RunAllSteps();
+    return true;
 }
 
 bool MalleoTuneHarmonyAddOn::CreateSynthesizers() {

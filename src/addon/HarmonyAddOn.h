@@ -63,7 +63,7 @@ class MalleoTuneHarmonyAddOn final : public MalleoTuneHarmonyAddOnIf {
   private:
     static constexpr int32_t kMaxVoices = 4;
 
-    void FeedAnalysis();
+    bool FeedAnalysis();
     bool CreateSynthesizers();
     void RebuildLead();
     void ResetVoicesToLead();

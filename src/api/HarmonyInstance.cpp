@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
+#include <utility>
 
 #include "api/BlockLoop.h"
 #include "mlh/mlh.h"
@@ -15,12 +16,12 @@ void HarmonyInstance::AssignInput(const int16_t* samples16, const float* samples
                                   int32_t channels, int32_t sampleRate) {
     if (!reader) return;
     reader->Assign(samples16, samples32, frames, channels, sampleRate);
-    if (!addOn) {
-        MalleoTuneHarmonyAddOnIf* created = nullptr;
-        if (MalleoTuneHarmonyAddOnIf::CreateInstance(&created, reader.get()) != MLH_OK) return;
-        addOn.reset(created);
-    }
-    if (addOn->Prepare() != MLH_OK) addOn.reset();
+    if (addOn) return;
+    MalleoTuneHarmonyAddOnIf* created = nullptr;
+    if (MalleoTuneHarmonyAddOnIf::CreateInstance(&created, reader.get()) != MLH_OK) return;
+    // Kept only once it has analysed everything, so that an assignment that fails can be made again.
+    std::unique_ptr<MalleoTuneHarmonyAddOnIf, AddOnDeleter> prepared(created);
+    if (prepared->Prepare() == MLH_OK) addOn = std::move(prepared);
 }
 
 int32_t HarmonyInstance::SetParams(bool autoHarmony, int32_t voices, int32_t voicesAbove, float spread,

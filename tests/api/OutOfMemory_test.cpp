@@ -1,0 +1,113 @@
+// When memory runs out in the middle of a call, the exception passes to the host, nothing leaks, and the
+// instance can be used again or destroyed.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+#include <vector>
+
+#include "mlh/mlh.h"
+#include "support/SungTunes.h"
+
+namespace {
+
+std::atomic<int64_t> allocationsLeft{-1};  // until memory runs out, once; below 0 never
+
+void* Allocate(std::size_t bytes) {
+    if (allocationsLeft >= 0 && --allocationsLeft < 0) return nullptr;
+    return std::malloc(bytes != 0 ? bytes : 1);
+}
+
+}  // namespace
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"  // inlining shows the malloc behind operator new
+void* operator new(std::size_t bytes) {
+    if (void* memory = Allocate(bytes)) return memory;
+    throw std::bad_alloc();
+}
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept { return Allocate(bytes); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+#pragma GCC diagnostic pop
+
+namespace {
+
+constexpr int32_t kRate = 11025;
+
+const std::vector<float>& Song() {
+    static const std::vector<float> samples = SingScale({60, 64}, 0.4, 0, kRate).samples;
+    return samples;
+}
+
+void Assign(void* handle) {
+    mlhAssignInputData32(handle, Song().data(), static_cast<int32_t>(Song().size()), 1, kRate);
+}
+
+std::vector<int16_t> Render(void* handle) {
+    std::vector<int16_t> out(Song().size());
+    mlhSetParams(handle, true, 4, 1, 0.5f, 0, false);
+    EXPECT_EQ(mlhProcessOutputData16(handle, out.data(), static_cast<int32_t>(out.size()), 1, nullptr), 0);
+    return out;
+}
+
+// Runs `call` with memory for `count` allocations. False when that was not enough.
+template <class Call>
+bool FinishesWith(int64_t count, Call call) {
+    allocationsLeft = count;
+    bool threw = false;
+    try {
+        call();
+    } catch (const std::bad_alloc&) {
+        threw = true;
+    }
+    const bool enough = !threw && allocationsLeft >= 0;
+    allocationsLeft = -1;
+    return enough;
+}
+
+TEST(OutOfMemory, AnAssignmentThatFailsCanBeRepeated) {
+    void* whole = nullptr;
+    mlhCreateInstance(&whole);
+    Assign(whole);
+    const auto expected = Render(whole);
+    mlhDestroyInstance(&whole);
+
+    int failures = 0;
+    bool finished = false;
+    for (int64_t count = 0; !finished; count += 1 + count / 4) {
+        void* handle = nullptr;
+        mlhCreateInstance(&handle);
+        finished = FinishesWith(count, [&] { Assign(handle); });
+        if (!finished) {
+            ++failures;
+            EXPECT_EQ(mlhSetParams(handle, true, 4, 1, 0.5f, 0, false), 3) << count;
+            Assign(handle);
+        }
+        EXPECT_EQ(Render(handle), expected) << count;
+        mlhDestroyInstance(&handle);
+    }
+    EXPECT_GT(failures, 10);
+}
+
+TEST(OutOfMemory, ChordsThatFailCanBeSetAgain) {
+    ChordVector* chords = mlhGetNewChordVector();
+    mlhChordVectorAddItem(chords, {0.3f, {60, 64, 67, -1}});
+    mlhChordVectorAddItem(chords, {0.6f, {65, 69, 72, -1}});
+    bool finished = false;
+    for (int64_t count = 0; !finished; count += 1 + count / 8) {
+        void* handle = nullptr;
+        mlhCreateInstance(&handle);
+        Assign(handle);
+        finished = FinishesWith(count, [&] { mlhSetChordVector(handle, chords); });
+        Render(handle);  // whatever it is that sounds now
+        EXPECT_EQ(mlhSetChordVector(handle, chords), 0) << count;
+        Render(handle);
+        mlhDestroyInstance(&handle);
+    }
+    mlhDisposeChordVector(chords);
+}
+
+}  // namespace
