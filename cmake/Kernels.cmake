@@ -10,6 +10,10 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$" AND CMAKE_CXX_COMPILE
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src)
     target_compile_definitions(${name} PRIVATE MLH_LEVEL=${level})
     target_compile_options(${name} PRIVATE ${MLH_COMPILE_OPTIONS} ${ARGN})
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+      # The butterflies fill all registers: scheduled before they are handed out, a tenth to a sixth is gained.
+      target_compile_options(${name} PRIVATE -fschedule-insns -fsched-pressure)
+    endif()
     if(WIN32 AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
       # This compiler does not align its stack for 32-byte vectors there.
       target_compile_options(${name} PRIVATE -Wa,-muse-unaligned-vector-move)

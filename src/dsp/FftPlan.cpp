@@ -34,14 +34,14 @@ class Roots {
     int32_t n;
 };
 
+// Eights as far as they go, after one or two fours where the columns are no power of eight.
 void ChooseRadices(FftPlan& plan) {
-    int32_t rest = plan.columns;
-    plan.passes = 0;
-    // Eights as far as they go; one or two fours make up the difference.
-    while (rest != 1) {
-        const bool four = rest == 4 || rest == 16 || (rest & 0x49249249) == 0;
-        plan.radix[plan.passes] = four ? 4 : 8;
-        rest /= plan.radix[plan.passes++];
+    int32_t bits = 0;
+    while ((1 << bits) < plan.columns) ++bits;
+    const int32_t fours = bits % 3 == 0 ? 0 : 3 - bits % 3;
+    for (plan.passes = 0; bits > 0; ++plan.passes) {
+        plan.radix[plan.passes] = plan.passes < fours ? 4 : 8;
+        bits -= plan.passes < fours ? 2 : 3;
     }
 }
 
@@ -85,21 +85,31 @@ float* Put(float* p, Complex value, float scale = 1.0f) {
 }
 
 // One column: lane l is the root of l * k.
-float* PutLanes(float* p, const Roots& roots, int32_t lanes, int32_t k) {
+float* PutLanes(float* p, const Roots& roots, int32_t lanes, int32_t k, float scale) {
     for (int32_t lane = 0; lane < lanes; ++lane) {
         const Complex root = roots(static_cast<int64_t>(lane) * k);
-        p[lane] = root.re;
-        p[lanes + lane] = root.im;
+        p[lane] = scale * root.re;
+        p[lanes + lane] = scale * root.im;
     }
     return p + 2 * lanes;
+}
+
+// -i times the roots of order 2 * columns.
+float* PutSplit(float* p, const Roots& roots, const FftPlan& plan, float scale) {
+    for (int32_t k = 0; k < plan.columns / 2; ++k) {
+        const Complex root = roots(static_cast<int64_t>(plan.lanes) * k);
+        p = Put(p, {root.im, -root.re}, scale);
+    }
+    return p;
 }
 
 }  // namespace
 
 FftPlanSizes GetFftPlanSizes(int32_t size, int32_t lanes) {
     const FftPlan plan = Layout(size, lanes);
-    const int32_t laneTwiddles = (plan.columns + 1) * 2 * lanes;
-    return {laneTwiddles + plan.columns + TwiddleFloats(plan) + plan.columns + 1, size / 4 + 1,
+    const int32_t laneTwiddles = (plan.columns + 1) * 2 * lanes, splitTwiddles = 2 * plan.columns;
+    const int32_t places = plan.columns + 1;
+    return {laneTwiddles + splitTwiddles + TwiddleFloats(plan) + places, size / 4 + 1,
             plan.radix[0] * plan.blockStride};
 }
 
@@ -109,18 +119,16 @@ FftPlan BuildFftPlan(int32_t size, int32_t lanes, float* tables, float* init) {
 
     plan.laneTwiddles = tables;
     for (int32_t k = 0; k < plan.columns / 2; ++k) {
-        tables = PutLanes(tables, roots, lanes, k);
-        tables = PutLanes(tables, roots, lanes, plan.columns - k);
+        tables = PutLanes(tables, roots, lanes, k, 0.5f);
+        tables = PutLanes(tables, roots, lanes, plan.columns - k, 0.5f);
     }
     plan.middleTwiddles = tables;
-    tables = PutLanes(tables, roots, lanes, plan.columns / 2);
+    tables = PutLanes(tables, roots, lanes, plan.columns / 2, 1.0f);
 
-    // Half of -i times the root of order 2 * columns.
     plan.splitTwiddles = tables;
-    for (int32_t k = 0; k < plan.columns / 2; ++k) {
-        const Complex root = roots(static_cast<int64_t>(lanes) * k);
-        tables = Put(tables, {root.im, -root.re}, 0.5f);
-    }
+    tables = PutSplit(tables, roots, plan, 1.0f);
+    plan.inverseSplitTwiddles = tables;
+    tables = PutSplit(tables, roots, plan, 2.0f);
 
     int32_t block = plan.columns;
     for (int32_t pass = 0; pass < plan.passes; ++pass) {

@@ -16,7 +16,8 @@ struct FftPlan {
     const int32_t* places;               ///< [columns + 1] where column k stands after the passes, in floats
     const float* twiddles[kMostPasses];  ///< [columns of a block][radix - 1] complex numbers
     const float* splitTwiddles;          ///< [columns / 2] complex numbers
-    const float* laneTwiddles;           ///< [columns / 2][2] columns: of k, of columns - k
+    const float* inverseSplitTwiddles;   ///< twice as long ones
+    const float* laneTwiddles;           ///< [columns / 2][2] columns: halved: of k, of columns - k
     const float* middleTwiddles;         ///< one column: of columns / 2
 };
 

@@ -13,8 +13,6 @@ struct Complex {
 
 Complex operator+(Complex a, Complex b) { return {a.re + b.re, a.im + b.im}; }
 Complex operator-(Complex a, Complex b) { return {a.re - b.re, a.im - b.im}; }
-Complex operator*(Complex a, Complex b) { return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re}; }
-Complex Conj(Complex a) { return {a.re, -a.im}; }
 
 // Times -i on the way forward, +i on the way back.
 template <bool inverse>
@@ -35,16 +33,18 @@ int32_t Log2(int32_t n) {
     return bits;
 }
 
-// The twiddles of a butterfly of size m, w^k and w^3k for k < m/4, stand at offset m of the table.
+// The twiddles of a butterfly of m points, w^k and w^3k for k < m/4, stand at offset m of the table, as rows
+// of the real parts of w^k, its imaginary parts, and the same of w^3k.
 void FillTwiddles(float* twiddles, int32_t points) {
     for (int32_t m = 4; m <= points; m *= 2) {
-        for (int32_t k = 0; k < m / 4; ++k) {
+        float* const rows = twiddles + m;
+        const int32_t quarter = m / 4;
+        for (int32_t k = 0; k < quarter; ++k) {
             const double angle = -2.0 * kPi * k / m;
-            float* w = twiddles + m + 4 * k;
-            w[0] = static_cast<float>(std::cos(angle));
-            w[1] = static_cast<float>(std::sin(angle));
-            w[2] = static_cast<float>(std::cos(3.0 * angle));
-            w[3] = static_cast<float>(std::sin(3.0 * angle));
+            rows[k] = static_cast<float>(std::cos(angle));
+            rows[quarter + k] = static_cast<float>(std::sin(angle));
+            rows[2 * quarter + k] = static_cast<float>(std::cos(3.0 * angle));
+            rows[3 * quarter + k] = static_cast<float>(std::sin(3.0 * angle));
         }
     }
 }
@@ -92,7 +92,8 @@ void ReverseBits(float* data, int32_t points, const int32_t* reversed) {
     }
 }
 
-// Joins the transform of the even points (first half) with those of the points 4k+1 and 4k+3 (last quarters).
+// Joins the transform of the even points (first half) with those of the points 4k+1 and 4k+3 (last quarters),
+// for one k.
 template <bool inverse>
 inline void JoinOne(float* data, int32_t quarter, int32_t k, Complex z1, Complex z3) {
     const Complex sum = z1 + z3;
@@ -104,15 +105,43 @@ inline void JoinOne(float* data, int32_t quarter, int32_t k, Complex z1, Complex
     Store(data, k + 3 * quarter, even1 - turned);
 }
 
+// The same for all k of a quarter. Half of all the time is spent here: the quarters are told apart and
+// everything is written out, so that the compiler can take several k at once.
 template <bool inverse>
-void Join(float* data, int32_t points, const float* twiddles) {
-    const int32_t quarter = points / 4;
-    const float* w = twiddles + points;
-    for (int32_t k = 0; k < quarter; ++k, w += 4) {
-        const Complex w1{w[0], w[1]}, w3{w[2], w[3]};
-        JoinOne<inverse>(data, quarter, k, Load(data, k + 2 * quarter) * (inverse ? Conj(w1) : w1),
-                         Load(data, k + 3 * quarter) * (inverse ? Conj(w3) : w3));
+inline void Join(float* __restrict x0, float* __restrict x1, float* __restrict x2, float* __restrict x3,
+                 const float* __restrict twiddles, int32_t quarter) {
+    const float* __restrict w1Re = twiddles;
+    const float* __restrict w1Im = twiddles + quarter;
+    const float* __restrict w3Re = twiddles + 2 * quarter;
+    const float* __restrict w3Im = twiddles + 3 * quarter;
+    for (int32_t k = 0; k < quarter; ++k) {
+        const float turn1 = inverse ? -w1Im[k] : w1Im[k];
+        const float turn3 = inverse ? -w3Im[k] : w3Im[k];
+        const float z1Re = x2[2 * k] * w1Re[k] - x2[2 * k + 1] * turn1;
+        const float z1Im = x2[2 * k] * turn1 + x2[2 * k + 1] * w1Re[k];
+        const float z3Re = x3[2 * k] * w3Re[k] - x3[2 * k + 1] * turn3;
+        const float z3Im = x3[2 * k] * turn3 + x3[2 * k + 1] * w3Re[k];
+        const float sumRe = z1Re + z3Re, sumIm = z1Im + z3Im;
+        const float turnedRe = inverse ? z3Im - z1Im : z1Im - z3Im;
+        const float turnedIm = inverse ? z1Re - z3Re : z3Re - z1Re;
+        const float even0Re = x0[2 * k], even0Im = x0[2 * k + 1];
+        const float even1Re = x1[2 * k], even1Im = x1[2 * k + 1];
+        x0[2 * k] = even0Re + sumRe;
+        x0[2 * k + 1] = even0Im + sumIm;
+        x1[2 * k] = even1Re + turnedRe;
+        x1[2 * k + 1] = even1Im + turnedIm;
+        x2[2 * k] = even0Re - sumRe;
+        x2[2 * k + 1] = even0Im - sumIm;
+        x3[2 * k] = even1Re - turnedRe;
+        x3[2 * k + 1] = even1Im - turnedIm;
     }
+}
+
+template <bool inverse>
+inline void JoinAll(float* data, int32_t points, const float* twiddles) {
+    const int32_t quarter = points / 4;
+    Join<inverse>(data, data + 2 * quarter, data + 4 * quarter, data + 6 * quarter, twiddles + points,
+                  quarter);
 }
 
 void Transform2(float* data) {
@@ -141,16 +170,26 @@ void Transform8(float* data) {
                      Complex{root * (turnedB.re - b.re), root * (turnedB.im - b.im)});
 }
 
+// With the length known, the loop of the join is unrolled.
+template <bool inverse>
+void Transform16(float* data, const float* twiddles) {
+    Transform8<inverse>(data);
+    Transform4<inverse>(data + 16);
+    Transform4<inverse>(data + 24);
+    JoinAll<inverse>(data, 16, twiddles);
+}
+
 // Depth first, so that each part is worked on while it is in the cache.
 template <bool inverse>
 void TransformComplex(float* data, int32_t points, const float* twiddles) {
+    if (points == 16) return Transform16<inverse>(data, twiddles);
     if (points == 8) return Transform8<inverse>(data);
     if (points == 4) return Transform4<inverse>(data);
     if (points == 2) return Transform2(data);
     TransformComplex<inverse>(data, points / 2, twiddles);
     TransformComplex<inverse>(data + points, points / 4, twiddles);
     TransformComplex<inverse>(data + points + points / 2, points / 4, twiddles);
-    Join<inverse>(data, points, twiddles);
+    JoinAll<inverse>(data, points, twiddles);
 }
 
 // With Z the transform of the pairs taken as complex points, bin k of the real signal is
@@ -158,14 +197,23 @@ void TransformComplex(float* data, int32_t points, const float* twiddles) {
 // and bin m-k is conj(E - w^k O). The way back is the same step with the turns reversed.
 template <bool inverse>
 void RealStep(float* data, int32_t n, const float* cosines) {
-    const int32_t points = n / 2;
-    for (int32_t k = 1; k < points / 2; ++k) {
-        const Complex w{cosines[k], inverse ? cosines[n / 4 - k] : -cosines[n / 4 - k]};
-        const Complex a = Load(data, k), b = Conj(Load(data, points - k));
-        const Complex even = a + b;
-        const Complex odd = Turn<inverse>((a - b) * w);
-        Store(data, k, {0.5f * (even.re + odd.re), 0.5f * (even.im + odd.im)});
-        Store(data, points - k, {0.5f * (even.re - odd.re), -0.5f * (even.im - odd.im)});
+    // k walks up from the front, its partner down from the back.
+    float* __restrict low = data;
+    float* __restrict high = data + n;
+    const float* __restrict sines = cosines + n / 4;
+    for (int32_t k = 1; k < n / 4; ++k) {
+        // The two directions differ in the sign of the cosine alone.
+        const float cosine = inverse ? -cosines[k] : cosines[k], sine = sines[-k];
+        const float aRe = low[2 * k], aIm = low[2 * k + 1];
+        const float bRe = high[-2 * k], bIm = high[-2 * k + 1];
+        const float evenRe = 0.5f * (aRe + bRe), evenIm = 0.5f * (aIm - bIm);
+        const float halfRe = 0.5f * (aRe - bRe), halfIm = 0.5f * (aIm + bIm);
+        const float oddRe = halfIm * cosine - halfRe * sine;
+        const float oddIm = -(halfRe * cosine + halfIm * sine);
+        low[2 * k] = evenRe + oddRe;
+        low[2 * k + 1] = evenIm + oddIm;
+        high[-2 * k] = evenRe - oddRe;
+        high[-2 * k + 1] = oddIm - evenIm;
     }
 }
 

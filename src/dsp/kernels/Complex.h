@@ -12,7 +12,11 @@ struct Complex {
 
     /// The real parts stand in front of the imaginary parts.
     static Complex Load(const float* p) { return {V::Load(p), V::Load(p + V::lanes)}; }
-    static Complex Broadcast(const float* p) { return {V::Broadcast(p[0]), V::Broadcast(p[1])}; }
+    static Complex Broadcast(const float* p) {
+        V re, im;
+        BroadcastPair(p, re, im);
+        return {re, im};
+    }
     void Store(float* p) const {
         re.Store(p);
         im.Store(p + V::lanes);

@@ -12,7 +12,7 @@ constexpr int32_t kBadCount = -6;
 
 template <class... Pointers>
 int32_t Check(int32_t n, Pointers... pointers) {
-    if (((pointers == nullptr) || ...)) return kNullPointer;
+    if ((!pointers || ...)) return kNullPointer;
     return n < 1 ? kBadCount : 0;
 }
 

@@ -1,26 +1,28 @@
 // The real FFT of the kernel levels, written over vectors of L lanes so that almost nothing moves between
-// lanes.
+// them.
 //
 // The n real points are read as columns of L complex numbers, L floats of real parts and L of imaginary ones
 // as they stand in memory: lane l of column m is x[2Lm + l] + i x[2Lm + L + l]. With M = n / 2L columns:
 //
 // 1. Passes: each lane takes its own complex transform over the M columns, in place, by decimation in
 // frequency
-//    with radices 8 and 4; all lanes share their twiddles. The result Z[k] stands in digit-reversed order,
-//    which step 2 looks up, block by block so that the inner passes stay in the cache.
-// 2. Split: a lane's points and those L further on went in as the real and the imaginary part of one signal.
-// As
-//    for any real transform by way of a complex one of half the length,
+//    with radices 8 and 4; all lanes share their twiddles. The result Z[k] stands in digit-reversed order, in
+//    which step 2 looks it up. Depth first, so that the inner passes stay in the cache.
+// 2. Split: a lane's points and those L further on went in as real and imaginary parts of one signal. As in
+// any
+//    real transform by way of a complex one of half the length,
 //        Y[k] = (Z[k] + conj Z[M-k]) / 2 - i w^k (Z[k] - conj Z[M-k]) / 2,  w the root of order 2M,
-//    is the transform of the lane's 2M real points x[l], x[l+L], x[l+2L], ...; Y[M-k] comes with it.
-// 3. Lanes: X[k + 2Mq] = sum over l of u^lk v^lq Y_l[k], u the root of order n, v of order L: a transform
-// across
-//    the lanes, done for L values of k at once after a transposition. q < L/2 gives bins of the lower half
-//    directly, the other q give them as conjugates.
+//    is the transform of the lane's 2M real points x[l], x[l + L], x[l + 2L], ...; Y[M-k] comes with it.
+// 3. Lanes: X[k + 2Mq] = sum over l of u^lk v^lq Y_l[k], u the root of order n, v that of order L: a
+// transform
+//    across the lanes, taken for L values of k at once after a transposition. The first half of the q gives
+//    bins directly, the second half the conjugates of others.
 //
-// Inverse walks back, with every step turned round. In real arithmetic about as many operations as a
-// split-radix transform of half the length; the shape follows F. Franchetti, S. Kral, J. Lorenz and C.
-// Ueberhuber, "Efficient utilization of SIMD extensions", 2005.
+// Inverse walks back, with every step turned round.
+//
+// For: any length of a few squares of the lanes and more; few operations, about those of a split-radix
+// transform of half the length, and no move between lanes but in step 3. Against: step 3 wants its twiddles
+// for every bin, as much memory as the signal. The plan's side is in FftPlan.cpp.
 
 #include "dsp/FftPlan.h"
 #include "dsp/kernels/Complex.h"
@@ -29,61 +31,64 @@
 
 namespace {
 
-// --- Step 1: the passes. One pass joins `radix` columns `stride` floats apart, for `count` columns in a row.
+// --- Step 1: the passes. One pass joins `radix` columns that stand `stride` floats apart, for `count`
+// columns in a row.
 
-template <int32_t radix, bool last, class V>
+template <int32_t radix, class V>
 inline void ForwardPass(const float* src, int32_t srcStride, float* dst, int32_t dstStride, int32_t count,
                         const float* twiddles) {
-    for (int32_t j = 0; j < count;
-         ++j, src += 2 * V::lanes, dst += 2 * V::lanes, twiddles += 2 * (radix - 1)) {
+    for (int32_t j = 0; j < count; ++j) {
         Complex<V> x[radix];
         for (int32_t q = 0; q < radix; ++q) x[q] = Complex<V>::Load(src + q * srcStride);
         Transform<radix, false>(x);
         x[0].Store(dst);
         for (int32_t q = 1; q < radix; ++q) {
-            if constexpr (!last) x[q] = x[q] * Complex<V>::Broadcast(twiddles + 2 * (q - 1));
-            x[q].Store(dst + q * dstStride);
+            (x[q] * Complex<V>::Broadcast(twiddles + 2 * (q - 1))).Store(dst + q * dstStride);
         }
+        src += 2 * V::lanes;
+        dst += 2 * V::lanes;
+        twiddles += 2 * (radix - 1);
     }
 }
 
-template <int32_t radix, bool last, class V>
+template <int32_t radix, class V>
 inline void InversePass(const float* src, int32_t srcStride, float* dst, int32_t dstStride, int32_t count,
                         const float* twiddles) {
-    for (int32_t j = 0; j < count;
-         ++j, src += 2 * V::lanes, dst += 2 * V::lanes, twiddles += 2 * (radix - 1)) {
+    for (int32_t j = 0; j < count; ++j) {
         Complex<V> x[radix];
-        x[0] = Complex<V>::Load(src);
-        for (int32_t q = 1; q < radix; ++q) {
+        for (int32_t i = 0; i < radix; ++i) {
+            // Partners of the first butterflies one after the other, so that few of the values wait.
+            const int32_t q = i / 2 + i % 2 * (radix / 2);
             x[q] = Complex<V>::Load(src + q * srcStride);
-            if constexpr (!last) x[q] = MulConj(x[q], Complex<V>::Broadcast(twiddles + 2 * (q - 1)));
+            if (q > 0) x[q] = MulConj(x[q], Complex<V>::Broadcast(twiddles + 2 * (q - 1)));
         }
         Transform<radix, true>(x);
         for (int32_t q = 0; q < radix; ++q) x[q].Store(dst + q * dstStride);
+        src += 2 * V::lanes;
+        dst += 2 * V::lanes;
+        twiddles += 2 * (radix - 1);
+    }
+}
+
+template <bool inverse, int32_t radix, class V>
+void PassOf(const float* src, int32_t srcStride, float* dst, int32_t dstStride, int32_t count,
+            const float* twiddles) {
+    if constexpr (inverse) {
+        InversePass<radix, V>(src, srcStride, dst, dstStride, count, twiddles);
+    } else {
+        ForwardPass<radix, V>(src, srcStride, dst, dstStride, count, twiddles);
     }
 }
 
 template <bool inverse, class V>
-void Pass(int32_t radix, const float* src, int32_t srcStride, float* dst, int32_t dstStride, int32_t count,
-          const float* twiddles) {
-    if (radix == 4) {
-        if constexpr (inverse) {
-            InversePass<4, false, V>(src, srcStride, dst, dstStride, count, twiddles);
-        } else {
-            ForwardPass<4, false, V>(src, srcStride, dst, dstStride, count, twiddles);
-        }
-    } else {
-        if constexpr (inverse) {
-            InversePass<8, false, V>(src, srcStride, dst, dstStride, count, twiddles);
-        } else {
-            ForwardPass<8, false, V>(src, srcStride, dst, dstStride, count, twiddles);
-        }
-    }
+void Pass(const FftPlan& plan, int32_t pass, const float* src, int32_t srcStride, float* dst,
+          int32_t dstStride, int32_t count) {
+    const auto function = plan.radix[pass] == 4 ? PassOf<inverse, 4, V> : PassOf<inverse, 8, V>;
+    function(src, srcStride, dst, dstStride, count, plan.twiddles[pass]);
 }
 
-// The innermost pass, over `count` groups of `radix` neighbours. Both directions are the same there but for
-// the turns.
-template <int32_t radix, bool inverse, class V>
+// The innermost pass has no twiddles: `count` groups of `radix` neighbours.
+template <bool inverse, int32_t radix, class V>
 void Leaves(float* data, int32_t count) {
     constexpr int32_t column = 2 * V::lanes;
     for (int32_t i = 0; i < count; ++i, data += radix * column) {
@@ -94,41 +99,36 @@ void Leaves(float* data, int32_t count) {
     }
 }
 
-// All passes from `pass` on within one block, depth first.
+// All passes from `pass` on, in `count` blocks one behind the other.
 template <bool inverse, class V>
-void Block(const FftPlan& plan, int32_t pass, float* data, int32_t columns) {
+void Blocks(const FftPlan& plan, int32_t pass, float* data, int32_t columns, int32_t count) {
+    if (pass == plan.passes) return;
     const int32_t radix = plan.radix[pass];
     if (pass == plan.passes - 1) {
-        if (radix == 4) return Leaves<4, inverse, V>(data, 1);
-        return Leaves<8, inverse, V>(data, 1);
+        const auto function = radix == 4 ? Leaves<inverse, 4, V> : Leaves<inverse, 8, V>;
+        return function(data, count);
     }
     const int32_t inner = columns / radix, stride = inner * 2 * V::lanes;
-    if constexpr (!inverse) Pass<false, V>(radix, data, stride, data, stride, inner, plan.twiddles[pass]);
-    if (inner == 4) {
-        Leaves<4, inverse, V>(data, radix);
-    } else if (inner == 8) {
-        Leaves<8, inverse, V>(data, radix);
-    } else {
-        for (int32_t q = 0; q < radix; ++q) Block<inverse, V>(plan, pass + 1, data + q * stride, inner);
+    for (int32_t i = 0; i < count; ++i, data += radix * stride) {
+        if constexpr (!inverse) Pass<false, V>(plan, pass, data, stride, data, stride, inner);
+        Blocks<inverse, V>(plan, pass + 1, data, inner, radix);
+        if constexpr (inverse) Pass<true, V>(plan, pass, data, stride, data, stride, inner);
     }
-    if constexpr (inverse) Pass<true, V>(radix, data, stride, data, stride, inner, plan.twiddles[pass]);
 }
 
+// The outermost pass moves the signal to or from the work buffer.
 template <class V>
 void ForwardColumns(const FftPlan& plan, const float* in, float* work) {
     const int32_t radix = plan.radix[0], inner = plan.columns / radix;
-    Pass<false, V>(radix, in, inner * 2 * V::lanes, work, plan.blockStride, inner, plan.twiddles[0]);
-    if (plan.passes == 1) return;
-    for (int32_t q = 0; q < radix; ++q) Block<false, V>(plan, 1, work + q * plan.blockStride, inner);
+    Pass<false, V>(plan, 0, in, inner * 2 * V::lanes, work, plan.blockStride, inner);
+    for (int32_t q = 0; q < radix; ++q) Blocks<false, V>(plan, 1, work + q * plan.blockStride, inner, 1);
 }
 
 template <class V>
 void InverseColumns(const FftPlan& plan, float* work, float* out) {
     const int32_t radix = plan.radix[0], inner = plan.columns / radix;
-    if (plan.passes > 1) {
-        for (int32_t q = 0; q < radix; ++q) Block<true, V>(plan, 1, work + q * plan.blockStride, inner);
-    }
-    Pass<true, V>(radix, work, plan.blockStride, out, inner * 2 * V::lanes, inner, plan.twiddles[0]);
+    for (int32_t q = 0; q < radix; ++q) Blocks<true, V>(plan, 1, work + q * plan.blockStride, inner, 1);
+    Pass<true, V>(plan, 0, work, plan.blockStride, out, inner * 2 * V::lanes, inner);
 }
 
 // --- Steps 2 and 3, for L values of k from `first` on together with their partners M - k.
@@ -163,66 +163,79 @@ inline void StoreLanes(const Complex<V>* x, Square<V>& square) {
 template <class V>
 inline void SplitForward(const FftPlan& plan, const float* work, int32_t first, Square<V>& low,
                          Square<V>& high) {
-    const V half = V::Broadcast(0.5f);
+    constexpr int32_t column = Square<V>::column;
+    // Looked up here once: the compiler must take it that the stores below change the plan.
+    const float* const splitTwiddles = plan.splitTwiddles + 2 * first;
+    const float* const laneTwiddles = plan.laneTwiddles + 2 * column * first;
+    const int32_t* const places = plan.places + first;
+    const int32_t* const partners = plan.places + plan.columns - first;
     for (int32_t row = 0; row < V::lanes; ++row) {
-        const int32_t k = first + row;
-        const Complex<V> a = Complex<V>::Load(work + plan.places[k]);
-        const Complex<V> b = Conj(Complex<V>::Load(work + plan.places[plan.columns - k]));
-        const Complex<V> odd = (a - b) * Complex<V>::Broadcast(plan.splitTwiddles + 2 * k);
-        const Complex<V> even = a + b;
-        const float* twiddles = plan.laneTwiddles + 2 * k * Square<V>::column;
-        (AddScaled(odd, even, half) * Complex<V>::Load(twiddles)).Store(low[row]);
-        const Complex<V> mirrored{MulSub(even.re, half, odd.re), NegMulAdd(even.im, half, odd.im)};
-        (mirrored * Complex<V>::Load(twiddles + Square<V>::column)).Store(high[row]);
+        const Complex<V> a = Complex<V>::Load(work + places[row]);
+        const Complex<V> b = Complex<V>::Load(work + partners[-row]);
+        // a and conj b, added and subtracted.
+        const Complex<V> even{a.re + b.re, a.im - b.im}, difference{a.re - b.re, a.im + b.im};
+        const Complex<V> odd = difference * Complex<V>::Broadcast(splitTwiddles + 2 * row);
+        const Complex<V> y = even + odd;
+        const Complex<V> partner{even.re - odd.re, odd.im - even.im};
+        const float* const twiddles = laneTwiddles + 2 * column * row;
+        (y * Complex<V>::Load(twiddles)).Store(low[row]);
+        (partner * Complex<V>::Load(twiddles + column)).Store(high[row]);
     }
 }
 
 template <class V>
 inline void SplitInverse(const FftPlan& plan, float* work, int32_t first, Square<V>& low, Square<V>& high) {
-    const V two = V::Broadcast(2.0f);
+    constexpr int32_t column = Square<V>::column;
+    const float* const splitTwiddles = plan.inverseSplitTwiddles + 2 * first;
+    const float* const laneTwiddles = plan.laneTwiddles + 2 * column * first;
+    const int32_t* const places = plan.places + first;
+    const int32_t* const partners = plan.places + plan.columns - first;
     for (int32_t row = 0; row < V::lanes; ++row) {
-        const int32_t k = first + row;
-        const float* twiddles = plan.laneTwiddles + 2 * k * Square<V>::column;
+        const float* const twiddles = laneTwiddles + 2 * column * row;
         const Complex<V> a = MulConj(Complex<V>::Load(low[row]), Complex<V>::Load(twiddles));
-        const Complex<V> b =
-            Conj(MulConj(Complex<V>::Load(high[row]), Complex<V>::Load(twiddles + Square<V>::column)));
-        const Complex<V> odd = MulConj(a - b, Complex<V>::Broadcast(plan.splitTwiddles + 2 * k));
-        const Complex<V> even = a + b;
-        AddScaled(even, odd, two).Store(work + plan.places[k]);
-        Conj(SubScaled(even, odd, two)).Store(work + plan.places[plan.columns - k]);
+        const Complex<V> b = MulConj(Complex<V>::Load(high[row]), Complex<V>::Load(twiddles + column));
+        const Complex<V> even{a.re + b.re, a.im - b.im}, difference{a.re - b.re, a.im + b.im};
+        // Both twice: the lane twiddles bring a half that belongs to the way forward.
+        const Complex<V> odd = MulConj(difference, Complex<V>::Broadcast(splitTwiddles + 2 * row));
+        const Complex<V> twice = even + even;
+        (twice + odd).Store(work + places[row]);
+        Complex<V>{twice.re - odd.re, odd.im - twice.im}.Store(work + partners[-row]);
     }
 }
 
-// The bins of L values of k stand in runs of L, one for each q, that go up or down with k: the first half of
-// the q gives bins k + 2Mq, the second half gives the conjugates of bins 2M(L - q) - k.
+// The bins of L values of k stand in runs of L, one for each q, that go up or down with k. The first half of
+// the q gives bins k + 2Mq, the runs that start `lower` floats from the spectrum's beginning for q = 0; the
+// second half gives the conjugates of bins 2M(L - q) - k, `upper` being the start for q = L. `turn` is 2M
+// bins.
 //
-// The run of q = L/2 that starts from k = 0 reaches bin n/2, whose place is element 1: the caller says where
-// it is.
+// The two runs of k = 0 at the ends of the spectrum hold bins 0 and n/2, which stand together in element 1:
+// these runs (q = 0 and q = L/2) come from buffers of their own, where a buffer is given.
 
 template <bool down, class V>
-inline void StoreBins(Complex<V>* x, float* lower, float* upper, float* middle, int32_t turn) {
+inline void StoreBins(Complex<V>* x, float* out, int32_t lower, int32_t upper, int32_t turn, float* lastRun) {
     constexpr int32_t half = V::lanes / 2;
     Transform<V::lanes, false>(x);
     for (int32_t q = 0; q < half; ++q) {
-        float* const p = lower + q * turn;
+        float* const p = out + (lower + q * turn);
         down ? Lanes<V>::StoreDown(p, x[q]) : Lanes<V>::StoreUp(p, x[q]);
     }
     for (int32_t q = half; q < V::lanes; ++q) {
-        float* const p = q == half ? middle : upper + (V::lanes - q) * turn;
+        float* const p = q == half && lastRun != nullptr ? lastRun : out + (upper + (V::lanes - q) * turn);
         down ? Lanes<V>::StoreUp(p, Conj(x[q])) : Lanes<V>::StoreDown(p, Conj(x[q]));
     }
 }
 
 template <bool down, class V>
-inline void LoadBins(Complex<V>* x, const float* bottom, const float* lower, const float* upper,
-                     const float* middle, int32_t turn) {
+inline void LoadBins(Complex<V>* x, const float* in, int32_t lower, int32_t upper, int32_t turn,
+                     const float* firstRun, const float* lastRun) {
     constexpr int32_t half = V::lanes / 2;
     for (int32_t q = 0; q < half; ++q) {
-        const float* const p = q == 0 ? bottom : lower + q * turn;
+        const float* const p = q == 0 && firstRun != nullptr ? firstRun : in + (lower + q * turn);
         x[q] = down ? Lanes<V>::LoadDown(p) : Lanes<V>::LoadUp(p);
     }
     for (int32_t q = half; q < V::lanes; ++q) {
-        const float* const p = q == half ? middle : upper + (V::lanes - q) * turn;
+        const float* const p =
+            q == half && lastRun != nullptr ? lastRun : in + (upper + (V::lanes - q) * turn);
         x[q] = Conj(down ? Lanes<V>::LoadUp(p) : Lanes<V>::LoadDown(p));
     }
     Transform<V::lanes, true>(x);
@@ -232,45 +245,37 @@ template <class V>
 void ForwardLanes(const FftPlan& plan, const float* work, float* out) {
     constexpr int32_t L = V::lanes;
     const int32_t M = plan.columns, turn = 4 * M;
-    float edge[2 * L];
+    float lastRun[2 * L];
     for (int32_t k = 0; k < M / 2; k += L) {
         Square<V> low, high;
         SplitForward<V>(plan, work, k, low, high);
         Complex<V> x[L];
         LoadLanes(low, x);
-        float* const upper = out - 2 * (k + L - 1);
-        StoreBins<false, V>(x, out + 2 * k, upper, k == 0 ? edge : upper + L / 2 * turn, turn);
+        StoreBins<false, V>(x, out, 2 * k, -2 * (k + L - 1), turn, k == 0 ? lastRun : nullptr);
         LoadLanes(high, x);
-        float* const partners = out + 2 * (k - M);
-        StoreBins<true, V>(x, out + 2 * (M - k - (L - 1)), partners, partners + L / 2 * turn, turn);
+        StoreBins<true, V>(x, out, 2 * (M - k - (L - 1)), 2 * (k - M), turn, nullptr);
     }
-    // The run up to bin n/2.
-    __builtin_memcpy(out + plan.size - 2 * (L - 1), edge, sizeof(edge) - 2 * sizeof(float));
-    out[1] = edge[2 * (L - 1)];
+    __builtin_memcpy(out + plan.size - 2 * (L - 1), lastRun, sizeof(lastRun) - 2 * sizeof(float));
+    out[1] = lastRun[2 * (L - 1)];
 }
 
 template <class V>
 void InverseLanes(const FftPlan& plan, const float* in, float* work) {
     constexpr int32_t L = V::lanes;
     const int32_t M = plan.columns, turn = 4 * M;
-    // The runs from bin 0 and up to bin n/2.
-    float bottom[2 * L], edge[2 * L];
-    __builtin_memcpy(bottom, in, sizeof(bottom));
-    __builtin_memcpy(edge, in + plan.size - 2 * (L - 1), sizeof(edge) - 2 * sizeof(float));
-    edge[2 * (L - 1)] = in[1];
-    edge[2 * L - 1] = 0.0f;
-    bottom[1] = 0.0f;
+    float firstRun[2 * L], lastRun[2 * L];
+    __builtin_memcpy(firstRun, in, sizeof(firstRun));
+    firstRun[1] = 0.0f;
+    __builtin_memcpy(lastRun, in + plan.size - 2 * (L - 1), sizeof(lastRun) - 2 * sizeof(float));
+    lastRun[2 * (L - 1)] = in[1];
+    lastRun[2 * (L - 1) + 1] = 0.0f;
     for (int32_t k = 0; k < M / 2; k += L) {
         Square<V> low, high;
         Complex<V> x[L];
-        const float* const lower = in + 2 * k;
-        const float* const upper = in - 2 * (k + L - 1);
-        LoadBins<false, V>(x, k == 0 ? bottom : lower, lower, upper, k == 0 ? edge : upper + L / 2 * turn,
-                           turn);
+        LoadBins<false, V>(x, in, 2 * k, -2 * (k + L - 1), turn, k == 0 ? firstRun : nullptr,
+                           k == 0 ? lastRun : nullptr);
         StoreLanes(x, low);
-        const float* const partners = in + 2 * (k - M);
-        const float* const down = in + 2 * (M - k - (L - 1));
-        LoadBins<true, V>(x, down, down, partners, partners + L / 2 * turn, turn);
+        LoadBins<true, V>(x, in, 2 * (M - k - (L - 1)), 2 * (k - M), turn, nullptr, nullptr);
         StoreLanes(x, high);
         SplitInverse<V>(plan, work, k, low, high);
     }

@@ -46,6 +46,12 @@ struct F4 {
     static F4 Broadcast(float x) { return {_mm_set1_ps(x)}; }
     void Store(float* p) const { _mm_storeu_ps(p, v); }
 
+    /// a = p[0], b = p[1] in all lanes; here in one load.
+    friend void BroadcastPair(const float* p, F4& a, F4& b) {
+        const __m128i pair = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
+        a.v = _mm_castsi128_ps(_mm_shuffle_epi32(pair, 0x00));
+        b.v = _mm_castsi128_ps(_mm_shuffle_epi32(pair, 0x55));
+    }
     friend F4 operator+(F4 a, F4 b) { return {_mm_add_ps(a.v, b.v)}; }
     friend F4 operator-(F4 a, F4 b) { return {_mm_sub_ps(a.v, b.v)}; }
     friend F4 operator*(F4 a, F4 b) { return {_mm_mul_ps(a.v, b.v)}; }
@@ -102,6 +108,10 @@ struct F8 {
     static F8 Broadcast(float x) { return {_mm256_set1_ps(x)}; }
     void Store(float* p) const { _mm256_storeu_ps(p, v); }
 
+    friend void BroadcastPair(const float* p, F8& a, F8& b) {
+        a.v = _mm256_broadcast_ss(p);
+        b.v = _mm256_broadcast_ss(p + 1);
+    }
     friend F8 operator+(F8 a, F8 b) { return {_mm256_add_ps(a.v, b.v)}; }
     friend F8 operator-(F8 a, F8 b) { return {_mm256_sub_ps(a.v, b.v)}; }
     friend F8 operator*(F8 a, F8 b) { return {_mm256_mul_ps(a.v, b.v)}; }
