@@ -1,14 +1,15 @@
 // Rendering: pitch-synchronous overlap-add of the recording's own grains.
 //
 // A grain is centred on a pitch mark of the recording. In the accumulator its left half is added to what
-// stands there, which is the right half of the grain before, and its right half is written behind its centre.
-// The halves that lie over each other have the same length and windows that sum to 1.
+// stands there, the right half of the grain before, and its right half is written behind its centre. The two
+// halves between neighbouring centres are equally long while the shift stays, and their windows sum to 1:
 //
-//     mark k      |\         window of grain k:    right half   1 - w      as long as its output period
-//                 | \  /|
-//                 |  \/ |    window of grain k+1:  left half    w          the same length
-//                 |  /\ |
-//     mark k+1    |_/__\|    output period = source period * ratio
+//     grain k       grain k+1     grain k+2
+//        |\_         _/|\_         _/|
+//        |  \_     _/  |  \_     _/  |        left half: w, a rise like the cube of a sine
+//        |    \_ _/    |    \_ _/    |        right half: 1 - w
+//        |_____X_______|_____X_______|
+//        <-- period -> <-- period ->         source period * ratio of the pitches
 //
 // Pitch comes from the distance of the grains, formants from the read step inside a grain, time from how far
 // the source position moves from grain to grain. At the recording's own pitch, formants and time every grain
