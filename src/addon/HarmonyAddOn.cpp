@@ -349,20 +349,24 @@ void MalleoTuneHarmonyAddOn::AssignRows() {
         for (int32_t v = 0; v < kMaxVoices; ++v) voiceRow_[v] = v;
         return;
     }
+    // Where memory ran out between lead and rows they differ in length; what has no entry rests.
+    const auto pitchAt = [this](int32_t row, std::size_t i) {
+        const ChoiralizerV2::NoteList& list = harmonyRows_[row];
+        return i < static_cast<std::size_t>(list.count) ? list.items[i].pitch : -1;
+    };
     // A row whose first note is silent is taken for absent as a whole.
     voiceRow_[0] = kLeadRow;
     activeVoices_ = 1;
     for (int32_t r = 0; r < kMaxVoices; ++r) {
-        if (r != kLeadRow && harmonyRows_[r].items[0].pitch != -1) voiceRow_[activeVoices_++] = r;
+        if (r != kLeadRow && pitchAt(r, 0) != -1) voiceRow_[activeVoices_++] = r;
     }
     // Voices that are not active follow whatever row they had before.
     for (int32_t v = 0; v < kMaxVoices; ++v) {
-        const ChoiralizerV2::NoteItem* row = harmonyRows_[voiceRow_[v]].items;
         voicePitch_[v].clear();
         for (std::size_t i = 0; i < leadPitch_.size(); ++i) {
             const PitchElement& lead = leadPitch_[i];
-            voicePitch_[v].emplace_back(lead.GetStart(), static_cast<float>(row[i].pitch), lead.GetDuration(),
-                                        lead.GetLevel());
+            voicePitch_[v].emplace_back(lead.GetStart(), static_cast<float>(pitchAt(voiceRow_[v], i)),
+                                        lead.GetDuration(), lead.GetLevel());
         }
     }
 }
