@@ -20,19 +20,6 @@ void LoadBlock(float* buffer, const float* in, const float* window, int32_t wind
     if (windowType != 0) Ops().VecMul(buffer, window, windowLength);
 }
 
-constexpr int32_t kCacheLine = 16;  // floats
-
-float* AlignToCacheLine(float* p) {
-    constexpr uintptr_t bytes = kCacheLine * sizeof(float);
-    return reinterpret_cast<float*>((reinterpret_cast<uintptr_t>(p) + bytes - 1) / bytes * bytes);
-}
-
-// The widest vectors that the level has and the length is long enough for; 0 where none are.
-int32_t LanesFor(int32_t level, int32_t fftSize) {
-    if (level == 6 && fftSize >= ShortestFft(8)) return 8;
-    return fftSize >= ShortestFft(4) ? 4 : 0;
-}
-
 bool IsPowerOfTwo(int32_t n) { return n > 0 && (n & (n - 1)) == 0; }
 
 }  // namespace
@@ -66,6 +53,16 @@ int32_t CqrtfFFTGen::Inverse(float* out, const float* in) {
 
 #ifdef MLH_KERNELS
 
+namespace {
+
+// The widest vectors that the level has and the length is long enough for; 0 where none are.
+int32_t LanesFor(int32_t level, int32_t fftSize) {
+    if (level == 6 && fftSize >= ShortestFft(8)) return 8;
+    return fftSize >= ShortestFft(4) ? 4 : 0;
+}
+
+}  // namespace
+
 template <int32_t level>
 CqrtfFFTKernel<level>::CqrtfFFTKernel(int32_t windowLength, int32_t zeroPadFactor, int32_t windowType)
     : fftSize(windowLength * zeroPadFactor), windowLength(windowLength), windowType(windowType) {}
@@ -87,11 +84,10 @@ int32_t CqrtfFFTKernel<level>::PrepareKernel() {
         return 0;
     }
     const FftPlanSizes sizes = GetFftPlanSizes(fftSize, lanes);
-    planMemory = MakeVec(sizes.tables + kCacheLine);
+    planMemory = MakeVec(sizes.tables);
     planInit = MakeVec(sizes.init);
-    planWork = MakeVec(sizes.work + kCacheLine);
-    plan = std::make_unique<FftPlan>(
-        BuildFftPlan(fftSize, lanes, AlignToCacheLine(planMemory.get()), planInit.get()));
+    planWork = MakeVec(sizes.work);
+    plan = std::make_unique<FftPlan>(BuildFftPlan(fftSize, lanes, planMemory.get(), planInit.get()));
     forward = FftKernels<level, false>::Forward;
     inverse = FftKernels<level, false>::Inverse;
     if constexpr (level == 6) {
@@ -121,7 +117,7 @@ int32_t CqrtfFFTKernel<level>::Forward(float* out, const float* in) {
         LoadBlock(work.get(), in, window.get(), windowLength, fftSize, windowType);
         block = work.get();
     }
-    forward(*plan, block, out, AlignToCacheLine(planWork.get()));
+    forward(*plan, block, out, planWork.get());
     return 0;
 }
 
@@ -129,7 +125,7 @@ template <int32_t level>
 int32_t CqrtfFFTKernel<level>::Inverse(float* out, const float* in) {
     if (small != nullptr) return small->Inverse(out, in);
     float* const block = windowLength == fftSize ? out : work.get();
-    inverse(*plan, in, block, AlignToCacheLine(planWork.get()));
+    inverse(*plan, in, block, planWork.get());
     if (block != out) std::memcpy(out, block, static_cast<size_t>(windowLength) * sizeof(float));
     return 0;
 }

@@ -7,8 +7,9 @@
 
 /// The memory behind VecAlloc and VecFree of the operation table.
 
+/// VecAlloc of the levels that promise this alignment: 8, 16 or 32 bytes. It is whole cache lines in fact.
 template <int32_t alignment>
-float* VecAllocAligned(int32_t count);  // 8, 16 or 32 bytes
+float* VecAllocAligned(int32_t count);
 int32_t VecFree(float** vec);
 
 /// A vector from VecAlloc with an owner.
