@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include "Chords.h"
 #include "Errors.h"
 
 namespace {
@@ -23,25 +24,14 @@ constexpr double kInsideNote = 0.001;  // [s]
 
 constexpr int32_t kMiddleC = 60;
 
-bool Has(const TimedChord& chord, int interval) {
-    return std::find(chord.intervals.begin(), chord.intervals.end(), interval) != chord.intervals.end();
-}
-
-// The library knows triads and seventh chords and takes the tones from the scale, on the chord's root. Other
-// chords are reduced to their root, third, fifth and seventh: notes that it cannot stack in thirds would give
-// them another root.
+// The library takes the tones from the scale, on the chord's root.
 AddOnIf::ChordElement ToElement(const TimedChord& chord) {
     const auto time = static_cast<float>(chord.time);
     if (chord.root < 0) return AddOnIf::ChordElement(time);
     const int32_t root = kMiddleC + chord.root;
-    const bool minor = Has(chord, 3) && !Has(chord, 4);
-    const int32_t third = minor ? 3 : 4;
-    const int32_t fifth = Has(chord, 7) ? 7 : minor && Has(chord, 6) ? 6 : !minor && Has(chord, 8) ? 8 : 7;
-    const bool diminished = fifth == 6;
-    const int32_t seventh = Has(chord, 11) ? 11 : Has(chord, 10) ? 10 : diminished && Has(chord, 9) ? 9 : -1;
-    const bool known = fifth == 7 || (diminished && seventh != 11) || seventh < 0;
-    return AddOnIf::ChordElement(time, root, root + third, root + (known ? fifth : 7),
-                                 seventh < 0 ? -1 : root + seventh);
+    const CoreTones tones = ReduceChord(chord.intervals);
+    return AddOnIf::ChordElement(time, root, root + tones.third, root + tones.fifth,
+                                 tones.seventh < 0 ? -1 : root + tones.seventh);
 }
 
 }  // namespace
@@ -138,9 +128,28 @@ void Choir::SingChords(const ChoirSettings& settings, const std::vector<TimedCho
 void Choir::SingTracks(const std::vector<MidiTrack>& tracks, int voices) {
     voices_ = voices;
     changes_ = DealNotes(tracks, voices);
+    manual_ = true;
     addOn_->SetHarmonyMode(kManualMode);
     // Everybody rests until the first note.
     Apply({-1.0, std::vector<double>(static_cast<std::size_t>(voices), -1.0)});
+}
+
+void Choir::SingRows(const std::vector<std::vector<int>>& rows, const std::vector<TimedChord>& chords) {
+    voices_ = static_cast<int>(rows.size());
+    chords_ = chords;
+    manual_ = true;
+    addOn_->SetHarmonyMode(kManualMode);
+    for (int32_t v = 0; v < kMaxVoices; ++v) {
+        auto pitches = addOn_->GetVoicePitchVector(v);
+        // The first element leads in to the first note, so there is one more of them than notes.
+        for (std::size_t i = 0; i < pitches.size(); ++i) {
+            const std::size_t note = i == 0 ? 0 : i - 1;
+            const bool sings = v < voices_ && note < rows[v].size();
+            pitches[i].SetPitch(sings ? static_cast<float>(rows[v][note]) : -1.0f);
+        }
+        addOn_->SetVoicePitchVector(v, std::move(pitches));
+    }
+    addOn_->Update();
 }
 
 void Choir::Apply(const PitchChange& change) {
@@ -161,16 +170,15 @@ void Choir::Apply(const PitchChange& change) {
 
 std::vector<TimedChord> Choir::Chords() const {
     if (!chords_.empty()) return chords_;
-    static const std::vector<int> kTriads[] = {{0, 4, 7}, {0, 3, 7}, {0, 3, 6}, {0, 4, 8}};
     std::vector<TimedChord> chords;
-    if (!changes_.empty()) return chords;
+    if (manual_) return chords;
     for (const mlh::SegmentChord& segment : mlh::GetAnalysis(*addOn_).chords) {
-        if (segment.root < 0 || segment.triadType < 0 || segment.triadType > 3) continue;
         TimedChord chord;
+        chord.intervals = TonesOf({segment.triadType, segment.seventhType});
+        if (segment.root < 0 || chord.intervals.empty()) continue;
         chord.time = segment.start;
         chord.root = segment.root % 12;
         chord.bass = chord.root;
-        chord.intervals = kTriads[segment.triadType];
         chord.name = ChordSymbol(chord.root, chord.intervals, KeyUsesFlats(key()));
         if (!chords.empty() && chords.back().name == chord.name) continue;
         chords.push_back(std::move(chord));
@@ -225,12 +233,12 @@ std::string NameOf(int voice, const std::vector<TimedNote>& line, const std::vec
 }  // namespace
 
 std::vector<VoiceLine> Choir::Lines() const {
-    const bool manual = !changes_.empty();
+    const bool byTime = !changes_.empty();
     std::vector<VoiceLine> lines;
     for (int v = 0; v < voices_; ++v) {
         const auto pitches = addOn_->GetVoicePitchVector(v);
         std::vector<double> cuts;
-        if (manual) {
+        if (byTime) {
             for (const PitchChange& change : changes_) cuts.push_back(change.time);
         } else {
             for (const auto& element : pitches) cuts.push_back(element.GetStart());
@@ -239,7 +247,7 @@ std::vector<VoiceLine> Choir::Lines() const {
             const auto next = std::upper_bound(cuts.begin(), cuts.end(), time + 1e-4);
             if (next == cuts.begin()) return -1.0;
             const auto index = static_cast<std::size_t>(next - cuts.begin() - 1);
-            return manual ? changes_[index].pitches[static_cast<std::size_t>(v)] : pitches[index].GetPitch();
+            return byTime ? changes_[index].pitches[static_cast<std::size_t>(v)] : pitches[index].GetPitch();
         };
         VoiceLine line;
         line.notes = CutLine(analysis_.notes, cuts, pitchAt);

@@ -57,6 +57,10 @@ class Choir {
     // `voices` 1 to 4.
     void SingTracks(const std::vector<MidiTrack>& tracks, int voices);
 
+    // Voices from rows of pitches, one pitch (-1 rests) for each note of the analysis; up to four rows. What
+    // sounds before the first note goes with it.
+    void SingRows(const std::vector<std::vector<int>>& rows, const std::vector<TimedChord>& chords);
+
     int voices() const { return voices_; }
     // What each voice sings, and the chords it sings to. Known once the voices are set.
     std::vector<VoiceLine> Lines() const;
@@ -78,6 +82,7 @@ class Choir {
     MalleoTuneHarmonyAddOnIf* addOn_ = nullptr;
     mlh::Analysis analysis_;
     int voices_ = 0;
+    bool manual_ = false;
     std::vector<TimedChord> chords_;
     std::vector<PitchChange> changes_;
 };

@@ -4,6 +4,9 @@
 #include <cctype>
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <optional>
 
 #include "ChordQualities.h"
@@ -115,6 +118,19 @@ std::optional<TimedChord> ReadHarte(const std::string& symbol) {
     if (quality == nullptr) return std::nullopt;
     chord.intervals = quality->intervals;
     return chord;
+}
+
+struct LibraryChord {
+    ChordCodes codes;
+    std::vector<int> intervals;
+};
+
+const std::vector<LibraryChord>& LibraryChords() {
+    static const std::vector<LibraryChord> chords = {
+        {{0, 16}, {0, 4, 7}},    {{1, 16}, {0, 3, 7}},     {{2, 16}, {0, 3, 6}},     {{3, 16}, {0, 4, 8}},
+        {{5, 9}, {0, 4, 7, 11}}, {{5, 10}, {0, 3, 7, 10}}, {{5, 11}, {0, 4, 7, 10}}, {{5, 12}, {0, 3, 6, 10}},
+        {{5, 13}, {0, 3, 6, 9}}, {{5, 14}, {0, 3, 7, 11}}};
+    return chords;
 }
 
 // Edit distance. A letter too many or too few is likelier than a wrong one, and one in the wrong case is the
@@ -331,6 +347,46 @@ class SheetReader {
 };
 
 }  // namespace
+
+std::vector<TimedChord> ReadChordOption(const std::string& value, double bpm, int beatsPerBar) {
+    if (value.empty()) return {};
+    std::error_code ignored;
+    if (!std::filesystem::is_regular_file(value, ignored)) {
+        return ParseChordSheet(value, "--chords", bpm, beatsPerBar);
+    }
+    std::ifstream file(value, std::ios::binary);
+    const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    if (!file) throw Failure("cannot read " + value);
+    return ParseChordSheet(text, value, bpm, beatsPerBar);
+}
+
+CoreTones ReduceChord(const std::vector<int>& intervals) {
+    const auto has = [&](int interval) {
+        return std::find(intervals.begin(), intervals.end(), interval) != intervals.end();
+    };
+    const bool minor = has(3) && !has(4);
+    const int fifth = has(7) ? 7 : minor && has(6) ? 6 : !minor && has(8) ? 8 : 7;
+    const bool diminished = fifth == 6;
+    const int seventh = has(11) ? 11 : has(10) ? 10 : diminished && has(9) ? 9 : -1;
+    const bool known = fifth == 7 || (diminished && seventh != 11) || seventh < 0;
+    return {minor ? 3 : 4, known ? fifth : 7, seventh};
+}
+
+ChordCodes CodesOf(const CoreTones& tones) {
+    std::vector<int> intervals = {0, tones.third, tones.fifth};
+    if (tones.seventh >= 0) intervals.push_back(tones.seventh);
+    for (const LibraryChord& chord : LibraryChords()) {
+        if (chord.intervals == intervals) return chord.codes;
+    }
+    return {};
+}
+
+std::vector<int> TonesOf(const ChordCodes& codes) {
+    for (const LibraryChord& chord : LibraryChords()) {
+        if (chord.codes.triad == codes.triad && chord.codes.seventh == codes.seventh) return chord.intervals;
+    }
+    return {};
+}
 
 TimedChord ParseChordSymbol(const std::string& symbol) {
     if (IsNoChord(symbol)) {

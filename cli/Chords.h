@@ -17,8 +17,30 @@
 std::vector<TimedChord> ParseChordSheet(const std::string& text, const std::string& source, double bpm,
                                         int beatsPerBar);
 
+// The value of a --chords option: the name of a file, or the chords themselves. None for an empty one.
+std::vector<TimedChord> ReadChordOption(const std::string& value, double bpm, int beatsPerBar);
+
 // One symbol, without time. Throws UsageError with the nearest valid spelling.
 TimedChord ParseChordSymbol(const std::string& symbol);
+
+// What the library knows of a chord, triads and seventh chords: third, fifth and seventh in semitones above
+// the root, the seventh -1 for a triad. Other chords are reduced to these tones: notes that cannot be stacked
+// in thirds would give them another root.
+struct CoreTones {
+    int third = 4;
+    int fifth = 7;
+    int seventh = -1;
+};
+CoreTones ReduceChord(const std::vector<int>& intervals);
+
+// The library's codes of triads and seventh chords (see SegmentChord in mlh/analysis.h), and their tones in
+// semitones above the root; none for a code of no chord.
+struct ChordCodes {
+    int triad = 5;
+    int seventh = 16;
+};
+ChordCodes CodesOf(const CoreTones& tones);
+std::vector<int> TonesOf(const ChordCodes& codes);
 
 // Key names: C, F#m, Bb minor, c# minor, Ebmaj, "A major". Returns 0 to 11 major, 12 to 23 minor.
 int ParseKey(const std::string& text);

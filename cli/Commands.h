@@ -5,3 +5,4 @@
 
 void AddHarmonizeCommand(CLI::App& app);
 void AddAnalyzeCommand(CLI::App& app);
+void AddArrangeCommand(CLI::App& app);

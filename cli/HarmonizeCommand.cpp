@@ -2,12 +2,11 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <sstream>
 #include <string>
 
+#include "Arrangement.h"
 #include "AudioFile.h"
 #include "Choir.h"
 #include "Chords.h"
@@ -19,6 +18,7 @@
 #include "Picture.h"
 #include "Progress.h"
 #include "Reports.h"
+#include "StyleOptions.h"
 
 namespace {
 
@@ -35,9 +35,11 @@ struct HarmonizeOptions {
     std::string midi;
     int voices = 4;
     bool voicesGiven = false;
+    bool aboveGiven = false;
+    bool spreadGiven = false;
     int above = 1;
     double spread = 0.5;
-    std::string key;
+    StyleOptions style;
     std::string gains;
     bool mono = false;
     std::string picture;
@@ -45,11 +47,15 @@ struct HarmonizeOptions {
     bool quiet = false;
 };
 
+// The style that the add-on sings by itself.
+constexpr const char* kChordStyle = "chords";
+
 constexpr const char* kExamples = R"(Examples:
   mlh harmonize lead.wav
   mlh harmonize lead.wav --chords "0 C, 2.5 Am, 5 F, 7.5 G" --voices 3 -o choir.wav
   mlh harmonize lead.wav --bpm 96 --chords "C | Am F | G | C" --picture choir.svg
-  mlh harmonize lead.wav --midi voices.mid --stems stems/ --format 24)";
+  mlh harmonize lead.wav --midi voices.mid --stems stems/ --format 24
+  mlh harmonize lead.wav --style four-part --lead soprano --key "A minor" --picture choir.svg)";
 
 // A monotonic clock, for the figures told at the end.
 class Stopwatch {
@@ -68,19 +74,6 @@ SampleFormat ToFormat(const std::string& name) {
     return SampleFormat::Float;
 }
 
-// The value of --chords: the name of a file, or the chords themselves.
-std::vector<TimedChord> ReadChords(const HarmonizeOptions& options) {
-    if (options.chords.empty()) return {};
-    std::error_code ignored;
-    if (!fs::is_regular_file(options.chords, ignored)) {
-        return ParseChordSheet(options.chords, "--chords", options.bpm, options.beatsPerBar);
-    }
-    std::ifstream file(options.chords, std::ios::binary);
-    const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    if (!file) throw Failure("cannot read " + options.chords);
-    return ParseChordSheet(text, options.chords, options.bpm, options.beatsPerBar);
-}
-
 void CheckVoices(const HarmonizeOptions& options) {
     const int least = options.midi.empty() ? 2 : 1;
     if (options.voices < least || options.voices > 4) {
@@ -89,18 +82,43 @@ void CheckVoices(const HarmonizeOptions& options) {
     }
 }
 
-void SetVoices(Choir& choir, const HarmonizeOptions& options, const std::vector<TimedChord>& chords,
-               const MidiSong& song) {
-    if (options.midi.empty()) {
-        ChoirSettings settings;
-        settings.voices = options.voices;
-        settings.voicesAbove = options.above;
-        settings.spread = options.spread;
-        if (!options.key.empty()) settings.key = ParseKey(options.key);
-        choir.SingChords(settings, chords);
+// Options of the chord modes mean nothing to the styles that find their voices in the notes alone.
+void CheckStyle(const HarmonizeOptions& options) {
+    if (options.style.style == kChordStyle) {
+        ToSettings(options.style);  // complains of options of other styles
+        if (!options.style.scale.empty()) throw UsageError("--scale is for every --style but chords");
         return;
     }
-    choir.SingTracks(song.tracks, options.voicesGiven ? options.voices : CountVoices(song.tracks));
+    const auto refuse = [&](bool given, const char* option) {
+        if (given) throw UsageError(std::string(option) + " is for --style chords");
+    };
+    refuse(!options.midi.empty(), "--midi");
+    refuse(!options.chords.empty(), "--chords");
+    refuse(options.voicesGiven, "--voices");
+    refuse(options.aboveGiven, "--above");
+    refuse(options.spreadGiven, "--spread");
+}
+
+// The notes that were found, arranged, and sung by their singer. Seconds serve as beats.
+Arrangement SingArrangement(Choir& choir, const HarmonizeOptions& options) {
+    const mlh::ArrangeSettings settings = ToSettings(options.style);
+    const Melody melody = MelodyOf(choir.analysis(), 60.0);
+    if (melody.notes.empty()) throw Failure(options.lead + ": no note was found in it");
+    Arrangement arrangement =
+        ArrangeMelody(melody, KeyFor(options.style, melody), settings, options.style.style);
+    std::vector<std::vector<int>> rows;
+    for (const ArrangedVoice& voice : arrangement.voices) rows.push_back(voice.pitches);
+    choir.SingRows(rows, arrangement.ChordChanges());
+    return arrangement;
+}
+
+void SingChords(Choir& choir, const HarmonizeOptions& options, const std::vector<TimedChord>& chords) {
+    ChoirSettings settings;
+    settings.voices = options.voices;
+    settings.voicesAbove = options.above;
+    settings.spread = options.spread;
+    if (!options.style.key.empty()) settings.key = ParseKey(options.style.key);
+    choir.SingChords(settings, chords);
 }
 
 // Writes the mix and the stems while they are rendered, so that no voice is held in memory.
@@ -164,16 +182,18 @@ class Outputs {
     std::vector<float> block_;
 };
 
-Performance Describe(const Choir& choir, const HarmonizeOptions& options, const Audio& audio) {
-    Performance performance;
+// The performance of an arrangement brings its key, the names of its voices, phrases and functions.
+void Describe(const Choir& choir, const HarmonizeOptions& options, const Audio& audio,
+              Performance& performance) {
     performance.title = fs::path(options.lead).filename().string();
-    performance.key = KeyName(choir.key());
+    if (performance.key.empty()) performance.key = KeyName(choir.key());
     performance.duration = audio.Seconds();
     performance.curve = ToCurve(choir.analysis().curve);
     performance.lead = ToTimedNotes(choir.analysis().notes);
+    const std::vector<VoiceLine> named = std::move(performance.voices);
     performance.voices = choir.Lines();
+    for (std::size_t v = 0; v < named.size(); ++v) performance.voices[v].name = named[v].name;
     performance.chords = choir.Chords();
-    return performance;
 }
 
 void Tell(const HarmonizeOptions& options, const HarmonyReport& report, const Audio& audio,
@@ -198,7 +218,8 @@ void Tell(const HarmonizeOptions& options, const HarmonyReport& report, const Au
 
 void Run(const HarmonizeOptions& options) {
     CheckVoices(options);
-    const auto chords = ReadChords(options);
+    CheckStyle(options);
+    const auto chords = ReadChordOption(options.chords, options.bpm, options.beatsPerBar);
     MidiSong song;
     if (!options.midi.empty()) {
         song = ReadMidiFile(options.midi);
@@ -219,8 +240,16 @@ void Run(const HarmonizeOptions& options) {
         choir = std::make_unique<Choir>(audio, [&](double share) { progress.Update(share); });
         report.analysisSeconds = watch.Seconds();
     }
-    SetVoices(*choir, options, chords, song);
-    const Performance performance = Describe(*choir, options, audio);
+    Performance performance;
+    if (!options.midi.empty()) {
+        choir->SingTracks(song.tracks, options.voicesGiven ? options.voices : CountVoices(song.tracks));
+    } else if (options.style.style == kChordStyle) {
+        SingChords(*choir, options, chords);
+    } else {
+        // What a picture of notes shows, and whose voices they are.
+        performance = ToPerformance(SingArrangement(*choir, options));
+    }
+    Describe(*choir, options, audio, performance);
 
     Outputs outputs(options, audio, choir->voices());
     {
@@ -243,6 +272,7 @@ void Run(const HarmonizeOptions& options) {
 
 void AddHarmonizeCommand(CLI::App& app) {
     auto options = std::make_shared<HarmonizeOptions>();
+    options->style.style = kChordStyle;
     CLI::App* command = app.add_subcommand("harmonize", "Turn a sung line into a choir of the same singer");
     command->footer(kExamples);
     command->add_option("LEAD", options->lead, "The recording: any file that libsndfile reads")->required();
@@ -265,14 +295,15 @@ void AddHarmonizeCommand(CLI::App& app) {
     midi->excludes(chords);
     auto* voices = command->add_option(
         "--voices", options->voices, "Voices beside the lead, the first on its own line: 2 to 4 (default 4)");
-    command->add_option("--above", options->above, "Harmony voices above the lead: 0 to 3 (default 1)")
-        ->check(CLI::Range(0, 3))
+    auto* above =
+        command->add_option("--above", options->above, "Harmony voices above the lead: 0 to 3 (default 1)");
+    above->check(CLI::Range(0, 3))->excludes(midi);
+    auto* spread = command->add_option("--spread", options->spread,
+                                       "How widely the voices are set: 0 to 1 (default 0.5)");
+    spread->check(CLI::Range(0.0, 1.0))->excludes(midi);
+    command->add_option("--key", options->style.key, "C, F#m, Bb minor ... (default: the one that is found)")
         ->excludes(midi);
-    command->add_option("--spread", options->spread, "How widely the voices are set: 0 to 1 (default 0.5)")
-        ->check(CLI::Range(0.0, 1.0))
-        ->excludes(midi);
-    command->add_option("--key", options->key, "C, F#m, Bb minor ... (default: the one that is found)")
-        ->excludes(midi);
+    AddStyleOptions(*command, options->style);
     command->add_option(
         "--gains", options->gains,
         "Gains of lead and voices, each one or left:right (default 0.5, 0.5:0, 0:0.5, 0.3:0.2, 0.2:0.3)");
@@ -281,8 +312,10 @@ void AddHarmonizeCommand(CLI::App& app) {
     command->add_option("--report", options->report, "Write what was found and made as JSON")
         ->type_name("FILE");
     command->add_flag("--quiet,-q", options->quiet, "Print nothing but warnings");
-    command->callback([options, voices] {
+    command->callback([options, voices, above, spread] {
         options->voicesGiven = voices->count() > 0;
+        options->aboveGiven = above->count() > 0;
+        options->spreadGiven = spread->count() > 0;
         Run(*options);
     });
 }

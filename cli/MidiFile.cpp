@@ -26,6 +26,7 @@ constexpr int kMicrosecondsPerMinute = 60000000;
 // Meta events.
 constexpr int kText = 0x01;
 constexpr int kTrackName = 0x03;
+constexpr int kKeySignature = 0x59;
 
 void Ignore(const gchar*, GLogLevelFlags, const gchar*, gpointer) {}
 
@@ -73,11 +74,10 @@ std::vector<TimedNote> TrackNotes(smf_track_t* track, double songEnd) {
     return notes;
 }
 
-// Adds an event of its own bytes at a time in seconds, by the one tempo of the song.
-void AddEvent(smf_track_t* track, std::vector<uint8_t> bytes, double seconds, double bpm) {
+void AddEvent(smf_track_t* track, std::vector<uint8_t> bytes, double beat) {
     smf_event_t* event = smf_event_new_from_pointer(bytes.data(), static_cast<int>(bytes.size()));
     if (event == nullptr) throw Failure("cannot make a MIDI event");
-    const double pulses = std::max(seconds, 0.0) * bpm / 60.0 * kTicksPerQuarter;
+    const double pulses = std::max(beat, 0.0) * kTicksPerQuarter;
     smf_track_add_event_pulses(track, event, static_cast<int>(std::lround(pulses)));
 }
 
@@ -88,17 +88,32 @@ std::vector<uint8_t> Meta(int type, const std::string& text) {
     return bytes;
 }
 
+// The count of sharps, below 0 of flats, and whether minor: a major key and its relative minor share them.
+std::vector<uint8_t> KeySignature(int key) {
+    const bool minor = key >= 12;
+    const int sharps = KeySharps(key);
+    return {0xFF, kKeySignature, 2, static_cast<uint8_t>(sharps), static_cast<uint8_t>(minor ? 1 : 0)};
+}
+
+int KeyOfSignature(int sharps, bool minor) {
+    const int major = ((7 * sharps) % 12 + 12) % 12;
+    return minor ? (major + 9) % 12 + 12 : major;
+}
+
 void AddTempoTrack(smf_t* song, const MidiSong& from, const std::vector<MidiText>& texts) {
     smf_track_t* track = smf_track_new();
     smf_add_track(song, track);
-    const auto tempo = static_cast<uint32_t>(std::lround(kMicrosecondsPerMinute / from.bpm));
-    AddEvent(track,
-             {0xFF, 0x51, 3, static_cast<uint8_t>(tempo >> 16), static_cast<uint8_t>(tempo >> 8),
-              static_cast<uint8_t>(tempo)},
-             0.0, from.bpm);
-    const auto unit = static_cast<uint8_t>(std::lround(std::log2(from.beatUnit)));
-    AddEvent(track, {0xFF, 0x58, 4, static_cast<uint8_t>(from.beatsPerBar), unit, 24, 8}, 0.0, from.bpm);
-    for (const MidiText& text : texts) AddEvent(track, Meta(kText, text.text), text.time, from.bpm);
+    for (const TempoChange& change : from.tempo) {
+        const auto tempo = static_cast<uint32_t>(std::lround(kMicrosecondsPerMinute / change.bpm));
+        AddEvent(track,
+                 {0xFF, 0x51, 3, static_cast<uint8_t>(tempo >> 16), static_cast<uint8_t>(tempo >> 8),
+                  static_cast<uint8_t>(tempo)},
+                 change.beat);
+        const auto unit = static_cast<uint8_t>(std::lround(std::log2(change.beatUnit)));
+        AddEvent(track, {0xFF, 0x58, 4, static_cast<uint8_t>(change.beatsPerBar), unit, 24, 8}, change.beat);
+    }
+    if (from.key) AddEvent(track, KeySignature(*from.key), 0.0);
+    for (const MidiText& text : texts) AddEvent(track, Meta(kText, text.text), BeatAt(from.tempo, text.time));
 }
 
 struct KeyEvent {
@@ -106,10 +121,10 @@ struct KeyEvent {
     std::vector<uint8_t> bytes;
 };
 
-void AddNoteTrack(smf_t* song, const MidiTrack& from, int channel, double bpm) {
+void AddNoteTrack(smf_t* song, const MidiTrack& from, int channel, const TempoMap& tempo) {
     smf_track_t* track = smf_track_new();
     smf_add_track(song, track);
-    if (!from.name.empty()) AddEvent(track, Meta(kTrackName, from.name), 0.0, bpm);
+    if (!from.name.empty()) AddEvent(track, Meta(kTrackName, from.name), 0.0);
     std::vector<KeyEvent> events;
     for (const TimedNote& note : from.notes) {
         const auto key = static_cast<uint8_t>(std::clamp<long>(std::lround(note.pitch), 0, 127));
@@ -121,7 +136,38 @@ void AddNoteTrack(smf_t* song, const MidiTrack& from, int channel, double bpm) {
     std::stable_sort(events.begin(), events.end(), [](const KeyEvent& a, const KeyEvent& b) {
         return a.time != b.time ? a.time < b.time : a.bytes[0] < b.bytes[0];
     });
-    for (KeyEvent& event : events) AddEvent(track, std::move(event.bytes), event.time, bpm);
+    for (KeyEvent& event : events) AddEvent(track, std::move(event.bytes), BeatAt(tempo, event.time));
+}
+
+TempoMap ReadTempo(smf_t* song) {
+    TempoMap map;
+    const smf_tempo_t* tempo;
+    for (int n = 0; (tempo = smf_get_tempo_by_number(song, n)) != nullptr; ++n) {
+        TempoChange change;
+        change.beat = static_cast<double>(tempo->time_pulses) / song->ppqn;
+        if (tempo->microseconds_per_quarter_note > 0) {
+            change.bpm = static_cast<double>(kMicrosecondsPerMinute) / tempo->microseconds_per_quarter_note;
+        }
+        if (tempo->numerator > 0 && tempo->denominator > 0) {
+            change.beatsPerBar = tempo->numerator;
+            change.beatUnit = tempo->denominator;
+        }
+        if (!map.empty() && map.back().beat == change.beat) map.pop_back();
+        map.push_back(change);
+    }
+    if (map.empty()) map.emplace_back();
+    map[0].beat = 0.0;
+    return map;
+}
+
+std::optional<int> ReadKey(smf_track_t* track) {
+    for (int n = 1; n <= static_cast<int>(track->number_of_events); ++n) {
+        const smf_event_t* event = smf_track_get_event_by_number(track, n);
+        if (event == nullptr || !smf_event_is_metadata(event) || event->midi_buffer_length < 5) continue;
+        if (event->midi_buffer[1] != kKeySignature) continue;
+        return KeyOfSignature(static_cast<int8_t>(event->midi_buffer[3]), event->midi_buffer[4] == 1);
+    }
+    return std::nullopt;
 }
 
 }  // namespace
@@ -131,18 +177,11 @@ MidiSong ReadMidiFile(const std::string& path) {
     const Song song(smf_load(path.c_str()));
     if (!song) throw Failure("cannot read " + path + " as a MIDI file");
     MidiSong result;
-    if (const smf_tempo_t* tempo = smf_get_tempo_by_number(song.get(), 0)) {
-        if (tempo->microseconds_per_quarter_note > 0) {
-            result.bpm = static_cast<double>(kMicrosecondsPerMinute) / tempo->microseconds_per_quarter_note;
-        }
-        if (tempo->numerator > 0 && tempo->denominator > 0) {
-            result.beatsPerBar = tempo->numerator;
-            result.beatUnit = tempo->denominator;
-        }
-    }
+    result.tempo = ReadTempo(song.get());
     const double end = smf_get_length_seconds(song.get());
     for (int t = 1; t <= song->number_of_tracks; ++t) {
         smf_track_t* track = smf_get_track_by_number(song.get(), t);
+        if (!result.key) result.key = ReadKey(track);
         MidiTrack read{TrackName(track), TrackNotes(track, end)};
         if (!read.notes.empty()) result.tracks.push_back(std::move(read));
     }
@@ -155,7 +194,7 @@ void WriteMidiFile(const std::string& path, const MidiSong& song, const std::vec
     if (!out || smf_set_ppqn(out.get(), kTicksPerQuarter) != 0) throw Failure("cannot make a MIDI file");
     AddTempoTrack(out.get(), song, texts);
     for (std::size_t t = 0; t < song.tracks.size(); ++t) {
-        AddNoteTrack(out.get(), song.tracks[t], static_cast<int>(t % 16), song.bpm);
+        AddNoteTrack(out.get(), song.tracks[t], static_cast<int>(t % 16), song.tempo);
     }
     OutputFile file(path);
     if (smf_save(out.get(), file.temporaryPath().c_str()) != 0) throw Failure("cannot write " + path);

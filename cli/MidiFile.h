@@ -1,10 +1,12 @@
 // Standard MIDI files, in and out.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Music.h"
+#include "Tempo.h"
 
 struct MidiTrack {
     std::string name;
@@ -13,9 +15,8 @@ struct MidiTrack {
 
 struct MidiSong {
     std::vector<MidiTrack> tracks;  // only those with notes
-    double bpm = 120.0;             // first tempo
-    int beatsPerBar = 4;            // first metre
-    int beatUnit = 4;
+    TempoMap tempo = {{}};
+    std::optional<int> key;  // of the first key signature: 0 to 11 major, 12 to 23 minor
 };
 
 // Reads a file with its tempo changes. Throws Failure with a one-line reason.

@@ -8,10 +8,6 @@ namespace {
 const char* const kSharpNames[12] = {"C", "C#", "D", "D#", "E", "F", "F#", "G", "G#", "A", "A#", "B"};
 const char* const kFlatNames[12] = {"C", "Db", "D", "Eb", "E", "F", "Gb", "G", "Ab", "A", "Bb", "B"};
 
-// Whether the key signature of each major key has flats; F sharp rather than G flat.
-constexpr bool kMajorIsFlat[12] = {false, true,  false, true,  false, true,
-                                   false, false, true,  false, true,  false};
-
 }  // namespace
 
 std::string PitchClassName(int pitchClass, bool flats) {
@@ -24,11 +20,23 @@ std::string NoteName(int midiNote, bool flats) {
     return PitchClassName(midiNote, flats) + std::to_string(octave);
 }
 
-bool KeyUsesFlats(int key) {
-    if (key < 0) return false;
-    const int parallelMajor = key < 12 ? key : (key + 3) % 12;
-    return kMajorIsFlat[parallelMajor];
+// Each fifth upwards adds a sharp; F sharp rather than G flat.
+int KeySharps(int key) {
+    const int major = key < 12 ? key : (key + 3) % 12;
+    return (7 * major + 5) % 12 - 5;
 }
+
+// Twelve neighbours on the line of fifths (..., F C G D A E B F# ...): in minor up to the raised seventh, in
+// major from the flat sixth.
+Spelling Spell(int pitchClass, int key) {
+    static constexpr char kSteps[] = {'F', 'C', 'G', 'D', 'A', 'E', 'B'};
+    const int lowest = KeySharps(key) - (key < 12 ? 4 : 3);  // fifths above C
+    const int fifths = lowest + (((7 * pitchClass - lowest) % 12) + 12) % 12;
+    const int step = (((fifths + 1) % 7) + 7) % 7;
+    return {kSteps[step], (fifths + 1 - step) / 7};
+}
+
+bool KeyUsesFlats(int key) { return key >= 0 && KeySharps(key) < 0; }
 
 std::string KeyName(int key) {
     if (key < 0) return "";

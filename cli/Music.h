@@ -29,6 +29,11 @@ struct CurvePoint {
     bool voiced = false;
 };
 
+struct TimedLabel {
+    double time = 0.0;  // [s]
+    std::string text;
+};
+
 struct VoiceLine {
     std::string name;  // for the legend
     std::vector<TimedNote> notes;
@@ -43,6 +48,8 @@ struct Performance {
     std::vector<TimedNote> lead;
     std::vector<VoiceLine> voices;  // harmony voices, without the lead; may be empty
     std::vector<TimedChord> chords;
+    std::vector<double> phrases;        // where phrases start [s]; may be empty
+    std::vector<TimedLabel> functions;  // of the harmony: T, S, D ...; may be empty
 };
 
 // "C", "C#", "D", "Eb" ... for pitch class 0 to 11, spelled as keys usually are.
@@ -51,6 +58,14 @@ std::string PitchClassName(int pitchClass, bool flats = false);
 std::string NoteName(int midiNote, bool flats = false);
 // Key index 0 to 11 major, 12 to 23 minor: "C major", "F# minor"; empty for -1.
 std::string KeyName(int key);
+// Sharps in the signature of a key index, below 0 flats: -5 to 6.
+int KeySharps(int key);
+// A pitch class by letter and sharps (above 0) or flats (below 0), on the line of fifths around the key.
+struct Spelling {
+    char step;
+    int alter;
+};
+Spelling Spell(int pitchClass, int key);
 // Whether a key index is usually written with flats.
 bool KeyUsesFlats(int key);
 // Lead-sheet symbol of a root and chord tones, for chords that have no name of their own.

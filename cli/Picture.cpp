@@ -27,6 +27,7 @@ constexpr Colour kOctaveLine = {0.72, 0.74, 0.78};
 constexpr Colour kInk = {0.13, 0.15, 0.19};
 constexpr Colour kFaintInk = {0.45, 0.48, 0.53};
 constexpr Colour kCurve = {0.10, 0.12, 0.16};
+constexpr Colour kPhrase = {0.48, 0.20, 0.52};
 constexpr Colour kLead = {0.62, 0.65, 0.70};
 // Told apart by people with any kind of colour vision (after Okabe and Ito, 2008).
 constexpr std::array<Colour, 4> kVoices = {Colour{0.90, 0.62, 0.0}, Colour{0.0, 0.45, 0.70},
@@ -115,7 +116,9 @@ class Painter {
         cairo_paint(cairo_);
         PaintLanes();
         PaintTimeAxis();
+        PaintPhrases();
         PaintChords();
+        PaintFunctions();
         PaintNotes(performance_.lead, kLead, 0.55, kLane - 1.0);
         for (std::size_t v = performance_.voices.size(); v-- > 0;) {
             PaintNotes(performance_.voices[v].notes, kVoices[v % kVoices.size()], 0.85, kLane - 4.0);
@@ -226,6 +229,33 @@ class Painter {
         }
     }
 
+    void PaintPhrases() {
+        const double dashes[] = {5.0, 4.0};
+        cairo_save(cairo_);
+        cairo_set_dash(cairo_, dashes, 2, 0.0);
+        SetColour(kPhrase);
+        for (const double start : performance_.phrases) {
+            Line(layout_.x(start), kTop - 22.0, layout_.x(start), layout_.bottom(), 1.4);
+        }
+        cairo_restore(cairo_);
+    }
+
+    // A repeated function is a dot: only changes are read.
+    void PaintFunctions() {
+        Font(11.0, true);
+        double free = layout_.left();
+        const std::string* last = nullptr;
+        for (const TimedLabel& function : performance_.functions) {
+            const double x = layout_.x(function.time) + 2.0;
+            const std::string text = last && *last == function.text ? "\u00B7" : function.text;
+            last = &function.text;
+            if (x < free) continue;  // no room
+            SetColour(kPhrase);
+            Text(x, layout_.bottom() - 4.0, text);
+            free = x + TextWidth(text) + 2.0;
+        }
+    }
+
     void PaintNotes(const std::vector<TimedNote>& notes, const Colour& colour, double alpha, double height) {
         for (const TimedNote& note : notes) {
             const double x = layout_.x(note.start);
@@ -317,15 +347,33 @@ class Painter {
             Text(x + 26.0, y, name);
             x += 26.0 + TextWidth(name) + 20.0;
         };
-        entry("pitch sung", [&] {
-            SetColour(kCurve, 0.9);
-            Line(x, y - 4.0, x + 20.0, y - 4.0, 1.5);
-        });
+        if (!performance_.curve.empty()) {
+            entry("pitch sung", [&] {
+                SetColour(kCurve, 0.9);
+                Line(x, y - 4.0, x + 20.0, y - 4.0, 1.5);
+            });
+        }
         entry("notes of the lead", [&] { LegendBar(x, y, kLead, 0.55, kLane - 1.0); });
         for (std::size_t v = 0; v < performance_.voices.size(); ++v) {
             entry(performance_.voices[v].name,
                   [&] { LegendBar(x, y, kVoices[v % kVoices.size()], 0.85, kLane - 4.0); });
         }
+        if (!performance_.phrases.empty()) entry("phrase", [&] { LegendPhrase(x, y); });
+        if (!performance_.functions.empty()) {
+            entry("function", [&] {
+                SetColour(kPhrase);
+                Text(x, y, "TSD");
+            });
+        }
+    }
+
+    void LegendPhrase(double x, double y) {
+        const double dashes[] = {5.0, 4.0};
+        cairo_save(cairo_);
+        cairo_set_dash(cairo_, dashes, 2, 0.0);
+        SetColour(kPhrase);
+        Line(x + 10.0, y + 2.0, x + 10.0, y - 12.0, 1.4);
+        cairo_restore(cairo_);
     }
 
     void LegendBar(double x, double y, const Colour& colour, double alpha, double height) {

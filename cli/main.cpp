@@ -37,6 +37,7 @@ int main(int argc, char** argv) {
     app.footer("'mlh COMMAND --help' shows the options of a command, with examples.");
     AddHarmonizeCommand(app);
     AddAnalyzeCommand(app);
+    AddArrangeCommand(app);
     try {
         app.parse(argc, argv);
         return 0;

@@ -1,6 +1,6 @@
 # The mlh command. It sees include/ only, like any other host.
 find_package(PkgConfig REQUIRED)
-pkg_check_modules(MLH_COMMAND_LIBS REQUIRED IMPORTED_TARGET sndfile smf cairo)
+pkg_check_modules(MLH_COMMAND_LIBS REQUIRED IMPORTED_TARGET sndfile smf cairo pugixml)
 find_package(CLI11 REQUIRED)
 find_package(nlohmann_json REQUIRED)
 

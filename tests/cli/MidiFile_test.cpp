@@ -24,19 +24,24 @@ struct TemporaryFile {
 
 TEST(MidiFile, WhatIsWrittenIsReadBack) {
     MidiSong song;
-    song.bpm = 90.0;
-    song.beatsPerBar = 3;
+    song.tempo = {{0.0, 90.0, 3, 4}, {4.5, 60.0, 6, 8}};
+    song.key = 21;  // A minor
     song.tracks.push_back({"melody", {{0.0, 1.0, 60.0, 1.0}, {1.0, 1.5, 62.4, 0.5}, {2.0, 4.0, 59.5, 0.25}}});
     song.tracks.push_back({"below", {{0.5, 3.0, 48.0, 0.8}}});
     TemporaryFile file(".mid");
     WriteMidiFile(file.path, song, {{0.0, "C"}, {2.0, "G7"}});
     const MidiSong read = ReadMidiFile(file.path);
-    EXPECT_NEAR(read.bpm, 90.0, 0.001);
-    EXPECT_EQ(read.beatsPerBar, 3);
+    ASSERT_EQ(read.tempo.size(), 2u);
+    EXPECT_NEAR(read.tempo[0].bpm, 90.0, 0.001);
+    EXPECT_EQ(read.tempo[0].beatsPerBar, 3);
+    EXPECT_EQ(read.tempo[1].beat, 4.5);
+    EXPECT_EQ(read.tempo[1].bpm, 60.0);
+    EXPECT_EQ(read.tempo[1].beatUnit, 8);
+    EXPECT_EQ(read.key, 21);
     ASSERT_EQ(read.tracks.size(), 2u);
     EXPECT_EQ(read.tracks[0].name, "melody");
     ASSERT_EQ(read.tracks[0].notes.size(), 3u);
-    const double tick = 60.0 / 90.0 / 480.0;
+    const double tick = 60.0 / 60.0 / 480.0;
     for (std::size_t i = 0; i < 3; ++i) {
         const TimedNote& wrote = song.tracks[0].notes[i];
         const TimedNote& got = read.tracks[0].notes[i];

@@ -1,0 +1,311 @@
+#include "Melody.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "AudioFile.h"
+#include "Choir.h"
+#include "Chords.h"
+#include "Errors.h"
+#include "MidiFile.h"
+#include "Progress.h"
+#include "Reports.h"
+#include "mlh/arrange.h"
+
+namespace {
+
+constexpr int kMajor = 0;
+constexpr int kMinor = 5;
+
+// Fifths between the signature of each scale and that of the major key on the same tonic.
+constexpr std::array<int, 14> kSignatureShift = {0, -2, -4, 1, -1, -3, -5, -3, -3, 0, 0, 0, -3, 0};
+// Whether a scale's third is minor, and its key named so.
+constexpr std::array<bool, 14> kHasMinorThird = {false, true, true,  false, false, true, true,
+                                                 true,  true, false, false, false, true, false};
+
+// Rows overlap by less than that where a player or a rounding let them.
+constexpr double kSameTime = 1e-3;  // [beats]
+
+double TimeOnTones(const std::vector<MelodyNote>& notes, int tonic, std::initializer_list<int> tones) {
+    double sum = 0.0;
+    for (const MelodyNote& note : notes) {
+        const int degree = ((note.pitch - tonic) % 12 + 12) % 12;
+        if (std::find(tones.begin(), tones.end(), degree) != tones.end()) sum += note.length;
+    }
+    return sum;
+}
+
+std::string At(double beat) {
+    std::ostringstream text;
+    text << "beat " << beat;
+    return text.str();
+}
+
+// Sorts the notes and lets each end where the next one starts.
+void MakeMonophonic(std::vector<MelodyNote>& notes, const std::string& source) {
+    if (notes.empty()) throw Failure(source + ": there is no note in it");
+    std::stable_sort(notes.begin(), notes.end(),
+                     [](const MelodyNote& a, const MelodyNote& b) { return a.onset < b.onset; });
+    for (std::size_t i = 0; i + 1 < notes.size(); ++i) {
+        if (notes[i + 1].onset - notes[i].onset < kSameTime) {
+            throw Failure(source + ": two notes start at " + At(notes[i].onset) +
+                          "; a melody has one note at a time");
+        }
+        notes[i].length = std::min(notes[i].length, notes[i + 1].onset - notes[i].onset);
+    }
+}
+
+class TableReader {
+  public:
+    explicit TableReader(const std::string& source) : source_(source) {}
+
+    Melody Read(const std::string& text) {
+        std::istringstream lines(text);
+        for (std::string line; std::getline(lines, line);) {
+            ++line_;
+            if (!line.empty() && line.back() == '\r') line.pop_back();
+            const auto first = line.find_first_not_of(" \t");
+            if (first == std::string::npos) continue;
+            if (line[first] == '#') {
+                ReadComment(line.substr(first + 1));
+            } else {
+                ReadRow(Split(line));
+            }
+        }
+        MakeMonophonic(melody_.notes, source_);
+        return std::move(melody_);
+    }
+
+  private:
+    [[noreturn]] void Complain(const std::string& why) const {
+        throw UsageError(source_ + ", line " + std::to_string(line_) + ": " + why);
+    }
+
+    static std::vector<std::string> Split(const std::string& line) {
+        std::vector<std::string> cells;
+        std::string cell;
+        for (const char c : line + "\n") {
+            if (c != '\t' && c != ' ' && c != ',' && c != ';' && c != '\n') {
+                cell += c;
+            } else if (!cell.empty()) {
+                cells.push_back(std::move(cell));
+                cell.clear();
+            }
+        }
+        return cells;
+    }
+
+    double Number(const std::string& cell) const {
+        char* end = nullptr;
+        const double value = std::strtod(cell.c_str(), &end);
+        if (*end != '\0' || !std::isfinite(value)) {
+            Complain("'" + cell + "' is not a number; a row is onset, duration, pitch, chord");
+        }
+        return value;
+    }
+
+    void ReadRow(const std::vector<std::string>& cells) {
+        if (melody_.notes.empty() && (cells[0] == "onset" || cells[0] == "start")) return;  // column names
+        if (cells.size() < 3) Complain("a row is onset, duration, pitch and, if wanted, chord");
+        MelodyNote note;
+        note.onset = Number(cells[0]);
+        note.length = Number(cells[1]);
+        const double pitch = Number(cells[2]);
+        if (note.onset < 0.0) Complain("a note cannot start before beat 0");
+        if (!(note.length > 0.0)) Complain("a duration must be above 0");
+        if (pitch < 0.0 || pitch > 127.0 || pitch != std::floor(pitch)) {
+            Complain("'" + cells[2] + "' is not a MIDI note number; middle C is 60");
+        }
+        note.pitch = static_cast<int>(pitch);
+        if (cells.size() > 3 && cells[3] != "-") {
+            try {
+                note.chord = ParseChordSymbol(cells[3]);
+            } catch (const UsageError& error) {
+                Complain(error.what());
+            }
+        }
+        melody_.notes.push_back(std::move(note));
+    }
+
+    void ReadComment(const std::string& comment) {
+        const auto colon = comment.find(':');
+        if (colon == std::string::npos) return;
+        const auto trim = [](const std::string& text) {
+            const auto first = text.find_first_not_of(" \t");
+            if (first == std::string::npos) return std::string();
+            return text.substr(first, text.find_last_not_of(" \t") + 1 - first);
+        };
+        const std::string name = trim(comment.substr(0, colon));
+        const std::string value = trim(comment.substr(colon + 1));
+        TempoChange& start = melody_.tempo[0];
+        if (name == "title") melody_.title = value;
+        if (name == "key") melody_.key = ReadKeyAndScale(value);
+        if (name == "tempo") start.bpm = std::clamp(Number(value), 1.0, 1000.0);
+        if (name == "upbeat") melody_.upbeat = std::max(Number(value), 0.0);
+        if (name == "meter") ReadMetre(value, start);
+    }
+
+    void ReadMetre(const std::string& value, TempoChange& change) const {
+        int beats = 0;
+        int unit = 0;
+        char slash = ' ';
+        std::istringstream text(value);
+        text >> beats >> slash >> unit;
+        const bool power = unit > 0 && unit <= 32 && (unit & (unit - 1)) == 0;
+        if (slash != '/' || beats < 1 || beats > 32 || !power) {
+            Complain("cannot read the metre '" + value + "'; write it like 3/4");
+        }
+        change.beatsPerBar = beats;
+        change.beatUnit = unit;
+    }
+
+    std::string source_;
+    int line_ = 0;
+    Melody melody_;
+};
+
+Melody FromMidi(const MelodySource& source) {
+    const MidiSong song = ReadMidiFile(source.path);
+    if (song.tracks.empty()) throw Failure(source.path + ": there is no note in it");
+    const auto count = static_cast<int>(song.tracks.size());
+    if (source.track > count) {
+        throw UsageError("--track: " + source.path + " has " + std::to_string(count) +
+                         (count == 1 ? " track" : " tracks") + " with notes");
+    }
+    Melody melody;
+    melody.tempo = song.tempo;
+    if (song.key) melody.key = MelodyKey{*song.key % 12, *song.key < 12 ? kMajor : kMinor, false};
+    for (const TimedNote& note : song.tracks[static_cast<std::size_t>(std::max(source.track - 1, 0))].notes) {
+        const double onset = BeatAt(song.tempo, note.start);
+        melody.notes.push_back(
+            {onset, BeatAt(song.tempo, note.end) - onset, static_cast<int>(std::lround(note.pitch)), {}});
+    }
+    MakeMonophonic(melody.notes, source.path);
+    return melody;
+}
+
+Melody FromRecording(const MelodySource& source) {
+    const Audio audio = ReadAudio(source.path);
+    Progress progress("analysing", source.quiet);
+    const Choir choir(audio, [&](double share) { progress.Update(share); });
+    if (choir.analysis().notes.empty()) throw Failure(source.path + ": no note was found in it");
+    return MelodyOf(choir.analysis(), source.bpm > 0.0 ? source.bpm : TempoChange().bpm);
+}
+
+bool LooksLikeText(const std::string& text) {
+    return std::none_of(text.begin(), text.end(), [](char c) {
+        return static_cast<unsigned char>(c) < ' ' && c != '\n' && c != '\r' && c != '\t';
+    });
+}
+
+}  // namespace
+
+Melody ReadMelody(const MelodySource& source) {
+    std::error_code ignored;
+    std::ifstream file(source.path, std::ios::binary);
+    if (!file || std::filesystem::is_directory(source.path, ignored)) {
+        throw Failure("cannot read " + source.path);
+    }
+    std::string text(4096, '\0');
+    file.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(file.gcount()));
+
+    Melody melody;
+    if (text.starts_with("MThd")) {
+        melody = FromMidi(source);
+    } else if (LooksLikeText(text)) {
+        file.clear();
+        file.seekg(0);
+        text.assign(std::istreambuf_iterator<char>(file), {});
+        melody = ParseMelodyTable(text, source.path);
+    } else {
+        melody = FromRecording(source);
+    }
+    if (source.bpm > 0.0 && !melody.sung) {
+        for (TempoChange& change : melody.tempo) change.bpm = source.bpm;
+    }
+    if (melody.title.empty()) melody.title = std::filesystem::path(source.path).filename().string();
+    return melody;
+}
+
+Melody ParseMelodyTable(const std::string& text, const std::string& source) {
+    return TableReader(source).Read(text);
+}
+
+Melody MelodyOf(const mlh::Analysis& analysis, double bpm) {
+    Melody melody;
+    melody.sung = true;
+    melody.tempo[0].bpm = bpm;
+    melody.curve = ToCurve(analysis.curve);
+    if (analysis.key >= 0) melody.key = MelodyKey{analysis.key % 12, analysis.key < 12 ? kMajor : kMinor};
+    for (const mlh::Note& note : analysis.notes) {
+        const double onset = BeatAt(melody.tempo, note.start);
+        melody.notes.push_back({onset,
+                                BeatAt(melody.tempo, note.end) - onset,
+                                static_cast<int>(std::floor(note.pitch + 0.5)),
+                                {}});
+    }
+    return melody;
+}
+
+std::optional<MelodyKey> ReadKeyAndScale(const std::string& text) {
+    const auto space = text.find(' ');
+    if (space != std::string::npos) {
+        const auto& names = mlh::ScaleNames();
+        const auto scale = std::find(names.begin(), names.end(), text.substr(space + 1));
+        if (scale == names.end()) return std::nullopt;
+        const auto tonic = ReadKeyAndScale(text.substr(0, space));
+        if (!tonic) return std::nullopt;
+        return MelodyKey{tonic->tonic, static_cast<int>(scale - names.begin()), false};
+    }
+    try {
+        const int key = ParseKey(text);
+        return MelodyKey{key % 12, key < 12 ? kMajor : kMinor, false};
+    } catch (const UsageError&) {
+        return std::nullopt;
+    }
+}
+
+MelodyKey EstimateKey(const std::vector<MelodyNote>& notes) {
+    struct Fit {
+        double onScale;
+        bool endsOnTonic;
+        double onTriad;
+        auto operator<=>(const Fit&) const = default;
+    };
+    MelodyKey best;
+    Fit highest{-1.0, false, 0.0};
+    for (int tonic = 0; tonic < 12; ++tonic) {
+        for (const int scale : {kMajor, kMinor}) {
+            const bool minor = scale == kMinor;
+            const Fit fit{
+                minor ? TimeOnTones(notes, tonic, {0, 2, 3, 5, 7, 8, 10})
+                      : TimeOnTones(notes, tonic, {0, 2, 4, 5, 7, 9, 11}),
+                !notes.empty() && (notes.back().pitch - tonic) % 12 == 0,
+                minor ? TimeOnTones(notes, tonic, {0, 3, 7}) : TimeOnTones(notes, tonic, {0, 4, 7})};
+            if (fit > highest) {
+                highest = fit;
+                best = {tonic, scale};
+            }
+        }
+    }
+    return best;
+}
+
+int SignatureKey(const MelodyKey& key) {
+    const auto scale = static_cast<std::size_t>(key.scale);
+    const int major = ((key.tonic + 7 * kSignatureShift[scale]) % 12 + 12) % 12;
+    return kHasMinorThird[scale] ? (major + 9) % 12 + 12 : major;
+}
+
+std::string ScaleKeyName(const MelodyKey& key) {
+    return PitchClassName(key.tonic, KeyUsesFlats(SignatureKey(key))) + " " +
+           mlh::ScaleNames()[static_cast<std::size_t>(key.scale)];
+}
