@@ -72,7 +72,7 @@ TEST_F(Command, TellsItsVersionsAndTheProcessorLevel) {
 }
 
 TEST_F(Command, HelpShowsExamples) {
-    for (const std::string command : {"harmonize", "analyze"}) {
+    for (const std::string command : {"harmonize", "analyze", "arrange"}) {
         const auto result = Run(command + " --help");
         EXPECT_EQ(result.status, 0);
         EXPECT_THAT(result.output, HasSubstr("Examples:\n  mlh " + command));
