@@ -62,6 +62,17 @@ foreach(source ${MLH_TEST_SOURCES})
   endif()
 endforeach()
 
+# What the scripts of the project measure with: tests/tools/<Tool>.cpp, built only when asked for.
+file(GLOB MLH_TOOL_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/tools/*.cpp)
+foreach(source ${MLH_TOOL_SOURCES})
+  get_filename_component(name ${source} NAME_WE)
+  add_executable(tool_${name} EXCLUDE_FROM_ALL ${source})
+  set_target_properties(tool_${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tools)
+  target_include_directories(tool_${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
+  target_compile_options(tool_${name} PRIVATE -Wall -Wextra -ffp-contract=off)
+  target_link_libraries(tool_${name} PRIVATE mlh_test_support mlh_static)
+endforeach()
+
 # A level's object must not bring functions that other objects might share with it.
 if(MLH_KERNEL_OBJECTS AND CMAKE_NM AND NOT MLH_SANITIZE)
   add_test(NAME dsp/KernelSymbols

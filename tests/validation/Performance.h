@@ -67,6 +67,7 @@ class Performance {
 
     // All four voices from the start to the end: channel c of voice v is row v * channels + c.
     Rows Render() {
+        constexpr int32_t kBlock = 4096;
         const auto channels = static_cast<int32_t>(lead().size());
         Rows rows(static_cast<std::size_t>(4 * channels), std::vector<float>(lead().front().size()));
         for (int32_t first = 0; first < frames(); first += kBlock) {
@@ -78,8 +79,6 @@ class Performance {
     }
 
   private:
-    static constexpr int32_t kBlock = 4096;
-
     struct Reader final : AddOnIf::AudioReader {
         Reader(Rows samples, int32_t sampleRate) : rows(std::move(samples)), rate(sampleRate) {}
         int32_t SetPosition(int32_t frame) override {
