@@ -21,6 +21,15 @@ std::string Version() {
            ", processor level " + std::to_string(level) + " (" + mlh::GetProcessorLevelName(level) + ")";
 }
 
+// A process runs at one level, chosen before the library's first work.
+void UseLevel(int level) {
+    mlh::LimitProcessorLevel(level);
+    const int best = mlh::GetProcessorLevel();
+    if (best == level) return;
+    throw UsageError("--level: this machine has no level " + std::to_string(level) + " (" +
+                     mlh::GetProcessorLevelName(level) + "); the next lower one is " + std::to_string(best));
+}
+
 int Complain(const char* message, int status) {
     std::fprintf(stderr, "mlh: %s\n", message);
     return status;
@@ -31,10 +40,15 @@ int Complain(const char* message, int status) {
 int main(int argc, char** argv) {
     RemoveUnfinishedFilesOnSignals();
     CLI::App app("Vocal harmony: one sung line becomes a choir of the same singer.", "mlh");
+    app.fallthrough();  // options of the program may also stand behind the command
+    app.add_option_function<int>("--level", UseLevel,
+                                 "Processor level to run at (default: the best one here)")
+        ->check(CLI::IsMember({0, 3, 4, 5, 6}))
+        ->type_name("LEVEL");
     app.set_version_flag("--version", Version,
                          "Show both versions of the library and the processor level in use");
     app.require_subcommand(1);
-    app.footer("'mlh COMMAND --help' shows the options of a command, with examples.");
+    app.footer("'mlh COMMAND --help' shows the options of a command, with examples; --level goes with each.");
     AddHarmonizeCommand(app);
     AddAnalyzeCommand(app);
     AddArrangeCommand(app);

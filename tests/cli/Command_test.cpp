@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -12,6 +13,7 @@
 
 #include "AudioFile.h"
 #include "MidiFile.h"
+#include "mlh/analysis.h"
 #include "mlh/mlh.h"
 #include "support/Shell.h"
 #include "support/SungTunes.h"
@@ -69,6 +71,41 @@ TEST_F(Command, TellsItsVersionsAndTheProcessorLevel) {
     EXPECT_THAT(result.output, HasSubstr(mlhGetVersionString()));
     EXPECT_THAT(result.output, HasSubstr(mlGetVersionString()));
     EXPECT_THAT(result.output, HasSubstr("processor level"));
+}
+
+int BestLevel() { return mlh::GetProcessorLevel(); }
+
+TEST_F(Command, TheLevelAskedForIsInUse) {
+    for (const int level : {0, 3, 4, 5, 6}) {
+        if (level > BestLevel()) continue;
+        const std::string option = "--level " + std::to_string(level);
+        const std::string told = "processor level " + std::to_string(level);
+        EXPECT_THAT(Run(option + " --version").output, HasSubstr(told));
+        EXPECT_THAT(Run("--version " + option).output, HasSubstr(told));
+    }
+}
+
+TEST_F(Command, EveryCommandTakesALevelBeforeOrBehindItsName) {
+    WriteLead("lead.wav");
+    for (const std::string command : {"harmonize lead.wav -q", "analyze lead.wav", "arrange lead.wav"}) {
+        for (const std::string& call : {"--level 0 " + command, command + " --level 0"}) {
+            EXPECT_EQ(Run(call).status, 0) << call;
+            EXPECT_THAT(Run(call + " --version").output, HasSubstr("processor level 0")) << call;
+        }
+    }
+}
+
+TEST_F(Command, ALevelThatTheMachineLacksOrThatDoesNotExistIsRefused) {
+    WriteLead("lead.wav");
+    for (const int level : {-1, 1, 2, 3, 4, 5, 6, 7}) {
+        if (level >= 3 && level <= BestLevel()) continue;
+        const auto result = Run("analyze lead.wav --level " + std::to_string(level));
+        EXPECT_EQ(result.status, 2) << level;
+        EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 1) << result.output;
+        EXPECT_THAT(result.output, testing::StartsWith("mlh: --level: ")) << level;
+    }
+    EXPECT_EQ(Run("analyze lead.wav --level six").status, 2);
+    EXPECT_EQ(Run("analyze lead.wav --level").status, 2);
 }
 
 TEST_F(Command, HelpShowsExamples) {
