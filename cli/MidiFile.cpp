@@ -1,3 +1,4 @@
+// Writing of Standard MIDI files.
 #include "MidiFile.h"
 
 #include <glib.h>
@@ -6,7 +7,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <utility>
 
@@ -30,49 +30,8 @@ constexpr int kKeySignature = 0x59;
 
 void Ignore(const gchar*, GLogLevelFlags, const gchar*, gpointer) {}
 
-// The library writes what it thinks of a file to standard error; the command has its own words.
+// The library writes what goes wrong to standard error; the command has its own words.
 void SilenceLibrary() { g_log_set_default_handler(Ignore, nullptr); }
-
-std::string TrackName(smf_track_t* track) {
-    for (smf_event_t* event = track->number_of_events > 0 ? smf_track_get_event_by_number(track, 1) : nullptr;
-         event != nullptr; event = event->event_number < static_cast<int>(track->number_of_events)
-                                       ? smf_track_get_event_by_number(track, event->event_number + 1)
-                                       : nullptr) {
-        if (!smf_event_is_metadata(event) || event->midi_buffer_length < 3) continue;
-        if (event->midi_buffer[1] != kTrackName) continue;
-        // 0xFF, type, length, text; names longer than 127 bytes are cut.
-        const std::size_t length =
-            std::min<std::size_t>(event->midi_buffer[2], event->midi_buffer_length - 3);
-        return std::string(reinterpret_cast<const char*>(event->midi_buffer) + 3, length);
-    }
-    return "";
-}
-
-// Pairs of on and off for each channel and key; a key struck again ends the note before.
-std::vector<TimedNote> TrackNotes(smf_track_t* track, double songEnd) {
-    std::vector<TimedNote> notes;
-    std::map<int, std::size_t> sounding;
-    const auto end = [&](int key, double time) {
-        const auto found = sounding.find(key);
-        if (found == sounding.end()) return;
-        notes[found->second].end = time;
-        sounding.erase(found);
-    };
-    for (int n = 1; n <= static_cast<int>(track->number_of_events); ++n) {
-        const smf_event_t* event = smf_track_get_event_by_number(track, n);
-        if (event == nullptr || event->midi_buffer_length < 3) continue;
-        const uint8_t status = event->midi_buffer[0] & 0xF0;
-        if (status != 0x80 && status != 0x90) continue;
-        const int key = (event->midi_buffer[0] & 0x0F) * 128 + (event->midi_buffer[1] & 0x7F);
-        end(key, event->time_seconds);
-        if (status == 0x80 || event->midi_buffer[2] == 0) continue;
-        sounding[key] = notes.size();
-        notes.push_back(
-            {event->time_seconds, songEnd, static_cast<double>(key % 128), event->midi_buffer[2] / 127.0});
-    }
-    std::erase_if(notes, [](const TimedNote& note) { return !(note.end > note.start); });
-    return notes;
-}
 
 void AddEvent(smf_track_t* track, std::vector<uint8_t> bytes, double beat) {
     smf_event_t* event = smf_event_new_from_pointer(bytes.data(), static_cast<int>(bytes.size()));
@@ -93,11 +52,6 @@ std::vector<uint8_t> KeySignature(int key) {
     const bool minor = key >= 12;
     const int sharps = KeySharps(key);
     return {0xFF, kKeySignature, 2, static_cast<uint8_t>(sharps), static_cast<uint8_t>(minor ? 1 : 0)};
-}
-
-int KeyOfSignature(int sharps, bool minor) {
-    const int major = ((7 * sharps) % 12 + 12) % 12;
-    return minor ? (major + 9) % 12 + 12 : major;
 }
 
 void AddTempoTrack(smf_t* song, const MidiSong& from, const std::vector<MidiText>& texts) {
@@ -139,54 +93,7 @@ void AddNoteTrack(smf_t* song, const MidiTrack& from, int channel, const TempoMa
     for (KeyEvent& event : events) AddEvent(track, std::move(event.bytes), BeatAt(tempo, event.time));
 }
 
-TempoMap ReadTempo(smf_t* song) {
-    TempoMap map;
-    const smf_tempo_t* tempo;
-    for (int n = 0; (tempo = smf_get_tempo_by_number(song, n)) != nullptr; ++n) {
-        TempoChange change;
-        change.beat = static_cast<double>(tempo->time_pulses) / song->ppqn;
-        if (tempo->microseconds_per_quarter_note > 0) {
-            change.bpm = static_cast<double>(kMicrosecondsPerMinute) / tempo->microseconds_per_quarter_note;
-        }
-        if (tempo->numerator > 0 && tempo->denominator > 0) {
-            change.beatsPerBar = tempo->numerator;
-            change.beatUnit = tempo->denominator;
-        }
-        if (!map.empty() && map.back().beat == change.beat) map.pop_back();
-        map.push_back(change);
-    }
-    if (map.empty()) map.emplace_back();
-    map[0].beat = 0.0;
-    return map;
-}
-
-std::optional<int> ReadKey(smf_track_t* track) {
-    for (int n = 1; n <= static_cast<int>(track->number_of_events); ++n) {
-        const smf_event_t* event = smf_track_get_event_by_number(track, n);
-        if (event == nullptr || !smf_event_is_metadata(event) || event->midi_buffer_length < 5) continue;
-        if (event->midi_buffer[1] != kKeySignature) continue;
-        return KeyOfSignature(static_cast<int8_t>(event->midi_buffer[3]), event->midi_buffer[4] == 1);
-    }
-    return std::nullopt;
-}
-
 }  // namespace
-
-MidiSong ReadMidiFile(const std::string& path) {
-    SilenceLibrary();
-    const Song song(smf_load(path.c_str()));
-    if (!song) throw Failure("cannot read " + path + " as a MIDI file");
-    MidiSong result;
-    result.tempo = ReadTempo(song.get());
-    const double end = smf_get_length_seconds(song.get());
-    for (int t = 1; t <= song->number_of_tracks; ++t) {
-        smf_track_t* track = smf_get_track_by_number(song.get(), t);
-        if (!result.key) result.key = ReadKey(track);
-        MidiTrack read{TrackName(track), TrackNotes(track, end)};
-        if (!read.notes.empty()) result.tracks.push_back(std::move(read));
-    }
-    return result;
-}
 
 void WriteMidiFile(const std::string& path, const MidiSong& song, const std::vector<MidiText>& texts) {
     SilenceLibrary();

@@ -19,7 +19,7 @@ struct MidiSong {
     std::optional<int> key;  // of the first key signature: 0 to 11 major, 12 to 23 minor
 };
 
-// Reads a file with its tempo changes. Throws Failure with a one-line reason.
+// Reads a file of format 0 or 1 with its tempo changes. Throws Failure with a one-line reason.
 MidiSong ReadMidiFile(const std::string& path);
 
 struct MidiText {

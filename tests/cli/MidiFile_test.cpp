@@ -73,6 +73,72 @@ TEST(MidiFile, WhatIsNoMidiFileIsRefused) {
     }
 }
 
+// A file of format 0 whose one track holds `events`.
+std::string OneTrack(const std::string& events, const std::string& division = std::string("\0\x60", 2)) {
+    const auto length = static_cast<char>(events.size());
+    return std::string("MThd\0\0\0\6\0\0\0\1", 12) + division + std::string("MTrk\0\0\0", 7) + length +
+           events;
+}
+
+MidiSong ReadBytes(const std::string& bytes) {
+    TemporaryFile file(".mid");
+    std::ofstream(file.path, std::ios::binary) << bytes;
+    return ReadMidiFile(file.path);
+}
+
+const std::string kNote("\0\x90\x3C\x64\x60\x3C\0", 7);  // a beat long, its end by running status
+const std::string kEnd("\0\xFF\x2F\0", 4);
+
+TEST(MidiFile, ReadsRunningStatusAndTextsOfAnyLength) {
+    const std::string text = std::string("\0\xFF\1\x81\x10", 5) + std::string(144, 't');
+    for (const std::string& before : {std::string(), std::string("\0\xFF\3\4name", 8)}) {
+        const MidiSong song = ReadBytes(OneTrack(before + kNote + kEnd));
+        ASSERT_EQ(song.tracks.size(), 1u);
+        EXPECT_EQ(song.tracks[0].name, before.empty() ? "" : "name");
+        ASSERT_EQ(song.tracks[0].notes.size(), 1u);
+        EXPECT_EQ(song.tracks[0].notes[0].pitch, 60.0);
+        EXPECT_DOUBLE_EQ(song.tracks[0].notes[0].end, 0.5);
+    }
+    EXPECT_EQ(ReadBytes(OneTrack(text + kNote + kEnd)).tracks.at(0).notes.size(), 1u);
+}
+
+TEST(MidiFile, TicksMayBePartsOfASecond) {
+    // 25 frames of 40 ticks: a tempo changes nothing.
+    const std::string tempo("\0\xFF\x51\3\x0F\x42\x40", 7);
+    const MidiSong song = ReadBytes(OneTrack(tempo + kNote + kEnd, "\xE7\x28"));
+    EXPECT_DOUBLE_EQ(song.tracks.at(0).notes.at(0).end, 0.096);
+}
+
+TEST(MidiFile, OtherChunksAreSkippedAndTheEndMayBeMissing) {
+    const std::string file = OneTrack(kNote);
+    EXPECT_EQ(
+        ReadBytes(file.substr(0, 14) + std::string("odd!\0\0\0\2xy", 10) + file.substr(14)).tracks.size(),
+        1u);
+}
+
+// A reader that went astray here took the whole command with it.
+TEST(MidiFile, DamagedFilesAreRefused) {
+    const std::string good = OneTrack(kNote + kEnd);
+    ASSERT_EQ(ReadBytes(good).tracks.size(), 1u);
+    std::string longer = good;
+    longer.replace(18, 4, "\x7F\xFF\xFF\xFF");
+    const std::string damaged[] = {
+        longer,                                                        // a track longer than the file
+        good.substr(0, good.size() - 5),                               // the file is cut
+        good.substr(0, 14),                                            // no track
+        OneTrack(kNote, std::string(2, '\0')),                         // no time base
+        OneTrack(kNote.substr(0, 6)),                                  // an event is cut
+        OneTrack(std::string("\0\x3C\x64", 3)),                        // running status of nothing
+        OneTrack(std::string("\0\x90\x3C\xFF", 4)),                    // a data byte out of range
+        OneTrack(std::string("\0\xF5\0", 3)),                          // no event of a file
+        OneTrack(std::string("\0\xFF\1\x7Fx", 5)),                     // a text is cut
+        OneTrack(std::string("\xFF\xFF\xFF\xFF\x7F\x90\x3C\x64", 8)),  // a time of five bytes
+        "MThd" + std::string("\0\0\0\6\0\2", 6) + good.substr(10),     // format 2
+    };
+    for (const std::string& bytes : damaged)
+        EXPECT_THROW(ReadBytes(bytes), Failure) << testing::PrintToString(bytes);
+}
+
 TEST(DealNotes, TracksDriveAVoiceEach) {
     const std::vector<MidiTrack> tracks = {{"", {{0, 1, 60, 1}, {1, 2, 62, 1}}}, {"", {{0.5, 2, 55, 1}}}};
     const auto changes = DealNotes(tracks, 2);

@@ -1,0 +1,70 @@
+// MIDI files of any content: read, dealt out to voices, written and read again.
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdint>
+#include <string>
+
+#include "Choir.h"
+#include "Errors.h"
+#include "Melody.h"
+#include "MidiFile.h"
+#include "fuzz/Bytes.h"
+
+namespace {
+
+// A file in memory with a name.
+class MemoryFile {
+  public:
+    MemoryFile(const uint8_t* data, std::size_t size) : descriptor_(memfd_create("input", 0)) {
+        Require(descriptor_ >= 0 && write(descriptor_, data, size) == static_cast<ssize_t>(size));
+    }
+    ~MemoryFile() { close(descriptor_); }
+    MemoryFile(const MemoryFile&) = delete;
+    MemoryFile& operator=(const MemoryFile&) = delete;
+    std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
+
+  private:
+    int descriptor_;
+};
+
+void Check(const MidiSong& song) {
+    Require(!song.tempo.empty() && song.tempo[0].beat == 0.0);
+    double beat = 0.0;
+    for (const TempoChange& change : song.tempo) {
+        Require(change.beat >= beat && change.bpm > 0.0 && change.beatsPerBar > 0 && change.beatUnit > 0);
+        beat = change.beat;
+    }
+    Require(!song.key || (*song.key >= 0 && *song.key < 24));
+    for (const MidiTrack& track : song.tracks) {
+        Require(!track.notes.empty());
+        for (const TimedNote& note : track.notes) {
+            Require(std::isfinite(note.start) && note.start >= 0.0 && note.end > note.start);
+            Require(note.pitch >= 0.0 && note.pitch <= 127.0 && note.level > 0.0 && note.level <= 1.0);
+        }
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
+    const MemoryFile file(data, size);
+    try {
+        const MidiSong song = ReadMidiFile(file.path());
+        Check(song);
+        const int voices = CountVoices(song.tracks);
+        Require(voices >= 1 && voices <= 4);
+        for (const PitchChange& change : DealNotes(song.tracks, voices)) {
+            Require(change.pitches.size() == static_cast<std::size_t>(voices));
+        }
+        MelodySource source;
+        source.path = file.path();
+        source.quiet = true;
+        const Melody melody = ReadMelody(source);
+        Require(!melody.notes.empty());
+    } catch (const Failure&) {
+    } catch (const UsageError&) {
+    }
+    return 0;
+}
