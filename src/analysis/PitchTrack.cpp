@@ -183,14 +183,14 @@ CPTAnalysisNew::CPTAnalysisNew(int32_t sampleRate, int32_t fftSize, int32_t fram
       frameSize(frameSize),
       minCombBin(static_cast<int32_t>(static_cast<float>(fftSize) * 44.0f / 8192.0f)),
       combStartBin(static_cast<int32_t>(static_cast<float>(fftSize) * 28.0f / 8192.0f)),
-      window(frameSize) {
+      window(frameSize),
+      correlation(fftSize / 2) {
     InitDispatch(-1);
     for (int32_t i = 0; i < frameSize; ++i) {
         const float angle = static_cast<float>(i) * 6.2831855f / static_cast<float>(frameSize - 1);
         window[i] = (1.0f - Cos(angle)) * 0.5f;
     }
     spectrumFft = MakeFft(frameSize, fftSize);
-    correlationFft = MakeFft(fftSize / 2, fftSize);
     combDivisor.resize(BinOf(kCombEndHz));
     for (int32_t i = combStartBin; i < BinOf(kCombEndHz); ++i) {
         combDivisor[i] = static_cast<float>(std::min(kCombHarmonics, (fftSize - 1) / i));
@@ -280,18 +280,8 @@ void CPTAnalysisNew::PruneSpectrum() {
     std::copy_n(spectrum + open, fftSize / 2 - open, combined + open);
 }
 
-// The upper half of the transform's points is empty, which keeps the correlation from wrapping around.
 void CPTAnalysisNew::AutocorrelateSpectrum() {
-    float* const combined = frame.combined.data();
-    float* const power = frame.scratch.data();
-    correlationFft->Forward(power, combined);
-    power[0] = power[0] * power[0];
-    power[1] = 0.0f;
-    for (int32_t k = 2; k < fftSize; k += 2) {
-        power[k] = power[k] * power[k] + power[k + 1] * power[k + 1];
-        power[k + 1] = 0.0f;
-    }
-    correlationFft->Inverse(combined, power);
+    correlation.Compute(frame.combined.data(), frame.combined.data());
 }
 
 void CPTAnalysisNew::CombineWithSpectrum() {

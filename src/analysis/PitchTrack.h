@@ -6,6 +6,7 @@
 #include <span>
 #include <vector>
 
+#include "dsp/Autocorrelation.h"
 #include "dsp/Eq.h"
 #include "dsp/Fft.h"
 #include "dsp/Resampler.h"
@@ -131,7 +132,7 @@ class CPTAnalysisNew {
     std::vector<float> window;
     std::vector<float> combDivisor;  // [bin] how many harmonics it is a sum of
     FFTPointer spectrumFft;
-    FFTPointer correlationFft;
+    Autocorrelation correlation;  // of the spectrum's lower half
     PitchFrame frame;
 
     float harmonicRatio;

@@ -25,6 +25,8 @@ class Roots {
         return {Cosine(turn), -Cosine((turn - n / 4) & (n - 1))};
     }
 
+    int32_t Order() const { return n; }
+
   private:
     float Cosine(int32_t k) const {
         if (k > n / 2) k = n - k;
@@ -84,6 +86,27 @@ float* Put(float* p, Complex value, float scale = 1.0f) {
     return p + 2;
 }
 
+// The twiddles of the passes from `first` on.
+float* PutPasses(float* p, const Roots& roots, FftPlan& plan, int32_t first) {
+    int32_t block = plan.columns;
+    for (int32_t pass = 0; pass < plan.passes; ++pass) {
+        const int64_t step = roots.Order() / block;
+        block /= plan.radix[pass];
+        if (pass < first) continue;
+        plan.twiddles[pass] = p;
+        for (int32_t j = 0; j < block; ++j) {
+            for (int32_t q = 1; q < plan.radix[pass]; ++q) p = Put(p, roots(step * j * q));
+        }
+    }
+    return p;
+}
+
+void PutPlaces(float* p, FftPlan& plan) {
+    int32_t* const places = reinterpret_cast<int32_t*>(p);
+    plan.places = places;
+    for (int32_t k = 0; k <= plan.columns; ++k) places[k] = Place(plan, k % plan.columns);
+}
+
 // One column: lane l is the root of l * k.
 float* PutLanes(float* p, const Roots& roots, int32_t lanes, int32_t k, float scale) {
     for (int32_t lane = 0; lane < lanes; ++lane) {
@@ -130,18 +153,34 @@ FftPlan BuildFftPlan(int32_t size, int32_t lanes, float* tables, float* init) {
     plan.inverseSplitTwiddles = tables;
     tables = PutSplit(tables, roots, plan, 2.0f);
 
-    int32_t block = plan.columns;
-    for (int32_t pass = 0; pass < plan.passes; ++pass) {
-        plan.twiddles[pass] = tables;
-        const int64_t step = size / block;
-        block /= plan.radix[pass];
-        for (int32_t j = 0; j < block; ++j) {
-            for (int32_t q = 1; q < plan.radix[pass]; ++q) tables = Put(tables, roots(step * j * q));
-        }
-    }
+    tables = PutPasses(tables, roots, plan, 0);
+    PutPlaces(tables, plan);
+    return plan;
+}
 
-    int32_t* const places = reinterpret_cast<int32_t*>(tables);
-    plan.places = places;
-    for (int32_t k = 0; k <= plan.columns; ++k) places[k] = Place(plan, k % plan.columns);
+FftPlanSizes GetQuarterPointPlanSizes(int32_t points, int32_t lanes) {
+    const FftPlan plan = Layout(2 * points, lanes);
+    const int32_t radix = plan.radix[0], places = plan.columns + 1;
+    const int32_t twiddles = TwiddleFloats(plan) + 2 * plan.columns / radix, weights = 2 * radix;
+    return {2 * points + twiddles + weights + places, points + 1, radix * plan.blockStride};
+}
+
+QuarterPointPlan BuildQuarterPointPlan(int32_t points, int32_t lanes, float* tables, float* init) {
+    QuarterPointPlan plan{Layout(2 * points, lanes), nullptr};
+    FftPlan& fft = plan.fft;
+    const int32_t radix = fft.radix[0];
+    const Roots roots(init, 4 * points);  // a quarter of the distance between two points
+
+    fft.laneTwiddles = tables;
+    for (int32_t k = 0; k < fft.columns; ++k) tables = PutLanes(tables, roots, lanes, 4 * k + 1, 1.0f);
+    // Twiddles and, of the column's weight, the part that changes within a block; the rest is `weights`.
+    fft.twiddles[0] = tables;
+    for (int32_t j = 0; j < fft.columns / radix; ++j) {
+        for (int32_t q = 0; q < radix; ++q) tables = Put(tables, roots(int64_t{lanes} * j * (4 * q + 1)));
+    }
+    tables = PutPasses(tables, roots, fft, 1);
+    plan.weights = tables;
+    for (int32_t q = 0; q < radix; ++q) tables = Put(tables, roots(int64_t{points} / radix * q));
+    PutPlaces(tables, fft);
     return plan;
 }

@@ -34,3 +34,15 @@ constexpr int32_t ShortestFft(int32_t lanes) { return 4 * lanes * lanes; }
 /// size: a power of two from ShortestFft(lanes) to 2^30; lanes: 4 or 8.
 FftPlanSizes GetFftPlanSizes(int32_t size, int32_t lanes);
 FftPlan BuildFftPlan(int32_t size, int32_t lanes, float* tables, float* init);
+
+/// What the kernels of the autocorrelation know about one length; kernels/Autocorrelation.cpp tells the
+/// method.
+struct QuarterPointPlan {
+    FftPlan fft;  ///< of 2 * points; twiddles[0] has [radix] complex numbers a column, laneTwiddles one
+                  ///< column for each; the other twiddles serve the passes alone
+    const float* weights;  ///< [radix[0]] complex numbers for the blocks of the first pass
+};
+
+/// points: a power of two from ShortestFft(lanes) / 2 to 2^26; lanes: 4 or 8.
+FftPlanSizes GetQuarterPointPlanSizes(int32_t points, int32_t lanes);
+QuarterPointPlan BuildQuarterPointPlan(int32_t points, int32_t lanes, float* tables, float* init);

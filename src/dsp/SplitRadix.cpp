@@ -228,11 +228,15 @@ int32_t SplitRadixBitReversalSize(int32_t n) {
 
 int32_t SplitRadixTwiddleSize(int32_t n) { return n + n / 4 + 1; }
 
-void RealSplitRadixForward(float* data, int32_t n, int32_t* bitReversal, float* twiddles) {
+void ComplexSplitRadixForward(float* data, int32_t n, int32_t* bitReversal, float* twiddles) {
     if (bitReversal[0] == 0) FillTables(n, bitReversal, twiddles);
     const int32_t points = n / 2;
     if (n > 4) ReverseBits(data, points, bitReversal + 2);
     TransformComplex<false>(data, points, twiddles);
+}
+
+void RealSplitRadixForward(float* data, int32_t n, int32_t* bitReversal, float* twiddles) {
+    ComplexSplitRadixForward(data, n, bitReversal, twiddles);
     if (n > 4) RealStep<false>(data, n, twiddles + n);
     ConjugateMiddle(data, n);
     const Complex first = Load(data, 0);

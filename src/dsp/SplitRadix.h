@@ -14,6 +14,9 @@ void RealSplitRadixForward(float* data, int32_t n, int32_t* bitReversal, float* 
 /// Unscaled: gives n/2 times the samples whose spectrum `data` is.
 void RealSplitRadixInverse(float* data, int32_t n, int32_t* bitReversal, float* twiddles);
 
+/// The complex transform of n/2 points alone, in pairs of floats, with the tables of n.
+void ComplexSplitRadixForward(float* data, int32_t n, int32_t* bitReversal, float* twiddles);
+
 /// Entries of bitReversal: two records of how much of the twiddles is filled, then sqrt(n/2) reversed
 /// indices.
 int32_t SplitRadixBitReversalSize(int32_t n);

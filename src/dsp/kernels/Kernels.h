@@ -3,6 +3,7 @@
 #include <cstdint>
 
 struct FftPlan;
+struct QuarterPointPlan;
 
 /// The operations of the table (see OperationTable.h) as built for one processor level. Only the operation
 /// table calls them, and only on a machine that has the level. Each returns 0, or -8 for a null pointer or -6
@@ -43,4 +44,16 @@ template <int32_t level, bool fma>
 struct FftKernels {
     static void Forward(const FftPlan& plan, const float* in, float* out, float* work);
     static void Inverse(const FftPlan& plan, const float* in, float* out, float* work);
+};
+
+/// The ends of the autocorrelation of n = plan.fft.size / 2 real points (see Autocorrelation.h).
+template <int32_t level, bool fma>
+struct AutocorrelationKernels {
+    /// power[k] = |sum of in[j] exp(-2 pi i j (k + 1/4) / n)|^2, k < n. Returns the sum of in[j] (-1)^j.
+    static float PowerSpectrum(const QuarterPointPlan& plan, const float* in, float* power, float* work);
+    /// spectrum: the packed transform U of the powers. turns: cosines c[l] and sines s[l], n/2 of each, and
+    /// c[n/2]. For 0 < l < n/2: lags[l] = c re U[l] + s im U[l], lags[n-l] = s re U[l] - c im U[l]; from all
+    /// of the lags (-1)^l * removed is taken. lags and spectrum don't overlap; n/2 is a multiple of the
+    /// lanes.
+    static void Lags(float* lags, const float* spectrum, const float* turns, float removed, int32_t n);
 };

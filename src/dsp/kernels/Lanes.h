@@ -132,4 +132,31 @@ struct Lanes<F8> {
 };
 #endif
 
+// L columns in a square buffer, on their way between the columns and the lanes.
+template <class V>
+struct Square {
+    static constexpr int32_t column = 2 * V::lanes;
+    alignas(64) float rows[V::lanes * column];
+    float* operator[](int32_t row) { return rows + row * column; }
+};
+
+template <class V>
+inline void LoadLanes(Square<V>& square, Complex<V>* x) {
+    V re[V::lanes], im[V::lanes];
+    Lanes<V>::LoadTransposed(square.rows, Square<V>::column, re);
+    Lanes<V>::LoadTransposed(square.rows + V::lanes, Square<V>::column, im);
+    for (int32_t l = 0; l < V::lanes; ++l) x[l] = {re[l], im[l]};
+}
+
+template <class V>
+inline void StoreLanes(const Complex<V>* x, Square<V>& square) {
+    V re[V::lanes], im[V::lanes];
+    for (int32_t l = 0; l < V::lanes; ++l) {
+        re[l] = x[l].re;
+        im[l] = x[l].im;
+    }
+    Lanes<V>::StoreTransposed(re, square.rows, Square<V>::column);
+    Lanes<V>::StoreTransposed(im, square.rows + V::lanes, Square<V>::column);
+}
+
 }  // namespace

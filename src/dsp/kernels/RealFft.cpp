@@ -28,95 +28,11 @@
 #include "dsp/kernels/Complex.h"
 #include "dsp/kernels/Kernels.h"
 #include "dsp/kernels/Lanes.h"
+#include "dsp/kernels/Passes.h"
 
 namespace {
 
-// --- Step 1: the passes. One pass joins `radix` columns that stand `stride` floats apart, for `count`
-// columns in a row.
-
-template <int32_t radix, class V>
-inline void ForwardPass(const float* src, int32_t srcStride, float* dst, int32_t dstStride, int32_t count,
-                        const float* twiddles) {
-    for (int32_t j = 0; j < count; ++j) {
-        Complex<V> x[radix];
-        for (int32_t q = 0; q < radix; ++q) x[q] = Complex<V>::Load(src + q * srcStride);
-        Transform<radix, false>(x);
-        x[0].Store(dst);
-        for (int32_t q = 1; q < radix; ++q) {
-            (x[q] * Complex<V>::Broadcast(twiddles + 2 * (q - 1))).Store(dst + q * dstStride);
-        }
-        src += 2 * V::lanes;
-        dst += 2 * V::lanes;
-        twiddles += 2 * (radix - 1);
-    }
-}
-
-template <int32_t radix, class V>
-inline void InversePass(const float* src, int32_t srcStride, float* dst, int32_t dstStride, int32_t count,
-                        const float* twiddles) {
-    for (int32_t j = 0; j < count; ++j) {
-        Complex<V> x[radix];
-        for (int32_t i = 0; i < radix; ++i) {
-            // Partners of the first butterflies one after the other, so that few of the values wait.
-            const int32_t q = i / 2 + i % 2 * (radix / 2);
-            x[q] = Complex<V>::Load(src + q * srcStride);
-            if (q > 0) x[q] = MulConj(x[q], Complex<V>::Broadcast(twiddles + 2 * (q - 1)));
-        }
-        Transform<radix, true>(x);
-        for (int32_t q = 0; q < radix; ++q) x[q].Store(dst + q * dstStride);
-        src += 2 * V::lanes;
-        dst += 2 * V::lanes;
-        twiddles += 2 * (radix - 1);
-    }
-}
-
-template <bool inverse, int32_t radix, class V>
-void PassOf(const float* src, int32_t srcStride, float* dst, int32_t dstStride, int32_t count,
-            const float* twiddles) {
-    if constexpr (inverse) {
-        InversePass<radix, V>(src, srcStride, dst, dstStride, count, twiddles);
-    } else {
-        ForwardPass<radix, V>(src, srcStride, dst, dstStride, count, twiddles);
-    }
-}
-
-template <bool inverse, class V>
-void Pass(const FftPlan& plan, int32_t pass, const float* src, int32_t srcStride, float* dst,
-          int32_t dstStride, int32_t count) {
-    const auto function = plan.radix[pass] == 4 ? PassOf<inverse, 4, V> : PassOf<inverse, 8, V>;
-    function(src, srcStride, dst, dstStride, count, plan.twiddles[pass]);
-}
-
-// The innermost pass has no twiddles: `count` groups of `radix` neighbours.
-template <bool inverse, int32_t radix, class V>
-void Leaves(float* data, int32_t count) {
-    constexpr int32_t column = 2 * V::lanes;
-    for (int32_t i = 0; i < count; ++i, data += radix * column) {
-        Complex<V> x[radix];
-        for (int32_t q = 0; q < radix; ++q) x[q] = Complex<V>::Load(data + q * column);
-        Transform<radix, inverse>(x);
-        for (int32_t q = 0; q < radix; ++q) x[q].Store(data + q * column);
-    }
-}
-
-// All passes from `pass` on, in `count` blocks one behind the other.
-template <bool inverse, class V>
-void Blocks(const FftPlan& plan, int32_t pass, float* data, int32_t columns, int32_t count) {
-    if (pass == plan.passes) return;
-    const int32_t radix = plan.radix[pass];
-    if (pass == plan.passes - 1) {
-        const auto function = radix == 4 ? Leaves<inverse, 4, V> : Leaves<inverse, 8, V>;
-        return function(data, count);
-    }
-    const int32_t inner = columns / radix, stride = inner * 2 * V::lanes;
-    for (int32_t i = 0; i < count; ++i, data += radix * stride) {
-        if constexpr (!inverse) Pass<false, V>(plan, pass, data, stride, data, stride, inner);
-        Blocks<inverse, V>(plan, pass + 1, data, inner, radix);
-        if constexpr (inverse) Pass<true, V>(plan, pass, data, stride, data, stride, inner);
-    }
-}
-
-// The outermost pass moves the signal to or from the work buffer.
+// --- Step 1: the passes (Passes.h). The outermost pass moves the signal to or from the work buffer.
 template <class V>
 void ForwardColumns(const FftPlan& plan, const float* in, float* work) {
     const int32_t radix = plan.radix[0], inner = plan.columns / radix;
@@ -132,33 +48,6 @@ void InverseColumns(const FftPlan& plan, float* work, float* out) {
 }
 
 // --- Steps 2 and 3, for L values of k from `first` on together with their partners M - k.
-
-// L columns in a square buffer, on their way between the columns and the lanes.
-template <class V>
-struct Square {
-    static constexpr int32_t column = 2 * V::lanes;
-    alignas(64) float rows[V::lanes * column];
-    float* operator[](int32_t row) { return rows + row * column; }
-};
-
-template <class V>
-inline void LoadLanes(Square<V>& square, Complex<V>* x) {
-    V re[V::lanes], im[V::lanes];
-    Lanes<V>::LoadTransposed(square.rows, Square<V>::column, re);
-    Lanes<V>::LoadTransposed(square.rows + V::lanes, Square<V>::column, im);
-    for (int32_t l = 0; l < V::lanes; ++l) x[l] = {re[l], im[l]};
-}
-
-template <class V>
-inline void StoreLanes(const Complex<V>* x, Square<V>& square) {
-    V re[V::lanes], im[V::lanes];
-    for (int32_t l = 0; l < V::lanes; ++l) {
-        re[l] = x[l].re;
-        im[l] = x[l].im;
-    }
-    Lanes<V>::StoreTransposed(re, square.rows, Square<V>::column);
-    Lanes<V>::StoreTransposed(im, square.rows + V::lanes, Square<V>::column);
-}
 
 template <class V>
 inline void SplitForward(const FftPlan& plan, const float* work, int32_t first, Square<V>& low,

@@ -88,6 +88,8 @@ struct F4 {
     /// Bit i is set where lane i of both is equal.
     friend int32_t EqualLanes(F4 a, F4 b) { return _mm_movemask_ps(_mm_cmpeq_ps(a.v, b.v)); }
 
+    friend F4 Reverse(F4 a) { return {_mm_shuffle_ps(a.v, a.v, _MM_SHUFFLE(0, 1, 2, 3))}; }
+
     // Complex numbers in pairs of lanes.
     friend F4 DuplicateEven(F4 a) { return {_mm_shuffle_ps(a.v, a.v, _MM_SHUFFLE(2, 2, 0, 0))}; }
     friend F4 DuplicateOdd(F4 a) { return {_mm_shuffle_ps(a.v, a.v, _MM_SHUFFLE(3, 3, 1, 1))}; }
@@ -135,6 +137,10 @@ struct F8 {
         return {_mm256_blendv_ps(other.v, chosen.v, _mm256_cmp_ps(a.v, b.v, _CMP_LT_OQ))};
     }
     friend int32_t EqualLanes(F8 a, F8 b) { return _mm256_movemask_ps(_mm256_cmp_ps(a.v, b.v, _CMP_EQ_OQ)); }
+
+    friend F8 Reverse(F8 a) {
+        return {_mm256_permute_ps(_mm256_permute2f128_ps(a.v, a.v, 1), _MM_SHUFFLE(0, 1, 2, 3))};
+    }
 
     friend F8 DuplicateEven(F8 a) { return {_mm256_moveldup_ps(a.v)}; }
     friend F8 DuplicateOdd(F8 a) { return {_mm256_movehdup_ps(a.v)}; }

@@ -1,0 +1,109 @@
+#include "dsp/Autocorrelation.h"
+
+#include <cmath>
+
+#include "dsp/Dispatch.h"
+#include "dsp/SplitRadix.h"
+#include "dsp/kernels/Kernels.h"
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+
+void PlainLags(float* lags, const float* spectrum, const float* turns, float removed, int32_t n) {
+    const float* const cosines = turns;
+    const float* const sines = turns + n / 2;
+    lags[0] = cosines[0] * spectrum[0] - removed;
+    lags[n / 2] = turns[n] * spectrum[1] - removed;
+    for (int32_t l = 1; l < n / 2; ++l) {
+        const float re = spectrum[2 * l], im = spectrum[2 * l + 1];
+        const float alternating = l % 2 == 0 ? removed : -removed;
+        lags[l] = cosines[l] * re + sines[l] * im - alternating;
+        lags[n - l] = sines[l] * re - cosines[l] * im - alternating;
+    }
+}
+
+}  // namespace
+
+Autocorrelation::Autocorrelation(int32_t n) : n(n) {
+    InitDispatch(-1);
+    power = MakeVec(n);
+    turns = MakeVec(n + 1);
+    CqrtfFFT_If* created;
+    Ops().FFTCreate(&created, n, 1, 0);
+    fft.reset(created);
+    for (int32_t l = 0; l <= n / 2; ++l) {
+        const double angle = 2.0 * kPi * l / (4.0 * n);
+        turns[l < n / 2 ? l : n] = static_cast<float>(2.0 * std::cos(angle));
+        if (l < n / 2) turns[n / 2 + l] = static_cast<float>(2.0 * std::sin(angle));
+    }
+    ChooseKernels(CurrentLevel());
+    if (powerSpectrum == nullptr) PreparePlain();
+}
+
+void Autocorrelation::ChooseKernels([[maybe_unused]] int32_t level) {
+#ifdef MLH_KERNELS
+    if (level == 0 || 2 * n < ShortestFft(4)) return;
+    switch (level) {
+        case 3:
+            return UseKernels<3, false>(4);
+        case 4:
+            return UseKernels<4, false>(4);
+        case 5:
+            return UseKernels<5, false>(4);
+        default:
+            const int32_t lanes = 2 * n < ShortestFft(8) ? 4 : 8;
+            ProcessorHasFusedMultiplyAdd() ? UseKernels<6, true>(lanes) : UseKernels<6, false>(lanes);
+    }
+#endif
+}
+
+template <int32_t level, bool fma>
+void Autocorrelation::UseKernels(int32_t lanes) {
+    const FftPlanSizes sizes = GetQuarterPointPlanSizes(n, lanes);
+    const VecPointer planInit = MakeVec(sizes.init);
+    planMemory = MakeVec(sizes.tables);
+    plan = BuildQuarterPointPlan(n, lanes, planMemory.get(), planInit.get());
+    work = MakeVec(sizes.work);
+    powerSpectrum = AutocorrelationKernels<level, fma>::PowerSpectrum;
+    lags = AutocorrelationKernels<level, fma>::Lags;
+}
+
+void Autocorrelation::PreparePlain() {
+    lags = PlainLags;
+    work = MakeVec(2 * n);
+    weights = MakeVec(2 * n);
+    for (int32_t j = 0; j < n; ++j) {
+        const double angle = -2.0 * kPi * j / (4.0 * n);
+        weights[2 * j] = static_cast<float>(std::cos(angle));
+        weights[2 * j + 1] = static_cast<float>(std::sin(angle));
+    }
+    bitReversal = std::make_unique<int32_t[]>(static_cast<size_t>(SplitRadixBitReversalSize(2 * n)));
+    twiddles = MakeVec(SplitRadixTwiddleSize(2 * n));
+}
+
+void Autocorrelation::Compute(float* out, const float* in) {
+    const float middle =
+        powerSpectrum != nullptr ? powerSpectrum(plan, in, power.get(), work.get()) : PlainPowerSpectrum(in);
+    fft->Forward(power.get(), power.get());
+    lags(out, power.get(), turns.get(), middle * middle, n);
+}
+
+// What the kernels do, in plain loops.
+float Autocorrelation::PlainPowerSpectrum(const float* in) {
+    float* const points = work.get();
+    for (int32_t j = 0; j < n; ++j) {
+        points[2 * j] = in[j] * weights[2 * j];
+        points[2 * j + 1] = in[j] * weights[2 * j + 1];
+    }
+    ComplexSplitRadixForward(points, 2 * n, bitReversal.get(), twiddles.get());
+    for (int32_t k = 0; k < n; ++k) {
+        power[k] = points[2 * k] * points[2 * k] + points[2 * k + 1] * points[2 * k + 1];
+    }
+    float even = 0.0f, odd = 0.0f;
+    for (int32_t j = 0; j < n; j += 2) {
+        even += in[j];
+        odd += in[j + 1];
+    }
+    return even - odd;
+}
