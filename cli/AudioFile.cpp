@@ -64,12 +64,21 @@ int Encoding(SampleFormat format) {
     }
 }
 
+// What the audio library says of the last failure to open a file, as a person would.
+std::string OpenFailure() {
+    const std::string reason = sf_strerror(nullptr);
+    const std::string system = "System error : ";
+    std::string text = reason.rfind(system, 0) == 0 ? reason.substr(system.size()) : reason;
+    while (!text.empty() && (text.back() == '.' || text.back() == ' ')) text.pop_back();
+    return text;
+}
+
 }  // namespace
 
 Audio ReadAudio(const std::string& path) {
     SF_INFO info{};
     File file(sf_open(path.c_str(), SFM_READ, &info));
-    if (!file) throw Failure("cannot read " + path + ": " + sf_strerror(nullptr));
+    if (!file) throw Failure("cannot read " + path + ": " + OpenFailure());
     if (info.samplerate < kMinSampleRate || info.samplerate > kMaxSampleRate) {
         throw Failure(path + ": its sample rate is " + std::to_string(info.samplerate) +
                       " Hz; convert it to one from 11025 to 255999 Hz first");
@@ -115,7 +124,7 @@ struct AudioWriter::State {
             throw UsageError(path + ": this kind of file cannot hold the chosen --format; use .wav");
         }
         file.reset(sf_open(output.temporaryPath().c_str(), SFM_WRITE, &info));
-        if (!file) throw Failure("cannot write " + path + ": " + sf_strerror(nullptr));
+        if (!file) throw Failure("cannot write " + path + ": " + OpenFailure());
     }
 
     // Integers of `bits` bits, shifted up to 32.

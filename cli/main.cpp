@@ -1,4 +1,5 @@
 // mlh: vocal harmony on the command line.
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <new>
@@ -30,6 +31,19 @@ void UseLevel(int level) {
                      mlh::GetProcessorLevelName(level) + "); the next lower one is " + std::to_string(best));
 }
 
+bool IsCommand(const CLI::App& app, const std::string& name) {
+    const auto commands = app.get_subcommands(nullptr);
+    return std::any_of(commands.begin(), commands.end(),
+                       [&](const CLI::App* command) { return command->check_name(name); });
+}
+
+// The parser itself would only say that a command is missing.
+void RefuseUnknownCommand(const CLI::App& app, int argc, char** argv) {
+    if (argc < 2 || argv[1][0] == '-' || IsCommand(app, argv[1])) return;
+    throw UsageError(std::string("there is no command '") + argv[1] +
+                     "'; the commands are harmonize, analyze and arrange");
+}
+
 int Complain(const char* message, int status) {
     std::fprintf(stderr, "mlh: %s\n", message);
     return status;
@@ -53,6 +67,7 @@ int main(int argc, char** argv) {
     AddAnalyzeCommand(app);
     AddArrangeCommand(app);
     try {
+        RefuseUnknownCommand(app, argc, argv);
         app.parse(argc, argv);
         return 0;
     } catch (const CLI::Success& request) {

@@ -318,6 +318,7 @@ TEST_F(Command, WrongUseIsStatusTwoWithOneLine) {
         EXPECT_THAT(result.output, testing::StartsWith("mlh: ")) << arguments;
     }
     EXPECT_FALSE(fs::exists(Path("lead-choir.wav")));
+    EXPECT_THAT(Run("sing lead.wav").output, HasSubstr("no command 'sing'"));
 }
 
 TEST_F(Command, FailuresAreStatusOneWithOneLine) {
@@ -333,6 +334,7 @@ TEST_F(Command, FailuresAreStatusOneWithOneLine) {
         EXPECT_EQ(result.status, 1) << arguments << "\n" << result.output;
         EXPECT_THAT(result.output, HasSubstr("mlh: ")) << arguments;
     }
+    EXPECT_EQ(Run("harmonize missing.wav").output, "mlh: cannot read missing.wav: No such file or directory\n");
 }
 
 TEST_F(Command, FailuresLeaveNoHalfWrittenFile) {
