@@ -396,7 +396,10 @@ TimedChord ParseChordSymbol(const std::string& symbol) {
     }
     if (auto chord = ReadHarte(symbol)) return *chord;
     if (auto chord = ReadLeadSheet(symbol)) return *chord;
-    throw UsageError("cannot read the chord '" + symbol + "'; did you mean '" + NearestSymbol(symbol) + "'?");
+    // No chord is as long; a file of something else may be one long word.
+    constexpr std::size_t kLongest = 40;
+    const std::string shown = symbol.size() > kLongest ? symbol.substr(0, kLongest) + "..." : symbol;
+    throw UsageError("cannot read the chord '" + shown + "'; did you mean '" + NearestSymbol(shown) + "'?");
 }
 
 std::vector<TimedChord> ParseChordSheet(const std::string& text, const std::string& source, double bpm,

@@ -36,6 +36,13 @@ std::vector<Found> Read(const std::string& text, double bpm = 0.0, int beats = 4
     return found;
 }
 
+// The nearest spelling of a word of megabytes would be looked for for minutes.
+TEST(ChordSymbol, ALongWordIsComplainedOfBriefly) {
+    const std::string complaint = Complaint("0 C" + std::string(3000000, 'x'));
+    EXPECT_THAT(complaint, HasSubstr("cannot read the chord 'Cxxx"));
+    EXPECT_LT(complaint.size(), 200u);
+}
+
 TEST(ChordSymbol, LeadSheetSymbolsHaveTheirTones) {
     EXPECT_THAT(Intervals("C"), ElementsAre(0, 4, 7));
     EXPECT_THAT(Intervals("Am7"), ElementsAre(0, 3, 7, 10));

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr int32_t kLongest = 6000;  // samples, of all channels together
+constexpr int32_t kLongest = 4000;  // samples, of all channels together
 
 // A stretch of one kind of sound behind the others.
 void Append(std::vector<float>& samples, Bytes& bytes, float rate) {

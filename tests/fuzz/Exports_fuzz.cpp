@@ -10,9 +10,9 @@
 
 namespace {
 
-constexpr int32_t kInputSamples = 5000;
-constexpr int32_t kOutputFrames = 5000;
-constexpr int kAssignments = 3;  // each analyses, which takes longer than all other calls
+constexpr int32_t kInputSamples = 3000;
+constexpr int32_t kOutputFrames = 3000;
+constexpr int kAssignments = 2;  // each analyses, which takes longer than all other calls
 constexpr int kRenderings = 6;
 
 struct Input {
