@@ -6,6 +6,7 @@
 #include <new>
 
 #include "dsp/Dispatch.h"
+#include "dsp/HarmonicOperations.h"
 
 // How a pitch is found.
 //
@@ -61,29 +62,10 @@ constexpr float kDbPerNeper = 4.3429446f;  // of a power ratio
 float Cos(float x) { return static_cast<float>(std::cos(static_cast<double>(x))); }
 float Log(float x) { return static_cast<float>(std::log(static_cast<double>(x))); }
 
-// The largest of the values and `start`. What is not a number loses. Many maxima run side by side, since one
-// alone would wait for each comparison in turn.
-float Largest(const float* values, int32_t count, float start) {
-    constexpr int32_t kLanes = 16;
-    float lanes[kLanes];
-    std::fill_n(lanes, kLanes, start);
-    int32_t i = 0;
-    for (; i <= count - kLanes; i += kLanes) {
-        for (int32_t l = 0; l < kLanes; ++l) lanes[l] = values[i + l] > lanes[l] ? values[i + l] : lanes[l];
-    }
-    for (; i < count; ++i) lanes[0] = values[i] > lanes[0] ? values[i] : lanes[0];
-    return *std::max_element(lanes, lanes + kLanes);
-}
-
-// Index of the first largest value above 0; 0 where there is none.
-int32_t FirstLargest(const float* values, int32_t count) {
-    const float largest = Largest(values, count, 0.0f);
-    if (!(largest > 0.0f)) return 0;
-    return static_cast<int32_t>(std::find(values, values + count, largest) - values);
-}
-
 // What makes the largest of the bins but bin 0 a 1.
-float Normalizer(const float* bins, int32_t count) { return 1.0f / Largest(bins + 1, count - 1, kSilence); }
+float Normalizer(const float* bins, int32_t count) {
+    return 1.0f / HarmonicOps().Largest(bins + 1, count - 1, kSilence);
+}
 
 // A transform of `size` points of which only the first `filled` are given and, on the way back, asked for.
 FFTPointer MakeFft(int32_t filled, int32_t size) {
@@ -246,10 +228,12 @@ void CPTAnalysisNew::MeasureLevel(const float* samples) {
     // Only the positive half counts; the thresholds on the level are tuned to that.
     constexpr int32_t kLanes = 4;
     double sums[kLanes] = {};
-    for (int32_t i = 0; i < frameSize; ++i) {
-        const float x = samples[i];
-        const float square = x > kSquareFloor ? x * x : kSquareFloor;
-        sums[i % kLanes] += static_cast<double>(square);
+    for (int32_t i = 0; i < frameSize; i += kLanes) {
+        for (int32_t l = 0; l < kLanes; ++l) {
+            const float x = samples[i + l];
+            const float square = x > kSquareFloor ? x * x : kSquareFloor;
+            sums[l] += static_cast<double>(square);
+        }
     }
     const double sum = (sums[0] + sums[1]) + (sums[2] + sums[3]);
     frame.level = static_cast<float>(std::sqrt(sum / frameSize));
@@ -290,10 +274,7 @@ void CPTAnalysisNew::CombineWithSpectrum() {
     const int32_t half = fftSize / 2;
     const float spectrumScale = Normalizer(spectrum, half);
     const float combinedScale = Normalizer(combined, half);
-    for (int32_t i = 0; i < half; ++i) {
-        spectrum[i] *= spectrumScale;
-        combined[i] = combined[i] * combinedScale + 0.25f * spectrum[i];
-    }
+    HarmonicOps().AddQuarter(combined, combinedScale, spectrum, spectrumScale, half);
 }
 
 void CPTAnalysisNew::ClearBelowFirstMinimum() {
@@ -308,26 +289,14 @@ void CPTAnalysisNew::ClearBelowFirstMinimum() {
     std::fill_n(combined, std::max(minimum, BinOf(kLowestHz)), 0.0f);
 }
 
-void CPTAnalysisNew::FindLowPeak() { frame.lowPeak = FirstLargest(frame.combined.data(), fftSize / 4); }
+void CPTAnalysisNew::FindLowPeak() {
+    frame.lowPeak = HarmonicOps().FirstLargest(frame.combined.data(), fftSize / 4);
+}
 
 void CPTAnalysisNew::FindProductPeak() {
-    const float* const combined = frame.combined.data();
-    float* const product = frame.product.data();
-    const int32_t half = fftSize / 2;
     // Harmonics beyond the lower half count as 0.
-    const int32_t thirdEnd = half / 3;
-    const int32_t secondEnd = half / 2;
-    const auto factor = [](float harmonic, float divisor) { return (harmonic + 0.15f) / divisor; };
-    for (int32_t i = 0; i < thirdEnd; ++i) {
-        product[i] = 2.0f * combined[i] * factor(combined[2 * i], 2.0f) * factor(combined[3 * i], 3.0f);
-    }
-    for (int32_t i = thirdEnd; i < secondEnd; ++i) {
-        product[i] = 2.0f * combined[i] * factor(combined[2 * i], 2.0f) * factor(0.0f, 3.0f);
-    }
-    for (int32_t i = secondEnd; i < half; ++i) {
-        product[i] = 2.0f * combined[i] * factor(0.0f, 2.0f) * factor(0.0f, 3.0f);
-    }
-    frame.productPeak = FirstLargest(product, half);
+    HarmonicOps().HarmonicProduct(frame.product.data(), frame.combined.data(), fftSize / 2);
+    frame.productPeak = HarmonicOps().FirstLargest(frame.product.data(), fftSize / 2);
 }
 
 void CPTAnalysisNew::FindCombPeak() {
@@ -351,7 +320,7 @@ void CPTAnalysisNew::FindCombPeak() {
         sum -= 0.1f * combined[static_cast<int32_t>(position * 0.3333f)];
         comb[i] = sum / combDivisor[i];
     }
-    frame.combPeak = FirstLargest(comb, half);
+    frame.combPeak = HarmonicOps().FirstLargest(comb, half);
 }
 
 // ---------------------------------------------------------------- one frame: the decision
@@ -537,15 +506,17 @@ int32_t CPitchTrack::Process(const float* samples, int32_t count, PitchTrackResu
 
 size_t CPitchTrack::Write(std::span<const float> samples) {
     const size_t count = std::min(samples.size(), static_cast<size_t>(kRingSize - 1 - Buffered()));
-    for (size_t i = 0; i < count; ++i) {
-        ring[writeIndex] = samples[i];
-        writeIndex = (writeIndex + 1) & mask;
-    }
+    const size_t untilWrap = std::min(count, ring.size() - static_cast<size_t>(writeIndex));
+    std::copy_n(samples.begin(), untilWrap, ring.begin() + writeIndex);
+    std::copy_n(samples.begin() + untilWrap, count - untilWrap, ring.begin());
+    writeIndex = (writeIndex + static_cast<int32_t>(count)) & mask;
     return count;
 }
 
 void CPitchTrack::AnalyzeNextFrame() {
-    for (int32_t i = 0; i < sizes.frameSize; ++i) frame[i] = ring[(readIndex + i) & mask];
+    const int32_t untilWrap = std::min(sizes.frameSize, kRingSize - readIndex);
+    std::copy_n(ring.begin() + readIndex, untilWrap, frame.begin());
+    std::copy_n(ring.begin(), sizes.frameSize - untilWrap, frame.begin() + untilWrap);
     analysis.Analyze(frame.data(), &result);
     if (result.level > peakLevel) peakLevel = result.level;
     readIndex = (readIndex + sizes.hop) & mask;

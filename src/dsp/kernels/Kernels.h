@@ -38,6 +38,15 @@ struct Kernels {
     static int32_t VecSinCos(float* sine, float* cosine, const float* src, int32_t n);
 };
 
+/// The loops of HarmonicOperations.h.
+template <int32_t level>
+struct HarmonicKernels {
+    static float Largest(const float* bins, int32_t n, float start);
+    static int32_t FirstLargest(const float* bins, int32_t n);
+    static void AddQuarter(float* bins, float scale, float* spectrum, float spectrumScale, int32_t n);
+    static void HarmonicProduct(float* product, const float* bins, int32_t n);
+};
+
 /// The real FFT of a level, `fma` with fused multiply-adds. Packed spectra, unscaled (see Fft.h); `in` and
 /// `out` may be the same, `work` is the scratch that the plan asks for, in the alignment of the level.
 template <int32_t level, bool fma>

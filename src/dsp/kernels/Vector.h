@@ -31,6 +31,8 @@ struct F1 {
     friend F1 NegMulAdd(F1 a, F1 b, F1 c) { return c - a * b; }
     friend F1 Sqrt(F1 a) { return {_mm_cvtss_f32(_mm_sqrt_ss(_mm_set_ss(a.v)))}; }
     friend F1 Floor(F1 a);
+    friend F1 LoadEverySecond(const float* p, F1) { return {*p}; }
+    friend F1 LoadEveryThird(const float* p, F1) { return {*p}; }
     /// a where it is greater, else b; so b where one of them is not a number.
     friend F1 Max(F1 a, F1 b) { return {a.v > b.v ? a.v : b.v}; }
     friend F1 Min(F1 a, F1 b) { return {a.v < b.v ? a.v : b.v}; }
@@ -88,6 +90,14 @@ struct F4 {
     /// Bit i is set where lane i of both is equal.
     friend int32_t EqualLanes(F4 a, F4 b) { return _mm_movemask_ps(_mm_cmpeq_ps(a.v, b.v)); }
 
+    /// p[0], p[2], p[4], ...; reads two vectors.
+    friend F4 LoadEverySecond(const float* p, F4) { return EvenLanes(Load(p), Load(p + lanes)); }
+    /// p[0], p[3], p[6], ...; reads three vectors.
+    friend F4 LoadEveryThird(const float* p, F4) {
+        const __m128 a = _mm_loadu_ps(p), b = _mm_loadu_ps(p + 4), c = _mm_loadu_ps(p + 8);
+        return {_mm_shuffle_ps(_mm_shuffle_ps(a, a, _MM_SHUFFLE(3, 0, 3, 0)),
+                               _mm_shuffle_ps(b, c, _MM_SHUFFLE(1, 1, 2, 2)), _MM_SHUFFLE(2, 0, 1, 0))};
+    }
     friend F4 Reverse(F4 a) { return {_mm_shuffle_ps(a.v, a.v, _MM_SHUFFLE(0, 1, 2, 3))}; }
 
     // Complex numbers in pairs of lanes.
@@ -138,6 +148,14 @@ struct F8 {
     }
     friend int32_t EqualLanes(F8 a, F8 b) { return _mm256_movemask_ps(_mm256_cmp_ps(a.v, b.v, _CMP_EQ_OQ)); }
 
+    friend F8 LoadEverySecond(const float* p, F8) { return EvenLanes(Load(p), Load(p + lanes)); }
+    friend F8 LoadEveryThird(const float* p, F8) {
+        const __m256 a = _mm256_loadu_ps(p), b = _mm256_loadu_ps(p + 8), c = _mm256_loadu_ps(p + 16);
+        // In the order of lanes 0, 9, 18, 3 | 12, 21, 6, 15, of which each half keeps three.
+        const __m256 mixed = _mm256_blend_ps(_mm256_blend_ps(a, b, 0b10010010), c, 0b00100100);
+        const __m256 turned = _mm256_permute_ps(mixed, _MM_SHUFFLE(1, 2, 3, 0));
+        return {_mm256_blend_ps(turned, _mm256_permute2f128_ps(turned, turned, 1), 0b01000100)};
+    }
     friend F8 Reverse(F8 a) {
         return {_mm256_permute_ps(_mm256_permute2f128_ps(a.v, a.v, 1), _MM_SHUFFLE(0, 1, 2, 3))};
     }
