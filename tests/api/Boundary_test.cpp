@@ -1,11 +1,16 @@
 // What every exported function answers when a host gets something wrong: no corruption, no hang, no change.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <limits>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -93,181 +98,372 @@ struct Untouched {
     float* withoutThird[4] = {};
 };
 
-struct Call {
-    std::string what;
-    int32_t answer;
-    std::function<int32_t(void* handle)> make;
+// What a call is made on: no instance, a new one of its own, or one that all rows share and that is ready to
+// render.
+enum class On { Nothing, New, Ready };
+
+// A row of the table: what is passed to a function, and what comes back.
+struct Row {
+    std::string function;
+    On on;
+    std::string passed;
+    std::string answer;
+    std::function<std::string(void* handle)> call;
 };
 
-// A new vector as a status: 0 for one, 3 for null.
-int32_t Answer(PitchVector* vector) { return mlhDisposePitchVector(vector) ? 0 : 3; }
-
-// Every function of an instance with good arguments. `answer` is that of an instance without input.
-std::vector<Call> GoodCalls(Untouched& u) {
-    return {
-        {"AssignMidi", 1, [](void* h) { return int32_t{mlhAssignMidi(h, SomePitches().get())}; }},
-        {"SetParams", 3, [](void* h) { return mlhSetParams(h, true, 4, 1, 0.5f, 0, false); }},
-        {"Process", 3, [&](void* h) { return mlhProcessOutputData(h, u.out16.data(), 8, 1, nullptr); }},
-        {"Process16", 3, [&](void* h) { return mlhProcessOutputData16(h, u.out16.data(), 8, 1, nullptr); }},
-        {"Process32", 3, [&](void* h) { return mlhProcessOutputData32(h, u.rows, 8, 1); }},
-        {"GetPitchVector", 3, [](void* h) { return Answer(mlhGetPitchVector(h, 0, 0, 0)); }},
-        {"SetPitchVector", 3, [](void* h) { return mlhSetPitchVector(h, 1, SomePitches().get()); }},
-        {"SetChordVector", 3, [](void* h) { return mlhSetChordVector(h, GoodChords().get()); }},
-    };
+std::string Text(int32_t status) { return std::to_string(status); }
+std::string Text(bool done) { return done ? "true" : "false"; }
+std::string Text(PitchVector* vector) { return mlhDisposePitchVector(vector) ? "a vector" : "null"; }
+std::string Text(ChordVector* vector) { return mlhDisposeChordVector(vector) ? "a vector" : "null"; }
+std::string Text(const PitchItem& item) {
+    const bool zero = item.start == 0.0f && item.pitch == 0.0f && item.duration == 0.0f && item.level == 0.0f;
+    return zero ? "zeros" : "an item";
+}
+std::string Text(const ChordItem& item) {
+    const bool zero =
+        item.time == 0.0f && std::all_of(item.notes, item.notes + 4, [](int32_t n) { return n == 0; });
+    return zero ? "zeros" : "an item";
 }
 
-TEST(Boundary, NullHandlesAreNoInstance) {
-    Untouched u;
-    for (const Call& call : GoodCalls(u)) {
-        EXPECT_EQ(call.make(nullptr), call.what == "AssignMidi" ? 0 : 3) << call.what;
+// All rows, for all functions with arguments. `u` and the vectors are what good arguments point to.
+class Table {
+  public:
+    explicit Table(Untouched& u) : u_(u) {
+        InstanceRows();
+        ParameterRows();
+        AssignmentRows();
+        ProcessRows();
+        PitchVectorRows();
+        ChordVectorRows();
+        ItemRows();
     }
-    EXPECT_EQ(mlhAssignInputData(nullptr, u.out16.data(), 8, 1, kRate), 3);
-    EXPECT_EQ(mlhAssignInputData16(nullptr, u.out16.data(), 8, 1, kRate), 3);
-    EXPECT_EQ(mlhAssignInputData32(nullptr, u.out32.data(), 8, 1, kRate), 3);
-    EXPECT_EQ(mlhDestroyInstance(nullptr), 3);
-    void* none = nullptr;
-    EXPECT_EQ(mlhDestroyInstance(&none), 3);
-    EXPECT_EQ(mlhCreateInstance(nullptr), 2);
-    EXPECT_EQ(mlhAssignDebugMessageCallback(nullptr), 0);
-}
+    const std::vector<Row>& rows() const { return rows_; }
 
-TEST(Boundary, CallsBeforeTheInputAreNotReady) {
-    Untouched u;
-    Host host;
-    for (const Call& call : GoodCalls(u)) EXPECT_EQ(call.make(host.handle), call.answer) << call.what;
-}
-
-TEST(Boundary, ARefusedFormatLeavesTheInstanceNotReadyButUsable) {
-    struct Format {
-        int32_t frames, channels, rate;
-    };
-    const Format formats[] = {{8, 0, 44100},    {8, -1, 44100},   {8, kMin, 44100}, {8, 48, 44100},
-                              {8, kMax, 44100}, {kMax, 0, 44100}, {8, 1, 11024},    {8, 1, 0},
-                              {8, 1, -44100},   {8, 1, kMin},     {8, 1, 256000},   {8, 1, kMax},
-                              {kMin, 0, 44100}, {kMax, 48, 0}};
-    for (const Format& f : formats) {
-        Untouched u;
-        Host host;
-        EXPECT_EQ(mlhAssignInputData16(host.handle, u.out16.data(), f.frames, f.channels, f.rate), 0);
-        for (const Call& call : GoodCalls(u)) EXPECT_EQ(call.make(host.handle), call.answer) << call.what;
-        EXPECT_EQ(mlhAssignInputData32(host.handle, u.out32.data(), f.frames, f.channels, f.rate), 0);
-        for (const Call& call : GoodCalls(u)) EXPECT_EQ(call.make(host.handle), call.answer) << call.what;
-        // A format that suits is taken all the same.
-        EXPECT_EQ(mlhAssignInputData32(host.handle, u.out32.data(), 8, 1, 44100), 0);
-        EXPECT_EQ(mlhSetParams(host.handle, true, 4, 1, 0.5f, 0, false), 0);
+  private:
+    template <class Call>
+    void Add(const std::string& function, On on, const std::string& passed, const std::string& answer,
+             Call call) {
+        rows_.push_back({function, on, passed, answer, [call](void* handle) { return Text(call(handle)); }});
     }
-}
+    // The same good call without an instance, without input, and ready.
+    template <class Call>
+    void AddStates(const std::string& function, const std::string& nothing, const std::string& fresh,
+                   const std::string& ready, Call call) {
+        Add(function, On::Nothing, "good arguments", nothing, call);
+        Add(function, On::New, "good arguments", fresh, call);
+        Add(function, On::Ready, "good arguments", ready, call);
+    }
 
-// Every bad argument on an instance that is ready, and what its call answers. None of them changes anything.
-TEST(Boundary, BadArgumentsAreAnsweredAndChangeNothing) {
+    void InstanceRows() {
+        Add("mlhAssignDebugMessageCallback", On::Nothing, "null", "0",
+            [](void*) { return mlhAssignDebugMessageCallback(nullptr); });
+        Add("mlhCreateInstance", On::Nothing, "null", "2", [](void*) { return mlhCreateInstance(nullptr); });
+        Add("mlhDestroyInstance", On::Nothing, "null", "3",
+            [](void*) { return mlhDestroyInstance(nullptr); });
+        Add("mlhDestroyInstance", On::Nothing, "a pointer to null", "3",
+            [](void* h) { return mlhDestroyInstance(&h); });
+        Add("mlhDestroyInstance", On::Nothing, "a handle for the second time", "3", [](void* h) {
+            mlhCreateInstance(&h);
+            mlhDestroyInstance(&h);
+            return mlhDestroyInstance(&h);
+        });
+    }
+
+    void ParameterRows() {
+        const std::string name = "mlhSetParams";
+        const auto call = [](bool automatic, int32_t voices, int32_t above, float spread, int32_t key) {
+            return [=](void* h) { return mlhSetParams(h, automatic, voices, above, spread, key, false); };
+        };
+        AddStates(name, "3", "3", "0", call(true, 4, 1, 0.5f, 0));
+        for (const int32_t voices : {kMin, -1, 0, 1, 5, kMax}) {
+            Add(name, On::Ready, "`voices` " + Number(voices) + ", automatic", "2",
+                call(true, voices, 1, 0.5f, 0));
+        }
+        for (const int32_t voices : {kMin, -1, 0, 5, kMax}) {
+            Add(name, On::Ready, "`voices` " + Number(voices) + ", manual", "2",
+                call(false, voices, 1, 0.5f, 0));
+        }
+        for (const int32_t above : {kMin, -1, 4, kMax}) {
+            Add(name, On::Ready, "`voicesAbove` " + Number(above), "0, the value is ignored",
+                call(true, 4, above, 0.5f, 0));
+        }
+        for (const float spread : {std::nanf(""), INFINITY, -INFINITY, -1e-6f, 1.000001f}) {
+            Add(name, On::Ready, "`spread` " + Number(spread), "0, the value is ignored",
+                call(true, 4, 1, spread, 0));
+        }
+        for (const int32_t key : {kMin, -24, 12, 2147483640}) {  // C, each of them but the first
+            Add(name, On::New, "`keyRoot` " + Number(key), "0", [call, key](void* h) {
+                mlhAssignInputData32(h, nullptr, 100, 1, kRate);
+                return call(true, 4, 1, 0.5f, key)(h);
+            });
+        }
+    }
+
+    // An assignment, and what the instance answers then.
+    template <class Sample>
+    void AssignmentRows(const std::string& name, Sample* samples,
+                        int32_t (*assign)(void*, const Sample*, int32_t, int32_t, int32_t)) {
+        Add(name, On::Nothing, "good arguments", "3",
+            [=](void* h) { return assign(h, samples, 8, 1, kRate); });
+        struct Format {
+            std::string passed;
+            const Sample* samples;
+            int32_t frames, channels, rate;
+            std::string answer, later;
+        };
+        const auto named = [](const std::string& what, int32_t value) {
+            return "`" + what + "` " + Number(value);
+        };
+        std::vector<Format> formats = {
+            {"good arguments", samples, 8, 1, kRate, "0", "0"},
+            {"null `samples`", nullptr, 5000, 2, kRate, "0, an input of silence", "0"},
+            {"null `samples`, 0 frames", nullptr, 0, 2, kRate, "0", "0"}};
+        for (const int32_t frames : {kMin, -1, 0, 1, 2}) {
+            formats.push_back({named("frames", frames), samples, frames, 1, kRate, "0", "0"});
+        }
+        for (const int32_t channels : {kMin, -1, 0, 48, kMax}) {
+            formats.push_back({named("channels", channels), samples, 0, channels, kRate, "0", "3"});
+        }
+        for (const int32_t channels : {3, 47}) {
+            formats.push_back({named("channels", channels), samples, 0, channels, kRate, "0", "0"});
+        }
+        for (const int32_t rate : {kMin, -44100, 0, 11024, 256000, kMax}) {
+            formats.push_back({named("sampleRate", rate), samples, 8, 1, rate, "0", "3"});
+        }
+        for (const int32_t rate : {11025, 255999}) {
+            formats.push_back({named("sampleRate", rate), samples, 8, 1, rate, "0", "0"});
+        }
+        for (const Format& f : formats) {
+            Add(name, On::New, f.passed, f.answer,
+                [=](void* h) { return assign(h, f.samples, f.frames, f.channels, f.rate); });
+            Add(name, On::New, f.passed + "; then `mlhSetParams`", f.later, [=](void* h) {
+                assign(h, f.samples, f.frames, f.channels, f.rate);
+                return mlhSetParams(h, true, 4, 1, 0.5f, 0, false);
+            });
+        }
+        Add(name, On::New, "a good format behind a refused one; then `mlhSetParams`", "0", [=](void* h) {
+            assign(h, samples, 8, 48, kRate);
+            assign(h, samples, 8, 1, kRate);
+            return mlhSetParams(h, true, 4, 1, 0.5f, 0, false);
+        });
+    }
+    void AssignmentRows() {
+        AssignmentRows("mlhAssignInputData", u_.out16.data(), mlhAssignInputData);
+        AssignmentRows("mlhAssignInputData16", u_.out16.data(), mlhAssignInputData16);
+        AssignmentRows("mlhAssignInputData32", u_.out32.data(), mlhAssignInputData32);
+    }
+
+    // `call` has a buffer or null, a number of frames and of channels.
+    template <class Out, class Call>
+    void ProcessRows(const std::string& name, Out out, Call call) {
+        Add(name, On::Nothing, "good arguments", "3", [=](void* h) { return call(h, out, 8, 1); });
+        Add(name, On::New, "good arguments", "3", [=](void* h) { return call(h, out, 8, 1); });
+        Add(name, On::Ready, "null `out`", "2", [=](void* h) { return call(h, nullptr, 8, 1); });
+        Add(name, On::Ready, "null `out`, " + Number(kMax) + " frames", "2",
+            [=](void* h) { return call(h, nullptr, kMax, 2); });
+        Add(name, On::Ready, "null `out`, 0 frames", "0", [=](void* h) { return call(h, nullptr, 0, 1); });
+        for (const int32_t frames : {kMin, -1, 0}) {
+            Add(name, On::Ready, "`frames` " + Number(frames), "0, nothing is written",
+                [=](void* h) { return call(h, out, frames, 1); });
+        }
+        for (const int32_t channels : {kMin, -1, 0, 3, kMax}) {
+            Add(name, On::Ready, "`channels` " + Number(channels), "2",
+                [=](void* h) { return call(h, out, 8, channels); });
+        }
+        Add(name, On::Ready, "`channels` 3, 0 frames", "2", [=](void* h) { return call(h, out, 0, 3); });
+        for (const int32_t asked : {1, 2, 3}) {
+            Add(name, On::New, "`channels` " + Number(asked) + ", of an input of 3", "2", [=](void* h) {
+                mlhAssignInputData32(h, nullptr, 100, 3, kRate);
+                mlhSetParams(h, true, 4, 1, 0.5f, 0, false);
+                return call(h, out, 8, asked);
+            });
+        }
+    }
+    void ProcessRows() {
+        const auto call16 = [](auto process) {
+            return [=](void* h, int16_t* out, int32_t frames, int32_t channels) {
+                return process(h, out, frames, channels, nullptr);
+            };
+        };
+        ProcessRows("mlhProcessOutputData", u_.out16.data(), call16(mlhProcessOutputData));
+        ProcessRows("mlhProcessOutputData16", u_.out16.data(), call16(mlhProcessOutputData16));
+        ProcessRows("mlhProcessOutputData32", &u_.rows[0], mlhProcessOutputData32);
+        float** const rows = u_.withoutThird;
+        Add("mlhProcessOutputData32", On::Ready, "a null row of a voice", "2",
+            [=](void* h) { return mlhProcessOutputData32(h, rows, 8, 1); });
+        Add("mlhProcessOutputData32", On::Ready, "a null row, 0 frames", "0",
+            [=](void* h) { return mlhProcessOutputData32(h, rows, 0, 1); });
+    }
+
+    void PitchVectorRows() {
+        const auto get = [](uint32_t voice) {
+            return [=](void* h) { return mlhGetPitchVector(h, voice, 1, 255); };
+        };
+        AddStates("mlhGetPitchVector", "null", "null", "a vector", get(0));
+        for (const uint32_t voice : {5u, 0x80000000u, 0xFFFFFFFFu}) {
+            Add("mlhGetPitchVector", On::Ready, "`voice` " + std::to_string(voice), "null", get(voice));
+        }
+        const auto set = [](int32_t voice, const PitchVector* vector) {
+            return [=](void* h) { return mlhSetPitchVector(h, voice, vector); };
+        };
+        Add("mlhSetPitchVector", On::Nothing, "good arguments", "3", set(1, SomePitches().get()));
+        Add("mlhSetPitchVector", On::New, "good arguments", "3", set(1, SomePitches().get()));
+        for (const int32_t voice : {kMin, -1, 0, 5, kMax}) {
+            Add("mlhSetPitchVector", On::Ready, "`voice` " + Number(voice), "2",
+                set(voice, SomePitches().get()));
+        }
+        Add("mlhSetPitchVector", On::Ready, "a null vector", "2", set(1, nullptr));
+        Add("mlhSetPitchVector", On::Ready, "an empty vector", "2", set(1, empty_.get()));
+        Add("mlhSetPitchVector", On::Ready, "a vector of another length", "2", set(4, SomePitches().get()));
+    }
+
+    void ChordVectorRows() {
+        const auto set = [](const ChordVector* vector) {
+            return [=](void* h) { return mlhSetChordVector(h, vector); };
+        };
+        AddStates("mlhSetChordVector", "3", "3", "0", set(GoodChords().get()));
+        Add("mlhSetChordVector", On::Ready, "a null vector", "2", set(nullptr));
+        Add("mlhSetChordVector", On::Ready, "an empty vector", "2", set(noChords_.get()));
+        Add("mlhSetChordVector", On::New, "in the manual mode", "2", [set](void* h) {
+            mlhAssignInputData32(h, nullptr, 100, 1, kRate);
+            mlhSetParams(h, false, 4, 1, 0.5f, 0, false);
+            return set(GoodChords().get())(h);
+        });
+        const auto midi = [](const PitchVector* notes) {
+            return [=](void* h) { return mlhAssignMidi(h, notes); };
+        };
+        Add("mlhAssignMidi", On::Nothing, "good arguments", "false", midi(SomePitches().get()));
+        Add("mlhAssignMidi", On::New, "good arguments", "true", midi(SomePitches().get()));
+        Add("mlhAssignMidi", On::Ready, "a null vector", "false", midi(nullptr));
+        Add("mlhAssignMidi", On::Ready, "an empty vector", "true", midi(empty_.get()));
+    }
+
+    // Vectors belong to no instance.
+    void ItemRows() {
+        const auto add = [this](const std::string& name, const std::string& passed, const std::string& answer,
+                                auto call) {
+            Add(name, On::Nothing, passed, answer, [call](void*) { return call(); });
+        };
+        add("mlhDisposePitchVector", "null", "false", [] { return mlhDisposePitchVector(nullptr); });
+        add("mlhPitchVectorGetTotal", "null", "-1", [] { return mlhPitchVectorGetTotal(nullptr); });
+        add("mlhPitchVectorGetItem", "a null vector", "zeros",
+            [] { return mlhPitchVectorGetItem(nullptr, 0); });
+        add("mlhPitchVectorSetItem", "a null vector", "false",
+            [] { return mlhPitchVectorSetItem(nullptr, 0, {}); });
+        add("mlhPitchVectorAddItem", "a null vector", "false",
+            [] { return mlhPitchVectorAddItem(nullptr, {}); });
+        add("mlhPitchVectorAdjust", "a null vector", "null",
+            [] { return mlhPitchVectorAdjust(nullptr, 1, 1); });
+        add("mlhPitchVectorAdjust", "an empty vector", "a vector",
+            [this] { return mlhPitchVectorAdjust(empty_.get(), 1, 1); });
+        add("pitchVectorToChordVector", "null", "null", [] { return pitchVectorToChordVector(nullptr); });
+        add("pitchVectorToChordVector", "an empty vector", "a vector",
+            [this] { return pitchVectorToChordVector(empty_.get()); });
+        add("mlhDisposeChordVector", "null", "false", [] { return mlhDisposeChordVector(nullptr); });
+        add("mlhChordVectorGetTotal", "null", "-1", [] { return mlhChordVectorGetTotal(nullptr); });
+        add("mlhChordVectorGetItem", "a null vector", "zeros",
+            [] { return mlhChordVectorGetItem(nullptr, 0); });
+        add("mlhChordVectorAddItem", "a null vector", "false",
+            [] { return mlhChordVectorAddItem(nullptr, {}); });
+        for (const uint32_t index : {2u, 0x80000000u, 0xFFFFFFFFu}) {  // both vectors have two items
+            const std::string passed = "`index` " + std::to_string(index) + " of 2";
+            add("mlhPitchVectorGetItem", passed, "zeros",
+                [=] { return mlhPitchVectorGetItem(SomePitches().get(), index); });
+            add("mlhPitchVectorSetItem", passed, "false",
+                [=] { return mlhPitchVectorSetItem(SomePitches().get(), index, {}); });
+            add("mlhChordVectorGetItem", passed, "zeros",
+                [=] { return mlhChordVectorGetItem(GoodChords().get(), index); });
+        }
+    }
+
+    static std::string Number(int32_t value) {
+        return value == kMin ? "-2^31" : value == kMax ? "2^31 - 1" : std::to_string(value);
+    }
+    static std::string Number(float value) {
+        return std::isnan(value)   ? "NaN"
+               : std::isinf(value) ? (value > 0.0f ? "infinite" : "-infinite")
+               : value < 0.0f      ? "just below 0"
+                                   : "just above 1";
+    }
+
+    Untouched& u_;
+    const Pitches empty_ = MakePitches({});
+    const Chords noChords_ = MakeChords({});
+    std::vector<Row> rows_;
+};
+
+// What is printed of an answer behind the code is for people.
+std::string Code(const std::string& answer) { return answer.substr(0, answer.find(',')); }
+
+TEST(Boundary, EveryBadArgumentIsAnsweredAndChangesNothing) {
     Untouched u;
-    const Pitches empty = MakePitches({});
-    const Chords noChords = MakeChords({});
-    const float nan = std::nanf(""), inf = INFINITY;
-    const auto params = [](bool automatic, int32_t voices, int32_t above, float spread) {
-        return [=](void* h) { return mlhSetParams(h, automatic, voices, above, spread, 0, false); };
-    };
-    const auto process16 = [](int16_t* out, int32_t frames, int32_t channels) {
-        return [=](void* h) { return mlhProcessOutputData16(h, out, frames, channels, nullptr); };
-    };
-    const auto process32 = [](float** out, int32_t frames, int32_t channels) {
-        return [=](void* h) { return mlhProcessOutputData32(h, out, frames, channels); };
-    };
-    const auto setPitches = [](int32_t voice, const PitchVector* vector) {
-        return [=](void* h) { return mlhSetPitchVector(h, voice, vector); };
-    };
-    const auto getPitches = [](uint32_t voice) {
-        return [=](void* h) { return Answer(mlhGetPitchVector(h, voice, 1, 255)); };
-    };
-    int16_t* const out16 = u.out16.data();
-    const std::vector<Call> calls = {
-        {"one automatic voice", 2, params(true, 1, 1, 0.5f)},
-        {"no automatic voice", 2, params(true, 0, 1, 0.5f)},
-        {"five automatic voices", 2, params(true, 5, 1, 0.5f)},
-        {"no manual voice", 2, params(false, 0, 1, 0.5f)},
-        {"five manual voices", 2, params(false, 5, 1, 0.5f)},
-        {"voices below everything", 2, params(false, kMin, 1, 0.5f)},
-        {"voices above everything", 2, params(true, kMax, 1, 0.5f)},
-        {"voices above 4", 0, params(true, 4, 4, 0.5f)},
-        {"voices above -1", 0, params(true, 4, -1, 0.5f)},
-        {"voices above huge", 0, params(true, 4, kMax, 0.5f)},
-        {"voices above lowest", 0, params(true, 4, kMin, 0.5f)},
-        {"spread NaN", 0, params(true, 4, 1, nan)},
-        {"spread infinite", 0, params(true, 4, 1, inf)},
-        {"spread minus infinite", 0, params(true, 4, 1, -inf)},
-        {"spread below 0", 0, params(true, 4, 1, -1e-6f)},
-        {"spread above 1", 0, params(true, 4, 1, 1.000001f)},
-        {"16: null out", 2, process16(nullptr, 8, 1)},
-        {"16: null out, huge", 2, process16(nullptr, kMax, 2)},
-        {"16: null out, no frames", 0, process16(nullptr, 0, 1)},
-        {"16: no frames", 0, process16(out16, 0, 1)},
-        {"16: negative frames", 0, process16(out16, -1, 1)},
-        {"16: lowest frames", 0, process16(out16, kMin, 2)},
-        {"16: no channel", 2, process16(out16, 8, 0)},
-        {"16: negative channels", 2, process16(out16, 8, -1)},
-        {"16: lowest channels", 2, process16(out16, 8, kMin)},
-        {"16: three channels", 2, process16(out16, 8, 3)},
-        {"16: huge channels", 2, process16(out16, 8, kMax)},
-        {"16: no frames of three channels", 2, process16(out16, 0, 3)},
-        {"32: null out", 2, process32(nullptr, 8, 1)},
-        {"32: null row", 2, process32(u.withoutThird, 8, 1)},
-        {"32: null out, no frames", 0, process32(nullptr, 0, 1)},
-        {"32: null row, no frames", 0, process32(u.withoutThird, 0, 1)},
-        {"32: negative frames", 0, process32(u.rows, -1, 1)},
-        {"32: lowest frames", 0, process32(u.rows, kMin, 1)},
-        {"32: no channel", 2, process32(u.rows, 8, 0)},
-        {"32: negative channels", 2, process32(u.rows, 8, -1)},
-        {"32: three channels", 2, process32(u.rows, 8, 3)},
-        {"32: huge channels", 2, process32(u.rows, 8, kMax)},
-        {"get voice 5", 3, getPitches(5)},
-        {"get voice huge", 3, getPitches(0xFFFFFFFFu)},
-        {"set voice 0", 2, setPitches(0, SomePitches().get())},
-        {"set voice 5", 2, setPitches(5, SomePitches().get())},
-        {"set voice lowest", 2, setPitches(kMin, SomePitches().get())},
-        {"set voice huge", 2, setPitches(kMax, SomePitches().get())},
-        {"set null pitches", 2, setPitches(1, nullptr)},
-        {"set no pitches", 2, setPitches(1, empty.get())},
-        {"set pitches of another length", 2, setPitches(4, SomePitches().get())},
-        {"set null chords", 2, [](void* h) { return mlhSetChordVector(h, nullptr); }},
-        {"set no chords", 2, [&](void* h) { return mlhSetChordVector(h, noChords.get()); }},
-        {"null notes", 0, [](void* h) { return int32_t{mlhAssignMidi(h, nullptr)}; }},
-        {"no notes", 1, [&](void* h) { return int32_t{mlhAssignMidi(h, empty.get())}; }},
-    };
-    Ready host;
-    for (const Call& call : calls) EXPECT_EQ(call.make(host.handle), call.answer) << call.what;
-
+    const Table table(u);
+    Ready shared;
+    for (const Row& row : table.rows()) {
+        Host fresh;
+        void* const handle = row.on == On::Nothing ? nullptr
+                             : row.on == On::New   ? fresh.handle
+                                                   : shared.handle;
+        EXPECT_EQ(row.call(handle), Code(row.answer)) << row.function << ": " << row.passed;
+    }
     // The update that follows would bring out whatever the calls had changed.
     Ready untouched;
     const Chords later = MakeChords({{0.0f, {62, 65, 69, -1}}});
-    for (Host* h : {static_cast<Host*>(&host), static_cast<Host*>(&untouched)}) {
+    for (Host* h : {static_cast<Host*>(&shared), static_cast<Host*>(&untouched)}) {
         EXPECT_EQ(mlhSetChordVector(h->handle, later.get()), 0);
     }
-    EXPECT_EQ(Render(host.handle, SongFrames()), Render(untouched.handle, SongFrames()));
+    EXPECT_EQ(Render(shared.handle, SongFrames()), Render(untouched.handle, SongFrames()));
 }
 
-TEST(Boundary, VectorFunctionsAnswerNeutrally) {
-    EXPECT_FALSE(mlhDisposePitchVector(nullptr));
-    EXPECT_FALSE(mlhDisposeChordVector(nullptr));
-    EXPECT_EQ(mlhPitchVectorGetTotal(nullptr), -1);
-    EXPECT_EQ(mlhChordVectorGetTotal(nullptr), -1);
-    EXPECT_FALSE(mlhPitchVectorSetItem(nullptr, 0, {}));
-    EXPECT_FALSE(mlhPitchVectorAddItem(nullptr, {}));
-    EXPECT_FALSE(mlhChordVectorAddItem(nullptr, {}));
-    EXPECT_EQ(mlhPitchVectorAdjust(nullptr, 1, 1), nullptr);
-    EXPECT_EQ(pitchVectorToChordVector(nullptr), nullptr);
-    const Pitches pitches = MakePitches({{1, 60, 1, 1}});
-    const Chords chords = MakeChords({{1, {60, 64, 67, -1}}});
-    EXPECT_FALSE(mlhPitchVectorSetItem(pitches.get(), 1, {}));
-    EXPECT_FALSE(mlhPitchVectorSetItem(pitches.get(), 0xFFFFFFFFu, {}));
-    for (uint32_t index : {1u, 0x80000000u, 0xFFFFFFFFu}) {
-        const PitchItem note = mlhPitchVectorGetItem(pitches.get(), index);
-        EXPECT_EQ(note.start + note.pitch + note.duration + note.level, 0.0f);
-        const ChordItem chord = mlhChordVectorGetItem(chords.get(), index);
-        EXPECT_EQ(chord.time, 0.0f);
-        for (int32_t n : chord.notes) EXPECT_EQ(n, 0);
+std::string Markdown(const std::vector<Row>& rows) {
+    const char* const on[] = {"none", "new", "ready"};
+    std::string text;
+    std::set<std::string> done;
+    for (const Row& first : rows) {
+        if (!done.insert(first.function).second) continue;
+        text += "\n### " + first.function + "\n\n| Instance | Passed | Answer |\n|---|---|---|\n";
+        for (const Row& row : rows) {
+            if (row.function != first.function) continue;
+            text += "| " + std::string(on[static_cast<int>(row.on)]) + " | " + row.passed + " | " +
+                    row.answer + " |\n";
+        }
     }
-    EXPECT_EQ(mlhPitchVectorGetItem(nullptr, 0).pitch, 0.0f);
-    EXPECT_EQ(mlhChordVectorGetItem(nullptr, 0).notes[0], 0);
+    return text;
+}
+
+// The table in docs/c-interface.md is this one. MLH_WRITE_DOCS in the environment has it written anew.
+TEST(Boundary, TheDocumentPrintsTheTable) {
+    const std::string path = std::string(MLH_SOURCE_DIR) + "/docs/c-interface.md";
+    const std::string mark =
+        "<!-- The rest is printed by tests/api/Boundary_test.cpp: run it with MLH_WRITE_DOCS=1. -->\n";
+    std::ifstream in(path);
+    const std::string document((std::istreambuf_iterator<char>(in)), {});
+    const auto at = document.find(mark);
+    ASSERT_NE(at, std::string::npos);
+    Untouched u;
+    const std::string expected = Markdown(Table(u).rows());
+    if (std::getenv("MLH_WRITE_DOCS") != nullptr)
+        std::ofstream(path) << document.substr(0, at) << mark << expected;
+    else
+        EXPECT_EQ(document.substr(at + mark.size()), expected);
+}
+
+// A function that the table forgets would not be tested.
+TEST(Boundary, TheTableHasEveryFunctionWithArguments) {
+    const std::set<std::string> without = {"mlGetVersionString", "mlhGetVersionString",
+                                           "mlhGetNewPitchVector", "mlhGetNewChordVector"};
+    std::set<std::string> functions;
+    Untouched u;
+    const Table table(u);
+    for (const Row& row : table.rows()) functions.insert(row.function);
+    std::ifstream list(std::string(MLH_SOURCE_DIR) + "/cmake/exports.txt");
+    int exports = 0;
+    for (std::string line; std::getline(list, line);) {
+        if (line.empty() || line[0] == '#') continue;
+        ++exports;
+        EXPECT_EQ(functions.count(line) + without.count(line), 1u) << line;
+    }
+    EXPECT_EQ(exports, 29);
 }
 
 TEST(Boundary, NotesBecomeChordsWithoutAnInstance) {
