@@ -3,7 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstdio>
 #include <cstring>
+#include <latch>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -90,6 +95,56 @@ TEST(DispatchTest, EveryLevelFillsAllEntries) {
     }
 }
 
+// The place of an entry in the table.
+template <class Entry>
+std::size_t Place(Entry OperationTable::*entry) {
+    const OperationTable table{};
+    return static_cast<std::size_t>(reinterpret_cast<const char*>(&(table.*entry)) -
+                                    reinterpret_cast<const char*>(&table)) /
+           sizeof(Entry);
+}
+
+// Who serves an entry at levels 0, 3, 4, 5, 6: equal letters, equal code.
+std::string SharingOf(std::size_t place) {
+    using T = OperationTable;
+    for (const std::size_t shared :
+         {Place(&T::VecFree), Place(&T::SpectrumPack), Place(&T::SpectrumUnpack), Place(&T::SpectrumAdd),
+          Place(&T::NoOperation), Place(&T::SpectrumConjugate), Place(&T::SpectrumReIndex),
+          Place(&T::SpectrumImIndex), Place(&T::CcfCreate), Place(&T::CcfDestroy)}) {
+        if (place == shared) return "aaaaa";
+    }
+    if (place == Place(&T::SpectrumMulAcc)) return "abbbb";
+    if (place == Place(&T::VecAlloc)) return "abbbc";                                     // by alignment
+    if (place == Place(&T::FFTCreate) || place == Place(&T::FFTDestroy)) return "abcde";  // a class each
+    return "abbcd";
+}
+
+TEST(DispatchTest, EachLevelFillsTheKernelsOfItsOwn) {
+    if (BestLevel() < 6) GTEST_SKIP() << "this machine has level " << BestLevel() << " at most";
+    InFreshProcess([] {
+        constexpr int kLevels = 5;
+        std::vector<std::vector<void (*)()>> tables;
+        for (int32_t level : {6, 5, 4, 3, 0}) {
+            InitDispatch(level);
+            tables.insert(tables.begin(), std::vector<void (*)()>(kOperationCount));
+            std::memcpy(tables[0].data(), &Ops(), sizeof(OperationTable));
+        }
+        bool right = true;
+        for (std::size_t place = 0; place < kOperationCount; ++place) {
+            const std::string sharing = SharingOf(place);
+            for (int a = 0; a < kLevels; ++a) {
+                for (int b = 0; b < a; ++b) {
+                    const bool same = tables[a][place] == tables[b][place];
+                    if (same == (sharing[a] == sharing[b])) continue;
+                    std::fprintf(stderr, "entry %zu at table %d and %d\n", place, b, a);
+                    right = false;
+                }
+            }
+        }
+        return right;
+    });
+}
+
 TEST(DispatchTest, ObjectsOfAHigherLevelAreRefusedAfterTheLevelWentDown) {
     if (BestLevel() == 0) GTEST_SKIP() << "this machine has level 0 only";
     InFreshProcess([] {
@@ -113,25 +168,54 @@ TEST(DispatchTest, VectorsOfAHigherLevelCanBeFreedAfterTheLevelWentDown) {
     });
 }
 
-TEST(DispatchTest, ThreadsThatStartAtOnceAllFindAWorkingTable) {
+// Runs in builds with the thread sanitizer too, which fails at any race.
+TEST(DispatchTest, ThreadsThatFillTheTableAtOnceFindTheSameLevelAndTheSameBits) {
     InFreshProcess([] {
+        constexpr int kThreads = 8;
+        std::latch start(kThreads);
+        std::vector<float> peaks(kThreads);
+        std::vector<int32_t> levels(kThreads);
         std::vector<std::thread> threads;
-        std::atomic<int> good{0};
-        for (int i = 0; i < 8; ++i) {
-            threads.emplace_back([&good] {
+        for (int i = 0; i < kThreads; ++i) {
+            threads.emplace_back([&, i] {
+                std::vector<float> a(100);
+                for (int k = 0; k < 100; ++k) a[k] = std::sin(0.7f * static_cast<float>(k));
+                const int32_t lengths[2] = {100, 100};
+                start.arrive_and_wait();
                 InitDispatch(-1);
+                levels[i] = CurrentLevel();
                 CqrtfCcf_If* ccf = nullptr;
                 Ops().CcfCreate(&ccf, 100, 0);
-                const std::vector<float> a(100, 1.0f);
-                const int32_t lengths[2] = {100, 100};
                 CcfCompute(ccf, nullptr, a.data(), a.data(), lengths);
-                if (std::abs(ccf->PeakValue() - 100.0f) < 1e-3f) ++good;
+                peaks[i] = ccf->PeakValue();
                 Ops().CcfDestroy(&ccf);
             });
         }
         for (std::thread& thread : threads) thread.join();
-        return good == 8 && CurrentLevel() == BestLevel();
+        return levels == std::vector<int32_t>(kThreads, BestLevel()) &&
+               peaks == std::vector<float>(kThreads, peaks[0]) && std::abs(peaks[0] - 50.0f) < 1.0f;
     });
+}
+
+TEST(DispatchTest, TheLowestOfBoundsThatComeAtOnceStays) {
+    for (int round = 0; round < 20; ++round) {
+        InFreshProcess([] {
+            const std::vector<int32_t> bounds = {-1, 5, 4, 3, 0, 3, 6, -1};
+            std::latch start(static_cast<std::ptrdiff_t>(bounds.size()));
+            std::atomic<bool> whole{true};
+            std::vector<std::thread> threads;
+            for (const int32_t bound : bounds) {
+                threads.emplace_back([&, bound] {
+                    start.arrive_and_wait();
+                    InitDispatch(bound);
+                    if (bound >= 0 && CurrentLevel() > bound) whole = false;
+                    if (!IsWhole(Ops())) whole = false;
+                });
+            }
+            for (std::thread& thread : threads) thread.join();
+            return whole && CurrentLevel() == 0;
+        });
+    }
 }
 
 }  // namespace

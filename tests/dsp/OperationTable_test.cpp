@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -19,12 +20,18 @@ constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 constexpr double kPi = 3.14159265358979323846;
 
-// A vector that starts off alignment and has a guard on either side.
+// Starts of a vector beside the alignment of the widest kernels, in floats.
+constexpr size_t kShifts = 8;
+
+// A vector that starts so many floats behind an aligned address and has guards on either side.
 class Guarded {
   public:
-    Guarded(const std::vector<float>& values, size_t shift) : size(values.size()), start(kGuards + shift) {
-        storage.assign(start + size + kGuards, kGuard);
-        for (size_t i = 0; i < size; ++i) storage[start + i] = values[i];
+    Guarded(const std::vector<float>& values, size_t shift) : size(values.size()) {
+        constexpr size_t aligned = kShifts * sizeof(float);
+        storage.assign(3 * kShifts + size + kGuards, kGuard);
+        const size_t past = reinterpret_cast<uintptr_t>(storage.data()) % aligned / sizeof(float);
+        start = 2 * kShifts - past + shift % kShifts;
+        std::copy(values.begin(), values.end(), Data());
     }
     float* Data() { return storage.data() + start; }
     std::vector<float> Values() {
@@ -87,7 +94,7 @@ void ExpectSameBits(const std::vector<float>& got, const std::vector<float>& wan
 void CheckInPlace(const std::function<int32_t(float*, int32_t)>& operation,
                   const std::function<float(float)>& want) {
     for (int32_t n : Counts()) {
-        for (size_t shift = 0; shift < 4; ++shift) {
+        for (size_t shift = 0; shift < kShifts; ++shift) {
             const std::vector<float> before = Mixed(n, static_cast<unsigned>(n));
             Guarded dst(before, shift);
             EXPECT_EQ(operation(dst.Data(), n), 0);
@@ -109,8 +116,8 @@ void CheckTwo(const std::function<int32_t(float*, const float*, int32_t)>& opera
             wanted[i] = want(a[i], b[i]);
             wantedOfOne[i] = want(a[i], a[i]);
         }
-        for (size_t shift = 0; shift < 4; ++shift) {
-            Guarded dst(a, shift), src(b, (3 * shift + 1) % 4);
+        for (size_t shift = 0; shift < kShifts; ++shift) {
+            Guarded dst(a, shift), src(b, 3 * shift + 1);
             EXPECT_EQ(operation(dst.Data(), src.Data(), n), 0);
             ExpectSameBits(dst.Values(), wanted);
             ExpectSameBits(src.Values(), b);
@@ -170,9 +177,11 @@ TEST(OperationTableTest, MaxIndexKeepsTheFirstOfEqualsAtKernelLevelsAndTheLastAt
     for (int32_t n : Counts()) {
         for (int32_t first = 0; first < n; first += 3) {
             const int32_t last = first + (n - 1 - first) / 2;
-            Guarded src(Noise(n, 5), static_cast<size_t>(first % 4));
+            Guarded src(Noise(n, 5), static_cast<size_t>(first));
             src.Data()[first] = src.Data()[last] = 4.0f;
+            const std::vector<float> before = src.Values();
             EXPECT_EQ(Ops().VecMaxIndex(src.Data(), &max, &index, n), 0);
+            ExpectSameBits(src.Values(), before);
             EXPECT_EQ(max, 4.0f);
             EXPECT_EQ(index, CurrentLevel() == 0 ? last : first) << n;
         }
@@ -220,9 +229,11 @@ TEST(OperationTableTest, MinIndexKeepsTheFirstOfEquals) {
 
     for (int32_t n : Counts()) {
         for (int32_t first = 0; first < n; first += 3) {
-            Guarded src(Noise(n, 6), static_cast<size_t>(first % 4));
+            Guarded src(Noise(n, 6), static_cast<size_t>(first));
             src.Data()[first] = src.Data()[first + (n - 1 - first) / 2] = -4.0f;
+            const std::vector<float> before = src.Values();
             EXPECT_EQ(Ops().VecMinIndex(src.Data(), &min, &index, n), 0);
+            ExpectSameBits(src.Values(), before);
             EXPECT_EQ(min, -4.0f);
             EXPECT_EQ(index, first) << n;
         }
@@ -251,15 +262,18 @@ double SumBound(int32_t n) { return 2.0 * n * n * std::ldexp(1.0, -24); }
 TEST(OperationTableTest, MeanAndDeviation) {
     for (int32_t n : Counts()) {
         const std::vector<float> x = Noise(n, static_cast<unsigned>(n));
-        Guarded src(x, static_cast<size_t>(n % 4));
-        float mean = 0.0f, dev = 0.0f;
-        EXPECT_EQ(Ops().VecMean(src.Data(), &mean, n), 0);
-        EXPECT_NEAR(mean, PlainMean(x), SumBound(n) / n);
-        if (n == 1) continue;
         double squares = 0.0;
         for (float v : x) squares += std::pow(static_cast<double>(v) - PlainMean(x), 2.0);
-        EXPECT_EQ(Ops().VecStdDev(src.Data(), &dev, n), 0);
-        EXPECT_NEAR(dev, std::sqrt(squares / (n - 1)), SumBound(n) / (n - 1) + 1e-6);
+        for (size_t shift = 0; shift < kShifts; ++shift) {
+            Guarded src(x, shift);
+            float mean = 0.0f, dev = 0.0f;
+            EXPECT_EQ(Ops().VecMean(src.Data(), &mean, n), 0);
+            EXPECT_NEAR(mean, PlainMean(x), SumBound(n) / n);
+            if (n == 1) continue;
+            EXPECT_EQ(Ops().VecStdDev(src.Data(), &dev, n), 0);
+            EXPECT_NEAR(dev, std::sqrt(squares / (n - 1)), SumBound(n) / (n - 1) + 1e-6);
+            ExpectSameBits(src.Values(), x);
+        }
     }
 }
 
@@ -281,12 +295,21 @@ TEST(OperationTableTest, Dot) {
     for (int32_t n : Counts()) {
         const std::vector<float> x = Noise(n, static_cast<unsigned>(n), -1.0f, 1.0f),
                                  y = Noise(n, 3, -1.0f, 1.0f);
-        double sum = 0.0;
-        for (size_t i = 0; i < x.size(); ++i) sum += static_cast<double>(x[i]) * static_cast<double>(y[i]);
-        Guarded a(x, static_cast<size_t>(n % 4)), b(y, static_cast<size_t>(n / 4 % 4));
-        float dot = 0.0f;
-        EXPECT_EQ(Ops().VecDot(a.Data(), b.Data(), &dot, n), 0);
-        EXPECT_NEAR(dot, sum, SumBound(n) / 2);
+        double sum = 0.0, squares = 0.0;
+        for (size_t i = 0; i < x.size(); ++i) {
+            sum += static_cast<double>(x[i]) * static_cast<double>(y[i]);
+            squares += static_cast<double>(x[i]) * static_cast<double>(x[i]);
+        }
+        for (size_t shift = 0; shift < kShifts; ++shift) {
+            Guarded a(x, shift), b(y, 3 * shift + 1);
+            float dot = 0.0f, square = 0.0f;
+            EXPECT_EQ(Ops().VecDot(a.Data(), b.Data(), &dot, n), 0);
+            EXPECT_NEAR(dot, sum, SumBound(n) / 2);
+            EXPECT_EQ(Ops().VecDot(a.Data(), a.Data(), &square, n), 0);
+            EXPECT_NEAR(square, squares, SumBound(n) / 2);
+            ExpectSameBits(a.Values(), x);
+            ExpectSameBits(b.Values(), y);
+        }
     }
 }
 
@@ -344,7 +367,7 @@ TEST(OperationTableTest, SqrtIsExact) {
 TEST(OperationTableTest, Exp) {
     for (int32_t n : Counts()) {
         const std::vector<float> x = Noise(n, static_cast<unsigned>(n), -20.0f, 20.0f);
-        Guarded dst(x, static_cast<size_t>(n % 4));
+        Guarded dst(x, static_cast<size_t>(n));
         EXPECT_EQ(Ops().VecExp(dst.Data(), n), 0);
         const std::vector<float> got = dst.Values();
         for (size_t i = 0; i < x.size(); ++i) {
@@ -357,7 +380,7 @@ TEST(OperationTableTest, Exp) {
 TEST(OperationTableTest, ThresholdLogTakesTheLogarithmOfTheRaisedValue) {
     for (int32_t n : Counts()) {
         const std::vector<float> x = Noise(n, static_cast<unsigned>(n), -1.0f, 3.0f);
-        Guarded dst(x, static_cast<size_t>(n % 4));
+        Guarded dst(x, static_cast<size_t>(n));
         EXPECT_EQ(Ops().VecThresholdLog(dst.Data(), 0.5f, 1e-6f, n), 0);
         const std::vector<float> got = dst.Values();
         for (size_t i = 0; i < x.size(); ++i) {
@@ -381,12 +404,18 @@ TEST(OperationTableTest, ThresholdsReplaceWhatIsStrictlyBeyond) {
 TEST(OperationTableTest, MulAcc) {
     for (int32_t n : Counts()) {
         const std::vector<float> d = Mixed(n, 1), x = Mixed(n, 2), y = Mixed(n, 3);
-        for (size_t shift = 0; shift < 4; ++shift) {
-            Guarded dst(d, shift), a(x, (shift + 1) % 4), b(y, (shift + 3) % 4);
+        for (size_t shift = 0; shift < kShifts; ++shift) {
+            Guarded dst(d, shift), a(x, shift + 1), b(y, shift + 3);
             EXPECT_EQ(Ops().VecMulAcc(dst.Data(), a.Data(), b.Data(), n), 0);
             std::vector<float> wanted = d;
             for (size_t i = 0; i < d.size(); ++i) wanted[i] = d[i] + x[i] * y[i];
             ExpectSameBits(dst.Values(), wanted);
+            ExpectSameBits(a.Values(), x);
+            ExpectSameBits(b.Values(), y);
+            Guarded one(d, shift);
+            EXPECT_EQ(Ops().VecMulAcc(one.Data(), one.Data(), one.Data(), n), 0);
+            for (size_t i = 0; i < d.size(); ++i) wanted[i] = d[i] + d[i] * d[i];
+            ExpectSameBits(one.Values(), wanted);
         }
     }
 }
@@ -395,8 +424,8 @@ TEST(OperationTableTest, WrapPhaseKeepsTheAngleAndItsBounds) {
     for (int32_t n : Counts()) {
         std::vector<float> x = Noise(n, static_cast<unsigned>(n), -50.0f, 50.0f);
         x[0] = 0.0f;
-        for (size_t shift = 0; shift < 4; ++shift) {
-            Guarded src(x, shift), dst(std::vector<float>(x.size()), (shift + 2) % 4);
+        for (size_t shift = 0; shift < kShifts; ++shift) {
+            Guarded src(x, shift), dst(std::vector<float>(x.size()), shift + 2);
             EXPECT_EQ(Ops().VecWrapPhase(dst.Data(), src.Data(), n), 0);
             const std::vector<float> got = dst.Values();
             for (size_t i = 0; i < x.size(); ++i) {
@@ -428,13 +457,23 @@ TEST(OperationTableTest, WrapPhaseTakesTheUpperEndOfTheCircle) {
 TEST(OperationTableTest, SinCos) {
     for (int32_t n : Counts()) {
         const std::vector<float> x = Noise(n, static_cast<unsigned>(n), -10.0f, 10.0f);
-        Guarded src(x, 1), sine(std::vector<float>(x.size()), 2), cosine(std::vector<float>(x.size()), 3);
+        const std::vector<float> empty(x.size());
+        const auto shift = static_cast<size_t>(n);
+        Guarded src(x, shift), sine(empty, shift + 1), cosine(empty, shift + 3);
         EXPECT_EQ(Ops().VecSinCos(sine.Data(), cosine.Data(), src.Data(), n), 0);
         const std::vector<float> s = sine.Values(), c = cosine.Values();
         for (size_t i = 0; i < x.size(); ++i) {
             EXPECT_NEAR(s[i], std::sin(static_cast<double>(x[i])), 1.2e-7);
             EXPECT_NEAR(c[i], std::cos(static_cast<double>(x[i])), 1.2e-7);
         }
+        ExpectSameBits(src.Values(), x);
+        Guarded becomesSine(x, shift), becomesCosine(x, shift);
+        Ops().VecSinCos(becomesSine.Data(), cosine.Data(), becomesSine.Data(), n);
+        Ops().VecSinCos(sine.Data(), becomesCosine.Data(), becomesCosine.Data(), n);
+        ExpectSameBits(becomesSine.Values(), s);
+        ExpectSameBits(cosine.Values(), c);
+        ExpectSameBits(sine.Values(), s);
+        ExpectSameBits(becomesCosine.Values(), c);
     }
 }
 
@@ -457,9 +496,11 @@ TEST(OperationTableTest, PackPutsTheLastBinIntoElementOne) {
             wanted[2 * k + 1] = im[k];
         }
         wanted[1] = re.back();
-        Guarded dst(std::vector<float>(wanted.size()), 1);
-        Ops().SpectrumPack(dst.Data(), re.data(), im.data(), n);
-        ExpectSameBits(dst.Values(), wanted);
+        for (size_t shift = 0; shift < kShifts; ++shift) {
+            Guarded dst(std::vector<float>(wanted.size()), shift), reIn(re, shift + 1), imIn(im, shift + 2);
+            EXPECT_EQ(Ops().SpectrumPack(dst.Data(), reIn.Data(), imIn.Data(), n), 0);
+            ExpectSameBits(dst.Values(), wanted);
+        }
     }
 }
 
@@ -469,10 +510,13 @@ TEST(OperationTableTest, UnpackIsTheReverseOfPackWithZerosBesideTheRealBins) {
         im.front() = im.back() = 0.0f;
         std::vector<float> packed(static_cast<size_t>(n));
         Ops().SpectrumPack(packed.data(), re.data(), im.data(), n);
-        Guarded reOut(std::vector<float>(re.size(), 5.0f), 1), imOut(std::vector<float>(im.size(), 5.0f), 2);
-        Ops().SpectrumUnpack(reOut.Data(), imOut.Data(), packed.data(), n);
-        ExpectSameBits(reOut.Values(), re);
-        ExpectSameBits(imOut.Values(), im);
+        const std::vector<float> old(re.size(), 5.0f);
+        for (size_t shift = 0; shift < kShifts; ++shift) {
+            Guarded reOut(old, shift + 1), imOut(old, shift + 2), src(packed, shift);
+            EXPECT_EQ(Ops().SpectrumUnpack(reOut.Data(), imOut.Data(), src.Data(), n), 0);
+            ExpectSameBits(reOut.Values(), re);
+            ExpectSameBits(imOut.Values(), im);
+        }
     }
 }
 
@@ -481,9 +525,11 @@ TEST(OperationTableTest, SpectrumAddCoversTwoFloatsPerBin) {
         const std::vector<float> a = Noise(n, 1), b = Noise(n, 2);
         std::vector<float> wanted = a;
         for (size_t i = 0; i < a.size(); ++i) wanted[i] += b[i];
-        Guarded dst(a, 1);
-        Ops().SpectrumAdd(dst.Data(), b.data(), n / 2);
-        ExpectSameBits(dst.Values(), wanted);
+        for (size_t shift = 0; shift < kShifts; ++shift) {
+            Guarded dst(a, shift), src(b, 3 * shift + 1);
+            EXPECT_EQ(Ops().SpectrumAdd(dst.Data(), src.Data(), n / 2), 0);
+            ExpectSameBits(dst.Values(), wanted);
+        }
     }
 }
 
@@ -507,8 +553,8 @@ TEST(OperationTableTest, SpectrumMulKeepsTheTwoRealBinsApart) {
 
     for (int32_t n : SpectrumSizes()) {
         const std::vector<float> a = Noise(n, 1), b = Noise(n, 2);
-        for (size_t shift = 0; shift < 4; ++shift) {
-            Guarded dst2(a, shift), src2(b, (shift + 1) % 4);
+        for (size_t shift = 0; shift < kShifts; ++shift) {
+            Guarded dst2(a, shift), src2(b, shift + 1);
             EXPECT_EQ(Ops().SpectrumMul(dst2.Data(), src2.Data(), n / 2), 0);
             ExpectSameBits(dst2.Values(), PlainProduct(a, b));
             Guarded square(a, shift);
@@ -523,10 +569,15 @@ TEST(OperationTableTest, SpectrumMulAcc) {
         const std::vector<float> d = Noise(n, 1), a = Noise(n, 2), b = Noise(n, 3);
         std::vector<float> wanted = PlainProduct(a, b);
         for (size_t i = 0; i < wanted.size(); ++i) wanted[i] += d[i];
-        for (size_t shift = 0; shift < 4; ++shift) {
-            Guarded dst(d, shift), first(a, (shift + 1) % 4), second(b, (shift + 2) % 4);
+        for (size_t shift = 0; shift < kShifts; ++shift) {
+            Guarded dst(d, shift), first(a, shift + 1), second(b, shift + 2);
             EXPECT_EQ(Ops().SpectrumMulAcc(dst.Data(), first.Data(), second.Data(), n / 2), 0);
             ExpectSameBits(dst.Values(), wanted);
+            Guarded one(a, shift);
+            EXPECT_EQ(Ops().SpectrumMulAcc(one.Data(), one.Data(), one.Data(), n / 2), 0);
+            std::vector<float> wantedOfOne = PlainProduct(a, a);
+            for (size_t i = 0; i < a.size(); ++i) wantedOfOne[i] += a[i];
+            ExpectSameBits(one.Values(), wantedOfOne);
         }
     }
 }
@@ -535,8 +586,10 @@ TEST(OperationTableTest, PhaseOfBinZeroIsPiAndOfImaginaryBinsPlusHalfPi) {
     for (int32_t n : SpectrumSizes()) {
         std::vector<float> src = Noise(n, 1);
         for (size_t i = 4; i < src.size(); i += 6) src[i] = 0.0f;
-        Guarded dst(std::vector<float>(src.size() / 2), 1);
-        EXPECT_EQ(Ops().SpectrumPhase(dst.Data(), src.data(), n), 0);
+        const auto shift = static_cast<size_t>(n / 2);
+        Guarded dst(std::vector<float>(src.size() / 2), shift), in(src, shift + 1);
+        EXPECT_EQ(Ops().SpectrumPhase(dst.Data(), in.Data(), n), 0);
+        ExpectSameBits(in.Values(), src);
         const std::vector<float> got = dst.Values();
         EXPECT_EQ(got[0], 3.14159265358979f);
         for (size_t k = 1; k < got.size(); ++k) {
@@ -562,8 +615,8 @@ TEST(OperationTableTest, MagnitudeLeavesOutTheLastBinAndWorksInPlace) {
         for (size_t k = 1; k < x.size() / 2; ++k) {
             wanted.push_back(std::sqrt(x[2 * k] * x[2 * k] + x[2 * k + 1] * x[2 * k + 1]));
         }
-        for (size_t shift = 0; shift < 4; ++shift) {
-            Guarded src(x, shift), dst(std::vector<float>(wanted.size()), (shift + 1) % 4);
+        for (size_t shift = 0; shift < kShifts; ++shift) {
+            Guarded src(x, shift), dst(std::vector<float>(wanted.size()), shift + 1);
             EXPECT_EQ(Ops().SpectrumMagnitude(dst.Data(), src.Data(), n / 2), 0);
             ExpectSameBits(dst.Values(), wanted);
             Guarded one(x, shift);
@@ -579,9 +632,11 @@ TEST(OperationTableTest, ConjugateNegatesTheInnerImaginaryPartsOnly) {
         const std::vector<float> x = Noise(n, 1);
         std::vector<float> wanted = x;
         for (size_t k = 1; k < x.size() / 2; ++k) wanted[2 * k + 1] = -wanted[2 * k + 1];
-        Guarded dst(x, 1);
-        EXPECT_EQ(Ops().SpectrumConjugate(dst.Data(), n), 0);
-        ExpectSameBits(dst.Values(), wanted);
+        for (size_t shift = 0; shift < kShifts; ++shift) {
+            Guarded dst(x, shift);
+            EXPECT_EQ(Ops().SpectrumConjugate(dst.Data(), n), 0);
+            ExpectSameBits(dst.Values(), wanted);
+        }
     }
     Guarded small({1.0f, 2.0f, 3.0f}, 1);
     Ops().SpectrumConjugate(small.Data(), 3);

@@ -1,11 +1,15 @@
 // The same input gives the same bits, however many instances ran before or run beside it. Builds are compared
 // by scripts/compare-builds.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <cstdio>
 #include <memory>
 #include <thread>
 #include <vector>
 
+#include "mlh/analysis.h"
 #include "validation/Performance.h"
 
 namespace {
@@ -37,6 +41,37 @@ TEST(Reproducibility, HoldsAfterManyOtherInstances) {
     EXPECT_EQ(RenderChoir(lead), first);
     others.clear();
     EXPECT_EQ(RenderChoir(lead), first);
+}
+
+// The choir of a process of its own, since within one process the level only goes down.
+Rows RenderInFreshProcess(const SungRecording& lead, const std::vector<int32_t>& levels) {
+    int ends[2];
+    if (pipe(ends) != 0) return {};
+    const pid_t child = fork();
+    if (child == 0) {
+        Rows rows;
+        for (const int32_t level : levels) {
+            mlh::LimitProcessorLevel(level);
+            rows = RenderChoir(lead);
+        }
+        FILE* out = fdopen(ends[1], "w");
+        for (const auto& row : rows) fwrite(row.data(), sizeof(float), row.size(), out);
+        _exit(fclose(out) == 0 ? 0 : 1);
+    }
+    close(ends[1]);
+    FILE* in = fdopen(ends[0], "r");
+    Rows rows(4, std::vector<float>(lead.samples.size()));
+    for (auto& row : rows) EXPECT_EQ(fread(row.data(), sizeof(float), row.size(), in), row.size());
+    fclose(in);
+    waitpid(child, nullptr, 0);
+    return rows;
+}
+
+TEST(Reproducibility, HoldsAtALevelThatTheProcessWentDownTo) {
+    const SungRecording lead = SingLead(55, 44100);
+    for (const int32_t level : {5, 4, 3, 0}) {
+        EXPECT_EQ(RenderInFreshProcess(lead, {6, level}), RenderInFreshProcess(lead, {level})) << level;
+    }
 }
 
 TEST(Reproducibility, HoldsForInstancesThatRenderInTurn) {
