@@ -125,6 +125,8 @@ struct AudioWriter::State {
         }
         file.reset(sf_open(output.temporaryPath().c_str(), SFM_WRITE, &info));
         if (!file) throw Failure("cannot write " + path + ": " + OpenFailure());
+        // That chunk of float files holds the time of day; the same call shall write the same file.
+        sf_command(file.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
     }
 
     // Integers of `bits` bits, shifted up to 32.

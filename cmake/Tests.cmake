@@ -26,6 +26,9 @@ set(MLH_LEVEL_TESTS dsp_OperationTable_test dsp_Fft_test dsp_CrossCorrelation_te
     dsp_HarmonicOperations_test api_Threads_test)
 
 file(GLOB MLH_TEST_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/*/*_test.cpp)
+if(NOT MLH_KERNEL_OBJECTS OR NOT CMAKE_OBJDUMP)
+  list(FILTER MLH_TEST_SOURCES EXCLUDE REGEX "/Instructions_test\\.cpp$")
+endif()
 foreach(source ${MLH_TEST_SOURCES})
   get_filename_component(name ${source} NAME_WE)
   get_filename_component(room ${source} DIRECTORY)
@@ -73,6 +76,26 @@ foreach(source ${MLH_TOOL_SOURCES})
   target_compile_options(tool_${name} PRIVATE -Wall -Wextra -ffp-contract=off)
   target_link_libraries(tool_${name} PRIVATE mlh_test_support mlh_static)
 endforeach()
+
+# Instructions are counted in the build that the bounds were made with.
+if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND MLH_KERNEL_OBJECTS AND NOT MLH_SANITIZE)
+  set_target_properties(tool_CountedJob PROPERTIES EXCLUDE_FROM_ALL FALSE)
+  add_test(NAME bench/InstructionCounts COMMAND ${PROJECT_SOURCE_DIR}/scripts/count-instructions --built ${PROJECT_BINARY_DIR})
+  set_tests_properties(bench/InstructionCounts PROPERTIES TIMEOUT 600 SKIP_RETURN_CODE 77)
+endif()
+
+# Each object and the level whose instructions it may use.
+if(TARGET architecture_Instructions_test)
+  set(objects "0 $<JOIN:$<TARGET_OBJECTS:mlh_objects>,\n0 >\n")
+  foreach(level_and_library 3=sse2 4=sse3 5=sse4 6=avx 6fma=avx_fma)
+    string(REGEX MATCH "(.*)=(.*)" unused ${level_and_library})
+    string(APPEND objects "${CMAKE_MATCH_1} $<JOIN:$<TARGET_OBJECTS:mlh_kernels_${CMAKE_MATCH_2}>,\n${CMAKE_MATCH_1} >\n")
+  endforeach()
+  file(GENERATE OUTPUT ${PROJECT_BINARY_DIR}/objects-by-level.txt CONTENT "${objects}")
+  target_compile_definitions(architecture_Instructions_test PRIVATE
+    MLH_OBJDUMP="${CMAKE_OBJDUMP}" MLH_LIBRARY="$<TARGET_FILE:mlh_shared>")
+  add_dependencies(architecture_Instructions_test mlh_shared)
+endif()
 
 # A level's object must not bring functions that other objects might share with it.
 if(MLH_KERNEL_OBJECTS AND CMAKE_NM AND NOT MLH_SANITIZE)

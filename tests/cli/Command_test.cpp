@@ -190,6 +190,14 @@ TEST_F(Command, FormatsHoldTheirBits) {
     }
 }
 
+TEST_F(Command, FilesDoNotTellWhenTheyWereWritten) {
+    WriteLead("lead.wav");
+    ASSERT_EQ(Run("harmonize lead.wav -o mix.wav --format float").status, 0);
+    const std::string header = Text("mix.wav").substr(0, 200);
+    EXPECT_THAT(header, HasSubstr("data"));
+    EXPECT_THAT(header, Not(HasSubstr("PEAK")));
+}
+
 TEST_F(Command, SaysHowManySamplesWereLimited) {
     WriteLead("lead.wav");
     const auto loud = Run("harmonize lead.wav -o mix.wav --gains 8 --quiet");
