@@ -3,8 +3,9 @@
 file(GLOB_RECURSE MLH_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/*.cpp)
 list(FILTER MLH_SOURCES EXCLUDE REGEX "/src/dsp/kernels/")
 
-# Rounding is part of the contract: no contraction of multiply-adds and no fast-math, in any build type.
-set(MLH_COMPILE_OPTIONS -Wall -Wextra -ffp-contract=off -fvisibility=hidden -fvisibility-inlines-hidden)
+# Rounding is part of the contract: no contraction of multiply-adds and no fast-math, in any build type. Nobody
+# reads errno, for whose sake a root would be a call.
+set(MLH_COMPILE_OPTIONS -Wall -Wextra -ffp-contract=off -fno-math-errno -fvisibility=hidden -fvisibility-inlines-hidden)
 if(MLH_FUZZ)
   # What samples are compared with tells the fuzzing engine nothing, and watching it takes half of the time.
   list(APPEND MLH_COMPILE_OPTIONS -fno-sanitize-coverage=trace-cmp)

@@ -162,14 +162,19 @@ void NoteSegmentation::RepairOutliers() {
     const int32_t count = FrameCount();
     std::vector<AnalysisFrame>& frames = smoothed_;
     for (int32_t i = 0; i <= count - 33; ++i) {
+        if (!frames[i].voiced) continue;
         // As many frames as last 75 ms at the local period.
         const int64_t period = int64_t{frames[i + 1].position} - frames[i].position;
         const float wanted = std::floor(settings.sampleRate * 0.075f / static_cast<float>(period) + 0.5f);
         const int32_t reach = static_cast<int32_t>(std::clamp(wanted, 2.0f, 32.0f));
+        float farthest = 0.0f;  // of the voiced frames between i and j from frame i
         for (int32_t j = i + 2; j <= i + reach; ++j) {
-            const bool isReturn =
-                frames[i].voiced && frames[j].voiced && std::fabs(frames[i].pitch - frames[j].pitch) < 0.5f;
-            if (!isReturn) continue;
+            const float distance = std::fabs(frames[i].pitch - frames[j - 1].pitch);
+            if (frames[j - 1].voiced && distance > farthest) farthest = distance;
+            const bool isReturn = frames[j].voiced && std::fabs(frames[i].pitch - frames[j].pitch) < 0.5f;
+            // The mean lies within a quarter of a semitone of frame i: nothing this near to that can be off
+            // by 1.
+            if (!isReturn || farthest < 0.7f) continue;
             const float mean = (frames[i].pitch + frames[j].pitch) * 0.5f;
             for (int32_t k = i + 1; k < j; ++k) {
                 if (frames[k].voiced && std::fabs(frames[k].pitch - mean) > 1.0f) frames[k].pitch = mean;

@@ -8,6 +8,17 @@ namespace {
 // Leaves 1.2 dB of headroom above full scale.
 constexpr float kFullScale16 = 37268.0f;
 
+template <class Sample>
+void TakeChannel(const Sample* interleaved, int32_t channels, int32_t count, float* out) {
+    if (channels == 1) {
+        std::copy_n(interleaved, count, out);
+    } else {
+        for (int32_t i = 0; i < count; ++i) {
+            out[i] = interleaved[static_cast<std::size_t>(i) * static_cast<std::size_t>(channels)];
+        }
+    }
+}
+
 }  // namespace
 
 void BBAudioReader::Assign(const int16_t* samples16, const float* samples32, int32_t frames, int32_t channels,
@@ -33,10 +44,12 @@ int32_t BBAudioReader::Read(float** channels, int32_t frames) {
         for (int32_t c = 0; c < numChannels_; ++c) {
             float* out = channels[c];
             if (out == nullptr) continue;
-            std::size_t index = static_cast<std::size_t>(position_) * numChannels_ + c;
-            for (int32_t i = 0; i < count; ++i, index += numChannels_) {
-                out[i] =
-                    samples16_ ? static_cast<float>(samples16_[index]) / kFullScale16 : samples32_[index];
+            const std::size_t first = static_cast<std::size_t>(position_) * numChannels_ + c;
+            if (samples16_ != nullptr) {
+                TakeChannel(samples16_ + first, numChannels_, count, out);
+                for (int32_t i = 0; i < count; ++i) out[i] /= kFullScale16;
+            } else if (!silent) {
+                TakeChannel(samples32_ + first, numChannels_, count, out);
             }
             std::fill(out + count, out + std::max(frames, count), 0.0f);
         }

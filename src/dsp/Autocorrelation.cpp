@@ -23,6 +23,15 @@ void PlainLags(float* lags, const float* spectrum, const float* turns, float rem
     }
 }
 
+// The sum of in[j] * (-1)^j; n is a multiple of 4.
+float AlternatingSum(const float* in, int32_t n) {
+    float sums[4] = {};
+    for (int32_t j = 0; j < n; j += 4) {
+        for (int32_t k = 0; k < 4; ++k) sums[k] += in[j + k];
+    }
+    return (sums[0] - sums[1]) + (sums[2] - sums[3]);
+}
+
 }  // namespace
 
 Autocorrelation::Autocorrelation(int32_t n) : n(n) {
@@ -75,8 +84,8 @@ void Autocorrelation::PreparePlain() {
     weights = MakeVec(2 * n);
     for (int32_t j = 0; j < n; ++j) {
         const double angle = -2.0 * kPi * j / (4.0 * n);
-        weights[2 * j] = static_cast<float>(std::cos(angle));
-        weights[2 * j + 1] = static_cast<float>(std::sin(angle));
+        weights[j] = static_cast<float>(std::cos(angle));
+        weights[n + j] = static_cast<float>(std::sin(angle));
     }
     bitReversal = std::make_unique<int32_t[]>(static_cast<size_t>(SplitRadixBitReversalSize(2 * n)));
     twiddles = MakeVec(SplitRadixTwiddleSize(2 * n));
@@ -91,19 +100,17 @@ void Autocorrelation::Compute(float* out, const float* in) {
 
 // What the kernels do, in plain loops.
 float Autocorrelation::PlainPowerSpectrum(const float* in) {
-    float* const points = work.get();
+    float* const __restrict points = work.get();
+    const float* const __restrict cosines = weights.get();
+    const float* const __restrict sines = weights.get() + n;
     for (int32_t j = 0; j < n; ++j) {
-        points[2 * j] = in[j] * weights[2 * j];
-        points[2 * j + 1] = in[j] * weights[2 * j + 1];
+        points[2 * j] = in[j] * cosines[j];
+        points[2 * j + 1] = in[j] * sines[j];
     }
     ComplexSplitRadixForward(points, 2 * n, bitReversal.get(), twiddles.get());
+    float* const __restrict powers = power.get();
     for (int32_t k = 0; k < n; ++k) {
-        power[k] = points[2 * k] * points[2 * k] + points[2 * k + 1] * points[2 * k + 1];
+        powers[k] = points[2 * k] * points[2 * k] + points[2 * k + 1] * points[2 * k + 1];
     }
-    float even = 0.0f, odd = 0.0f;
-    for (int32_t j = 0; j < n; j += 2) {
-        even += in[j];
-        odd += in[j + 1];
-    }
-    return even - odd;
+    return AlternatingSum(in, n);
 }

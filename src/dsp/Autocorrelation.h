@@ -56,7 +56,7 @@ class Autocorrelation {
     VecPointer planMemory;
 
     // Without: a split-radix transform of weighted points.
-    VecPointer weights;  // [n] pairs
+    VecPointer weights;  // [n] cosines, [n] sines
     std::unique_ptr<int32_t[]> bitReversal;
     VecPointer twiddles;
 };

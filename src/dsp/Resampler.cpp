@@ -217,14 +217,34 @@ void CResample<Sample>::RunKernel(Sample* out, int32_t channels, double factor, 
     tapFraction = -1;
     for (int32_t channel = 0; channel < channels; ++channel) {
         time = start;
-        for (int32_t k = 0; k < outFrames; ++k) {
-            const int64_t fixedTime = static_cast<int64_t>(time * 32768.0);
-            const Sample* centre = Buffer() + (fixedTime >> 15) * channels + channel;
-            WeighTaps(fixedTime);
-            out[static_cast<ptrdiff_t>(k) * channels + channel] = Interpolate(centre, channels, gain);
-            time += step;
+        for (int32_t k = 0; k < outFrames;) {
+            int64_t fixedTimes[kGroup];
+            const int32_t count = std::min(outFrames - k, kGroup);
+            for (int32_t i = 0; i < count; ++i, time += step)
+                fixedTimes[i] = static_cast<int64_t>(time * 32768.0);
+            Sample* const first = out + static_cast<ptrdiff_t>(k) * channels + channel;
+            const Sample* const source = Buffer() + channel;
+            if (count == kGroup && AreWholeFramesApart(fixedTimes)) {
+                WeighTaps(fixedTimes[0]);
+                InterpolateGroup(source, fixedTimes, channels, gain, first);
+            } else {
+                for (int32_t i = 0; i < count; ++i) {
+                    WeighTaps(fixedTimes[i]);
+                    const Sample* const centre = source + (fixedTimes[i] >> 15) * channels;
+                    first[static_cast<ptrdiff_t>(i) * channels] = Interpolate(centre, channels, gain);
+                }
+            }
+            k += count;
         }
     }
+}
+
+template <class Sample>
+bool CResample<Sample>::AreWholeFramesApart(const int64_t (&fixedTimes)[kGroup]) {
+    const int64_t distance = fixedTimes[1] - fixedTimes[0];
+    bool apart = (distance & 0x7fff) == 0;
+    for (int32_t i = 2; i < kGroup; ++i) apart &= fixedTimes[i] - fixedTimes[i - 1] == distance;
+    return apart;
 }
 
 // Where the rates are in a whole ratio, all outputs have the same fraction of the read time and these
@@ -261,6 +281,28 @@ Sample CResample<Sample>::Interpolate(const Sample* centre, int32_t channels, fl
     x = centre + channels;
     for (int32_t i = 0; i < rightCount; ++i, x += channels) right += static_cast<Sum>(rightTaps[i]) * *x;
     return Arithmetic<Sample>::Output(left + right, gain);
+}
+
+// Interpolate for outputs that share their weights: each takes its own sums in the same order, but none waits
+// for its last addition.
+template <class Sample>
+void CResample<Sample>::InterpolateGroup(const Sample* source, const int64_t (&fixedTimes)[kGroup],
+                                         int32_t channels, float gain, Sample* out) const {
+    using Sum = typename Arithmetic<Sample>::Sum;
+    const ptrdiff_t distance = ((fixedTimes[1] - fixedTimes[0]) >> 15) * channels;
+    const auto sum = [=](const Sample* x, ptrdiff_t next, const Weight* taps, int32_t count, Sum* sums) {
+        for (int32_t i = 0; i < count; ++i, x += next) {
+            const Sum tap = static_cast<Sum>(taps[i]);
+            for (int32_t k = 0; k < kGroup; ++k) sums[k] += tap * x[k * distance];
+        }
+    };
+    const Sample* const centre = source + (fixedTimes[0] >> 15) * channels;
+    Sum left[kGroup] = {}, right[kGroup] = {};
+    sum(centre, -channels, leftTaps.data(), leftCount, left);
+    sum(centre + channels, channels, rightTaps.data(), rightCount, right);
+    for (ptrdiff_t k = 0; k < kGroup; ++k) {
+        out[k * channels] = Arithmetic<Sample>::Output(left[k] + right[k], gain);
+    }
 }
 
 template <class Sample>

@@ -95,10 +95,16 @@ class CResample final : public CResampleBase {
     const std::vector<Sample>& GetDelta() const { return delta; }
 
   private:
+    using Weight = std::conditional_t<std::is_same_v<Sample, float>, float, int32_t>;
+    static constexpr int32_t kGroup = 4;  // outputs that are computed side by side
+
     void Append(const Sample* in, int32_t channels, int32_t frames);
     void RunKernel(Sample* out, int32_t channels, double factor, int32_t outFrames);
     void WeighTaps(int64_t fixedTime);
+    static bool AreWholeFramesApart(const int64_t (&fixedTimes)[kGroup]);
     Sample Interpolate(const Sample* centre, int32_t channels, float gain) const;
+    void InterpolateGroup(const Sample* source, const int64_t (&fixedTimes)[kGroup], int32_t channels,
+                          float gain, Sample* out) const;
     void Advance(int32_t usable, int32_t channels);
     void Drop(int32_t passed, int32_t channels);
     Sample* Buffer() { return storage.data() + dropped + historySize - historyOffset; }
@@ -107,7 +113,6 @@ class CResample final : public CResampleBase {
     std::vector<Sample> delta;    ///< table[i + 1] - table[i], 0 at the end
     std::vector<Sample> storage;  ///< history and buffer, interleaved, with as much room again to move on in
 
-    using Weight = std::conditional_t<std::is_same_v<Sample, float>, float, int32_t>;
     std::vector<Weight> leftTaps, rightTaps;  ///< the filter at tapFraction, away from the read time
     int32_t leftCount = 0, rightCount = 0;
     int32_t tapFraction = -1;  ///< 15 bits of the read time; -1 at the start of a call
