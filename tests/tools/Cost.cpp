@@ -5,8 +5,10 @@
 //     tool_Cost [--runs N] [--minutes A,B,...] [recording.wav]
 //
 // The recording, or else a phrase of the synthetic singer, is repeated until it has the length. Each length
-// is run N times and the least time counts, so that what else the machine does matters little. Ends with 1
-// when the longest takes more than 1.05 times its share of the shortest.
+// is run N times and the least time counts, so that what else the machine does matters little. Memory is told
+// twice: the heap that was asked for, and by how much the resident memory of the process grew. Ends with 1
+// when the longest takes more than 1.05 times its share of the shortest, or when 3 minutes or less take more
+// than 16 MiB of heap.
 #include <malloc.h>
 #include <sys/resource.h>
 
@@ -23,6 +25,7 @@
 #include "addon/HarmonyAddOn.h"
 #include "analysis/PitchAnalysis.h"
 #include "analysis/PitchMarks.h"
+#include "support/ProcessMemory.h"
 #include "support/Recordings.h"
 #include "support/SungTunes.h"
 
@@ -79,6 +82,8 @@ namespace {
 
 constexpr int32_t kBlock = 4096;
 constexpr double kAllowance = 1.05;  // over what a linear cost would be
+constexpr double kMinutesInBound = 3.0;
+constexpr int64_t kMostBytes = 16 << 20;
 
 double UserSeconds() {
     rusage usage{};
@@ -121,7 +126,8 @@ class LoopReader final : public MalleoTuneHarmonyAddOnIf::AudioReader {
 struct Cost {
     double analysis = std::numeric_limits<double>::max();   // [s]
     double rendering = std::numeric_limits<double>::max();  // [s]
-    int64_t bytes = 0;
+    int64_t bytes = 0;                                      // of heap
+    double resident = 0.0;                                  // [MiB]
     int32_t marks = 0;
     int32_t notes = 0;
 };
@@ -133,6 +139,9 @@ void RunOnce(const std::vector<float>& loop, int32_t rate, int32_t length, Cost&
     LoopReader reader(loop, rate, length);
     const int64_t before = held;
     most = before;
+    malloc_trim(0);
+    ForgetPeakMemory();
+    const double residentBefore = PeakMemory();
 
     const double start = UserSeconds();
     MalleoTuneHarmonyAddOnIf* addOn = nullptr;
@@ -147,6 +156,7 @@ void RunOnce(const std::vector<float>& loop, int32_t rate, int32_t length, Cost&
     cost.analysis = std::min(cost.analysis, analysed - start);
     cost.rendering = std::min(cost.rendering, rendered - analysed);
     cost.bytes = most - before;
+    cost.resident = PeakMemory() - residentBefore;
     cost.marks = own.GetPitchMarks().GetCount();
     cost.notes = own.GetAnalysis().GetNotes(&notes);
     MalleoTuneHarmonyAddOnIf::DestroyInstance(&addOn);
@@ -190,16 +200,20 @@ int main(int argc, char** argv) {
 
     std::printf("%s, %d Hz, least of %d runs\n", name.c_str(), rate, runs);
     std::printf(
-        "minutes  marks/s  notes/s  analysis s  per s of audio  rendering s  per s of audio  peak heap "
-        "bytes\n");
+        "minutes  marks/s  notes/s  analysis s  per s of audio  rendering s  per s of audio  peak heap MiB  "
+        "resident MiB\n");
+    bool inBounds = true;
     for (std::size_t i = 0; i < minutes.size(); ++i) {
         const double seconds = 60.0 * minutes[i];
         const Cost& cost = costs[i];
-        std::printf("%7.1f  %7.1f  %7.2f  %10.3f  %14.5f  %11.3f  %14.5f  %15lld\n", minutes[i],
+        std::printf("%7.1f  %7.1f  %7.2f  %10.3f  %14.5f  %11.3f  %14.5f  %13.2f  %12.2f\n", minutes[i],
                     cost.marks / seconds, cost.notes / seconds, cost.analysis, cost.analysis / seconds,
-                    cost.rendering, cost.rendering / seconds, static_cast<long long>(cost.bytes));
+                    cost.rendering, cost.rendering / seconds, cost.bytes / 1048576.0, cost.resident);
+        if (minutes[i] > kMinutesInBound || cost.bytes <= kMostBytes) continue;
+        std::printf("more than 16 MiB for %.1f minutes\n", minutes[i]);
+        inBounds = false;
     }
-    if (minutes.size() < 2) return 0;
+    if (minutes.size() < 2) return inBounds ? 0 : 1;
 
     const Cost& shortest = costs.front();
     const Cost& longest = costs.back();
@@ -214,5 +228,5 @@ int main(int argc, char** argv) {
         static_cast<double>(longest.bytes - shortest.bytes) / (longest.marks - shortest.marks));
     const bool linear = time <= kAllowance * share;
     if (!linear) std::printf("more than %.2f times\n", kAllowance * share);
-    return linear ? 0 : 1;
+    return linear && inBounds ? 0 : 1;
 }
