@@ -22,6 +22,7 @@ struct ArrangeOptions {
     std::optional<int> above;
     std::optional<double> spread;
     std::optional<double> upbeat;
+    int octave = 0;
     std::string midi;
     std::string musicXml;
     std::string json;
@@ -30,7 +31,8 @@ struct ArrangeOptions {
 
 constexpr const char* kExamples = R"(Examples:
   mlh arrange melody.mid --musicxml choir.musicxml --midi choir.mid
-  mlh arrange tune.tsv --key "E minor" --spacing close --picture choir.svg
+  mlh arrange tune.tsv --key "D dorian" --spacing close --picture choir.svg
+  mlh arrange melody.mid --lead tenor --octave -1 --key A --scale harmonic-minor
   mlh arrange melody.mid --style chords --chords "C | Am F | G | C" --voices 3
   mlh arrange lead.wav --bpm 92 --style block --variant open-passing --json choir.json)";
 
@@ -50,6 +52,14 @@ mlh::ArrangeSettings SettingsFrom(const ArrangeOptions& options) {
     return settings;
 }
 
+void MoveByOctaves(Melody& melody, int octaves) {
+    for (MelodyNote& note : melody.notes) {
+        note.pitch += 12 * octaves;
+        if (note.pitch < 0 || note.pitch > 127) throw UsageError("--octave: moves notes out of MIDI's range");
+    }
+    for (CurvePoint& point : melody.curve) point.pitch += 12.0 * octaves;
+}
+
 void Tell(const Arrangement& arrangement) {
     std::printf("key     %s%s\n", ScaleKeyName(arrangement.key).c_str(),
                 arrangement.key.found ? " (estimated)" : "");
@@ -63,6 +73,7 @@ void Run(const ArrangeOptions& options) {
     const mlh::ArrangeSettings settings = SettingsFrom(options);
     Melody melody = ReadMelody(options.source);
     if (options.upbeat) melody.upbeat = *options.upbeat;
+    MoveByOctaves(melody, options.octave);
     if (!options.chords.empty()) {
         const TempoChange& start = melody.tempo[0];
         const double beatsPerMinute = start.bpm * start.beatUnit / 4.0;  // of the metre's own beats
@@ -107,6 +118,10 @@ void AddArrangeCommand(CLI::App& app) {
         ->check(CLI::Range(1.0, 1000.0));
     command->add_option("--upbeat", options->upbeat, "Quarter notes before the first full bar (default 0)")
         ->check(CLI::Range(0.0, 64.0));
+    command
+        ->add_option("--octave", options->octave,
+                     "Octaves to move the melody by, for a voice in which it does not lie yet (default 0)")
+        ->check(CLI::Range(-5, 5));
     command
         ->add_option("--track", options->source.track,
                      "Which of a MIDI file's tracks with notes is the melody (default 1)")

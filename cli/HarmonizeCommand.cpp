@@ -55,7 +55,7 @@ constexpr const char* kExamples = R"(Examples:
   mlh harmonize lead.wav --chords "0 C, 2.5 Am, 5 F, 7.5 G" --voices 3 -o choir.wav
   mlh harmonize lead.wav --bpm 96 --chords "C | Am F | G | C" --picture choir.svg
   mlh harmonize lead.wav --midi voices.mid --stems stems/ --format 24
-  mlh harmonize lead.wav --style four-part --lead soprano --key "A minor" --picture choir.svg)";
+  mlh harmonize lead.wav --style four-part --lead tenor --key "D dorian" --picture choir.svg)";
 
 // A monotonic clock, for the figures told at the end.
 class Stopwatch {
@@ -301,7 +301,10 @@ void AddHarmonizeCommand(CLI::App& app) {
     auto* spread = command->add_option("--spread", options->spread,
                                        "How widely the voices are set: 0 to 1 (default 0.5)");
     spread->check(CLI::Range(0.0, 1.0))->excludes(midi);
-    command->add_option("--key", options->style.key, "C, F#m, Bb minor ... (default: the one that is found)")
+    command
+        ->add_option("--key", options->style.key,
+                     "C, F#m, Bb minor ..., for other styles than chords D dorian ... too (default: the one "
+                     "that is found)")
         ->excludes(midi);
     AddStyleOptions(*command, options->style);
     command->add_option(

@@ -42,8 +42,11 @@ void AddEvent(smf_track_t* track, std::vector<uint8_t> bytes, double beat) {
 
 std::vector<uint8_t> Meta(int type, const std::string& text) {
     const std::string cut = text.substr(0, 127);
-    std::vector<uint8_t> bytes = {0xFF, static_cast<uint8_t>(type), static_cast<uint8_t>(cut.size())};
-    bytes.insert(bytes.end(), cut.begin(), cut.end());
+    std::vector<uint8_t> bytes(3 + cut.size());
+    bytes[0] = 0xFF;
+    bytes[1] = static_cast<uint8_t>(type);
+    bytes[2] = static_cast<uint8_t>(cut.size());
+    std::copy(cut.begin(), cut.end(), bytes.begin() + 3);
     return bytes;
 }
 

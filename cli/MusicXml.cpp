@@ -9,6 +9,7 @@
 
 #include "Errors.h"
 #include "OutputFile.h"
+#include "mlh/arrange.h"
 
 namespace {
 
@@ -161,14 +162,23 @@ class ScoreWriter {
     }
 
   private:
-    static std::string PartName(std::size_t voice) { return "P" + std::to_string(voice + 1); }
+    static std::string PartName(std::size_t voice) {
+        std::string name = "P";
+        name += std::to_string(voice + 1);
+        return name;
+    }
 
+    // The staves of a choir stand in a bracket.
     void AddPartList(xml_node list) {
+        xml_node open = list.append_child("part-group");
+        open.append_attribute("type") = "start";
+        Add(open, "group-symbol", "bracket");
         for (std::size_t v = 0; v < arrangement_.voices.size(); ++v) {
             xml_node part = list.append_child("score-part");
             part.append_attribute("id") = PartName(v).c_str();
             Add(part, "part-name", arrangement_.voices[v].name);
         }
+        list.append_child("part-group").append_attribute("type") = "stop";
     }
 
     void AddPart(xml_node score, std::size_t voice) {
@@ -203,13 +213,21 @@ class ScoreWriter {
             Add(attributes, "divisions", kDivisions);
             xml_node key = attributes.append_child("key");
             Add(key, "fifths", KeySharps(key_));
-            Add(key, "mode", key_ < 12 ? "major" : "minor");
+            Add(key, "mode", ModeName());
         }
         const bool writable = metre.BarLength() * kDivisions == BarLength(metre);
         xml_node time = attributes.append_child("time");
         Add(time, "beats", writable ? metre.beatsPerBar : 4);
         Add(time, "beat-type", writable ? metre.beatUnit : 4);
         if (b == 0) AddClef(attributes, arrangement_.voices[voice].pitches);
+    }
+
+    // Church modes have names in the format; other scales go by their third.
+    std::string ModeName() const {
+        constexpr int kLastChurchMode = 6;
+        const int scale = arrangement_.key.scale;
+        if (scale <= kLastChurchMode) return mlh::ScaleNames()[static_cast<std::size_t>(scale)];
+        return key_ < 12 ? "major" : "minor";
     }
 
     // The one with the fewest ledger lines: treble, treble an octave down, or bass.

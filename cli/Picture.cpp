@@ -33,9 +33,10 @@ constexpr Colour kLead = {0.62, 0.65, 0.70};
 constexpr std::array<Colour, 4> kVoices = {Colour{0.90, 0.62, 0.0}, Colour{0.0, 0.45, 0.70},
                                            Colour{0.84, 0.37, 0.0}, Colour{0.0, 0.62, 0.45}};
 
-constexpr double kTop = 92.0;     // [pixels] title, legend and chords
-constexpr double kBottom = 40.0;  // time axis
-constexpr double kKeys = 58.0;    // piano at the left
+constexpr double kTop = 92.0;        // [pixels] title, legend and chords
+constexpr double kFunctions = 16.0;  // row of functions below them, where there are any
+constexpr double kBottom = 40.0;     // time axis
+constexpr double kKeys = 58.0;       // piano at the left
 constexpr double kRight = 18.0;
 constexpr double kLane = 11.0;  // height of a semitone
 // A second is as wide as it takes to fill the usual width, within reason.
@@ -85,12 +86,14 @@ class Layout {
         }
         const double perSecond = std::clamp(kUsualWidth / duration_, kMinSecondWidth, kMaxSecondWidth);
         width_ = std::clamp(kKeys + kRight + duration_ * perSecond, kMinWidth, kMaxWidth);
+        top_ = performance.functions.empty() ? kTop : kTop + kFunctions;
     }
 
     double width() const { return width_; }
-    double height() const { return kTop + kBottom + (highest_ - lowest_ + 1) * kLane; }
+    double height() const { return top_ + kBottom + (highest_ - lowest_ + 1) * kLane; }
     int lowest() const { return lowest_; }
     int highest() const { return highest_; }
+    double top() const { return top_; }
     double left() const { return kKeys; }
     double right() const { return width_ - kRight; }
     double bottom() const { return height() - kBottom; }
@@ -102,6 +105,7 @@ class Layout {
   private:
     double duration_;
     double width_;
+    double top_;
     int lowest_;
     int highest_;
 };
@@ -195,7 +199,7 @@ class Painter {
             const double seconds = i * step;
             const double x = layout_.x(seconds);
             SetColour(kLine);
-            Line(x, kTop, x, layout_.bottom(), 0.8);
+            Line(x, layout_.top(), x, layout_.bottom(), 0.8);
             SetColour(kFaintInk);
             Line(x, layout_.bottom(), x, layout_.bottom() + 5.0, 0.8);
             const std::string label = TimeLabel(seconds, step);
@@ -213,19 +217,26 @@ class Painter {
         return text;
     }
 
+    // A name that would run into the one before stands a row higher, and is left out if there too is no room.
     void PaintChords() {
+        constexpr double kRow = 14.0;
         Font(12.5, true);
-        double free = layout_.left();  // where the last name ends
+        std::array<double, 2> free = {layout_.left(), layout_.left()};  // where the last name of a row ends
         for (const TimedChord& chord : performance_.chords) {
             const double x = std::max(layout_.x(chord.time), layout_.left());
             if (x > layout_.right()) break;
-            SetColour(kFaintInk, 0.6);
-            Line(x, kTop - 20.0, x, kTop, 1.0);
             const std::string name = chord.name.empty() ? "N.C." : chord.name;
-            if (x + 4.0 < free || x + 4.0 + TextWidth(name) > layout_.width()) continue;  // no room
+            const double end = x + 4.0 + TextWidth(name);
+            const std::size_t row = x + 4.0 >= free[0] ? 0 : 1;
+            const bool room = x + 4.0 >= free[row] && end <= layout_.width();
+            const double lift = room ? kRow * static_cast<double>(row) : 0.0;
+            SetColour(kFaintInk, 0.6);
+            Line(x, kTop - 5.0, x, layout_.top(), 1.0);
+            if (!room) continue;
+            Line(x, kTop - 20.0 - lift, x, kTop - 5.0 - lift, 1.0);  // not through the name below
             SetColour(kInk);
-            Text(x + 4.0, kTop - 8.0, name);
-            free = x + 8.0 + TextWidth(name);
+            Text(x + 4.0, kTop - 8.0 - lift, name);
+            free[row] = end + 4.0;
         }
     }
 
@@ -246,12 +257,12 @@ class Painter {
         double free = layout_.left();
         const std::string* last = nullptr;
         for (const TimedLabel& function : performance_.functions) {
-            const double x = layout_.x(function.time) + 2.0;
+            const double x = layout_.x(function.time) + 4.0;
             const std::string text = last && *last == function.text ? "\u00B7" : function.text;
             last = &function.text;
             if (x < free) continue;  // no room
             SetColour(kPhrase);
-            Text(x, layout_.bottom() - 4.0, text);
+            Text(x, layout_.top() - 6.0, text);
             free = x + TextWidth(text) + 2.0;
         }
     }
@@ -270,8 +281,8 @@ class Painter {
     void PaintCurve() {
         constexpr double kLongestGap = 0.05;  // [s]
         cairo_save(cairo_);
-        cairo_rectangle(cairo_, layout_.left(), kTop, layout_.right() - layout_.left(),
-                        layout_.bottom() - kTop);
+        cairo_rectangle(cairo_, layout_.left(), layout_.top(), layout_.right() - layout_.left(),
+                        layout_.bottom() - layout_.top());
         cairo_clip(cairo_);
         SetColour(kCurve, 0.9);
         cairo_set_line_width(cairo_, 1.3);
@@ -322,7 +333,7 @@ class Painter {
         }
         SetColour(kOctaveLine);
         cairo_set_line_width(cairo_, 0.8);
-        cairo_rectangle(cairo_, left, kTop, width, layout_.bottom() - kTop);
+        cairo_rectangle(cairo_, left, layout_.top(), width, layout_.bottom() - layout_.top());
         cairo_stroke(cairo_);
     }
 

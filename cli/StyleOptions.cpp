@@ -82,20 +82,19 @@ std::array<int32_t, 4> ReadIntervals(const std::string& text) {
 }  // namespace
 
 void AddStyleOptions(CLI::App& command, StyleOptions& options) {
-    command
-        .add_option("--style", options.style,
-                    "How the voices are found: " + Joined(kStyles) + " (default " + options.style + ")")
+    command.add_option("--style", options.style, "How the voices are found (default " + options.style + ")")
         ->check(CLI::IsMember(kStyles))
         ->type_name("NAME");
-    command.add_option("--scale", options.scale, "Scale of the key: " + Joined(mlh::ScaleNames()))
+    command.add_option("--scale", options.scale, "Scale of the key (default: the one in --key)")
         ->check(CLI::IsMember(mlh::ScaleNames()))
         ->type_name("NAME");
     command
         .add_option("--lead", options.lead,
-                    "four-part: who sings the melody: soprano, alto, tenor or bass (default soprano)")
+                    "four-part: who sings the melody, where it lies (default soprano)")
         ->check(CLI::IsMember(kRows))
         ->type_name("NAME");
-    command.add_option("--spacing", options.spacing, "four-part: close, open or wide (default open)")
+    command
+        .add_option("--spacing", options.spacing, "four-part: how far apart the voices lie (default open)")
         ->check(CLI::IsMember(kSpacings))
         ->type_name("NAME");
     command

@@ -116,6 +116,44 @@ TEST_F(Command, HelpShowsExamples) {
     }
 }
 
+// What stands in the help and in the documents can be typed as it stands.
+std::vector<std::string> ExamplesIn(const std::string& text) {
+    std::vector<std::string> examples;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        const auto start = line.find_first_not_of(' ');
+        if (start != std::string::npos && line.compare(start, 4, "mlh ") == 0)
+            examples.push_back(line.substr(start + 4));
+    }
+    return examples;
+}
+
+TEST_F(Command, ExamplesOfHelpAndDocumentsRun) {
+    WriteLead("lead.wav");
+    fs::create_directory(Path("examples"));
+    fs::copy(MLH_SOURCE_DIR "/examples", Path("examples"));
+    std::ofstream(Path("tune.tsv")) << "0 1 62 D:min\n1 1 65\n2 2 69 A:7\n4 1 64\n5 3 62 D:min\n";
+    ASSERT_EQ(Run("arrange tune.tsv -q --midi melody.mid").status, 0);
+    ASSERT_EQ(Run("arrange tune.tsv -q --midi voices.mid").status, 0);
+    std::size_t count = 0;
+    const auto run = [&](const std::string& text) {
+        for (const std::string& example : ExamplesIn(text)) {
+            const auto result = Run(example);
+            EXPECT_EQ(result.status, 0) << example << "\n" << result.output;
+            ++count;
+        }
+    };
+    for (const std::string command : {"harmonize", "analyze", "arrange"})
+        run(Run(command + " --help").output);
+    EXPECT_GE(count, 10u);
+    for (const char* name : {"/README.md", "/docs/guide.md"}) {
+        std::ifstream file(std::string(MLH_SOURCE_DIR) + name);
+        const std::size_t before = count;
+        run(std::string(std::istreambuf_iterator<char>(file), {}));
+        EXPECT_GT(count, before) << name;
+    }
+}
+
 TEST_F(Command, HarmonizeNeedsNothingButTheLead) {
     WriteLead("my lead.wav");
     const auto result = Run("harmonize 'my lead.wav'");
