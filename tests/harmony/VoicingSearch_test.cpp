@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <filesystem>
@@ -200,6 +201,62 @@ TEST(VoicingSearch, GivesTheBitsOfThePlainSearchInTheUsualSettings) {
             const size_t notes = kPairs < 2e6 ? 3 : style == 1 ? 12 : 5;
             task.pitches = RandomTune(random, notes, task.key, scaleRow, 5, 0);
             ExpectSameAsPlain(task);
+        }
+    }
+}
+
+// Up to the third note a move is judged without the notes before it, so the best path is the best of all
+// triples of settings.
+TEST(VoicingSearch, NoPathThroughThreeNotesIsBetter) {
+    for (const int32_t style : {0, 1, 2}) {
+        for (const int32_t scaleRow : {0, 5, 7}) {
+            Task task;
+            task.spacingStyle = style;
+            task.scaleRow = scaleRow;
+            task.rangeBelow = 13;
+            task.pitches = {72, 74, scaleRow == 0 ? 76 : 75};
+            SCOPED_TRACE(Describe(task));
+            Engine engine(task);
+            ASSERT_EQ(engine->Calculate(), 0);
+            PlainVoicing::Solution own;  // settings with their own scores
+            PlainVoicing::BuildLists(ProblemOf(task, engine), own);
+            CVoicingRules rules;
+            rules.SelectRuleSet(1);
+            rules.SetScale(ScaleRow(scaleRow));
+            rules.SetLeadVoice(task.leadVoice);
+            rules.SetSpacingStyle(style);
+            const auto entry = [&](size_t note, size_t k) -> WindowEntry {
+                return {&own.lists[note].candidates[k], &engine->GetCandidateLists()[note].shapes[k]};
+            };
+            const auto step = [&](float path, const WindowEntry& from, const WindowEntry& to) {
+                const float prior = to.setting->score * path;
+                const float move = rules.ComputeScore({to, from}, prior);
+                return move == 0.0f || IsBelowScoreFloor(move, prior) ? 0.0f : prior * move;
+            };
+            float best = -1.0f;
+            float chosen = -1.0f;
+            const auto isChosen = [&, found = std::array{engine.At(0), engine.At(1), engine.At(2)},
+                                   chords = std::array{engine.Chord(0), engine.Chord(1), engine.Chord(2)}](
+                                      const WindowEntry& e, size_t note) {
+                return std::equal(found[note].begin(), found[note].end(), e.setting->voicing) &&
+                       chords[note].name == e.setting->name;
+            };
+            for (size_t a = 0; a < own.lists[0].candidates.size(); ++a) {
+                const WindowEntry first = entry(0, a);
+                for (size_t b = 0; b < own.lists[1].candidates.size(); ++b) {
+                    const WindowEntry second = entry(1, b);
+                    const float there = step(first.setting->score, first, second);
+                    if (there == 0.0f) continue;
+                    for (size_t c = 0; c < own.lists[2].candidates.size(); ++c) {
+                        const WindowEntry third = entry(2, c);
+                        const float path = step(there, second, third);
+                        best = std::max(best, path);
+                        if (isChosen(first, 0) && isChosen(second, 1) && isChosen(third, 2)) chosen = path;
+                    }
+                }
+            }
+            ASSERT_GT(best, 0.0f);
+            EXPECT_NEAR(chosen, best, 1e-6f * best);  // rescaled scores round on the way
         }
     }
 }
