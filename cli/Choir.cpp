@@ -48,13 +48,18 @@ class Choir::LeadReader final : public AddOnIf::AudioReader {
     }
     int32_t Read(float** channels, int32_t frames) override {
         const int32_t present = std::min(frames, audio_.Frames() - position_);
+        const int32_t copied = std::max(present, 0);
         for (int32_t c = 0; c < audio_.channels; ++c) {
             if (channels[c] == nullptr) continue;
             const float* in =
                 audio_.samples.data() + static_cast<std::ptrdiff_t>(position_) * audio_.channels + c;
-            for (int32_t i = 0; i < frames; ++i) {
-                channels[c][i] = i < present ? in[static_cast<std::ptrdiff_t>(i) * audio_.channels] : 0.0f;
+            if (audio_.channels == 1) {
+                std::copy_n(in, copied, channels[c]);
+            } else {
+                for (int32_t i = 0; i < copied; ++i)
+                    channels[c][i] = in[static_cast<std::ptrdiff_t>(i) * audio_.channels];
             }
+            std::fill(channels[c] + copied, channels[c] + frames, 0.0f);
         }
         position_ += present;
         if (progress_) progress_(static_cast<double>(position_) / std::max(audio_.Frames(), 1));

@@ -48,16 +48,21 @@ std::vector<SideGains> ParseGains(const std::string& text) {
 
 void MixVoices(const float* const* rows, int32_t leadChannels, int32_t voices, int32_t count,
                const std::vector<SideGains>& gains, int32_t outChannels, float* out) {
+    constexpr int32_t kPortion = 1024;  // mixed in one place, then put between those of the other side
+    float mix[kPortion];
     for (int32_t c = 0; c < outChannels; ++c) {
         const int32_t source = std::min(c, leadChannels - 1);
-        for (int32_t v = 0; v <= voices; ++v) {
-            const float* row = rows[v * leadChannels + source];
-            const double gain =
-                c == 0 ? gains[static_cast<std::size_t>(v)].left : gains[static_cast<std::size_t>(v)].right;
-            for (int32_t i = 0; i < count; ++i) {
-                float& mix = out[i * outChannels + c];
-                mix = static_cast<float>(v == 0 ? row[i] * gain : mix + row[i] * gain);
+        for (int32_t first = 0; first < count; first += kPortion) {
+            const int32_t portion = std::min(kPortion, count - first);
+            for (int32_t v = 0; v <= voices; ++v) {
+                const float* row = rows[v * leadChannels + source] + first;
+                const SideGains& sides = gains[static_cast<std::size_t>(v)];
+                const double gain = c == 0 ? sides.left : sides.right;
+                for (int32_t i = 0; i < portion; ++i) {
+                    mix[i] = static_cast<float>(v == 0 ? row[i] * gain : mix[i] + row[i] * gain);
+                }
             }
+            for (int32_t i = 0; i < portion; ++i) out[(first + i) * outChannels + c] = mix[i];
         }
     }
 }
