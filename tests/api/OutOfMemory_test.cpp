@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <new>
 #include <vector>
@@ -28,6 +29,14 @@ void* operator new(std::size_t bytes) {
     if (void* memory = Allocate(bytes)) return memory;
     throw std::bad_alloc();
 }
+#ifndef _WIN32
+// Where the vectors of the signal processing come from.
+extern "C" void* aligned_alloc(std::size_t alignment, std::size_t bytes) noexcept {
+    void* memory = nullptr;
+    if (allocationsLeft >= 0 && --allocationsLeft < 0) return nullptr;
+    return posix_memalign(&memory, alignment, bytes) == 0 ? memory : nullptr;
+}
+#endif
 void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept { return Allocate(bytes); }
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
@@ -108,6 +117,61 @@ TEST(OutOfMemory, ChordsThatFailCanBeSetAgain) {
         mlhDestroyInstance(&handle);
     }
     mlhDisposeChordVector(chords);
+}
+
+// What a host holds on to, and frees when a call threw.
+struct Holdings {
+    ~Holdings() {
+        mlhDisposePitchVector(lead);
+        mlhDisposePitchVector(adjusted);
+        mlhDisposeChordVector(chords);
+        mlhDisposeChordVector(notes);
+        mlhDestroyInstance(&handle);
+    }
+    void* handle = nullptr;
+    PitchVector* lead = nullptr;
+    PitchVector* adjusted = nullptr;
+    ChordVector* chords = nullptr;
+    ChordVector* notes = nullptr;
+};
+
+// Every exported function that allocates.
+void WholeJob(Holdings& host, int32_t frames, std::vector<int16_t>& mix, float** rows) {
+    mlhCreateInstance(&host.handle);
+    mlhAssignInputData32(host.handle, Song().data(), frames, 1, kRate);
+    mlhSetParams(host.handle, true, 4, 1, 0.5f, 0, false);
+    host.chords = mlhGetNewChordVector();
+    mlhChordVectorAddItem(host.chords, {0.05f, {60, 64, 67, -1}});
+    mlhSetChordVector(host.handle, host.chords);
+    mlhProcessOutputData16(host.handle, mix.data(), frames, 1, nullptr);
+    mlhSetParams(host.handle, false, 4, 1, 0.5f, 0, false);
+    host.lead = mlhGetPitchVector(host.handle, 0, 0, 0);
+    host.adjusted = mlhPitchVectorAdjust(host.lead, 1, 100);
+    mlhPitchVectorAddItem(host.adjusted, {0.1f, 70, 0.1f, 1});
+    mlhSetPitchVector(host.handle, 2, host.lead);
+    host.notes = pitchVectorToChordVector(host.lead);
+    mlhAssignMidi(host.handle, host.adjusted);
+    mlhProcessOutputData32(host.handle, rows, frames, 1);
+}
+
+TEST(OutOfMemory, EveryAllocationOfAShortJobMayFail) {
+    constexpr int32_t kFrames = 1500;
+    std::vector<int16_t> mix(kFrames);
+    std::vector<float> row(kFrames);
+    float* rows[4] = {row.data(), row.data(), row.data(), row.data()};
+    {
+        Holdings first;  // what is made once in a process
+        WholeJob(first, kFrames, mix, rows);
+    }
+    const std::vector<int16_t> expected = mix;
+    int64_t count = 0;
+    for (bool finished = false; !finished; ++count) {
+        Holdings host;
+        finished = FinishesWith(count, [&] { WholeJob(host, kFrames, mix, rows); });
+    }
+    EXPECT_EQ(mix, expected);  // the last round had enough
+    EXPECT_GT(count, 100);
+    std::printf("%lld allocations, each of them failed once\n", static_cast<long long>(count - 1));
 }
 
 }  // namespace
