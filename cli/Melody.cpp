@@ -30,6 +30,9 @@ constexpr std::array<int, 14> kSignatureShift = {0, -2, -4, 1, -1, -3, -5, -3, -
 constexpr std::array<bool, 14> kHasMinorThird = {false, true, true,  false, false, true, true,
                                                  true,  true, false, false, false, true, false};
 
+// What is longer is a slip, and would fill disks with empty bars; MIDI cannot say it.
+constexpr double kLongestMelody = 100000.0;  // [beats]
+
 // Rows overlap by less than that where a player or a rounding let them.
 constexpr double kSameTime = 1e-3;  // [beats]
 
@@ -59,6 +62,9 @@ void MakeMonophonic(std::vector<MelodyNote>& notes, const std::string& source) {
                           "; a melody has one note at a time");
         }
         notes[i].length = std::min(notes[i].length, notes[i + 1].onset - notes[i].onset);
+    }
+    if (!(notes.back().onset + notes.back().length <= kLongestMelody)) {
+        throw Failure(source + ": the last note ends behind beat 100000; are its times in beats?");
     }
 }
 

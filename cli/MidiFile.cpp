@@ -22,6 +22,7 @@ using Song = std::unique_ptr<smf_t, DeleteSong>;
 
 constexpr int kTicksPerQuarter = 480;
 constexpr int kMicrosecondsPerMinute = 60000000;
+constexpr double kLongestQuarter = 0xFFFFFF;  // [microseconds]
 
 // Meta events.
 constexpr int kText = 0x01;
@@ -61,7 +62,8 @@ void AddTempoTrack(smf_t* song, const MidiSong& from, const std::vector<MidiText
     smf_track_t* track = smf_track_new();
     smf_add_track(song, track);
     for (const TempoChange& change : from.tempo) {
-        const auto tempo = static_cast<uint32_t>(std::lround(kMicrosecondsPerMinute / change.bpm));
+        const auto tempo = static_cast<uint32_t>(
+            std::lround(std::clamp(kMicrosecondsPerMinute / change.bpm, 1.0, kLongestQuarter)));
         AddEvent(track,
                  {0xFF, 0x51, 3, static_cast<uint8_t>(tempo >> 16), static_cast<uint8_t>(tempo >> 8),
                   static_cast<uint8_t>(tempo)},

@@ -53,6 +53,15 @@ TEST(MidiFile, WhatIsWrittenIsReadBack) {
     EXPECT_EQ(read.tracks[1].notes[0].pitch, 48.0);
 }
 
+TEST(MidiFile, ATempoBelowWhatMidiCanSayBecomesTheLowest) {
+    MidiSong song;
+    song.tempo = {{0.0, 1.0, 4, 4}};
+    song.tracks.push_back({"", {{0.0, 60.0, 60.0, 1.0}}});
+    TemporaryFile file(".mid");
+    WriteMidiFile(file.path, song);
+    EXPECT_NEAR(ReadMidiFile(file.path).tempo.at(0).bpm, 3.576, 0.001);
+}
+
 TEST(MidiFile, AKeyStruckAgainEndsTheNoteBefore) {
     MidiSong song;
     song.tracks.push_back({"", {{0.0, 2.0, 60.0, 1.0}, {1.0, 3.0, 60.0, 1.0}}});

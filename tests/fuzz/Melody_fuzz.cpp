@@ -1,15 +1,30 @@
 // Melody tables of any content, and melodies of any notes, set in every style.
+#include <unistd.h>
+
 #include <cstdint>
+#include <cstdio>
+#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "Arrangement.h"
 #include "Errors.h"
 #include "Melody.h"
+#include "MidiFile.h"
+#include "MusicXml.h"
 #include "fuzz/Bytes.h"
 #include "mlh/arrange.h"
 
 namespace {
+
+// A file of this process's own, gone afterwards.
+struct TemporaryFile {
+    explicit TemporaryFile(const std::string& name)
+        : path((std::filesystem::temp_directory_path() / ("mlh-fuzz-" + std::to_string(getpid()) + name))
+                   .string()) {}
+    ~TemporaryFile() { std::remove(path.c_str()); }
+    std::string path;
+};
 
 mlh::ArrangeSettings Settings(Bytes& bytes) {
     mlh::ArrangeSettings settings;
@@ -43,6 +58,10 @@ void SetTable(Bytes& bytes) {
         Require(!ArrangementTable(arrangement).empty());
         Require(!ArrangementAsJson(arrangement).empty());
         ToPerformance(arrangement);
+        const TemporaryFile midi(".mid"), score(".musicxml");
+        WriteArrangementMidi(midi.path, arrangement);
+        WriteMusicXml(score.path, arrangement);
+        Require(ReadMidiFile(midi.path).tracks.size() <= 4);
     } catch (const Failure&) {
     } catch (const UsageError&) {
     }
