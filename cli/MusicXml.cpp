@@ -193,6 +193,7 @@ class ScoreWriter {
             AddAttributes(measure, b, voice);
             if (voice == 0) AddTempo(measure, bars_[b]);
             AddBar(measure, bars_[b], voice, note);
+            BracketTriplets(measure);
             if (b + 1 == bars_.size()) {
                 xml_node line = measure.append_child("barline");
                 line.append_attribute("location") = "right";
@@ -323,6 +324,34 @@ class ScoreWriter {
         xml_node modification = note.append_child("time-modification");
         Add(modification, "actual-notes", 3);
         Add(modification, "normal-notes", 2);
+    }
+
+    // Triplets in a row that fill an eighth note or more together stand under a bracket.
+    static void BracketTriplets(xml_node measure) {
+        std::vector<xml_node> group;
+        int length = 0;
+        for (xml_node note : measure.children("note")) {
+            if (!note.child("time-modification")) {
+                group.clear();
+                length = 0;
+                continue;
+            }
+            group.push_back(note);
+            length += note.child("duration").text().as_int();
+            if (length % (kDivisions / 2) != 0) continue;
+            if (group.size() > 1) {
+                AddTuplet(group.front(), "start");
+                AddTuplet(group.back(), "stop");
+            }
+            group.clear();
+            length = 0;
+        }
+    }
+
+    static void AddTuplet(xml_node note, const char* type) {
+        xml_node notations = note.child("notations");
+        if (!notations) notations = note.append_child("notations");
+        notations.append_child("tuplet").append_attribute("type") = type;
     }
 
     void AddPitch(xml_node node, int pitch) {

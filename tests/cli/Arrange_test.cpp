@@ -234,6 +234,23 @@ TEST_F(Arrange, SheetMusicSaysKeyMetreClefsNamesAndChords) {
     EXPECT_STREQ(chord.child("kind").text().get(), "major");
 }
 
+TEST_F(Arrange, TripletsThatAreWholeStandUnderABracket) {
+    // A triplet of eighths, one of a quarter and an eighth, and two thirds of one, which is none.
+    std::ofstream(Path("triplets.tsv"))
+        << "# key: C major\n0 0.333333 60\n0.333333 0.333333 62\n0.666667 0.333333 64\n"
+           "1 0.666667 65\n1.666667 0.333333 64\n2 0.666667 62\n3 1 60\n";
+    ASSERT_EQ(Run("arrange triplets.tsv -q --musicxml a.musicxml").status, 0);
+    pugi::xml_document document;
+    ASSERT_TRUE(document.load_file(Path("a.musicxml").c_str()));
+    std::vector<std::string> brackets;
+    for (const auto note : document.child("score-partwise").child("part").child("measure").children("note")) {
+        brackets.emplace_back(note.child("notations").child("tuplet").attribute("type").value());
+    }
+    ASSERT_GE(brackets.size(), 7u);
+    brackets.resize(5);
+    EXPECT_THAT(brackets, testing::ElementsAre("start", "", "stop", "start", "stop"));
+}
+
 TEST_F(Arrange, NotesAreSpelledInTheKey) {
     // Leading notes raised, the sixth of a flat key lowered; church modes have their own signature.
     const std::tuple<const char*, const char*, int, const char*> cases[] = {
