@@ -96,7 +96,7 @@ class CResample final : public CResampleBase {
 
   private:
     using Weight = std::conditional_t<std::is_same_v<Sample, float>, float, int32_t>;
-    static constexpr int32_t kGroup = 4;  // outputs that are computed side by side
+    static constexpr int32_t kGroup = 8;  // outputs that are computed side by side
 
     void Append(const Sample* in, int32_t channels, int32_t frames);
     void RunKernel(Sample* out, int32_t channels, double factor, int32_t outFrames);
