@@ -52,6 +52,9 @@ constexpr float kRadiusUnvoiced = 0.125f;
 constexpr float kRadiusReanalysis = 0.5f;
 constexpr float kReanalysisHarmonicity = 12.0f;  // dB
 
+// Computed in 64 bits and narrowed: the 32-bit functions differ between C libraries in the last bit.
+float Exp(float x) { return static_cast<float>(std::exp(static_cast<double>(x))); }
+
 using RateSettings = CPSOLAAnalysis::RateSettings;
 
 // clang-format off
@@ -410,7 +413,7 @@ int32_t CPSOLAAnalysis::ReanalyzeSegment(const float* const* source, int32_t len
 
     CPitchMarks placed;
     placed.Reserve(blockSize);
-    SetPeriod(440.0f * std::exp((midiPitch - 69.0f) / 17.31234f));
+    SetPeriod(440.0f * Exp((midiPitch - 69.0f) / 17.31234f));
     FollowPeriod(kRadiusReanalysis);
     PlaceSegmentMarks(source, length, start, placed);
     if (placed.GetCount() > 0) ReplaceMarks(markIndex, placed);

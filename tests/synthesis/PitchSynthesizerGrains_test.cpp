@@ -141,7 +141,8 @@ Reference RenderPlainly(const ScriptedRecording& recording, const CMELODORPitchS
 
     std::vector<float> window(32768);
     for (int32_t i = 0; i < 32768; ++i) {
-        const float s = std::sin(static_cast<float>(i) * 1.5707964f / 32767.0f);
+        const float angle = static_cast<float>(i) * 1.5707964f / 32767.0f;
+        const float s = static_cast<float>(std::sin(static_cast<double>(angle)));  // the nearest 32-bit sine
         window[i] = s * s * s;
     }
 
