@@ -1,6 +1,5 @@
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -9,6 +8,7 @@
 #include "Commands.h"
 #include "MidiFile.h"
 #include "OutputFile.h"
+#include "Paths.h"
 #include "Picture.h"
 #include "Progress.h"
 #include "Reports.h"
@@ -56,7 +56,7 @@ void Run(const AnalyzeOptions& options) {
     }
     if (!options.picture.empty()) {
         Performance performance;
-        performance.title = std::filesystem::path(options.lead).filename().string();
+        performance.title = NameOf(PathOf(options.lead).filename());
         performance.key = KeyName(analysis.key);
         performance.duration = audio.Seconds();
         performance.curve = ToCurve(analysis.curve);

@@ -155,6 +155,7 @@ AudioWriter::AudioWriter(const std::string& path, SampleFormat format, int32_t c
 AudioWriter::~AudioWriter() = default;
 
 void AudioWriter::Write(const float* samples, int32_t frames) {
+    ThrowIfInterrupted();
     const int64_t count = static_cast<int64_t>(frames) * state_->channels;
     switch (state_->format) {
         case SampleFormat::Int16:

@@ -4,13 +4,13 @@
 #include <cctype>
 #include <cmath>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
 
 #include "ChordQualities.h"
 #include "Errors.h"
+#include "Paths.h"
 
 namespace {
 
@@ -351,7 +351,7 @@ class SheetReader {
 std::vector<TimedChord> ReadChordOption(const std::string& value, double bpm, int beatsPerBar) {
     if (value.empty()) return {};
     std::error_code ignored;
-    if (!std::filesystem::is_regular_file(value, ignored)) {
+    if (!std::filesystem::is_regular_file(PathOf(value), ignored)) {
         return ParseChordSheet(value, "--chords", bpm, beatsPerBar);
     }
     std::ifstream file(value, std::ios::binary);

@@ -15,6 +15,7 @@
 #include "MidiFile.h"
 #include "Mix.h"
 #include "OutputFile.h"
+#include "Paths.h"
 #include "Picture.h"
 #include "Progress.h"
 #include "Reports.h"
@@ -129,16 +130,16 @@ class Outputs {
           mixChannels_(options.mono ? 1 : 2),
           voices_(voices),
           gains_(ParseGains(options.gains)),
-          mixPath_(options.output.empty() ? fs::path(options.lead).stem().string() + "-choir.wav"
+          mixPath_(options.output.empty() ? NameOf(PathOf(options.lead).stem()) + "-choir.wav"
                                           : options.output),
           mix_(mixPath_, ToFormat(options.format), mixChannels_, lead.sampleRate) {
         if (options.stems.empty()) return;
         std::error_code error;
-        fs::create_directories(options.stems, error);
+        fs::create_directories(PathOf(options.stems), error);
         if (error) throw Failure("cannot make the folder " + options.stems + ": " + error.message());
         for (int v = 0; v <= voices; ++v) {
             const std::string name = v == 0 ? "lead.wav" : "voice" + std::to_string(v) + ".wav";
-            stemPaths_.push_back((fs::path(options.stems) / name).string());
+            stemPaths_.push_back(NameOf(PathOf(options.stems) / name));
             stems_.push_back(std::make_unique<AudioWriter>(stemPaths_.back(), ToFormat(options.format),
                                                            leadChannels_, lead.sampleRate));
         }
@@ -185,7 +186,7 @@ class Outputs {
 // The performance of an arrangement brings its key, the names of its voices, phrases and functions.
 void Describe(const Choir& choir, const HarmonizeOptions& options, const Audio& audio,
               Performance& performance) {
-    performance.title = fs::path(options.lead).filename().string();
+    performance.title = NameOf(PathOf(options.lead).filename());
     if (performance.key.empty()) performance.key = KeyName(choir.key());
     performance.duration = audio.Seconds();
     performance.curve = ToCurve(choir.analysis().curve);

@@ -5,7 +5,6 @@
 #include <cctype>
 #include <cmath>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -15,6 +14,7 @@
 #include "Chords.h"
 #include "Errors.h"
 #include "MidiFile.h"
+#include "Paths.h"
 #include "Progress.h"
 #include "Reports.h"
 #include "mlh/arrange.h"
@@ -216,7 +216,7 @@ bool LooksLikeText(const std::string& text) {
 Melody ReadMelody(const MelodySource& source) {
     std::error_code ignored;
     std::ifstream file(source.path, std::ios::binary);
-    if (!file || std::filesystem::is_directory(source.path, ignored)) {
+    if (!file || std::filesystem::is_directory(PathOf(source.path), ignored)) {
         throw Failure("cannot read " + source.path);
     }
     std::string text(4096, '\0');
@@ -237,7 +237,7 @@ Melody ReadMelody(const MelodySource& source) {
     if (source.bpm > 0.0 && !melody.sung) {
         for (TempoChange& change : melody.tempo) change.bpm = source.bpm;
     }
-    if (melody.title.empty()) melody.title = std::filesystem::path(source.path).filename().string();
+    if (melody.title.empty()) melody.title = NameOf(PathOf(source.path).filename());
     return melody;
 }
 

@@ -5,12 +5,13 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <utility>
 
 #include "Errors.h"
+#include "Paths.h"
 
 namespace {
 
@@ -32,9 +33,25 @@ void Unregister(const char* path) {
     }
 }
 
+#ifdef _WIN32
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGBREAK};
+constexpr bool kOpenFilesStay = true;
+#else
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr bool kOpenFilesStay = false;
+#endif
+
+// Where open files cannot be removed, whoever writes them stops and closes them first.
+std::atomic<bool> interrupted{false};
+
 extern "C" void RemoveUnfinishedFiles(int signal) {
+    bool left = false;
     for (auto& slot : unfinished) {
-        if (const char* path = slot.load()) unlink(path);
+        if (const char* path = slot.load()) left |= unlink(path) != 0 && errno != ENOENT;
+    }
+    if (kOpenFilesStay && left) {
+        interrupted = true;
+        return;
     }
     std::signal(signal, SIG_DFL);
     std::raise(signal);
@@ -42,9 +59,9 @@ extern "C" void RemoveUnfinishedFiles(int signal) {
 
 // Keeps the suffix, by which writers choose their format.
 std::string TemporaryName(const std::string& path) {
-    const auto slash = path.find_last_of('/');
-    const auto name = slash == std::string::npos ? 0 : slash + 1;
-    return path.substr(0, name) + ".unfinished-" + std::to_string(getpid()) + "-" + path.substr(name);
+    const std::filesystem::path place = PathOf(path);
+    const std::string name = ".unfinished-" + std::to_string(getpid()) + "-" + NameOf(place.filename());
+    return NameOf(place.parent_path() / PathOf(name));
 }
 
 }  // namespace
@@ -59,9 +76,9 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::Commit() {
-    if (std::rename(temporaryPath_.c_str(), path_.c_str()) != 0) {
-        throw Failure("cannot write " + path_ + ": " + std::strerror(errno));
-    }
+    std::error_code error;
+    std::filesystem::rename(PathOf(temporaryPath_), PathOf(path_), error);
+    if (error) throw Failure("cannot write " + path_ + ": " + error.message());
     committed_ = true;
 }
 
@@ -75,5 +92,9 @@ void WriteTextFile(const std::string& path, const std::string& text) {
 }
 
 void RemoveUnfinishedFilesOnSignals() {
-    for (int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, RemoveUnfinishedFiles);
+    for (const int signal : kSignals) std::signal(signal, RemoveUnfinishedFiles);
+}
+
+void ThrowIfInterrupted() {
+    if (interrupted) throw Failure("interrupted");
 }

@@ -28,3 +28,6 @@ void WriteTextFile(const std::string& path, const std::string& text);
 
 // Removes what is unfinished when the process is interrupted or terminated; call once, early.
 void RemoveUnfinishedFilesOnSignals();
+
+// To be called now and then while an output file is open for long. Throws Failure.
+void ThrowIfInterrupted();

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <numbers>
 #include <utility>
 
 #include "Errors.h"
@@ -19,6 +20,8 @@ namespace {
 struct Colour {
     double red, green, blue;
 };
+
+constexpr double kPi = std::numbers::pi;
 
 constexpr Colour kPaper = {1.0, 1.0, 1.0};
 constexpr Colour kBlackKeyLane = {0.955, 0.96, 0.97};
@@ -164,10 +167,10 @@ class Painter {
     void RoundedBar(double x, double y, double width, double height) {
         const double radius = std::min(3.0, 0.5 * std::min(width, height));
         cairo_new_sub_path(cairo_);
-        cairo_arc(cairo_, x + width - radius, y + radius, radius, -M_PI_2, 0.0);
-        cairo_arc(cairo_, x + width - radius, y + height - radius, radius, 0.0, M_PI_2);
-        cairo_arc(cairo_, x + radius, y + height - radius, radius, M_PI_2, M_PI);
-        cairo_arc(cairo_, x + radius, y + radius, radius, M_PI, 1.5 * M_PI);
+        cairo_arc(cairo_, x + width - radius, y + radius, radius, -kPi / 2, 0.0);
+        cairo_arc(cairo_, x + width - radius, y + height - radius, radius, 0.0, kPi / 2);
+        cairo_arc(cairo_, x + radius, y + height - radius, radius, kPi / 2, kPi);
+        cairo_arc(cairo_, x + radius, y + radius, radius, kPi, 1.5 * kPi);
         cairo_close_path(cairo_);
     }
 

@@ -7,15 +7,16 @@
 
 namespace {
 
-constexpr int kWidth = 40;  // [characters]
+constexpr int kWidth = 40;          // [characters] of the bar
+constexpr int kLine = kWidth + 19;  // [characters] of the line
 
 }  // namespace
 
 Progress::Progress(std::string label, bool quiet)
-    : label_(std::move(label)), enabled_(!quiet && isatty(STDERR_FILENO) == 1) {}
+    : label_(std::move(label)), enabled_(!quiet && isatty(fileno(stderr)) != 0) {}
 
 Progress::~Progress() {
-    if (drawn_) std::fprintf(stderr, "\r\033[K");
+    if (drawn_) std::fprintf(stderr, "\r%*s\r", kLine, "");
 }
 
 void Progress::Update(double share) {

@@ -11,6 +11,10 @@
 #include "mlh/analysis.h"
 #include "mlh/mlh.h"
 
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
 namespace {
 
 constexpr int kFailed = 1;
@@ -44,6 +48,13 @@ void RefuseUnknownCommand(const CLI::App& app, int argc, char** argv) {
                      "'; the commands are harmonize, analyze and arrange");
 }
 
+// Names of files and songs are UTF-8.
+void PrepareConsole() {
+#ifdef _WIN32
+    SetConsoleOutputCP(CP_UTF8);
+#endif
+}
+
 int Complain(const char* message, int status) {
     std::fprintf(stderr, "mlh: %s\n", message);
     return status;
@@ -52,6 +63,7 @@ int Complain(const char* message, int status) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    PrepareConsole();
     RemoveUnfinishedFilesOnSignals();
     CLI::App app("Vocal harmony: one sung line becomes a choir of the same singer.", "mlh");
     app.fallthrough();  // options of the program may also stand behind the command

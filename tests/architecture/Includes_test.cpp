@@ -45,7 +45,7 @@ TEST(Includes, FollowTheArrowsBetweenTheRooms) {
     int files = 0;
     for (const auto& entry : fs::recursive_directory_iterator(src)) {
         if (!entry.is_regular_file()) continue;
-        const std::string path = fs::relative(entry.path(), src).string();
+        const std::string path = fs::relative(entry.path(), src).generic_string();
         const std::string room = RoomOf(path);
         const auto allowed = kMayInclude.find(room);
         if (allowed == kMayInclude.end()) continue;
