@@ -111,8 +111,8 @@ TEST(Instructions, EveryObjectKeepsToItsLevel) {
     EXPECT_GT(ofLevel["3"][kBaseline], 1000);
     EXPECT_GT(ofLevel["4"][kBaseline], 1000);
     EXPECT_GT(ofLevel["5"][kSSE42], 0);
-    EXPECT_GT(ofLevel["6"][kAVX], 1000);
-    EXPECT_GT(ofLevel["6fma"][kFMA], 100);
+    EXPECT_GT(ofLevel["6"][kAVX], 0);
+    EXPECT_GT(ofLevel["6fma"][kFMA], 0);
 
     // The library holds the wide instructions of these objects and no others.
     std::map<Extension, int> library = Count(MLH_LIBRARY);
