@@ -1,8 +1,10 @@
 // The same input gives the same bits, however many instances ran before or run beside it. Builds are compared
 // by scripts/compare-builds.
 #include <gtest/gtest.h>
+#ifndef _WIN32
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 
 #include <cstdio>
 #include <memory>
@@ -43,6 +45,7 @@ TEST(Reproducibility, HoldsAfterManyOtherInstances) {
     EXPECT_EQ(RenderChoir(lead), first);
 }
 
+#ifndef _WIN32
 // The choir of a process of its own, since within one process the level only goes down.
 Rows RenderInFreshProcess(const SungRecording& lead, const std::vector<int32_t>& levels) {
     int ends[2];
@@ -73,6 +76,7 @@ TEST(Reproducibility, HoldsAtALevelThatTheProcessWentDownTo) {
         EXPECT_EQ(RenderInFreshProcess(lead, {6, level}), RenderInFreshProcess(lead, {level})) << level;
     }
 }
+#endif
 
 TEST(Reproducibility, HoldsForInstancesThatRenderInTurn) {
     const SungRecording low = SingLead(48, 44100);
