@@ -23,7 +23,7 @@ endif()
 
 # Programs that run once per processor level, each level a process of its own (see tests/dsp/LevelMain.h).
 set(MLH_LEVEL_TESTS dsp_OperationTable_test dsp_Fft_test dsp_CrossCorrelation_test dsp_Autocorrelation_test
-    dsp_HarmonicOperations_test api_Threads_test)
+    dsp_HarmonicOperations_test dsp_VoiceOperations_test api_Threads_test)
 
 file(GLOB MLH_TEST_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/*/*_test.cpp)
 if(NOT MLH_KERNEL_OBJECTS OR NOT CMAKE_OBJDUMP)
@@ -75,6 +75,10 @@ foreach(source ${MLH_TOOL_SOURCES})
   target_include_directories(tool_${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
   target_compile_options(tool_${name} PRIVATE -Wall -Wextra -ffp-contract=off)
   target_link_libraries(tool_${name} PRIVATE mlh_test_support mlh_static)
+  if(MLH_SNDFILE_FOUND)
+    target_link_libraries(tool_${name} PRIVATE PkgConfig::MLH_SNDFILE)
+    target_compile_definitions(tool_${name} PRIVATE MLH_HAVE_SNDFILE)
+  endif()
 endforeach()
 
 # Instructions are counted in the build that the bounds were made with.
