@@ -2,9 +2,17 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <new>
 
 #include "dsp/Dispatch.h"
+
+namespace {
+
+// The transforms of a correlation cost about as much as this many products for each of its points.
+constexpr int64_t kProductsPerPoint = 128;
+
+}  // namespace
 
 namespace qrtSPAdapter {
 
@@ -45,27 +53,48 @@ int32_t CKKF::Correlate(const float* a, int32_t lenA, const float* b, int32_t le
     return 0;
 }
 
+CKKF::LagRange CKKF::SearchedLags(int32_t maxLag, int32_t centre, int32_t radius) {
+    if (centre - radius < -maxLag) return {-maxLag - 1, -maxLag - 1 + 2 * radius};
+    if (centre + radius > maxLag) return {maxLag - 1 - 2 * radius, maxLag - 1};
+    return {centre - radius, centre + radius};
+}
+
 int32_t CKKF::FindPeak(int32_t maxLag, int32_t centre, int32_t radius) const {
-    const int32_t middle = size / 2;
-    int32_t low = middle + centre - radius;
-    int32_t high = middle + centre + radius;
-    if (low < middle - maxLag) {
-        low = middle - maxLag - 1;
-        high = low + 2 * radius;
-    } else if (high > middle + maxLag) {
-        high = middle + maxLag - 1;
-        low = high - 2 * radius;
-    }
+    const LagRange lags = SearchedLags(maxLag, centre, radius);
+    const float* const correlation = output.get() + size / 2;
     float best = 0.0f;
-    int32_t bestIndex = middle + centre;
-    for (int32_t i = low; i <= high; ++i) {
-        const float value = std::floor(output[i] * 10000.0f);
+    int32_t bestLag = centre;
+    for (int32_t lag = lags.first; lag <= lags.last; ++lag) {
+        const float value = std::floor(correlation[lag] * 10000.0f);
         if (value > best) {
             best = value;
-            bestIndex = i;
+            bestLag = lag;
         }
     }
-    return bestIndex - middle;
+    return bestLag;
+}
+
+int32_t CKKF::FindLag(const float* a, const float* b, int32_t length, int32_t maxLag, int32_t centre,
+                      int32_t radius) {
+    const LagRange lags = SearchedLags(maxLag, centre, radius);
+    const int64_t products = static_cast<int64_t>(lags.last - lags.first + 1) * length;
+    if (products <= kProductsPerPoint * size) {
+        CorrelateLags(a, b, length, lags);
+    } else {
+        Correlate(a, length, b, length);
+    }
+    return FindPeak(maxLag, centre, radius);
+}
+
+void CKKF::CorrelateLags(const float* a, const float* b, int32_t length, LagRange lags) {
+    float* const correlation = output.get() + size / 2;
+    for (int32_t lag = lags.first; lag <= lags.last; ++lag) {
+        // The samples that face each other: a[n + lag] and b[n].
+        const float* const first = a + std::max(lag, 0);
+        const float* const second = b - std::min(lag, 0);
+        Ops().VecDot(first, second, &correlation[lag], length - std::abs(lag));
+        correlation[lag] *= static_cast<float>(size);
+    }
 }
 
 }  // namespace qrtSPAdapter

@@ -125,11 +125,15 @@ float CPitchMarks::GetPeakWidth(int32_t i) const { return Has(i) ? records[i].pe
 int32_t CPitchMarks::FindNearest(int32_t from, int32_t position) const {
     if (from < 0 || from >= count - 1) return -1;
     // Where positions rise strictly, the distance falls up to the last mark before `position`, so the walk
-    // can start there and ends after at most two steps: a search by halves with the walk's own answer.
+    // can start there and ends after at most two steps, with the walk's own answer. Found in steps that
+    // double, then by halves: callers know a mark nearby, and far ones cost no more than by halves alone.
     int32_t start = from;
     if (risesStrictly) {
-        const auto first = records.begin() + from;
-        const auto behind = std::lower_bound(first, records.begin() + count, position, Precedes);
+        int32_t step = 1;
+        while (step < count - from && records[from + step].position < position) step *= 2;
+        const auto first = records.begin() + (from + step / 2);
+        const auto last = records.begin() + std::min(count, from + step);
+        const auto behind = std::lower_bound(first, last, position, Precedes);
         start = std::max(from, static_cast<int32_t>(behind - records.begin()) - 1);
     }
     int64_t best = Distance(records[start], position);

@@ -19,8 +19,8 @@
 // where the tracker's choice decides which one is followed, and anything quieter than the grid of the
 // correlation, where the expectation is taken as it is.
 //
-// Cost: per mark one correlation of two to eight times the window, so linear in the length of the recording;
-// the tracker, at one long spectrum per 11.6 ms, costs more than all marks of a usual voice.
+// Cost: per mark one sum of products over the window for each lag in reach, so linear in the length of the
+// recording; the tracker, at one long spectrum per 11.6 ms, costs far more than all marks.
 #include "analysis/PsolaAnalysis.h"
 
 #include <algorithm>
@@ -78,14 +78,9 @@ const RateSettings& SettingsFor(float sampleRate) {
 
 bool IsPowerOfTwo(int32_t n) { return n > 0 && (n & (n - 1)) == 0; }
 
-// Written as a comparison, so that a sample which is not a number is never the largest.
-float LargestAbsolute(const float* samples, int32_t n) {
-    float largest = 0.0f;
-    for (int32_t i = 0; i < n; ++i) {
-        const float value = std::fabs(samples[i]);
-        if (value > largest) largest = value;
-    }
-    return largest;
+// Mostly known from the first sample.
+bool IsSilent(const float* samples, int32_t n) {
+    return std::none_of(samples, samples + n, [](float value) { return std::fabs(value) >= kSilence; });
 }
 
 // 0 where the peak does not rise, towards 1 the more it does, both relative to the peak before and
@@ -141,7 +136,6 @@ int32_t CPSOLAAnalysis::Initialize() {
             trackerInput.Allocate(bufferSize, 0);
         }
         samples.Allocate(bufferSize, blockSize);  // 1.5 windows are looked at where 1 is there for sure
-        filtered.assign(4 * blockSize, 0.0f);
         correlators.clear();
         const int32_t smallest = enhanced ? blockSize / 4 : 2 * blockSize;
         const int32_t largest = enhanced ? 4 * blockSize : 2 * blockSize;
@@ -313,8 +307,7 @@ CPSOLAAnalysis::Step CPSOLAAnalysis::AdvanceToNextMark(int64_t lastStored, bool 
     if (samples.Size() < distance) return Step::starved;
 
     mark.position = nextMark;
-    mark.transient = MeasureTransient();
-    mark.energy = MeasureEnergy();
+    MeasurePeriod(mark);
     mark.period = static_cast<float>(windows.halfWindow - predictedLag);
     MoveToNextMark();
     transientBefore = transientNow;
@@ -330,12 +323,13 @@ void CPSOLAAnalysis::SelectCorrelator() {
 }
 
 void CPSOLAAnalysis::FindLag() {
-    if (LargestAbsolute(samples.Data(), windows.window) < kSilence) {
+    const float* waveform = samples.Data();
+    if (IsSilent(waveform, windows.window)) {
         lag = 0;
     } else {
         const int32_t length = std::min(windows.window, currentCorrelator->GetSize() / 2);
-        currentCorrelator->Correlate(samples.Data(), length, samples.Data() + windows.halfWindow, length);
-        lag = currentCorrelator->FindPeak(windows.halfWindow - 1, predictedLag, windows.searchRadius);
+        lag = currentCorrelator->FindLag(waveform, waveform + windows.halfWindow, length,
+                                         windows.halfWindow - 1, predictedLag, windows.searchRadius);
         // Where nothing was found, the expectation comes back, and may still be that of a wider window.
         if (std::abs(lag) >= windows.halfWindow) lag = 0;
     }
@@ -376,27 +370,37 @@ void CPSOLAAnalysis::RepeatPreviousDistance() {
     predictedLag = windows.halfWindow - distance;
 }
 
-float CPSOLAAnalysis::MeasureTransient() {
-    const bool resting = transientNow || transientBefore;
+// Transient and energy of the samples up to the next mark, in one loop: the low-pass waits for its last value
+// long enough for all the rest to be done beside it.
+void CPSOLAAnalysis::MeasurePeriod(Measured& mark) {
+    const float* waveform = samples.Data();
+    CSimpleFIRFilter highPass = highPassFilter;
+    CSimpleIIRFilter lowPass = lowPassFilter;
+    // Peaks by comparison, so that what is not a number is never the largest.
+    float highPeak = 0.0f;
+    float lowPeak = 0.0f;
+    double squares = 0.0;
+    for (int32_t i = 0; i < distance; ++i) {
+        const float high = std::fabs(highPass.Next(waveform[i]));
+        const float low = std::fabs(lowPass.Next(waveform[i]));
+        if (high > highPeak) highPeak = high;
+        if (low > lowPeak) lowPeak = low;
+        squares += static_cast<double>(waveform[i] * waveform[i]);
+    }
+    highPassFilter = highPass;
+    lowPassFilter = lowPass;
 
-    highPassFilter.Process(samples.Data(), filtered.data(), distance);
-    const float highPeak = LargestAbsolute(filtered.data(), distance);
-    const float high = resting ? 0.0f : AttackStrength(highPeak, previousHighPeak, kHighThreshold);
+    mark.energy = static_cast<float>(squares / distance);
+    mark.transient = Transient(highPeak, lowPeak);
     previousHighPeak = highPeak;
-
-    lowPassFilter.Process(samples.Data(), filtered.data(), distance);
-    const float lowPeak = LargestAbsolute(filtered.data(), distance);
-    const float low = resting ? 0.0f : AttackStrength(lowPeak, previousLowPeak, kLowThreshold);
     previousLowPeak = lowPeak;
-
-    return high > low ? high : low;
 }
 
-float CPSOLAAnalysis::MeasureEnergy() const {
-    const float* waveform = samples.Data();
-    double sum = 0.0;
-    for (int32_t i = 0; i < distance; ++i) sum += static_cast<double>(waveform[i] * waveform[i]);
-    return static_cast<float>(sum / distance);
+float CPSOLAAnalysis::Transient(float highPeak, float lowPeak) const {
+    if (transientNow || transientBefore) return 0.0f;
+    const float high = AttackStrength(highPeak, previousHighPeak, kHighThreshold);
+    const float low = AttackStrength(lowPeak, previousLowPeak, kLowThreshold);
+    return high > low ? high : low;
 }
 
 void CPSOLAAnalysis::MoveToNextMark() {

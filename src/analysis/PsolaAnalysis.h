@@ -134,8 +134,8 @@ class CPSOLAAnalysis : public CPSOLAAnalysisEnhIf {
     void FindLag();
     void AlignToPeak();
     void RepeatPreviousDistance();
-    float MeasureTransient();
-    float MeasureEnergy() const;
+    void MeasurePeriod(Measured& mark);
+    float Transient(float highPeak, float lowPeak) const;
     void MoveToNextMark();
 
     void PlaceSegmentMarks(const float* const* source, int32_t length, int32_t start, CPitchMarks& placed);
@@ -174,7 +174,6 @@ class CPSOLAAnalysis : public CPSOLAAnalysisEnhIf {
     SampleQueue trackerInput;  // mono, from trackerPosition on
     int64_t trackerPosition = 0;
 
-    std::vector<float> filtered;
     float previousHighPeak = 0.0f;
     float previousLowPeak = 0.0f;
     bool transientNow = false;     // the last mark was a strong transient

@@ -1,6 +1,6 @@
 // The two first-order filters that split an attack into its high and its low part.
 //
-// Both keep their state from call to call; source and destination may be the same.
+// Both keep their state from sample to sample.
 #pragma once
 
 #include <cstdint>
@@ -11,6 +11,12 @@ class CSimpleFIRFilter {
     explicit CSimpleFIRFilter(float c);
     virtual ~CSimpleFIRFilter() = default;
 
+    float Next(float input) {
+        const float output = gain * input + c * previousInput;
+        previousInput = input;
+        return output;
+    }
+    // Source and destination may be the same.
     void Process(const float* source, float* destination, int32_t n);
 
   private:
@@ -25,6 +31,13 @@ class CSimpleIIRFilter {
     explicit CSimpleIIRFilter(float c);
     virtual ~CSimpleIIRFilter() = default;
 
+    float Next(float input) {
+        constexpr float kAboveDenormals =
+            1e-24f;  // in silence the state fades to this, not to denormal numbers
+        previousOutput = b * input + a * previousOutput + kAboveDenormals;
+        return previousOutput;
+    }
+    // Source and destination may be the same.
     void Process(const float* source, float* destination, int32_t n);
 
   private:

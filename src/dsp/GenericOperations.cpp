@@ -10,6 +10,26 @@ namespace {
 constexpr float kPi = 3.14159265358979f;
 constexpr float kTwoPi = 6.28318530717959f;
 constexpr float kHalfPi = 1.57079632679490f;
+
+// term(0) + ... + term(n - 1), in the order of the operation table: the same bits at all levels.
+template <class Term>
+float Sum(int32_t n, Term term) {
+    constexpr int32_t kRow = 8, kBlock = 4 * kRow;
+    float sums[kBlock] = {};
+    int32_t i = 0;
+    for (; i <= n - kBlock; i += kBlock) {
+        for (int32_t k = 0; k < kBlock; ++k) sums[k] += term(i + k);
+    }
+    for (; i <= n - kRow; i += kRow) {
+        for (int32_t k = 0; k < kRow; ++k) sums[k] += term(i + k);
+    }
+    float sum = 0.0f;
+    for (int32_t k = 0; k < kRow; ++k) {
+        sum += (sums[k] + sums[kRow + k]) + (sums[2 * kRow + k] + sums[3 * kRow + k]);
+    }
+    for (; i < n; ++i) sum += term(i);
+    return sum;
+}
 }  // namespace
 
 int32_t VecZero(float* dst, int32_t n) {
@@ -46,20 +66,17 @@ int32_t VecMinIndex(const float* src, float* min, int32_t* index, int32_t n) {
 }
 
 int32_t VecMean(const float* src, float* mean, int32_t n) {
-    float sum = 0.0f;
-    for (int32_t i = 0; i < n; ++i) sum += src[i];
-    *mean = sum / static_cast<float>(n);
+    *mean = Sum(n, [=](int32_t i) { return src[i]; }) / static_cast<float>(n);
     return 0;
 }
 
 int32_t VecStdDev(const float* src, float* dev, int32_t n) {
     float mean = 0.0f;
     VecMean(src, &mean, n);
-    float sum = 0.0f;
-    for (int32_t i = 0; i < n; ++i) {
+    const float sum = Sum(n, [=](int32_t i) {
         const float distance = src[i] - mean;
-        sum += distance * distance;
-    }
+        return distance * distance;
+    });
     *dev = std::sqrt(sum / static_cast<float>(n - 1));
     return 0;
 }
@@ -127,9 +144,7 @@ int32_t VecThresholdLog(float* dst, float level, float value, int32_t n) {
 }
 
 int32_t VecDot(const float* a, const float* b, float* out, int32_t n) {
-    float sum = 0.0f;
-    for (int32_t i = 0; i < n; ++i) sum += a[i] * b[i];
-    *out = sum;
+    *out = Sum(n, [=](int32_t i) { return a[i] * b[i]; });
     return 0;
 }
 

@@ -121,6 +121,62 @@ TEST(Kkf, APeriodicSignalPeaksAtTheDistanceLessItsPeriod) {
     }
 }
 
+// A tone of this period with some noise, long enough for two stretches half a window apart.
+std::vector<float> NoisyTone(int32_t period, int32_t length, uint64_t seed) {
+    std::vector<float> signal = Noise(length, seed);
+    for (size_t i = 0; i < signal.size(); ++i) {
+        const double phase = 2.0 * std::numbers::pi * static_cast<double>(i) / period;
+        signal[i] = static_cast<float>(std::sin(phase) + 0.5 * std::sin(3.0 * phase)) + 0.1f * signal[i];
+    }
+    return signal;
+}
+
+TEST(Kkf, TheLagOfAFewLagsIsThatOfTheWholeCorrelation) {
+    for (const int32_t period : {40, 117, 256, 430}) {
+        const int32_t window = 2 * period, half = period;
+        const std::vector<float> signal = NoisyTone(period + 3, 3 * period, static_cast<uint64_t>(period));
+        CKKF whole, few;
+        const int32_t size = window <= 512 ? 1024 : 2048;
+        ASSERT_EQ(whole.Configure(size), 0);
+        ASSERT_EQ(few.Configure(size), 0);
+        whole.Correlate(signal.data(), window, signal.data() + half, window);
+        for (const int32_t radius : {1, 8, period / 16, period / 8}) {
+            // Centres in the middle and so far out that the search is moved inside.
+            for (const int32_t centre : {0, -3, 5, half - 2, -half + 1}) {
+                const int32_t expected = whole.FindPeak(half - 1, centre, radius);
+                const int32_t found =
+                    few.FindLag(signal.data(), signal.data() + half, window, half - 1, centre, radius);
+                EXPECT_EQ(found, expected) << period << " " << radius << " " << centre;
+                const float highest = whole.GetOutput()[size / 2 + expected];
+                EXPECT_NEAR(few.GetOutput()[size / 2 + found], highest, 1e-5f * size * window);
+            }
+        }
+    }
+}
+
+TEST(Kkf, OnlyTheLagsThatAreSearchedAreCorrelatedWhereTheyAreFew) {
+    const std::vector<float> signal = NoisyTone(100, 300, 1);
+    CKKF correlator;
+    ASSERT_EQ(correlator.Configure(512), 0);
+    const std::vector<float> nothing(200, 0.0f);
+    correlator.Correlate(nothing.data(), 200, nothing.data(), 200);
+    correlator.FindLag(signal.data(), signal.data() + 100, 200, 99, 2, 6);
+    for (int32_t lag = -199; lag < 200; ++lag) {
+        EXPECT_EQ(correlator.GetOutput()[256 + lag] != 0.0f, std::abs(lag - 2) <= 6) << lag;
+    }
+}
+
+TEST(Kkf, AWideSearchCorrelatesTheWhole) {
+    const std::vector<float> signal = NoisyTone(500, 1500, 1);
+    CKKF whole, wide;
+    ASSERT_EQ(whole.Configure(2048), 0);
+    ASSERT_EQ(wide.Configure(2048), 0);
+    whole.Correlate(signal.data(), 1000, signal.data() + 500, 1000);
+    const int32_t lag = wide.FindLag(signal.data(), signal.data() + 500, 1000, 499, 0, 250);
+    EXPECT_EQ(lag, whole.FindPeak(499, 0, 250));
+    for (int32_t i = 0; i < 2048; ++i) EXPECT_EQ(wide.GetOutput()[i], whole.GetOutput()[i]) << i;
+}
+
 TEST(Kkf, OfEqualPeaksTheLowestLagWins) {
     CKKF correlator;
     ASSERT_EQ(correlator.Configure(64), 0);

@@ -313,6 +313,40 @@ TEST(OperationTableTest, Dot) {
     }
 }
 
+// The order that all levels share, told once more: element i of a whole block of 32 goes into lane i % 8 of
+// row i / 8 % 4, the whole rows behind the blocks into row 0; then the rows, the lanes and the rest.
+float SumInOrder(const std::vector<float>& terms) {
+    const size_t n = terms.size(), blocks = n / 32 * 32, rows = n / 8 * 8;
+    float lanes[4][8] = {};
+    for (size_t i = 0; i < blocks; ++i) lanes[i / 8 % 4][i % 8] += terms[i];
+    for (size_t i = blocks; i < rows; ++i) lanes[0][i % 8] += terms[i];
+    float sum = 0.0f;
+    for (size_t l = 0; l < 8; ++l) sum += (lanes[0][l] + lanes[1][l]) + (lanes[2][l] + lanes[3][l]);
+    for (size_t i = rows; i < n; ++i) sum += terms[i];
+    return sum;
+}
+
+TEST(OperationTableTest, SumsHaveTheSameBitsAtAllLevels) {
+    for (int32_t n : Counts()) {
+        const std::vector<float> x = Noise(n, static_cast<unsigned>(n)), y = Noise(n, 3);
+        Guarded a(x, static_cast<size_t>(n % 4)), b(y, static_cast<size_t>(n / 4 % 4));
+        std::vector<float> products(x.size()), squares(x.size());
+        float dot = 0.0f, mean = 0.0f, deviation = 0.0f;
+        Ops().VecDot(a.Data(), b.Data(), &dot, n);
+        for (size_t i = 0; i < x.size(); ++i) products[i] = x[i] * y[i];
+        EXPECT_EQ(dot, SumInOrder(products)) << n;
+
+        Ops().VecMean(a.Data(), &mean, n);
+        const float plainMean = SumInOrder(x) / static_cast<float>(n);
+        EXPECT_EQ(mean, plainMean) << n;
+
+        if (n == 1) continue;
+        Ops().VecStdDev(a.Data(), &deviation, n);
+        for (size_t i = 0; i < x.size(); ++i) squares[i] = (x[i] - plainMean) * (x[i] - plainMean);
+        EXPECT_EQ(deviation, std::sqrt(SumInOrder(squares) / static_cast<float>(n - 1))) << n;
+    }
+}
+
 // --- Arithmetic
 
 TEST(OperationTableTest, MaxInPlace) {

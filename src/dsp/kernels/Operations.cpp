@@ -1,5 +1,4 @@
-// The vector operations of the level MLH_LEVEL. Element by element they give the bits of the plain loops;
-// only sums differ, in their order.
+// The vector operations of the level MLH_LEVEL. They give the bits of the plain loops.
 
 #include "dsp/GenericOperations.h"
 #include "dsp/kernels/Kernels.h"
@@ -32,25 +31,41 @@ void Apply(float* dst, const float* src, int32_t n, Operation operation) {
     for (; i < n; ++i) operation(F1::Load(dst + i), F1::Load(src + i)).Store(dst + i);
 }
 
-float LaneSum(V a) {
-    float lanes[V::lanes];
-    a.Store(lanes);
-    float sum = 0.0f;
-    for (float lane : lanes) sum += lane;
-    return sum;
-}
+// Eight lanes at every level, since they give a sum its order.
+#ifdef __AVX__
+using Eight = F8;
+#else
+struct Eight {
+    static constexpr int32_t lanes = 8;
+    F4 low, high;
+
+    static Eight Load(const float* p) { return {F4::Load(p), F4::Load(p + 4)}; }
+    static Eight Broadcast(float x) { return {F4::Broadcast(x), F4::Broadcast(x)}; }
+    void Store(float* p) const {
+        low.Store(p);
+        high.Store(p + 4);
+    }
+    friend Eight operator+(Eight a, Eight b) { return {a.low + b.low, a.high + b.high}; }
+    friend Eight operator-(Eight a, Eight b) { return {a.low - b.low, a.high - b.high}; }
+    friend Eight operator*(Eight a, Eight b) { return {a.low * b.low, a.high * b.high}; }
+};
+#endif
 
 // The sum of term(i), where the callable loads its own elements. Four sums run side by side, since an
-// addition takes longer than the next load.
+// addition takes longer than the next load. Generic::Sum says the same in plain loops.
 template <class Term>
 float Sum(int32_t n, Term term) {
-    V sums[4] = {V::Broadcast(0.0f), V::Broadcast(0.0f), V::Broadcast(0.0f), V::Broadcast(0.0f)};
+    const Eight zero = Eight::Broadcast(0.0f);
+    Eight sums[4] = {zero, zero, zero, zero};
     int32_t i = 0;
-    for (; i <= n - 4 * V::lanes; i += 4 * V::lanes) {
-        for (int32_t k = 0; k < 4; ++k) sums[k] = sums[k] + term(V{}, i + k * V::lanes);
+    for (; i <= n - 4 * Eight::lanes; i += 4 * Eight::lanes) {
+        for (int32_t k = 0; k < 4; ++k) sums[k] = sums[k] + term(Eight{}, i + k * Eight::lanes);
     }
-    for (; i <= n - V::lanes; i += V::lanes) sums[0] = sums[0] + term(V{}, i);
-    float sum = LaneSum((sums[0] + sums[1]) + (sums[2] + sums[3]));
+    for (; i <= n - Eight::lanes; i += Eight::lanes) sums[0] = sums[0] + term(Eight{}, i);
+    float lanes[Eight::lanes];
+    ((sums[0] + sums[1]) + (sums[2] + sums[3])).Store(lanes);
+    float sum = 0.0f;
+    for (float lane : lanes) sum += lane;
     for (; i < n; ++i) sum += term(F1{}, i).v;
     return sum;
 }
