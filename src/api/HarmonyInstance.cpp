@@ -1,11 +1,12 @@
 #include "api/HarmonyInstance.h"
 
 #include <algorithm>
-#include <cmath>
+#include <cstddef>
 #include <new>
 #include <utility>
 
 #include "api/BlockLoop.h"
+#include "dsp/VoiceOperations.h"
 #include "mlh/mlh.h"
 
 HarmonyInstance::HarmonyInstance() : reader(new (std::nothrow) BBAudioReader) {
@@ -39,25 +40,6 @@ int32_t HarmonyInstance::SetParams(bool autoHarmony, int32_t voices, int32_t voi
 
 namespace {
 
-void MixBlock(float** rows, int32_t channels, int32_t voices, int32_t frames, const double* gains) {
-    for (int32_t c = 0; c < channels; ++c) {
-        float* mix = rows[c];
-        for (int32_t i = 0; i < frames; ++i) mix[i] = static_cast<float>(mix[i] * gains[c]);
-        for (int32_t v = 1; v <= voices; ++v) {
-            const float* voice = rows[v * channels + c];
-            const double gain = gains[2 * v + c];
-            for (int32_t i = 0; i < frames; ++i) mix[i] = static_cast<float>(mix[i] + voice[i] * gain);
-        }
-    }
-}
-
-int16_t ToInt16(float sample) {
-    if (sample >= 1.0f) return 32767;
-    if (sample <= -1.0f) return -32767;
-    if (std::isnan(sample)) return 0;
-    return static_cast<int16_t>(sample * 32767.0);
-}
-
 // Only mono and stereo can be rendered, whatever could be analysed.
 bool CanRender(BBAudioReader& reader, int32_t channels) {
     const int32_t readerChannels = reader.GetNumChannels();
@@ -70,11 +52,18 @@ int32_t HarmonyInstance::Process16(int16_t* out, int32_t frames, int32_t channel
     if (!addOn) return MLH_NOT_READY;
     if (!CanRender(*reader, channels) || (frames > 0 && out == nullptr)) return MLH_BAD_ARGUMENT;
     if (gains == nullptr) gains = mixGains;
+    const int32_t mixed = 1 + outputVoiceCount;  // the dry lead and the voices
     RunBlocks(*this, frames, channels, [&](float** rows, int32_t, int32_t count) {
-        MixBlock(rows, channels, outputVoiceCount, count, gains);
-        for (int32_t i = 0; i < count; ++i) {
-            for (int32_t c = 0; c < channels; ++c) *out++ = ToInt16(rows[c][i]);
+        for (int32_t c = 0; c < channels; ++c) {
+            const float* mixedRows[kMixRows];
+            double mixedGains[kMixRows];
+            for (int32_t v = 0; v < mixed; ++v) {
+                mixedRows[v] = rows[v * channels + c];
+                mixedGains[v] = gains[2 * v + c];
+            }
+            VoiceOps().MixTo16(out + c, channels, mixedRows, mixedGains, mixed, count);
         }
+        out += static_cast<std::ptrdiff_t>(count) * channels;
     });
     return MLH_OK;
 }

@@ -28,6 +28,7 @@
 #include "addon/AudioReader.h"
 #include "analysis/PitchMarks.h"
 #include "dsp/Truncate.h"
+#include "dsp/VoiceOperations.h"
 #include "synthesis/PitchSynthesizerImpl.h"
 
 namespace {
@@ -60,6 +61,30 @@ const std::array<float, kWindowSize>& WindowTable() {
 // Index into the window table from one sample of a half to the next; the half's ends meet the table's ends.
 float WindowStep(int32_t halfLength) {
     return halfLength > 1 ? 32767.0f / static_cast<float>(halfLength - 1) : 32768.0f;
+}
+
+// The window of a half of this length, 0 to 1.
+void FillWindowRow(float* row, int32_t halfLength) {
+    const auto& table = WindowTable();
+    const float step = WindowStep(halfLength);
+    for (int32_t i = 0; i < halfLength; ++i) {
+        row[i] = table[static_cast<int32_t>(static_cast<float>(i) * step + 0.5f)];
+    }
+}
+
+constexpr int32_t kLongestKeptRow = 512;  // a period of 86 Hz at 44.1 kHz
+
+// The rows of lengths 1 to kLongestKeptRow, one behind the other: half a megabyte for all voices.
+const std::vector<float>& KeptWindowRows() {
+    static const std::vector<float> rows = [] {
+        std::vector<float> made;
+        for (int32_t length = 1; length <= kLongestKeptRow; ++length) {
+            made.resize(made.size() + static_cast<size_t>(length));
+            FillWindowRow(made.data() + made.size() - length, length);
+        }
+        return made;
+    }();
+    return rows;
 }
 
 // `last` keeps the read inside where rounding makes the position drift through a grain of absurd length.
@@ -111,10 +136,11 @@ void CMELODORPitchSynthesizer::GrowBuffersForGrain() {
     const int64_t width = static_cast<int64_t>(previousPeriod) + currentPeriod;
     GrowInSteps(grainSource, width + 2);  // interpolation looks one sample ahead
     GrowInSteps(accumulator, accumulated + width);
-    const size_t longest = static_cast<size_t>(grainSource.GetSize());
+    // A half is at most a period long.
+    const size_t longest = static_cast<size_t>(std::max(previousPeriod, currentPeriod)) + 1;
     if (windowRow.size() < longest) {
-        windowRow.resize(longest);
-        resampledGrain.resize(longest);
+        windowRow.resize(std::max(longest, 2 * windowRow.size()));
+        resampledGrain.resize(windowRow.size());
     }
 }
 
@@ -224,15 +250,12 @@ int32_t CMELODORPitchSynthesizer::HalfLength(int32_t period, float total) const 
     return std::max(TruncateToInt32(std::min(grainWidth * width, width / total + 0.5f)), 0);
 }
 
-// The window of a half of this length, 0 to 1. The left half of a grain mostly has the length of the right
-// half before, so the last row is kept.
+// The window of a half of this length. Of the long ones the last is kept: the left half of a grain mostly has
+// the length of the right half before.
 const float* CMELODORPitchSynthesizer::WindowRow(int32_t halfLength) {
+    if (halfLength <= kLongestKeptRow) return KeptWindowRows().data() + halfLength * (halfLength - 1) / 2;
     if (halfLength != windowRowLength) {
-        const auto& table = WindowTable();
-        const float step = WindowStep(halfLength);
-        for (int32_t i = 0; i < halfLength; ++i) {
-            windowRow[i] = table[static_cast<int32_t>(static_cast<float>(i) * step + 0.5f)];
-        }
+        FillWindowRow(windowRow.data(), halfLength);
         windowRowLength = halfLength;
     }
     return windowRow.data();
@@ -268,7 +291,7 @@ void CMELODORPitchSynthesizer::OverlapAddGrain() {
         position = leftStart;
         const float* x = ReadGrain(grainSource.GetChannel(c), position, step, leftLength);
         float* left = accumulator.GetChannel(c) + centre - leftLength;
-        for (int32_t i = 0; i < leftLength; ++i) left[i] += x[i] * (rising[i] * grainGain);
+        VoiceOps().AddGrain(left, x, rising, grainGain, leftLength);
     }
 
     const int32_t rightLength = HalfLength(currentPeriod, total);
@@ -278,7 +301,7 @@ void CMELODORPitchSynthesizer::OverlapAddGrain() {
         position = rightStart;
         const float* x = ReadGrain(grainSource.GetChannel(c), position, step, rightLength);
         float* right = accumulator.GetChannel(c) + centre;
-        for (int32_t i = 0; i < rightLength; ++i) right[i] = (1.0f - falling[i]) * grainGain * x[i];
+        VoiceOps().WriteGrain(right, x, falling, grainGain, rightLength);
     }
 }
 

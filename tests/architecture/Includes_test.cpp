@@ -20,7 +20,7 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"classic", {"classic"}},
     {"harmony", {"harmony", "classic"}},
     {"addon", {"addon", "harmony", "classic", "synthesis", "analysis", "dsp", "mlh"}},
-    {"api", {"api", "addon", "mlh", "Version.h"}},
+    {"api", {"api", "addon", "dsp", "mlh", "Version.h"}},
 };
 
 // Leaves of the add-on's room that the audio rooms may use.

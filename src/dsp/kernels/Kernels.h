@@ -66,3 +66,12 @@ struct AutocorrelationKernels {
     /// lanes.
     static void Lags(float* lags, const float* spectrum, const float* turns, float removed, int32_t n);
 };
+
+/// The loops of a voice (see VoiceOperations.h).
+template <int32_t level>
+struct VoiceKernels {
+    static void AddGrain(float* dst, const float* x, const float* window, float gain, int32_t n);
+    static void WriteGrain(float* dst, const float* x, const float* window, float gain, int32_t n);
+    static void MixTo16(int16_t* out, int32_t stride, const float* const* rows, const double* gains,
+                        int32_t rowCount, int32_t frames);
+};
