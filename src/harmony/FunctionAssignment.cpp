@@ -123,13 +123,13 @@ class FunctionSearch {
         return best;
     }
 
-    // Writes the functions from the end back to the note behind the first; a state that nothing leads to ends
-    // it.
+    // Writes the functions between the first note and the end, backwards; the end keeps what it has. A state
+    // that nothing leads to ends it.
     void Trace(size_t first, size_t end) {
         int32_t state = FinalState(function[kept[end]]);
-        for (size_t t = end - first; t >= 1 && back[t][state] >= 0; --t) {
-            function[kept[first + t]] = state % kFunctionCount;
+        for (size_t t = end - first; t >= 2 && back[t][state] >= 0; --t) {
             state = back[t][state];
+            function[kept[first + t - 1]] = state % kFunctionCount;
         }
     }
 
