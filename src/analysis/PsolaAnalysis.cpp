@@ -443,7 +443,7 @@ void CPSOLAAnalysis::PlaceSegmentMarks(const float* const* source, int32_t lengt
             const Step step = AdvanceToNextMark(lastPlaced, true, mark);
             if (step == Step::starved) return;
             if (step == Step::skipped || mark.position >= end) continue;
-            const auto position = static_cast<int32_t>(mark.position);
+            const int32_t position = ToMarkPosition(mark.position);
             const int32_t old = std::max(marks->FindNearest(0, position), 0);
             placed.AppendMark(position, kReanalysisHarmonicity, marks->GetEnergy(old), mark.transient,
                               marks->GetPeakWidth(old), mark.period);

@@ -609,6 +609,21 @@ TEST(Deserialize, RecordsOfAnyContentHarmNothing) {
     }
 }
 
+TEST(ReanalyzeSegment, AtTheEndOfWhatPositionsCanSayNoneWrapsAround) {
+    Analysed analysed;
+    constexpr int32_t kLast = std::numeric_limits<int32_t>::max();
+    const std::vector<PitchMark> records = {{0, 0.5f, 0.0f, 9.0f, 0.0f, 100.0f},
+                                            {kLast - 150, 0.5f, 0.0f, 9.0f, 0.0f, 100.0f}};
+    ASSERT_EQ(analysed.marks->SetRecords(records.data(), 2), 0);
+    const std::vector<float> source = HarmonicTone(441.0, 44100.0, 0.1);
+    const float* row = source.data();
+    EXPECT_EQ(analysed->ReanalyzeSegment(&row, static_cast<int32_t>(source.size()), 1, 69.0f), 0);
+    const PitchMark* marks = nullptr;
+    const int32_t count = analysed.marks->GetRecords(&marks);
+    EXPECT_GT(count, 10);
+    for (int32_t i = 1; i < count; ++i) EXPECT_GE(marks[i].position, marks[i - 1].position) << i;
+}
+
 struct AnnotatedNote {
     double onset;     // seconds
     double pitch;     // MIDI
