@@ -194,7 +194,7 @@ CMELODORPitchSynthesizer::PlaceResult CMELODORPitchSynthesizer::PlaceGrains(int3
 
         GrowBuffersForGrain();
         grainSource.ReadFromAudioReader(reader, 0, previousPeriod + currentPeriod,
-                                        marks.GetPosition(mark) - previousPeriod, true, true);
+                                        std::max(marks.GetPosition(mark), 0) - previousPeriod, true, true);
         OverlapAddGrain();
         accumulated += previousPeriod;
         previousPeriod = currentPeriod;

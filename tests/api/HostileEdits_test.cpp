@@ -244,6 +244,37 @@ TEST(HostileEdits, SegmentsOfAbsurdInfoAreRendered) {
     }
 }
 
+// As a stored analysis of a stranger may have them: positions that fall, and that a difference does not fit.
+TEST(HostileEdits, VoicesOverMarksAtAnyPositionsAreFinite) {
+    constexpr int32_t kLowest = std::numeric_limits<int32_t>::min();
+    constexpr int32_t kHighest = std::numeric_limits<int32_t>::max();
+    NoiseSource random(17);
+    for (int round = 0; round < 60; ++round) {
+        std::vector<ScriptedMark> marks;
+        for (int32_t i = 0; i < 40; ++i) {
+            const int32_t kind = random.Next(0, 9);
+            marks.push_back({kind == 0   ? kLowest + random.Next(0, 300)
+                             : kind == 1 ? kHighest - random.Next(0, 300)
+                             : kind == 2 ? random.Next(-20000, 20000)
+                                         : 100 * i});
+        }
+        const int32_t first = random.Next(0, 20);
+        ScriptedRecording recording({std::vector<float>(4000, 0.5f)}, kScriptedRate, {{0}, {100}}, {});
+        for (const ScriptedMark& mark : marks) {
+            recording.marks.AppendMark(mark.position, 10.0f, 0.1f, 0.0f, 0.0f, 0.0f);
+            recording.analysis.frames.push_back({60.0f, 0.1f, 1, mark.position});
+        }
+        recording.analysis.notes.push_back(
+            {60.0f, 0.25f, 1000, marks[first].position, 2000, first, first + 15});
+        const VoiceOwner voice = recording.MakeVoice();
+        voice->SetSegmentParameter(random.Next(0, 1), SegmentTargetPitch, 50.0f);
+        for (int32_t block = 0; block < 4; ++block) {
+            ASSERT_TRUE(IsFinite(Render(*voice, 1, 2000, 700))) << round;
+            voice->SetPosition(0.1 * block);
+        }
+    }
+}
+
 TEST(HostileEdits, SegmentsInRandomOrderOfEditsStayInOrder) {
     NoiseSource random(11);
     for (int round = 0; round < 40; ++round) {
