@@ -21,6 +21,12 @@ if(PkgConfig_FOUND)
   pkg_check_modules(MLH_AUBIO IMPORTED_TARGET aubio)
 endif()
 
+# Where the programs of the build are, as they would call each other: Wine shows this machine's files as drive Z.
+set(MLH_PROGRAMS_DIR ${PROJECT_BINARY_DIR})
+if(WIN32 AND CMAKE_CROSSCOMPILING)
+  set(MLH_PROGRAMS_DIR "Z:${PROJECT_BINARY_DIR}")
+endif()
+
 # Programs that run once per processor level, each level a process of its own (see tests/dsp/LevelMain.h).
 set(MLH_LEVEL_TESTS dsp_OperationTable_test dsp_Fft_test dsp_CrossCorrelation_test dsp_Autocorrelation_test
     dsp_HarmonicOperations_test dsp_VoiceOperations_test api_Threads_test)
@@ -39,7 +45,7 @@ foreach(source ${MLH_TEST_SOURCES})
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
   target_compile_options(${target} PRIVATE -Wall -Wextra -ffp-contract=off)
   target_compile_definitions(${target} PRIVATE
-    MLH_VOICES_DIR="${MLH_VOICES_DIR}" MLH_MELODIES_DIR="${MLH_MELODIES_DIR}" MLH_SOURCE_DIR="${PROJECT_SOURCE_DIR}" MLH_BINARY_DIR="${PROJECT_BINARY_DIR}")
+    MLH_VOICES_DIR="${MLH_VOICES_DIR}" MLH_MELODIES_DIR="${MLH_MELODIES_DIR}" MLH_SOURCE_DIR="${PROJECT_SOURCE_DIR}" MLH_BINARY_DIR="${MLH_PROGRAMS_DIR}")
   target_link_libraries(${target} PRIVATE mlh_test_support mlh_static GTest::gmock GTest::gtest_main)
   if(room STREQUAL "cli" AND TARGET mlh_command)
     target_link_libraries(${target} PRIVATE mlh_command)
@@ -108,8 +114,13 @@ if(MLH_KERNEL_OBJECTS AND CMAKE_NM AND NOT MLH_SANITIZE)
             -P ${PROJECT_SOURCE_DIR}/cmake/CheckKernelSymbols.cmake)
 endif()
 
+if(WIN32)
+  add_test(NAME api/Dll COMMAND ${CMAKE_COMMAND} -DOBJDUMP=${CMAKE_OBJDUMP} -DDLL=$<TARGET_FILE:mlh_shared>
+    -DLIST=${PROJECT_SOURCE_DIR}/cmake/exports.txt -P ${PROJECT_SOURCE_DIR}/cmake/windows/CheckDll.cmake)
+endif()
+
 # An outside project finds, links and runs what was installed.
-if(NOT MLH_SANITIZE)
+if(NOT MLH_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
   add_test(NAME install/OutsideProject
     COMMAND ${CMAKE_COMMAND} -DBINARIES=${PROJECT_BINARY_DIR} -DSOURCE=${PROJECT_SOURCE_DIR}/tests/install/outside
             -DWORK=${PROJECT_BINARY_DIR}/install-test -P ${PROJECT_SOURCE_DIR}/tests/install/check.cmake)

@@ -35,13 +35,10 @@
 #include <stdbool.h>
 #include <stdint.h>
 
+/* A host of mlh.dll may define MLH_SHARED: calls then take no detour through the import library. */
 #if defined(_WIN32) && defined(MLH_SHARED)
-#if defined(MLH_BUILDING)
-#define MLH_EXPORT __declspec(dllexport)
-#else
 #define MLH_EXPORT __declspec(dllimport)
-#endif
-#elif defined(__GNUC__)
+#elif defined(__GNUC__) && !defined(_WIN32)
 #define MLH_EXPORT __attribute__((visibility("default")))
 #else
 #define MLH_EXPORT
