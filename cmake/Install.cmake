@@ -5,6 +5,7 @@ include(CMakePackageConfigHelpers)
 set_target_properties(mlh_shared PROPERTIES EXPORT_NAME shared)
 set_target_properties(mlh_static PROPERTIES EXPORT_NAME static)
 install(TARGETS mlh_shared mlh_static EXPORT mlhTargets
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
@@ -19,5 +20,22 @@ file(WRITE ${PROJECT_BINARY_DIR}/mlhConfig.cmake "include(\${CMAKE_CURRENT_LIST_
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/mlhConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/mlhConfig.cmake ${PROJECT_BINARY_DIR}/mlhConfigVersion.cmake DESTINATION ${config_dir})
 
+# The file finds its prefix from where it lies: packages are made for another one than the build was.
+file(RELATIVE_PATH MLH_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/mlh.pc.in ${PROJECT_BINARY_DIR}/mlh.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/mlh.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+if(WIN32)
+  install(FILES ${PROJECT_BINARY_DIR}/mlh.def ${PROJECT_BINARY_DIR}/mlh.lib DESTINATION ${CMAKE_INSTALL_LIBDIR})
+endif()
+
+# Documents; the licences of the libraries are there where they are parts of the command.
+if(WIN32)
+  set(doc_dir .)
+else()
+  set(doc_dir ${CMAKE_INSTALL_DOCDIR})
+endif()
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${doc_dir})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples DESTINATION ${doc_dir} PATTERN "lead" EXCLUDE)
+if(WIN32 AND TARGET mlh)
+  install(DIRECTORY ${MLH_WINDOWS_LIBRARIES}/licences DESTINATION ${doc_dir} PATTERN "*.new" EXCLUDE)
+endif()

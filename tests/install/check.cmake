@@ -1,5 +1,7 @@
-# Installs the build into an empty folder, and builds and runs an outside project against it.
+# Installs the build, or unpacks a Debian package of it, into an empty folder, and builds and runs an outside project
+# against it.
 #   cmake -DBINARIES=... -DSOURCE=... -DWORK=... -P check.cmake
+#   cmake -DPACKAGE=mlh.deb -DSOURCE=... -DWORK=... -P check.cmake
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE output ERROR_VARIABLE output)
   if(NOT status EQUAL 0)
@@ -8,7 +10,13 @@ function(run)
 endfunction()
 
 file(REMOVE_RECURSE ${WORK})
-run(${CMAKE_COMMAND} --install ${BINARIES} --prefix ${WORK}/prefix)
+if(PACKAGE)
+  file(MAKE_DIRECTORY ${WORK})
+  run(dpkg-deb --extract ${PACKAGE} ${WORK}/root)
+  file(RENAME ${WORK}/root/usr ${WORK}/prefix)
+else()
+  run(${CMAKE_COMMAND} --install ${BINARIES} --prefix ${WORK}/prefix)
+endif()
 run(${CMAKE_COMMAND} -S ${SOURCE} -B ${WORK}/build -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH=${WORK}/prefix)
 run(${CMAKE_COMMAND} --build ${WORK}/build)
 run(${WORK}/build/with_shared)
@@ -17,7 +25,7 @@ run(${WORK}/build/with_static)
 # The same through pkg-config.
 file(GLOB_RECURSE pc ${WORK}/prefix/*/mlh.pc)
 get_filename_component(pc_dir ${pc} DIRECTORY)
-execute_process(COMMAND ${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pc_dir} pkg-config --define-variable=prefix=${WORK}/prefix --cflags --libs mlh
+execute_process(COMMAND ${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pc_dir} pkg-config --cflags --libs mlh
   OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 separate_arguments(flags)
 get_filename_component(lib_dir ${pc_dir} DIRECTORY)
