@@ -32,7 +32,7 @@ set(MLH_LEVEL_TESTS dsp_OperationTable_test dsp_Fft_test dsp_CrossCorrelation_te
     dsp_HarmonicOperations_test dsp_VoiceOperations_test api_Threads_test)
 
 file(GLOB MLH_TEST_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/*/*_test.cpp)
-if(NOT MLH_KERNEL_OBJECTS OR NOT CMAKE_OBJDUMP)
+if(NOT MLH_KERNEL_OBJECTS OR NOT CMAKE_OBJDUMP OR CMAKE_CROSSCOMPILING)
   list(FILTER MLH_TEST_SOURCES EXCLUDE REGEX "/Instructions_test\\.cpp$")
 endif()
 foreach(source ${MLH_TEST_SOURCES})
@@ -88,7 +88,8 @@ foreach(source ${MLH_TOOL_SOURCES})
 endforeach()
 
 # Instructions are counted in the build that the bounds were made with.
-if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND MLH_KERNEL_OBJECTS AND NOT MLH_SANITIZE)
+if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND MLH_KERNEL_OBJECTS AND NOT MLH_SANITIZE
+   AND NOT CMAKE_CROSSCOMPILING)
   set_target_properties(tool_CountedJob PROPERTIES EXCLUDE_FROM_ALL FALSE)
   add_test(NAME bench/InstructionCounts COMMAND ${PROJECT_SOURCE_DIR}/scripts/count-instructions --built ${PROJECT_BINARY_DIR})
   set_tests_properties(bench/InstructionCounts PROPERTIES TIMEOUT 600 SKIP_RETURN_CODE 77)
