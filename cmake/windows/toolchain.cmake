@@ -13,7 +13,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-set(ENV{PKG_CONFIG_LIBDIR} ${MLH_WINDOWS_LIBRARIES}/lib/pkgconfig:/usr/x86_64-w64-mingw32/lib/pkgconfig)
+set(ENV{PKG_CONFIG_LIBDIR} ${MLH_WINDOWS_LIBRARIES}/lib/pkgconfig)
 set(PKG_CONFIG_ARGN --static)
 
 # The compiler's own libraries become part of each program: Windows has none of them.
