@@ -69,7 +69,7 @@ std::string OpenFailure() {
     const std::string reason = sf_strerror(nullptr);
     const std::string system = "System error : ";
     std::string text = reason.rfind(system, 0) == 0 ? reason.substr(system.size()) : reason;
-    while (!text.empty() && (text.back() == '.' || text.back() == ' ')) text.pop_back();
+    text.erase(text.find_last_not_of(". \r\n") + 1);
     return text;
 }
 
