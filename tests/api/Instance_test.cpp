@@ -6,6 +6,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "api/HarmonyInstance.h"
@@ -24,7 +25,8 @@ using Chords = std::unique_ptr<ChordVector, Dispose>;
 class Host {
   public:
     Host() { mlhCreateInstance(&handle); }
-    explicit Host(const std::vector<float>& samples, int32_t channels = 1, int32_t rate = 44100) : Host() {
+    explicit Host(std::vector<float> recording, int32_t channels = 1, int32_t rate = 44100) : Host() {
+        samples = std::move(recording);  // the library reads it where it stands
         mlhAssignInputData32(handle, samples.data(), static_cast<int32_t>(samples.size()) / channels,
                              channels, rate);
     }
@@ -33,6 +35,9 @@ class Host {
     Pitches Voice(uint32_t voice) { return Pitches(mlhGetPitchVector(handle, voice, 0, 0)); }
 
     void* handle = nullptr;
+
+  private:
+    std::vector<float> samples;
 };
 
 const std::vector<float>& Phrase() {
