@@ -275,6 +275,19 @@ TEST(HostileEdits, VoicesOverMarksAtAnyPositionsAreFinite) {
     }
 }
 
+// A grain in front of such marks would start before what a position can say.
+TEST(HostileEdits, GrainsAtTheLowestPositionAreReadFromTheStart) {
+    ScriptedRecording recording({std::vector<float>(4000, 0.5f)}, kScriptedRate, {}, {});
+    for (int32_t i = 0; i < 40; ++i) {
+        const int32_t position = i < 3 ? std::numeric_limits<int32_t>::min() : 100 * i;
+        recording.marks.AppendMark(position, 10.0f, 0.1f, 0.0f, 0.0f, 100.0f);
+        recording.analysis.frames.push_back({60.0f, 0.1f, 1, position});
+    }
+    const VoiceOwner voice = recording.MakeVoice();
+    const auto rendered = Render(*voice, 1, 600, 600)[0];
+    for (const float sample : rendered) ASSERT_GT(sample, 0.1f);
+}
+
 TEST(HostileEdits, SegmentsInRandomOrderOfEditsStayInOrder) {
     NoiseSource random(11);
     for (int round = 0; round < 40; ++round) {
