@@ -173,7 +173,8 @@ TEST_F(Arrange, FourPartsKeepTheMelodyInTheVoiceAskedFor) {
     const char* const leads[] = {"soprano", "alto", "tenor", "bass"};
     for (int v = 0; v < 4; ++v) {
         ASSERT_EQ(Run(std::string("arrange tune.tsv -q --json a.json --lead ") + leads[v]).status, 0);
-        for (const Json& note : Json::parse(Text("a.json"))["notes"]) {
+        const Json json = Json::parse(Text("a.json"));
+        for (const Json& note : json["notes"]) {
             EXPECT_EQ(note["voices_midi"][voices[v]], note["melody_midi"]);
             for (const char* voice : voices) EXPECT_FALSE(note["voices_midi"][voice].is_null());
         }
