@@ -1,6 +1,6 @@
-// Reading of Standard MIDI files (MIDI 1.0 specification, 1996). The library that writes them ends the
-// process over damaged files and loses its way in texts of more than 127 bytes, so files from outside are
-// read here.
+// Reading of Standard MIDI files (MIDI Manufacturers Association, 1996). The library that writes them ends
+// the process over damaged files and loses its way in texts of more than 127 bytes, so files from outside
+// are read here.
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>

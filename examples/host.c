@@ -25,7 +25,8 @@ static int read_wav(const char* path, Sound* sound) {
             uint32_t size = chunk[4] | chunk[5] << 8 | chunk[6] << 16 | (uint32_t)chunk[7] << 24;
             if (memcmp(chunk, "fmt ", 4) == 0 && size >= 16 && fread(format, 1, 16, file) == 16) {
                 fseek(file, (long)(size - 16 + (size & 1)), SEEK_CUR);
-            } else if (memcmp(chunk, "data", 4) == 0 && format[14] == 16 && format[2] >= 1 && format[2] <= 2) {
+            } else if (memcmp(chunk, "data", 4) == 0 && format[14] == 16 && format[2] >= 1 &&
+                       format[2] <= 2) {
                 sound->channels = format[2];
                 sound->rate = format[4] | format[5] << 8 | format[6] << 16;
                 sound->samples = malloc(size + 1);

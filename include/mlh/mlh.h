@@ -50,11 +50,11 @@ extern "C" {
 
 /* Status codes. */
 enum {
-    MLH_OK = 0,             /* success */
-    MLH_FAILED = 1,         /* something inside could not be built, or an edit does not fit */
-    MLH_BAD_ARGUMENT = 2,   /* value out of range, vector missing, vector of the wrong length */
-    MLH_NOT_READY = 3,      /* no instance, or no input assigned yet */
-    MLH_VOICE_REFUSED = 4   /* a voice refused a parameter */
+    MLH_OK = 0,           /* success */
+    MLH_FAILED = 1,       /* something inside could not be built, or an edit does not fit */
+    MLH_BAD_ARGUMENT = 2, /* value out of range, vector missing, vector of the wrong length */
+    MLH_NOT_READY = 3,    /* no instance, or no input assigned yet */
+    MLH_VOICE_REFUSED = 4 /* a voice refused a parameter */
 };
 
 /* One note of a pitch vector. */
@@ -127,11 +127,11 @@ MLH_EXPORT int32_t mlhSetParams(void* handle, bool autoHarmony, int32_t voices, 
                                                                                         [created] */
 MLH_EXPORT int32_t mlhAssignInputData16(void* handle, const int16_t* samples, int32_t frames,
                                         int32_t channels, int32_t sampleRate);
-MLH_EXPORT int32_t mlhAssignInputData32(void* handle, const float* samples, int32_t frames,
-                                        int32_t channels, int32_t sampleRate);
+MLH_EXPORT int32_t mlhAssignInputData32(void* handle, const float* samples, int32_t frames, int32_t channels,
+                                        int32_t sampleRate);
 /* Another name of mlhAssignInputData16. */
-MLH_EXPORT int32_t mlhAssignInputData(void* handle, const int16_t* samples, int32_t frames,
-                                      int32_t channels, int32_t sampleRate);
+MLH_EXPORT int32_t mlhAssignInputData(void* handle, const int16_t* samples, int32_t frames, int32_t channels,
+                                      int32_t sampleRate);
 
 /* Renders the lead and all voices into one interleaved 16-bit stream. Each call starts at frame 0 of
    the recording, but the voices go on where the last call stopped: ask for everything in one call.

@@ -380,7 +380,8 @@ TEST_F(Command, FailuresAreStatusOneWithOneLine) {
         EXPECT_EQ(result.status, 1) << arguments << "\n" << result.output;
         EXPECT_THAT(result.output, HasSubstr("mlh: ")) << arguments;
     }
-    EXPECT_EQ(Run("harmonize missing.wav").output, "mlh: cannot read missing.wav: No such file or directory\n");
+    EXPECT_EQ(Run("harmonize missing.wav").output,
+              "mlh: cannot read missing.wav: No such file or directory\n");
 }
 
 TEST_F(Command, FailuresLeaveNoHalfWrittenFile) {

@@ -18,7 +18,7 @@ inline ShellResult RunShell(std::string command) {
     ShellResult result{-1, ""};
 #ifdef _WIN32
     if (command.rfind("cd ", 0) == 0) command.replace(0, 3, "cd /d ");  // to another drive, too
-    std::replace(command.begin(), command.end(), '\'', '"');  // the quotes that its shell knows
+    std::replace(command.begin(), command.end(), '\'', '"');            // the quotes that its shell knows
 #endif
     FILE* pipe = popen((command + " 2>&1").c_str(), "r");
     if (pipe == nullptr) return result;

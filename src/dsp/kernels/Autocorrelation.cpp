@@ -101,12 +101,6 @@ inline void LagPairs(float* lags, const float* spectrum, const float* turns, V r
     Reverse(MulSub(sine, re, cosine * im) - removed).Store(lags + n - l - (V::lanes - 1));
 }
 
-#ifdef __FMA__
-constexpr bool fma = true;
-#else
-constexpr bool fma = false;
-#endif
-
 }  // namespace
 
 template <>

@@ -248,12 +248,6 @@ void Inverse(const FftPlan& plan, const float* in, float* out, float* work) {
     InverseColumns<V>(plan, work, out);
 }
 
-#ifdef __FMA__
-constexpr bool fma = true;
-#else
-constexpr bool fma = false;
-#endif
-
 }  // namespace
 
 template <>

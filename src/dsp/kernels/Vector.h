@@ -12,6 +12,12 @@
 
 namespace {
 
+#ifdef __FMA__
+constexpr bool fma = true;
+#else
+constexpr bool fma = false;
+#endif
+
 struct F1 {
     static constexpr int32_t lanes = 1;
     float v;
