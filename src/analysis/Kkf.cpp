@@ -12,6 +12,12 @@ namespace {
 // The transforms of a correlation cost about as much as this many products for each of its points.
 constexpr int64_t kProductsPerPoint = 128;
 
+bool HasFiniteEnergy(const float* signal, int32_t length) {
+    float energy;
+    Ops().VecDot(signal, signal, &energy, length);
+    return std::isfinite(energy);
+}
+
 }  // namespace
 
 namespace qrtSPAdapter {
@@ -78,7 +84,8 @@ int32_t CKKF::FindLag(const float* a, const float* b, int32_t length, int32_t ma
                       int32_t radius) {
     const LagRange lags = SearchedLags(maxLag, centre, radius);
     const int64_t products = static_cast<int64_t>(lags.last - lags.first + 1) * length;
-    if (products <= kProductsPerPoint * size) {
+    const bool areFew = products <= kProductsPerPoint * size;
+    if (areFew && HasFiniteEnergy(a, length) && HasFiniteEnergy(b, length)) {
         CorrelateLags(a, b, length, lags);
     } else {
         Correlate(a, length, b, length);

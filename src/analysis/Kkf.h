@@ -33,11 +33,11 @@ class CKKF {
     // the last bits does not pull the result to and fro on a flat top.
     int32_t FindPeak(int32_t maxLag, int32_t centre, int32_t radius) const;
 
-    // What Correlate and FindPeak find for two signals of this length, which is above maxLag + 1 and
-    // at most size / 2. Where
-    // the lags to be searched are few against the size, they alone are correlated, each as a sum in the time
-    // domain: that is cheaper, and has the same bits at all processor levels, so that the same lag wins. The
-    // other lags of the output are then left as they were.
+    // What Correlate and FindPeak find for two signals of this length, which is above maxLag + 1 and at most
+    // size / 2. Where the lags to be searched are few against the size, they alone are correlated, each as a
+    // sum in the time domain: that is cheaper, and has the same bits at all processor levels, so that the
+    // same lag wins. The other lags of the output are then left as they were. Signals that hold what is not a
+    // finite number go through the transforms, which leave no lag a number: the centre is the answer.
     int32_t FindLag(const float* a, const float* b, int32_t length, int32_t maxLag, int32_t centre,
                     int32_t radius);
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <numbers>
 #include <vector>
 
@@ -163,6 +164,23 @@ TEST(Kkf, OnlyTheLagsThatAreSearchedAreCorrelatedWhereTheyAreFew) {
     correlator.FindLag(signal.data(), signal.data() + 100, 200, 99, 2, 6);
     for (int32_t lag = -199; lag < 200; ++lag) {
         EXPECT_EQ(correlator.GetOutput()[256 + lag] != 0.0f, std::abs(lag - 2) <= 6) << lag;
+    }
+}
+
+// A sum meets a sample at either end at some lags only; a transform spreads it over all of them.
+TEST(Kkf, AmongWhatIsNotFiniteTheCentreIsTheAnswerOfFewLagsToo) {
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    CKKF correlator;
+    ASSERT_EQ(correlator.Configure(512), 0);
+    const std::vector<float> clean = NoisyTone(103, 300, 1);
+    ASSERT_NE(correlator.FindLag(clean.data(), clean.data() + 100, 200, 99, 2, 6), 2);
+    for (const float bad : {std::numeric_limits<float>::quiet_NaN(), kInfinity, -kInfinity, 3e38f}) {
+        for (const size_t place : {size_t{0}, size_t{1}, size_t{5}, size_t{150}, size_t{298}, size_t{299}}) {
+            std::vector<float> signal = clean;
+            signal[place] = bad;
+            EXPECT_EQ(correlator.FindLag(signal.data(), signal.data() + 100, 200, 99, 2, 6), 2)
+                << bad << " at " << place;
+        }
     }
 }
 
