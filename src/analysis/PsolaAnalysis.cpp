@@ -315,7 +315,8 @@ CPSOLAAnalysis::Step CPSOLAAnalysis::AdvanceToNextMark(int64_t lastStored, bool 
     return Step::marked;
 }
 
-// The smallest that holds the window twice, so that a short period does not pay for a long transform.
+// The smallest that holds the window twice, so that a short period does not pay for a long transform. Its
+// size is also the factor of the correlation, so where the grid of the search lies.
 void CPSOLAAnalysis::SelectCorrelator() {
     const auto fits = [this](const auto& correlator) { return correlator->GetSize() >= 2 * windows.window; };
     const auto found = std::find_if(correlators.begin(), correlators.end(), fits);

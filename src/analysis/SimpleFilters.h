@@ -32,8 +32,8 @@ class CSimpleIIRFilter {
     virtual ~CSimpleIIRFilter() = default;
 
     float Next(float input) {
-        constexpr float kAboveDenormals =
-            1e-24f;  // in silence the state fades to this, not to denormal numbers
+        // In silence the state stays about as large as this, far above the denormal numbers.
+        constexpr float kAboveDenormals = 1e-24f;
         previousOutput = b * input + a * previousOutput + kAboveDenormals;
         return previousOutput;
     }

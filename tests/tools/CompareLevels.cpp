@@ -7,8 +7,7 @@
 //   marks    share of the marks that stand at the same sample and are voiced alike
 //   notes    share of the notes that have one of the same frames, within 0.05 semitones
 //   grains   share of the output of three voices, a third up, a fourth down and an octave down, that is made
-//   of
-//            the same grains at the same places
+//            of the same grains at the same places
 //   dB       the largest difference of two samples there, below the loudest sample of the voice
 //   first    where the first mark differs [s]
 // Rounding differs between levels, so that two candidates that are all but equal can change places. Ends with

@@ -1,7 +1,7 @@
 // How the complex numbers of the FFT move between lanes: transposition of a square of vectors, and the way to
 // and from the interleaved spectrum.
 //
-// The lanes of a transposed vector are in no natural order but in that of kRowOfLane, which is chosen so that
+// The lanes of a transposed vector are in no natural order but in that of rowOfLane, which is chosen so that
 // interleaving needs no step across the halves of a vector.
 #pragma once
 

@@ -8,8 +8,8 @@
 
 namespace {
 
-// One pass joins `radix` columns that stand `stride` floats apart, for `count`
-// columns in a row.
+// One pass joins `radix` columns that stand `srcStride` floats apart, for `count` columns in a row; they come
+// to stand `dstStride` apart.
 
 template <int32_t radix, class V>
 inline void ForwardPass(const float* src, int32_t srcStride, float* dst, int32_t dstStride, int32_t count,

@@ -4,19 +4,15 @@
 // The n real points are read as columns of L complex numbers, L floats of real parts and L of imaginary ones
 // as they stand in memory: lane l of column m is x[2Lm + l] + i x[2Lm + L + l]. With M = n / 2L columns:
 //
-// 1. Passes: each lane takes its own complex transform over the M columns, in place, by decimation in
-// frequency
-//    with radices 8 and 4; all lanes share their twiddles. The result Z[k] stands in digit-reversed order, in
-//    which step 2 looks it up. Depth first, so that the inner passes stay in the cache.
+// 1. Passes (Passes.h): each lane takes its own complex transform over the M columns. The result Z[k] stands
+//    in digit-reversed order, in which step 2 looks it up.
 // 2. Split: a lane's points and those L further on went in as real and imaginary parts of one signal. As in
-// any
-//    real transform by way of a complex one of half the length,
+//    any real transform by way of a complex one of half the length,
 //        Y[k] = (Z[k] + conj Z[M-k]) / 2 - i w^k (Z[k] - conj Z[M-k]) / 2,  w the root of order 2M,
 //    is the transform of the lane's 2M real points x[l], x[l + L], x[l + 2L], ...; Y[M-k] comes with it.
 // 3. Lanes: X[k + 2Mq] = sum over l of u^lk v^lq Y_l[k], u the root of order n, v that of order L: a
-// transform
-//    across the lanes, taken for L values of k at once after a transposition. The first half of the q gives
-//    bins directly, the second half the conjugates of others.
+//    transform across the lanes, taken for L values of k at once after a transposition. The first half of the
+//    q gives bins directly, the second half the conjugates of others.
 //
 // Inverse walks back, with every step turned round.
 //
@@ -32,7 +28,7 @@
 
 namespace {
 
-// --- Step 1: the passes (Passes.h). The outermost pass moves the signal to or from the work buffer.
+// --- Step 1: the passes. The outermost pass moves the signal to or from the work buffer.
 
 // The outermost pass where all but the first block is zeros: the butterflies hand their one value on.
 template <int32_t radix, class V>
