@@ -12,6 +12,7 @@
 #include "analysis/PitchMarks.h"
 #include "analysis/PsolaAnalysis.h"
 #include "dsp/Dispatch.h"
+#include "dsp/NarrowedMath.h"
 
 namespace {
 
@@ -23,9 +24,6 @@ constexpr int32_t kBlockSize = 2048;
 constexpr uint32_t kMagic = 0x00747271;
 constexpr uint32_t kFormat = 20203;
 constexpr int32_t kHeaderSize = 16;
-
-// Computed in 64 bits and narrowed: the 32-bit functions differ between C libraries in the last bit.
-float Log(float x) { return static_cast<float>(std::log(static_cast<double>(x))); }
 
 int32_t SecondsToSamples(float seconds, float sampleRate) {
     const double samples = std::floor(seconds * sampleRate);
@@ -181,7 +179,7 @@ class CMELODORPitchAnalysis final : public CMELODORPitchAnalysisIf {
             AnalysisFrame& frame = frames[k];
             const int32_t period = marks_->GetPeriod(i);
             const float hertz = sampleRate_ / static_cast<float>(period);
-            frame.pitch = period < 1 ? 0.0f : Log(hertz / 440.0f) * 12.0f * 1.442695f + 69.0f;
+            frame.pitch = period < 1 ? 0.0f : Narrowed::Log(hertz / 440.0f) * 12.0f * 1.442695f + 69.0f;
             frame.position = marks_->GetPosition(i);
             frame.voiced = marks_->GetHarmonicity(i) != 0.0f;
             frame.energy = marks_->GetEnergy(i);

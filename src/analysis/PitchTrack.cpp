@@ -7,6 +7,7 @@
 
 #include "dsp/Dispatch.h"
 #include "dsp/HarmonicOperations.h"
+#include "dsp/NarrowedMath.h"
 
 // How a pitch is found.
 //
@@ -57,10 +58,6 @@ constexpr int32_t kCombHarmonics = 9;
 constexpr float kLowVoiceHz = 160.0f;
 constexpr float kLowVoiceThresholdDb = 3.5f;
 constexpr float kDbPerNeper = 4.3429446f;  // of a power ratio
-
-// Computed in 64 bits and narrowed: the 32-bit functions differ between C libraries in the last bit.
-float Cos(float x) { return static_cast<float>(std::cos(static_cast<double>(x))); }
-float Log(float x) { return static_cast<float>(std::log(static_cast<double>(x))); }
 
 // What makes the largest of the bins but bin 0 a 1.
 float Normalizer(const float* bins, int32_t count) {
@@ -170,7 +167,7 @@ CPTAnalysisNew::CPTAnalysisNew(int32_t sampleRate, int32_t fftSize, int32_t fram
     InitDispatch(-1);
     for (int32_t i = 0; i < frameSize; ++i) {
         const float angle = static_cast<float>(i) * 6.2831855f / static_cast<float>(frameSize - 1);
-        window[i] = (1.0f - Cos(angle)) * 0.5f;
+        window[i] = (1.0f - Narrowed::Cos(angle)) * 0.5f;
     }
     spectrumFft = MakeFft(frameSize, fftSize);
     combDivisor.resize(BinOf(kCombEndHz));
@@ -332,7 +329,7 @@ void CPTAnalysisNew::Decide(const PitchFrame& measured, PitchTrackResult* result
     int32_t candidate = CheckOctave(measured);
     peakWidth = PeakWidth(measured, candidate) + PeakFlatness(measured, candidate);
     harmonicRatio = HarmonicRatio(measured, candidate);
-    float harmonicityDb = Log(harmonicRatio) * kDbPerNeper;
+    float harmonicityDb = Narrowed::Log(harmonicRatio) * kDbPerNeper;
 
     const float previousHz = result->pitchHz;
     const float candidateHz = BinToHz(static_cast<float>(candidate));

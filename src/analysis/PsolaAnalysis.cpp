@@ -29,6 +29,7 @@
 #include <new>
 
 #include "dsp/Dispatch.h"
+#include "dsp/NarrowedMath.h"
 
 namespace {
 
@@ -51,9 +52,6 @@ constexpr float kRadiusVoiced = 0.0625f;
 constexpr float kRadiusUnvoiced = 0.125f;
 constexpr float kRadiusReanalysis = 0.5f;
 constexpr float kReanalysisHarmonicity = 12.0f;  // dB
-
-// Computed in 64 bits and narrowed: the 32-bit functions differ between C libraries in the last bit.
-float Exp(float x) { return static_cast<float>(std::exp(static_cast<double>(x))); }
 
 using RateSettings = CPSOLAAnalysis::RateSettings;
 
@@ -418,7 +416,7 @@ int32_t CPSOLAAnalysis::ReanalyzeSegment(const float* const* source, int32_t len
 
     CPitchMarks placed;
     placed.Reserve(blockSize);
-    SetPeriod(440.0f * Exp((midiPitch - 69.0f) / 17.31234f));
+    SetPeriod(440.0f * Narrowed::Exp((midiPitch - 69.0f) / 17.31234f));
     FollowPeriod(kRadiusReanalysis);
     PlaceSegmentMarks(source, length, start, placed);
     if (placed.GetCount() > 0) ReplaceMarks(markIndex, placed);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "dsp/Dispatch.h"
+#include "dsp/NarrowedMath.h"
 
 namespace qMELODOR {
 
@@ -21,11 +22,6 @@ constexpr float kRootOfTwo = 1.4142135f;
 // Beyond these a band edge has nothing left to do (and the bilinear transform gets ill-conditioned).
 constexpr float kLowPassLimit = 0.45f;
 constexpr float kHighPassLimit = 0.01f;
-
-// Computed in 64 bits and narrowed: the 32-bit functions differ between C libraries in the last bit.
-float Tan(float x) { return static_cast<float>(std::tan(static_cast<double>(x))); }
-float Cos(float x) { return static_cast<float>(std::cos(static_cast<double>(x))); }
-float Exp(float x) { return static_cast<float>(std::exp(static_cast<double>(x))); }
 
 EqCoefficients LowShelf(float K, float K2, float V, float gainDb) {
     const float r = kRootOfTwo;
@@ -80,7 +76,7 @@ EqCoefficients HighPass(float K, float K2) {
 }
 
 EqCoefficients OnePole(float frequency) {
-    const float c = Cos(2.0f * kPi * frequency);
+    const float c = Narrowed::Cos(2.0f * kPi * frequency);
     const float p = (2.0f - c) - std::sqrt((c - 2.0f) * (c - 2.0f) - 1.0f);
     const float b0 = 1.0f - p;
     return {b0, 0.0f, 0.0f, b0 - 1.0f, 0.0f};
@@ -88,9 +84,9 @@ EqCoefficients OnePole(float frequency) {
 
 // a1 and a2 in the usual sign of a denominator.
 EqCoefficients TransferFunction(int32_t type, float frequency, float gainDb, float q) {
-    const float K = Tan(kPi * frequency);
+    const float K = Narrowed::Tan(kPi * frequency);
     const float K2 = K * K;
-    const float V = Exp(gainDb * 0.05f * kLn10);
+    const float V = Narrowed::Exp(gainDb * 0.05f * kLn10);
     switch (type) {
         case kLowShelf:
             return LowShelf(K, K2, V, gainDb);

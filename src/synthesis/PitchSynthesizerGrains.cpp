@@ -27,6 +27,7 @@
 
 #include "addon/AudioReader.h"
 #include "analysis/PitchMarks.h"
+#include "dsp/NarrowedMath.h"
 #include "dsp/Truncate.h"
 #include "dsp/VoiceOperations.h"
 #include "synthesis/PitchSynthesizerImpl.h"
@@ -38,14 +39,11 @@ constexpr int32_t kMaxPeriod = 4194304;  // samples; no pitch that is meant come
 constexpr int32_t kWindowSize = 32768;
 constexpr int32_t kScrubBlocks = 3;  // a scrub ends when that many blocks came without a SetPosition
 
-// Computed in 64 bits and narrowed: the 32-bit functions differ between C libraries in the last bit.
-float Sin(float x) { return static_cast<float>(std::sin(static_cast<double>(x))); }
-
 // Rises from 0 to 1 like the cube of a sine.
 std::array<float, kWindowSize> MakeWindowTable() {
     std::array<float, kWindowSize> table;
     for (int32_t i = 0; i < kWindowSize; ++i) {
-        const float s = Sin(static_cast<float>(i) * 1.5707964f / 32767.0f);
+        const float s = Narrowed::Sin(static_cast<float>(i) * 1.5707964f / 32767.0f);
         table[i] = s * s * s;
     }
     return table;
