@@ -2,7 +2,7 @@
 
 #include "dsp/GenericOperations.h"
 #include "dsp/kernels/Kernels.h"
-#include "dsp/kernels/Vector.h"
+#include "dsp/kernels/Loops.h"
 
 namespace {
 
@@ -18,17 +18,16 @@ int32_t Check(int32_t n, Pointers... pointers) {
 // dst[i] = operation(dst[i])
 template <class Operation>
 void Apply(float* dst, int32_t n, Operation operation) {
-    int32_t i = 0;
-    for (; i <= n - V::lanes; i += V::lanes) operation(V::Load(dst + i)).Store(dst + i);
-    for (; i < n; ++i) operation(F1::Load(dst + i)).Store(dst + i);
+    ForEach(0, n, [=](auto type, int32_t i) { operation(decltype(type)::Load(dst + i)).Store(dst + i); });
 }
 
 // dst[i] = operation(dst[i], src[i])
 template <class Operation>
 void Apply(float* dst, const float* src, int32_t n, Operation operation) {
-    int32_t i = 0;
-    for (; i <= n - V::lanes; i += V::lanes) operation(V::Load(dst + i), V::Load(src + i)).Store(dst + i);
-    for (; i < n; ++i) operation(F1::Load(dst + i), F1::Load(src + i)).Store(dst + i);
+    ForEach(0, n, [=](auto type, int32_t i) {
+        using T = decltype(type);
+        operation(T::Load(dst + i), T::Load(src + i)).Store(dst + i);
+    });
 }
 
 // Eight lanes at every level, since they give a sum its order.
@@ -73,33 +72,6 @@ float Sum(int32_t n, Term term) {
 float Mean(const float* src, int32_t n) {
     return Sum(n, [=](auto type, int32_t i) { return decltype(type)::Load(src + i); }) /
            static_cast<float>(n);
-}
-
-// The extreme of all values and `start`; what is not a number loses.
-template <class Operation>
-float Extreme(const float* src, int32_t n, float start, Operation operation) {
-    V extremes = V::Broadcast(start);
-    int32_t i = 0;
-    for (; i <= n - V::lanes; i += V::lanes) extremes = operation(V::Load(src + i), extremes);
-    F1 extreme{start};
-    for (; i < n; ++i) extreme = operation(F1::Load(src + i), extreme);
-    float lanes[V::lanes];
-    extremes.Store(lanes);
-    for (float lane : lanes) extreme = operation(F1{lane}, extreme);
-    return extreme.v;
-}
-
-// The first index with this value, or 0.
-int32_t FirstIndexOf(const float* src, int32_t n, float value) {
-    int32_t i = 0;
-    for (; i <= n - V::lanes; i += V::lanes) {
-        const int32_t equal = EqualLanes(V::Load(src + i), V::Broadcast(value));
-        if (equal != 0) return i + __builtin_ctz(static_cast<uint32_t>(equal));
-    }
-    for (; i < n; ++i) {
-        if (src[i] == value) return i;
-    }
-    return 0;
 }
 
 // Products of complex numbers in pairs of lanes; the first pair, which is no complex number, comes out wrong.
@@ -206,10 +178,10 @@ int32_t Kernels<MLH_LEVEL>::VecDiv(float* dst, const float* src, int32_t n) {
 template <>
 int32_t Kernels<MLH_LEVEL>::VecMulAcc(float* dst, const float* a, const float* b, int32_t n) {
     if (const int32_t code = Check(n, dst, a, b)) return code;
-    int32_t i = 0;
-    for (; i <= n - V::lanes; i += V::lanes)
-        (V::Load(dst + i) + V::Load(a + i) * V::Load(b + i)).Store(dst + i);
-    for (; i < n; ++i) dst[i] += a[i] * b[i];
+    ForEach(0, n, [=](auto type, int32_t i) {
+        using T = decltype(type);
+        (T::Load(dst + i) + T::Load(a + i) * T::Load(b + i)).Store(dst + i);
+    });
     return 0;
 }
 

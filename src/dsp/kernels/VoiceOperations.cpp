@@ -1,7 +1,7 @@
 // The loops of a voice for the level MLH_LEVEL. They give the bits of the plain loops.
 
 #include "dsp/kernels/Kernels.h"
-#include "dsp/kernels/Vector.h"
+#include "dsp/kernels/Loops.h"
 
 namespace {
 
@@ -48,19 +48,12 @@ __m128i To16(F4 samples) {
     return _mm_packs_epi32(whole, whole);
 }
 
-template <class Element>
-void Elements(int32_t n, Element element) {
-    int32_t i = 0;
-    for (; i <= n - V::lanes; i += V::lanes) element(V{}, i);
-    for (; i < n; ++i) element(F1{}, i);
-}
-
 }  // namespace
 
 template <>
 void VoiceKernels<MLH_LEVEL>::AddGrain(float* dst, const float* x, const float* window, float gain,
                                        int32_t n) {
-    Elements(n, [=](auto type, int32_t i) {
+    ForEach(0, n, [=](auto type, int32_t i) {
         using T = decltype(type);
         (T::Load(dst + i) + T::Load(x + i) * (T::Load(window + i) * T::Broadcast(gain))).Store(dst + i);
     });
@@ -69,7 +62,7 @@ void VoiceKernels<MLH_LEVEL>::AddGrain(float* dst, const float* x, const float* 
 template <>
 void VoiceKernels<MLH_LEVEL>::WriteGrain(float* dst, const float* x, const float* window, float gain,
                                          int32_t n) {
-    Elements(n, [=](auto type, int32_t i) {
+    ForEach(0, n, [=](auto type, int32_t i) {
         using T = decltype(type);
         const T falling = T::Broadcast(1.0f) - T::Load(window + i);
         (falling * T::Broadcast(gain) * T::Load(x + i)).Store(dst + i);
