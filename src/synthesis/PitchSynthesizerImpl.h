@@ -112,11 +112,10 @@ class CMELODORPitchSynthesizer final : public CMELODORPitchSynthesizerIf {
     std::vector<std::unique_ptr<SynthSegment>> segments;
     VoiceSettings settings;
 
-    AudioSampleBuffer output;  // the block of the caller
-    AudioSampleBuffer
-        grainSource;               // one grain's samples of the recording; index `previousPeriod` is its mark
-    std::vector<float> windowRow;  // the window of the last half, windowRowLength values
-    int32_t windowRowLength = 0;
+    AudioSampleBuffer output;           // the block of the caller
+    AudioSampleBuffer grainSource;      // one grain of the recording; index `previousPeriod` is its mark
+    std::vector<float> windowRow;       // the window of the last half too long to be kept for all voices
+    int32_t windowRowLength = 0;        // of its values
     std::vector<float> resampledGrain;  // one half read at another step than 1
     AudioSampleBuffer accumulator;      // output under construction, 0 behind the last grain
     int32_t outputPosition = 0;         // output sample of the accumulator's first
