@@ -22,7 +22,7 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$" AND CMAKE_CXX_COMPILE
   endfunction()
 
   set(operations ${PROJECT_SOURCE_DIR}/src/dsp/kernels/Operations.cpp ${PROJECT_SOURCE_DIR}/src/dsp/kernels/HarmonicOperations.cpp
-                 ${PROJECT_SOURCE_DIR}/src/dsp/kernels/VoiceOperations.cpp)
+                 ${PROJECT_SOURCE_DIR}/src/dsp/kernels/PaddedSpectrum.cpp ${PROJECT_SOURCE_DIR}/src/dsp/kernels/VoiceOperations.cpp)
   set(fft ${PROJECT_SOURCE_DIR}/src/dsp/kernels/RealFft.cpp ${PROJECT_SOURCE_DIR}/src/dsp/kernels/Autocorrelation.cpp)
   mlh_add_kernels(mlh_kernels_sse2 3 "${operations};${fft}" -msse2)
   mlh_add_kernels(mlh_kernels_sse3 4 "${fft}" -msse3)

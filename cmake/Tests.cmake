@@ -29,7 +29,7 @@ endif()
 
 # Programs that run once per processor level, each level a process of its own (see tests/dsp/LevelMain.h).
 set(MLH_LEVEL_TESTS dsp_OperationTable_test dsp_Fft_test dsp_CrossCorrelation_test dsp_Autocorrelation_test
-    dsp_HarmonicOperations_test dsp_VoiceOperations_test api_Threads_test)
+    dsp_HarmonicOperations_test dsp_PaddedSpectrum_test dsp_VoiceOperations_test api_Threads_test)
 
 file(GLOB MLH_TEST_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/*/*_test.cpp)
 if(NOT MLH_KERNEL_OBJECTS OR NOT CMAKE_OBJDUMP OR CMAKE_CROSSCOMPILING)

@@ -64,13 +64,6 @@ float Normalizer(const float* bins, int32_t count) {
     return 1.0f / HarmonicOps().Largest(bins + 1, count - 1, kSilence);
 }
 
-// A transform of `size` points of which only the first `filled` are given and, on the way back, asked for.
-FFTPointer MakeFft(int32_t filled, int32_t size) {
-    CqrtfFFT_If* fft;
-    Ops().FFTCreate(&fft, filled, size / filled, 0);
-    return FFTPointer(fft);
-}
-
 bool MovedByAQuarter(float fromHz, float toHz) { return fromHz * 0.75f > toHz || toHz * 0.75f > fromHz; }
 
 // The maximum of the parabola through three bins around `candidate`, walked in thirtieths of a bin. Without a
@@ -163,13 +156,13 @@ CPTAnalysisNew::CPTAnalysisNew(int32_t sampleRate, int32_t fftSize, int32_t fram
       minCombBin(static_cast<int32_t>(static_cast<float>(fftSize) * 44.0f / 8192.0f)),
       combStartBin(static_cast<int32_t>(static_cast<float>(fftSize) * 28.0f / 8192.0f)),
       window(frameSize),
+      paddedSpectrum(frameSize, fftSize),
       correlation(fftSize / 2) {
     InitDispatch(-1);
     for (int32_t i = 0; i < frameSize; ++i) {
         const float angle = static_cast<float>(i) * 6.2831855f / static_cast<float>(frameSize - 1);
         window[i] = (1.0f - Narrowed::Cos(angle)) * 0.5f;
     }
-    spectrumFft = MakeFft(frameSize, fftSize);
     combDivisor.resize(BinOf(kCombEndHz));
     for (int32_t i = combStartBin; i < BinOf(kCombEndHz); ++i) {
         combDivisor[i] = static_cast<float>(std::min(kCombHarmonics, (fftSize - 1) / i));
@@ -240,9 +233,8 @@ void CPTAnalysisNew::ComputeSpectrum(const float* samples) {
     float* const work = frame.scratch.data();
     std::copy_n(samples, frameSize, work);
     Ops().VecMul(work, window.data(), frameSize);
-    spectrumFft->Forward(work, work);
     // The upper half stays 0: the refinement looks one bin beyond the lower half.
-    Ops().SpectrumMagnitude(frame.spectrum.data(), work, fftSize / 2);
+    paddedSpectrum.Compute(frame.spectrum.data(), work);
 }
 
 void CPTAnalysisNew::PruneSpectrum() {

@@ -8,7 +8,7 @@
 
 #include "dsp/Autocorrelation.h"
 #include "dsp/Eq.h"
-#include "dsp/Fft.h"
+#include "dsp/PaddedSpectrum.h"
 #include "dsp/Resampler.h"
 
 /// What the tracker says about one frame. It persists between frames: the analysis reads the previous pitch
@@ -131,7 +131,7 @@ class CPTAnalysisNew {
     int32_t combStartBin;  // first bin of the harmonic sum
     std::vector<float> window;
     std::vector<float> combDivisor;  // [bin] how many harmonics it is a sum of
-    FFTPointer spectrumFft;
+    PaddedSpectrum paddedSpectrum;
     Autocorrelation correlation;  // of the spectrum's lower half
     PitchFrame frame;
 

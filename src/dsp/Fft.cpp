@@ -83,13 +83,11 @@ int32_t CqrtfFFTKernel<level>::PrepareKernel() {
         small->Init();
         return 0;
     }
-    const bool padded = fftSize == 8 * windowLength && fftSize >= ShortestPaddedFft(lanes);
-    const int32_t given = padded ? windowLength : fftSize;
-    const FftPlanSizes sizes = GetFftPlanSizes(fftSize, given, lanes);
+    const FftPlanSizes sizes = GetFftPlanSizes(fftSize, lanes);
     planMemory = MakeVec(sizes.tables);
     planInit = MakeVec(sizes.init);
     planWork = MakeVec(sizes.work);
-    plan = std::make_unique<FftPlan>(BuildFftPlan(fftSize, given, lanes, planMemory.get(), planInit.get()));
+    plan = std::make_unique<FftPlan>(BuildFftPlan(fftSize, lanes, planMemory.get(), planInit.get()));
     forward = FftKernels<level, false>::Forward;
     inverse = FftKernels<level, false>::Inverse;
     if constexpr (level == 6) {
@@ -115,7 +113,7 @@ int32_t CqrtfFFTKernel<level>::Forward(float* out, const float* in) {
     if (small != nullptr) return small->Forward(out, in);
     // A block that is taken as it stands needs no copy.
     const float* block = in;
-    if (windowType != 0 || windowLength != plan->given) {
+    if (windowType != 0 || windowLength != fftSize) {
         LoadBlock(work.get(), in, window.get(), windowLength, fftSize, windowType);
         block = work.get();
     }

@@ -36,8 +36,7 @@ class Roots {
     int32_t n;
 };
 
-// Eights as far as they go, after one or two fours where the columns are no power of eight. Where an eighth
-// of the points is given, an eight comes first in any case: its butterflies then have one value each.
+// Eights as far as they go, after one or two fours where the columns are no power of eight.
 void ChooseRadices(FftPlan& plan) {
     int32_t bits = 0;
     while ((1 << bits) < plan.columns) ++bits;
@@ -45,7 +44,6 @@ void ChooseRadices(FftPlan& plan) {
         plan.radix[plan.passes++] = 1 << radixBits;
         bits -= radixBits;
     };
-    if (plan.given < plan.size) add(3);
     while (bits % 3 != 0) add(2);
     while (bits > 0) add(3);
 }
@@ -59,10 +57,9 @@ int32_t TwiddleFloats(const FftPlan& plan) {
     return floats;
 }
 
-FftPlan Layout(int32_t size, int32_t given, int32_t lanes) {
+FftPlan Layout(int32_t size, int32_t lanes) {
     FftPlan plan{};
     plan.size = size;
-    plan.given = given;
     plan.lanes = lanes;
     plan.columns = size / (2 * lanes);
     ChooseRadices(plan);
@@ -132,16 +129,16 @@ float* PutSplit(float* p, const Roots& roots, const FftPlan& plan, float scale) 
 
 }  // namespace
 
-FftPlanSizes GetFftPlanSizes(int32_t size, int32_t given, int32_t lanes) {
-    const FftPlan plan = Layout(size, given, lanes);
+FftPlanSizes GetFftPlanSizes(int32_t size, int32_t lanes) {
+    const FftPlan plan = Layout(size, lanes);
     const int32_t laneTwiddles = (plan.columns + 1) * 2 * lanes, splitTwiddles = 2 * plan.columns;
     const int32_t places = plan.columns + 1;
     return {laneTwiddles + splitTwiddles + TwiddleFloats(plan) + places, size / 4 + 1,
             plan.radix[0] * plan.blockStride};
 }
 
-FftPlan BuildFftPlan(int32_t size, int32_t given, int32_t lanes, float* tables, float* init) {
-    FftPlan plan = Layout(size, given, lanes);
+FftPlan BuildFftPlan(int32_t size, int32_t lanes, float* tables, float* init) {
+    FftPlan plan = Layout(size, lanes);
     const Roots roots(init, size);
 
     plan.laneTwiddles = tables;
@@ -163,14 +160,14 @@ FftPlan BuildFftPlan(int32_t size, int32_t given, int32_t lanes, float* tables, 
 }
 
 FftPlanSizes GetQuarterPointPlanSizes(int32_t points, int32_t lanes) {
-    const FftPlan plan = Layout(2 * points, 2 * points, lanes);
+    const FftPlan plan = Layout(2 * points, lanes);
     const int32_t radix = plan.radix[0], places = plan.columns + 1;
     const int32_t twiddles = TwiddleFloats(plan) + 2 * plan.columns / radix, weights = 2 * radix;
     return {2 * points + twiddles + weights + places, points + 1, radix * plan.blockStride};
 }
 
 QuarterPointPlan BuildQuarterPointPlan(int32_t points, int32_t lanes, float* tables, float* init) {
-    QuarterPointPlan plan{Layout(2 * points, 2 * points, lanes), nullptr};
+    QuarterPointPlan plan{Layout(2 * points, lanes), nullptr};
     FftPlan& fft = plan.fft;
     const int32_t radix = fft.radix[0];
     const Roots roots(init, 4 * points);  // a quarter of the distance between two points

@@ -8,7 +8,6 @@ struct FftPlan {
     static constexpr int32_t kMostPasses = 12;
 
     int32_t size;     ///< real points
-    int32_t given;    ///< of which the first ones, size or size / radix[0], are not zeros
     int32_t lanes;    ///< floats in a vector
     int32_t columns;  ///< size / (2 * lanes)
     int32_t passes;
@@ -32,13 +31,9 @@ struct FftPlanSizes {
 /// The shortest transform that can be planned for this many lanes.
 constexpr int32_t ShortestFft(int32_t lanes) { return 4 * lanes * lanes; }
 
-/// The shortest whose points may be an eighth of values and zeros behind them.
-constexpr int32_t ShortestPaddedFft(int32_t lanes) { return 64 * lanes; }
-
-/// size: a power of two from ShortestFft(lanes) to 2^30; given: size, or size / 8 from
-/// ShortestPaddedFft(lanes) on; lanes: 4 or 8.
-FftPlanSizes GetFftPlanSizes(int32_t size, int32_t given, int32_t lanes);
-FftPlan BuildFftPlan(int32_t size, int32_t given, int32_t lanes, float* tables, float* init);
+/// size: a power of two from ShortestFft(lanes) to 2^30; lanes: 4 or 8.
+FftPlanSizes GetFftPlanSizes(int32_t size, int32_t lanes);
+FftPlan BuildFftPlan(int32_t size, int32_t lanes, float* tables, float* init);
 
 /// What the kernels of the autocorrelation know about one length; kernels/Autocorrelation.cpp tells the
 /// method.

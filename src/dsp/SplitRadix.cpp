@@ -33,8 +33,6 @@ int32_t Log2(int32_t n) {
     return bits;
 }
 
-// The twiddles of a butterfly of m points, w^k and w^3k for k < m/4, stand at offset m of the table, as rows
-// of the real parts of w^k, its imaginary parts, and the same of w^3k.
 void FillTwiddles(float* twiddles, int32_t points) {
     for (int32_t m = 4; m <= points; m *= 2) {
         float* const rows = twiddles + m;
@@ -62,15 +60,6 @@ void FillBitReversal(int32_t* reversed, int32_t points) {
         for (int32_t i = 0; i < (1 << bit); ++i)
             reversed[(1 << bit) + i] = reversed[i] + (1 << (halfBits - 1 - bit));
     }
-}
-
-void FillTables(int32_t n, int32_t* bitReversal, float* twiddles) {
-    const int32_t points = n / 2;
-    FillTwiddles(twiddles, points);
-    FillCosines(twiddles + n, n);
-    FillBitReversal(bitReversal + 2, points);
-    bitReversal[0] = n;
-    bitReversal[1] = n / 4 + 1;
 }
 
 // An index is high half, middle bit (or none), low half; its reverse swaps the halves and reverses each.
@@ -228,8 +217,17 @@ int32_t SplitRadixBitReversalSize(int32_t n) {
 
 int32_t SplitRadixTwiddleSize(int32_t n) { return n + n / 4 + 1; }
 
+void FillSplitRadixTables(int32_t n, int32_t* bitReversal, float* twiddles) {
+    const int32_t points = n / 2;
+    FillTwiddles(twiddles, points);
+    FillCosines(twiddles + n, n);
+    FillBitReversal(bitReversal + 2, points);
+    bitReversal[0] = n;
+    bitReversal[1] = n / 4 + 1;
+}
+
 void ComplexSplitRadixForward(float* data, int32_t n, int32_t* bitReversal, float* twiddles) {
-    if (bitReversal[0] == 0) FillTables(n, bitReversal, twiddles);
+    if (bitReversal[0] == 0) FillSplitRadixTables(n, bitReversal, twiddles);
     const int32_t points = n / 2;
     if (n > 4) ReverseBits(data, points, bitReversal + 2);
     TransformComplex<false>(data, points, twiddles);
@@ -244,7 +242,7 @@ void RealSplitRadixForward(float* data, int32_t n, int32_t* bitReversal, float* 
 }
 
 void RealSplitRadixInverse(float* data, int32_t n, int32_t* bitReversal, float* twiddles) {
-    if (bitReversal[0] == 0) FillTables(n, bitReversal, twiddles);
+    if (bitReversal[0] == 0) FillSplitRadixTables(n, bitReversal, twiddles);
     const int32_t points = n / 2;
     const Complex first = Load(data, 0);
     Store(data, 0, {0.5f * (first.re + first.im), 0.5f * (first.re - first.im)});

@@ -17,6 +17,13 @@ void RealSplitRadixInverse(float* data, int32_t n, int32_t* bitReversal, float* 
 /// The complex transform of n/2 points alone, in pairs of floats, with the tables of n.
 void ComplexSplitRadixForward(float* data, int32_t n, int32_t* bitReversal, float* twiddles);
 
+/// Fills both tables, as the first transform would.
+///
+/// The twiddles of a butterfly of m points, w^k and w^3k for k < m/4, stand at offset m, as rows of the real
+/// parts of w^k, its imaginary parts, and the same of w^3k; at offset n the n/4 + 1 cosines of a quarter
+/// wave.
+void FillSplitRadixTables(int32_t n, int32_t* bitReversal, float* twiddles);
+
 /// Entries of bitReversal: two records of how much of the twiddles is filled, then sqrt(n/2) reversed
 /// indices.
 int32_t SplitRadixBitReversalSize(int32_t n);

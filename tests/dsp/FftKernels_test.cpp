@@ -16,13 +16,12 @@ namespace {
 // A plan with guards behind each of its buffers.
 class PlanBuffers {
   public:
-    PlanBuffers(int32_t size, int32_t lanes) : PlanBuffers(size, size, lanes) {}
-    PlanBuffers(int32_t size, int32_t given, int32_t lanes)
-        : sizes(GetFftPlanSizes(size, given, lanes)),
+    PlanBuffers(int32_t size, int32_t lanes)
+        : sizes(GetFftPlanSizes(size, lanes)),
           tables(Guarded(sizes.tables)),
           init(Guarded(sizes.init)),
           work(Guarded(sizes.work)),
-          plan(BuildFftPlan(size, given, lanes, tables.data(), init.data())) {}
+          plan(BuildFftPlan(size, lanes, tables.data(), init.data())) {}
 
     const FftPlan& Plan() const { return plan; }
     float* Work() { return work.data(); }
@@ -59,7 +58,7 @@ TEST(FftPlanTest, RadicesMakeUpTheColumnsAndEveryColumnHasItsPlace) {
             std::vector<int32_t> places(plan.places, plan.places + plan.columns);
             std::sort(places.begin(), places.end());
             for (size_t i = 1; i < places.size(); ++i) EXPECT_GE(places[i] - places[i - 1], 2 * lanes);
-            EXPECT_LE(places.back() + 2 * lanes, GetFftPlanSizes(size, size, lanes).work);
+            EXPECT_LE(places.back() + 2 * lanes, GetFftPlanSizes(size, lanes).work);
             buffers.ExpectGuards();
         }
     }
@@ -111,25 +110,6 @@ TEST_P(FftKernelsTest, BothDirectionsAtEveryLengthAndWidth) {
             kernel.inverse(buffers.Plan(), inPlace.data(), inPlace.data(), buffers.Work());
             EXPECT_EQ(inPlace, back);
             buffers.ExpectGuards();
-        }
-    }
-}
-
-TEST_P(FftKernelsTest, AnEighthOfThePointsAloneIsReadWhereTheRestIsZeros) {
-    const Kernel& kernel = GetParam();
-    for (int32_t lanes = 4; lanes <= kernel.widestLanes; lanes *= 2) {
-        for (int32_t size = ShortestPaddedFft(lanes); size <= 8192; size *= 2) {
-            SCOPED_TRACE(size);
-            PlanBuffers padded(size, size / 8, lanes);
-            const std::vector<float> x = Noise(size / 8, static_cast<unsigned>(size));
-            std::vector<float> filled = x;
-            filled.resize(static_cast<size_t>(size));
-            std::vector<float> spectrum(filled.size()), back(filled.size());
-            kernel.forward(padded.Plan(), x.data(), spectrum.data(), padded.Work());
-            EXPECT_LT(ErrorDb(spectrum, PlainSpectrum(filled)), kRoundingDb);
-            kernel.inverse(padded.Plan(), spectrum.data(), back.data(), padded.Work());
-            EXPECT_LT(ErrorDb(back, filled, size), kRoundingDb);
-            padded.ExpectGuards();
         }
     }
 }

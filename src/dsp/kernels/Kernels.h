@@ -67,6 +67,24 @@ struct AutocorrelationKernels {
     static void Lags(float* lags, const float* spectrum, const float* turns, float removed, int32_t n);
 };
 
+/// What the kernels know about a padded spectrum (see PaddedSpectrum.h).
+struct PaddedSpectrumTables {
+    int32_t size;  ///< values and zeros: a power of two from 32 on, of which the first eighth is given
+    const int32_t* order;   ///< [size / 16] the given pairs of values in reversed order of their bits
+    const float* twiddles;  ///< those of SplitRadix.h
+};
+
+/// Floats between the real and the imaginary parts: lines that lie a power of two apart would throw each
+/// other out of the cache.
+constexpr int32_t kPaddedSpectrumGap = 16;
+
+template <int32_t level>
+struct SpectrumKernels {
+    /// work: size + kPaddedSpectrumGap floats. Any alignment; `in` and `out` don't overlap.
+    static void PaddedMagnitudes(const PaddedSpectrumTables& tables, const float* in, float* out,
+                                 float* work);
+};
+
 /// The loops of a voice (see VoiceOperations.h).
 template <int32_t level>
 struct VoiceKernels {

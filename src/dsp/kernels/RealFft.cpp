@@ -30,30 +30,10 @@ namespace {
 
 // --- Step 1: the passes. The outermost pass moves the signal to or from the work buffer.
 
-// The outermost pass where all but the first block is zeros: the butterflies hand their one value on.
-template <int32_t radix, class V>
-void SpreadPass(const FftPlan& plan, const float* in, float* work) {
-    constexpr int32_t column = 2 * V::lanes;
-    const float* twiddles = plan.twiddles[0];
-    for (int32_t j = 0; j < plan.columns / radix; ++j) {
-        const Complex<V> x = Complex<V>::Load(in + j * column);
-        float* const dst = work + j * column;
-        x.Store(dst);
-        for (int32_t q = 1; q < radix; ++q) {
-            (x * Complex<V>::Broadcast(twiddles + 2 * (q - 1))).Store(dst + q * plan.blockStride);
-        }
-        twiddles += 2 * (radix - 1);
-    }
-}
-
 template <class V>
 void ForwardColumns(const FftPlan& plan, const float* in, float* work) {
     const int32_t radix = plan.radix[0], inner = plan.columns / radix;
-    if (plan.given < plan.size) {
-        SpreadPass<8, V>(plan, in, work);
-    } else {
-        Pass<false, V>(plan, 0, in, inner * 2 * V::lanes, work, plan.blockStride, inner);
-    }
+    Pass<false, V>(plan, 0, in, inner * 2 * V::lanes, work, plan.blockStride, inner);
     for (int32_t q = 0; q < radix; ++q) Blocks<false, V>(plan, 1, work + q * plan.blockStride, inner, 1);
 }
 

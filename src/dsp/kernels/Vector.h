@@ -39,6 +39,7 @@ struct F1 {
     friend F1 Floor(F1 a);
     friend F1 LoadEverySecond(const float* p, F1) { return {*p}; }
     friend F1 LoadEveryThird(const float* p, F1) { return {*p}; }
+    friend F1 Reverse(F1 a) { return a; }
     /// a where it is greater, else b; so b where one of them is not a number.
     friend F1 Max(F1 a, F1 b) { return {a.v > b.v ? a.v : b.v}; }
     friend F1 Min(F1 a, F1 b) { return {a.v < b.v ? a.v : b.v}; }
