@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <new>
 
+#include "dsp/Codes.h"
 #include "dsp/Dispatch.h"
 
 namespace {
@@ -31,7 +32,7 @@ int32_t CKKF::Configure(int32_t newSize) {
     try {
         output = MakeVec(newSize);
     } catch (const std::bad_alloc&) {
-        return 1000001;
+        return kOutOfMemory;
     }
     size = newSize;
     return 0;
@@ -39,7 +40,7 @@ int32_t CKKF::Configure(int32_t newSize) {
 
 int32_t CKKF::Correlate(const float* a, int32_t lenA, const float* b, int32_t lenB) {
     const int32_t half = size / 2;
-    if (lenA < 1 || lenB < 1 || lenA > half || lenB > half) return 5000003;
+    if (lenA < 1 || lenB < 1 || lenA > half || lenB > half) return kBadArgument;
     const auto& ops = Ops();
     const int32_t lengths[2] = {lenA, lenB};
     float* lags = output.get() + 1;

@@ -11,13 +11,11 @@
 #include "analysis/NoteSegmentation.h"
 #include "analysis/PitchMarks.h"
 #include "analysis/PsolaAnalysis.h"
+#include "dsp/Codes.h"
 #include "dsp/Dispatch.h"
 #include "dsp/NarrowedMath.h"
 
 namespace {
-
-constexpr int32_t kWrongState = 5000002;
-constexpr int32_t kBadArgument = 5000003;
 
 constexpr int32_t kBlockSize = 2048;
 

@@ -5,13 +5,10 @@
 #include <limits>
 #include <new>
 
+#include "dsp/Codes.h"
 #include "dsp/Dispatch.h"
 
 namespace {
-
-constexpr int32_t kOutOfMemory = 1000001;
-constexpr int32_t kWrongState = 5000002;
-constexpr int32_t kBadArgument = 5000003;
 
 // In 64 bits, since the difference of two positions may not fit in 32.
 int64_t Distance(const PitchMark& mark, int32_t position) {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <new>
 
+#include "dsp/Codes.h"
 #include "dsp/Dispatch.h"
 #include "dsp/HarmonicOperations.h"
 #include "dsp/NarrowedMath.h"
@@ -33,10 +34,6 @@
 // don't correlate.
 
 namespace {
-
-constexpr int32_t kOutOfMemory = 1000001;
-constexpr int32_t kBadArgument = 5000003;
-constexpr int32_t kRateTooLow = 5000004;
 
 constexpr int32_t kTrackerRate = 11025;
 constexpr int32_t kMinSampleRate = 8000;

@@ -28,14 +28,11 @@
 #include <limits>
 #include <new>
 
+#include "dsp/Codes.h"
 #include "dsp/Dispatch.h"
 #include "dsp/NarrowedMath.h"
 
 namespace {
-
-constexpr int32_t kOutOfMemory = 1000001;
-constexpr int32_t kWrongState = 5000002;
-constexpr int32_t kBadArgument = 5000003;
 
 constexpr int32_t kMinBlockSize = 1024;
 constexpr int32_t kMaxBlockSize = 65536;

@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <cstring>
 
+#include "dsp/Codes.h"
+
 namespace {
 
-constexpr int32_t kBadArgument = 5000003;
 constexpr int32_t kLargestRequest = 1 << 26;
 
 class CqrtfCcf final : public CqrtfCcf_If {};

@@ -5,15 +5,13 @@
 #include <new>
 #include <vector>
 
+#include "dsp/Codes.h"
 #include "dsp/Dispatch.h"
 #include "dsp/NarrowedMath.h"
 
 namespace qMELODOR {
 
 namespace {
-
-constexpr int32_t kOutOfMemory = 1000001;
-constexpr int32_t kBadArgument = 5000003;
 
 constexpr float kPi = 3.14159265f;
 constexpr float kLn10 = 2.30258509f;

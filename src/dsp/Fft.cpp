@@ -2,13 +2,13 @@
 
 #include <cstring>
 
+#include "dsp/Codes.h"
 #include "dsp/FftWindow.h"
 #include "dsp/SplitRadix.h"
 #include "dsp/kernels/Kernels.h"
 
 namespace {
 
-constexpr int32_t kBadArgument = 5000003;
 constexpr int64_t kLargestSize = int64_t{1} << 30;
 
 // Copies one block into the transform buffer, which may be the same, windows it and pads it with zeros.
