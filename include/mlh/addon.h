@@ -85,7 +85,9 @@ class MalleoTuneHarmonyAddOnIf {
     // with the reader's channel count (1 or 2) and four voices; voices that are not active come out
     // silent. Output frame n belongs to input frame n.
     virtual void Process(float** voices, int32_t frames) = 0;
+    // Moves all voices to this time.
     virtual void SetPosition(double seconds) = 0;
+    // [s] of the next frame, and of the end of the last note's segment; 0 before Prepare.
     virtual double GetPosition() = 0;
     virtual double GetDuration() = 0;
     // 0, 1, 2: four, three, two voices from chords; 3: manual. Dropped before Prepare.
@@ -100,6 +102,7 @@ class MalleoTuneHarmonyAddOnIf {
     // Pitches of voice 0 to 3, one element per element of the lead; heard in the manual mode, after
     // Update. 2 for a wrong voice or length.
     virtual int32_t SetVoicePitchVector(int32_t voice, PitchVector pitches) = 0;
+    // Copies, one element per segment; empty for a wrong voice and before Prepare.
     virtual PitchVector GetVoicePitchVector(int32_t voice) = 0;
     virtual PitchVector GetLeadPitchVector() = 0;
     // Gives the automatic modes their chords and splits notes at chord changes. A chord holds from the note
@@ -109,15 +112,17 @@ class MalleoTuneHarmonyAddOnIf {
     // [s] a chord change nearer than this to either end of a note does not split it; initially 0.2.
     virtual float GetChordSplitThreshold() = 0;
     virtual void SetChordSplitThreshold(float seconds) = 0;
-    // Writes the chord's notes into the voices from the present position to the end, and updates.
+    // Writes the chord's notes into the voices from the present position to the end, and updates. Stays, and
+    // is heard, in the manual mode only. Returns 0.
     virtual int32_t ApplyChord(ChordElement chord) = 0;
-    // 0 to 11 major on that pitch class, 12 to 23 minor. 3 before Prepare.
+    // 0 to 11 major on that pitch class, 12 to 23 minor. 3 before Prepare; the getter then answers -1.
     virtual int32_t SetKey(int32_t key) = 0;
     virtual int32_t GetKey() = 0;
     // Carries all changes into the voices. Returns 0.
     virtual int32_t Update() = 0;
     // Sound of an active voice: kind 0 formant shift [semitones], 1 pitch correction (0 to 1), 2 share of
-    // the pitch movement that stays, 3 scale of the transitions. 4 when refused.
+    // the pitch movement that stays, 3 scale of the transitions. 4 when refused. A voice that is not active
+    // is left alone (0), and its parameters read -1.
     virtual int32_t SetVoiceParameter(int32_t voice, int32_t kind, float value) = 0;
     virtual float GetVoiceParameter(int32_t voice, int32_t kind) = 0;
     virtual ~MalleoTuneHarmonyAddOnIf() = default;
