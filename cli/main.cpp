@@ -66,7 +66,8 @@ int main(int argc, char** argv) {
     PrepareConsole();
     RemoveUnfinishedFilesOnSignals();
     CLI::App app("Vocal harmony: one sung line becomes a choir of the same singer.", "mlh");
-    app.fallthrough();  // options of the program may also stand behind the command
+    app.fallthrough();                       // options of the program may also stand behind the command
+    app.allow_windows_style_options(false);  // what begins with a slash is a file name on every system
     app.add_option_function<int>("--level", UseLevel,
                                  "Processor level to run at (default: the best one here)")
         ->check(CLI::IsMember({0, 3, 4, 5, 6}))

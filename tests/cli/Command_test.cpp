@@ -4,12 +4,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <system_error>
 
 #include "AudioFile.h"
 #include "MidiFile.h"
@@ -122,8 +124,9 @@ std::vector<std::string> ExamplesIn(const std::string& text) {
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
         const auto start = line.find_first_not_of(' ');
-        if (start != std::string::npos && line.compare(start, 4, "mlh ") == 0)
-            examples.push_back(line.substr(start + 4));
+        if (start == std::string::npos || line.compare(start, 4, "mlh ") != 0) continue;
+        const auto comment = line.find("  # ");  // not every system's shell knows them
+        examples.push_back(line.substr(start + 4, comment - (start + 4)));
     }
     return examples;
 }
@@ -380,8 +383,16 @@ TEST_F(Command, FailuresAreStatusOneWithOneLine) {
         EXPECT_EQ(result.status, 1) << arguments << "\n" << result.output;
         EXPECT_THAT(result.output, HasSubstr("mlh: ")) << arguments;
     }
-    EXPECT_EQ(Run("harmonize missing.wav").output,
-              "mlh: cannot read missing.wav: No such file or directory\n");
+    const std::string reason = std::error_code(ENOENT, std::system_category()).message();
+    EXPECT_EQ(Run("harmonize missing.wav").output, "mlh: cannot read missing.wav: " + reason + "\n");
+}
+
+TEST_F(Command, WhatBeginsWithASlashIsAFileName) {
+    for (const std::string name : {"/h", "/help", "/q", "/level:0"}) {
+        const auto result = Run("analyze " + name);
+        EXPECT_EQ(result.status, 1) << name;
+        EXPECT_THAT(result.output, testing::StartsWith("mlh: cannot read " + name + ": "));
+    }
 }
 
 TEST_F(Command, FailuresLeaveNoHalfWrittenFile) {

@@ -1,11 +1,18 @@
 // Runs a command line and keeps what it prints.
 #pragma once
 
-#include <algorithm>
 #include <cstdio>
 #include <string>
 
-#ifndef _WIN32
+#ifdef _WIN32
+#include <process.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#else
 #include <sys/wait.h>
 #endif
 
@@ -14,21 +21,33 @@ struct ShellResult {
     std::string output;  // standard output and standard error
 };
 
-inline ShellResult RunShell(std::string command) {
-    ShellResult result{-1, ""};
 #ifdef _WIN32
+
+// Through a file: a pipe ends only with the last program that holds it, and Wine's first use of fonts starts
+// one that outlives the command and waits for the caller to end.
+inline ShellResult RunShell(std::string command) {
     if (command.rfind("cd ", 0) == 0) command.replace(0, 3, "cd /d ");  // to another drive, too
     std::replace(command.begin(), command.end(), '\'', '"');            // the quotes that its shell knows
-#endif
+    const auto file = std::filesystem::temp_directory_path() / ("mlh-shell-" + std::to_string(_getpid()));
+    const int status = std::system((command + " >" + file.string() + " 2>&1").c_str());
+    std::ifstream printed(file);
+    ShellResult result{status, std::string(std::istreambuf_iterator<char>(printed), {})};
+    printed.close();
+    std::filesystem::remove(file);
+    return result;
+}
+
+#else
+
+inline ShellResult RunShell(const std::string& command) {
+    ShellResult result{-1, ""};
     FILE* pipe = popen((command + " 2>&1").c_str(), "r");
     if (pipe == nullptr) return result;
     char buffer[4096];
     for (std::size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) result.output.append(buffer, n);
     const int status = pclose(pipe);
-#ifdef _WIN32
-    result.status = status;
-#else
     if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
-#endif
     return result;
 }
+
+#endif
