@@ -32,8 +32,8 @@ struct OperationTable {
     int32_t (*VecZero)(float* dst, int32_t n);
 
     // Statistics. Sums, and those of VecDot, have the same bits at all levels: eight lanes wide in four rows
-    // that take turns, the rows added up ((0 + 1) + (2 + 3)), then the lanes in order, then the up to seven
-    // elements that fill no row.
+    // that take turns as long as 32 elements are left, then in row 0 alone; the rows added up ((0 + 1) + (2 +
+    // 3)), then the lanes in order, then the up to seven elements that fill no row.
 
     /// Largest value and its index. Among equal ones level 0 keeps the last (it starts from -1e37 at index 0
     /// and compares with >=), levels 3 to 6 the first. A NaN never wins.

@@ -6,14 +6,12 @@
 #include <new>
 #include <numbers>
 
+#include "dsp/Codes.h"
 #include "dsp/Dispatch.h"
 
 // Read times and table positions are fixed-point numbers: a time has 15 fraction bits, a table position 7.
 
 namespace {
-
-constexpr int32_t kOutOfMemory = 1000001;
-constexpr int32_t kBadArgument = 5000003;
 
 constexpr int32_t kMaxQuality = 120;
 constexpr int32_t kMaxStep = 1000;  // input frames per output frame that the history has room for
@@ -217,25 +215,30 @@ void CResample<Sample>::RunKernel(Sample* out, int32_t channels, double factor, 
     tapFraction = -1;
     for (int32_t channel = 0; channel < channels; ++channel) {
         time = start;
-        for (int32_t k = 0; k < outFrames;) {
-            int64_t fixedTimes[kGroup];
-            const int32_t count = std::min(outFrames - k, kGroup);
-            for (int32_t i = 0; i < count; ++i, time += step)
-                fixedTimes[i] = static_cast<int64_t>(time * 32768.0);
+        int32_t count;
+        for (int32_t k = 0; k < outFrames; k += count) {
+            count = std::min(outFrames - k, kGroup);
             Sample* const first = out + static_cast<ptrdiff_t>(k) * channels + channel;
-            const Sample* const source = Buffer() + channel;
-            if (count == kGroup && AreWholeFramesApart(fixedTimes)) {
-                WeighTaps(fixedTimes[0]);
-                InterpolateGroup(source, fixedTimes, channels, gain, first);
-            } else {
-                for (int32_t i = 0; i < count; ++i) {
-                    WeighTaps(fixedTimes[i]);
-                    const Sample* const centre = source + (fixedTimes[i] >> 15) * channels;
-                    first[static_cast<ptrdiff_t>(i) * channels] = Interpolate(centre, channels, gain);
-                }
-            }
-            k += count;
+            RunGroup(Buffer() + channel, count, step, channels, gain, first);
         }
+    }
+}
+
+// `count` outputs of one channel, up to kGroup, from the read time on; it moves on behind them.
+template <class Sample>
+void CResample<Sample>::RunGroup(const Sample* source, int32_t count, double step, int32_t channels,
+                                 float gain, Sample* out) {
+    int64_t fixedTimes[kGroup];
+    for (int32_t i = 0; i < count; ++i, time += step) fixedTimes[i] = static_cast<int64_t>(time * 32768.0);
+    if (count == kGroup && AreWholeFramesApart(fixedTimes)) {
+        WeighTaps(fixedTimes[0]);
+        InterpolateGroup(source, fixedTimes, channels, gain, out);
+        return;
+    }
+    for (ptrdiff_t i = 0; i < count; ++i) {
+        WeighTaps(fixedTimes[i]);
+        const Sample* const centre = source + (fixedTimes[i] >> 15) * channels;
+        out[i * channels] = Interpolate(centre, channels, gain);
     }
 }
 

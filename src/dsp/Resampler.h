@@ -100,6 +100,8 @@ class CResample final : public CResampleBase {
 
     void Append(const Sample* in, int32_t channels, int32_t frames);
     void RunKernel(Sample* out, int32_t channels, double factor, int32_t outFrames);
+    void RunGroup(const Sample* source, int32_t count, double step, int32_t channels, float gain,
+                  Sample* out);
     void WeighTaps(int64_t fixedTime);
     static bool AreWholeFramesApart(const int64_t (&fixedTimes)[kGroup]);
     Sample Interpolate(const Sample* centre, int32_t channels, float gain) const;
