@@ -32,11 +32,10 @@ constexpr const char* kExamples = R"(Examples:
   mlh analyze lead.wav --midi melody.mid --picture lead.svg)";
 
 void Run(const AnalyzeOptions& options) {
+    CheckPicture(options.picture);
+    CheckOutputs({options.lead},
+                 {options.json, options.csv, options.labels, options.f0, options.midi, options.picture});
     const Audio audio = ReadAudio(options.lead);
-    if (audio.fileChannels > 2) {
-        std::fprintf(stderr, "mlh: %s has %d channels; they are mixed down to one\n", options.lead.c_str(),
-                     audio.fileChannels);
-    }
     mlh::Analysis analysis;
     {
         Progress progress("analysing", options.quiet);

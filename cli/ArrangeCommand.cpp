@@ -71,6 +71,10 @@ void Tell(const Arrangement& arrangement) {
 
 void Run(const ArrangeOptions& options) {
     const mlh::ArrangeSettings settings = SettingsFrom(options);
+    GivenKey(options.style);  // complains before any work
+    CheckPicture(options.picture);
+    CheckOutputs({options.source.path, options.chords},
+                 {options.midi, options.musicXml, options.json, options.picture});
     Melody melody = ReadMelody(options.source);
     if (options.upbeat) melody.upbeat = *options.upbeat;
     MoveByOctaves(melody, options.octave);
@@ -107,25 +111,25 @@ void AddArrangeCommand(CLI::App& app) {
                         "chords: a file or text, as in harmonize (default: those of a table, else from the "
                         "melody alone)");
     command->add_option("--voices", options->voices, "chords: with the melody, 2 to 4 (default 4)")
-        ->check(CLI::Range(2, 4));
+        ->check(Between(2, 4));
     command->add_option("--above", options->above, "chords: voices above the melody, 0 to 3 (default 1)")
-        ->check(CLI::Range(0, 3));
+        ->check(Between(0, 3));
     command->add_option("--spread", options->spread, "chords: how widely they are set, 0 to 1 (default 0.5)")
-        ->check(CLI::Range(0.0, 1.0));
+        ->check(Between(0.0, 1.0));
     command
         ->add_option("--bpm", options->source.bpm,
                      "Quarter notes a minute (default: those of MELODY, else 120)")
-        ->check(CLI::Range(1.0, 1000.0));
+        ->check(Between(1.0, 1000.0));
     command->add_option("--upbeat", options->upbeat, "Quarter notes before the first full bar (default 0)")
-        ->check(CLI::Range(0.0, 64.0));
+        ->check(Between(0.0, 64.0));
     command
         ->add_option("--octave", options->octave,
                      "Octaves to move the melody by, for a voice in which it does not lie yet (default 0)")
-        ->check(CLI::Range(-5, 5));
+        ->check(Between(-5, 5));
     command
         ->add_option("--track", options->source.track,
                      "Which of a MIDI file's tracks with notes is the melody (default 1)")
-        ->check(CLI::Range(1, 1000));
+        ->check(Between(1, 1000));
     command->add_option("--midi", options->midi, "Write a MIDI file, a track for each voice")
         ->type_name("FILE");
     command->add_option("--musicxml", options->musicXml, "Write sheet music for notation programs")

@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 #include <limits>
 
 #include "Errors.h"
+#include "InputFile.h"
 #include "OutputFile.h"
 
 namespace {
@@ -50,7 +52,7 @@ int Container(const std::string& path) {
         sf_command(nullptr, SFC_GET_FORMAT_MAJOR, &info, sizeof info);
         if (info.extension != nullptr && suffix == info.extension) return info.format & SF_FORMAT_TYPEMASK;
     }
-    throw UsageError(path + ": no audio format has the suffix ." + suffix + "; use .wav, .flac or .aiff");
+    throw UsageError(path + ": cannot write audio as ." + suffix + "; use .wav, .flac or .aiff");
 }
 
 int Encoding(SampleFormat format) {
@@ -64,21 +66,33 @@ int Encoding(SampleFormat format) {
     }
 }
 
-// What the audio library says of the last failure to open a file, as a person would.
-std::string OpenFailure() {
-    const std::string reason = sf_strerror(nullptr);
+// What the audio library says of a failure, as a person would.
+std::string Reason(const std::string& reason) {
     const std::string system = "System error : ";
     std::string text = reason.rfind(system, 0) == 0 ? reason.substr(system.size()) : reason;
     text.erase(text.find_last_not_of(". \r\n") + 1);
+    if (text == "Format not recognised") text = "it is no recording in a known format";
     return text;
+}
+
+SF_INFO OutputInfo(const std::string& path, SampleFormat format, int32_t channels, int32_t sampleRate) {
+    SF_INFO info{};
+    info.samplerate = sampleRate;
+    info.channels = channels;
+    info.format = Container(path) | Encoding(format);
+    if (sf_format_check(&info) == 0) {
+        throw UsageError(path + ": this kind of file cannot hold the chosen --format; use .wav");
+    }
+    return info;
 }
 
 }  // namespace
 
 Audio ReadAudio(const std::string& path) {
+    CheckInput(path);
     SF_INFO info{};
     File file(sf_open(path.c_str(), SFM_READ, &info));
-    if (!file) throw Failure("cannot read " + path + ": " + OpenFailure());
+    if (!file) throw Failure("cannot read " + path + ": " + Reason(sf_strerror(nullptr)));
     if (info.samplerate < kMinSampleRate || info.samplerate > kMaxSampleRate) {
         throw Failure(path + ": its sample rate is " + std::to_string(info.samplerate) +
                       " Hz; convert it to one from 11025 to 255999 Hz first");
@@ -103,10 +117,17 @@ Audio ReadAudio(const std::string& path) {
         }
     }
     if (audio.Frames() == 0) throw Failure(path + ": there is no sound in it");
+    if (info.channels > 2) {
+        std::fprintf(stderr, "mlh: %s has %d channels; they are mixed down to one\n", path.c_str(),
+                     info.channels);
+    }
     return audio;
 }
 
+void CheckAudioOutput(const std::string& path, SampleFormat format) { OutputInfo(path, format, 2, 44100); }
+
 struct AudioWriter::State {
+    std::string path;
     OutputFile output;
     File file;
     SampleFormat format;
@@ -115,16 +136,10 @@ struct AudioWriter::State {
     std::vector<int> integers;
 
     State(const std::string& path, SampleFormat format, int32_t channels, int32_t sampleRate)
-        : output(path), format(format), channels(channels) {
-        SF_INFO info{};
-        info.samplerate = sampleRate;
-        info.channels = channels;
-        info.format = Container(path) | Encoding(format);
-        if (sf_format_check(&info) == 0) {
-            throw UsageError(path + ": this kind of file cannot hold the chosen --format; use .wav");
-        }
+        : path(path), output(path), format(format), channels(channels) {
+        SF_INFO info = OutputInfo(path, format, channels, sampleRate);
         file.reset(sf_open(output.temporaryPath().c_str(), SFM_WRITE, &info));
-        if (!file) throw Failure("cannot write " + path + ": " + OpenFailure());
+        if (!file) throw Failure("cannot write " + path + ": " + Reason(sf_strerror(nullptr)));
         // That chunk of float files holds the time of day; the same call shall write the same file.
         sf_command(file.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
     }
@@ -145,7 +160,7 @@ struct AudioWriter::State {
     }
 
     void Check(int64_t written, int64_t wanted) const {
-        if (written != wanted) throw Failure(std::string("cannot write: ") + sf_strerror(file.get()));
+        if (written != wanted) throw Failure("cannot write " + path + ": " + Reason(sf_strerror(file.get())));
     }
 };
 
@@ -171,8 +186,9 @@ void AudioWriter::Write(const float* samples, int32_t frames) {
 }
 
 void AudioWriter::Finish() {
-    if (sf_close(state_->file.release()) != 0)
-        throw Failure("cannot finish an audio file: is the disk full?");
+    if (sf_close(state_->file.release()) != 0) {
+        throw Failure("cannot finish " + state_->path + ": is the disk full?");
+    }
     state_->output.Commit();
 }
 

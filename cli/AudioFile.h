@@ -17,11 +17,16 @@ struct Audio {
     double Seconds() const { return sampleRate > 0 ? static_cast<double>(Frames()) / sampleRate : 0.0; }
 };
 
-// Reads any file that libsndfile knows. Throws Failure, with what to do, for a file that can't be read, or
+// Reads any file that libsndfile knows. Says so on standard error when
+// it mixes channels down. Throws Failure, with what to do, for a file that can't be read, or
 // that the library can't analyse (rate, length).
 Audio ReadAudio(const std::string& path);
 
 enum class SampleFormat { Int16, Int24, Float };
+
+// Throws UsageError, with what to do, if no file of the suffix of `path` can be written, or none with such
+// samples.
+void CheckAudioOutput(const std::string& path, SampleFormat format);
 
 // Writes an audio file block by block; it appears under its name when it is finished, or not at all. The
 // container follows the suffix (wav, flac, aiff, ...; wav without one).

@@ -4,12 +4,13 @@
 #include <cctype>
 #include <cmath>
 #include <cstdlib>
-#include <fstream>
+#include <filesystem>
 #include <iterator>
 #include <optional>
 
 #include "ChordQualities.h"
 #include "Errors.h"
+#include "InputFile.h"
 #include "Paths.h"
 
 namespace {
@@ -351,13 +352,15 @@ class SheetReader {
 std::vector<TimedChord> ReadChordOption(const std::string& value, double bpm, int beatsPerBar) {
     if (value.empty()) return {};
     std::error_code ignored;
-    if (!std::filesystem::is_regular_file(PathOf(value), ignored)) {
-        return ParseChordSheet(value, "--chords", bpm, beatsPerBar);
+    if (std::filesystem::is_regular_file(PathOf(value), ignored)) {
+        return ParseChordSheet(ReadFile(value), value, bpm, beatsPerBar);
     }
-    std::ifstream file(value, std::ios::binary);
-    const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    if (!file) throw Failure("cannot read " + value);
-    return ParseChordSheet(text, value, bpm, beatsPerBar);
+    try {
+        return ParseChordSheet(value, "--chords", bpm, beatsPerBar);
+    } catch (const UsageError& error) {
+        if (value.find_first_of(" ,;|\n") != std::string::npos) throw;
+        throw UsageError(std::string(error.what()) + " There is no file of this name either");
+    }
 }
 
 CoreTones ReduceChord(const std::vector<int>& intervals) {

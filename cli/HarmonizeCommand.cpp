@@ -85,11 +85,13 @@ void CheckVoices(const HarmonizeOptions& options) {
 
 // Options of the chord modes mean nothing to the styles that find their voices in the notes alone.
 void CheckStyle(const HarmonizeOptions& options) {
+    ToSettings(options.style);  // complains of options of other styles
     if (options.style.style == kChordStyle) {
-        ToSettings(options.style);  // complains of options of other styles
+        if (!options.style.key.empty()) ParseKey(options.style.key);
         if (!options.style.scale.empty()) throw UsageError("--scale is for every --style but chords");
         return;
     }
+    GivenKey(options.style);
     const auto refuse = [&](bool given, const char* option) {
         if (given) throw UsageError(std::string(option) + " is for --style chords");
     };
@@ -98,6 +100,33 @@ void CheckStyle(const HarmonizeOptions& options) {
     refuse(options.voicesGiven, "--voices");
     refuse(options.aboveGiven, "--above");
     refuse(options.spreadGiven, "--spread");
+}
+
+// The lead and each voice in the folder of the stems.
+std::vector<std::string> StemPaths(const HarmonizeOptions& options, int voices) {
+    std::vector<std::string> paths;
+    for (int v = 0; v <= voices; ++v) {
+        const std::string name = v == 0 ? "lead.wav" : "voice" + std::to_string(v) + ".wav";
+        paths.push_back(NameOf(PathOf(options.stems) / name));
+    }
+    return paths;
+}
+
+std::string MixPath(const HarmonizeOptions& options) {
+    if (!options.output.empty()) return options.output;
+    return NameOf(PathOf(options.lead).stem()) + "-choir.wav";
+}
+
+void CheckFiles(const HarmonizeOptions& options) {
+    CheckPicture(options.picture);
+    CheckAudioOutput(MixPath(options), ToFormat(options.format));
+    std::vector<std::string> outputs = {MixPath(options), options.picture, options.report};
+    std::error_code ignored;
+    if (fs::is_directory(PathOf(options.stems), ignored)) {
+        const auto stems = StemPaths(options, options.voices);
+        outputs.insert(outputs.end(), stems.begin(), stems.end());
+    }
+    CheckOutputs({options.lead, options.chords, options.midi}, outputs);
 }
 
 // The notes that were found, arranged, and sung by their singer. Seconds serve as beats.
@@ -130,18 +159,16 @@ class Outputs {
           mixChannels_(options.mono ? 1 : 2),
           voices_(voices),
           gains_(ParseGains(options.gains)),
-          mixPath_(options.output.empty() ? NameOf(PathOf(options.lead).stem()) + "-choir.wav"
-                                          : options.output),
+          mixPath_(MixPath(options)),
           mix_(mixPath_, ToFormat(options.format), mixChannels_, lead.sampleRate) {
         if (options.stems.empty()) return;
         std::error_code error;
         fs::create_directories(PathOf(options.stems), error);
         if (error) throw Failure("cannot make the folder " + options.stems + ": " + error.message());
-        for (int v = 0; v <= voices; ++v) {
-            const std::string name = v == 0 ? "lead.wav" : "voice" + std::to_string(v) + ".wav";
-            stemPaths_.push_back(NameOf(PathOf(options.stems) / name));
-            stems_.push_back(std::make_unique<AudioWriter>(stemPaths_.back(), ToFormat(options.format),
-                                                           leadChannels_, lead.sampleRate));
+        stemPaths_ = StemPaths(options, voices);
+        for (const std::string& path : stemPaths_) {
+            stems_.push_back(std::make_unique<AudioWriter>(path, ToFormat(options.format), leadChannels_,
+                                                           lead.sampleRate));
         }
     }
 
@@ -220,6 +247,8 @@ void Tell(const HarmonizeOptions& options, const HarmonyReport& report, const Au
 void Run(const HarmonizeOptions& options) {
     CheckVoices(options);
     CheckStyle(options);
+    ParseGains(options.gains);
+    CheckFiles(options);
     const auto chords = ReadChordOption(options.chords, options.bpm, options.beatsPerBar);
     MidiSong song;
     if (!options.midi.empty()) {
@@ -227,10 +256,6 @@ void Run(const HarmonizeOptions& options) {
         if (song.tracks.empty()) throw Failure(options.midi + ": there is no note in it");
     }
     const Audio audio = ReadAudio(options.lead);
-    if (audio.fileChannels > 2) {
-        std::fprintf(stderr, "mlh: %s has %d channels; they are mixed down to one\n", options.lead.c_str(),
-                     audio.fileChannels);
-    }
 
     HarmonyReport report;
     report.lead = options.lead;
@@ -283,13 +308,13 @@ void AddHarmonizeCommand(CLI::App& app) {
         ->type_name("DIR");
     command->add_option("--format", options->format, "Samples of mix and stems: 16, 24 or float (default 16)")
         ->check(CLI::IsMember({"16", "24", "float"}))
-        ->type_name("");
+        ->type_name("KIND");
     auto* chords = command->add_option("--chords", options->chords,
                                        "Chords, as a file or as text (default: from the melody alone)");
     command->add_option("--bpm", options->bpm, "Tempo of a chord grid, in beats a minute")
-        ->check(CLI::Range(1.0, 1000.0));
+        ->check(Between(1.0, 1000.0));
     command->add_option("--beats", options->beatsPerBar, "Beats in a bar of a chord grid (default 4)")
-        ->check(CLI::Range(1, 32));
+        ->check(Between(1, 32));
     auto* midi =
         command->add_option("--midi", options->midi, "Notes for the voices, a track each, instead of chords")
             ->type_name("FILE");
@@ -298,10 +323,10 @@ void AddHarmonizeCommand(CLI::App& app) {
         "--voices", options->voices, "Voices beside the lead, the first on its own line: 2 to 4 (default 4)");
     auto* above =
         command->add_option("--above", options->above, "Harmony voices above the lead: 0 to 3 (default 1)");
-    above->check(CLI::Range(0, 3))->excludes(midi);
+    above->check(Between(0, 3))->excludes(midi);
     auto* spread = command->add_option("--spread", options->spread,
                                        "How widely the voices are set: 0 to 1 (default 0.5)");
-    spread->check(CLI::Range(0.0, 1.0))->excludes(midi);
+    spread->check(Between(0.0, 1.0))->excludes(midi);
     command
         ->add_option("--key", options->style.key,
                      "C, F#m, Bb minor ..., for other styles than chords D dorian ... too (default: the one "

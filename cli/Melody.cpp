@@ -13,6 +13,7 @@
 #include "Choir.h"
 #include "Chords.h"
 #include "Errors.h"
+#include "InputFile.h"
 #include "MidiFile.h"
 #include "Paths.h"
 #include "Progress.h"
@@ -68,6 +69,8 @@ void MakeMonophonic(std::vector<MelodyNote>& notes, const std::string& source) {
     }
 }
 
+constexpr const char* kRow = "a row is onset, duration, pitch and, if wanted, chord";
+
 class TableReader {
   public:
     explicit TableReader(const std::string& source) : source_(source) {}
@@ -108,22 +111,22 @@ class TableReader {
         return cells;
     }
 
-    double Number(const std::string& cell) const {
+    double Number(const std::string& cell, const std::string& wanted) const {
         char* end = nullptr;
         const double value = std::strtod(cell.c_str(), &end);
         if (*end != '\0' || !std::isfinite(value)) {
-            Complain("'" + cell + "' is not a number; a row is onset, duration, pitch, chord");
+            Complain("'" + cell + "' is not a number; " + wanted);
         }
         return value;
     }
 
     void ReadRow(const std::vector<std::string>& cells) {
         if (melody_.notes.empty() && (cells[0] == "onset" || cells[0] == "start")) return;  // column names
-        if (cells.size() < 3) Complain("a row is onset, duration, pitch and, if wanted, chord");
+        if (cells.size() < 3) Complain(kRow);
         MelodyNote note;
-        note.onset = Number(cells[0]);
-        note.length = Number(cells[1]);
-        const double pitch = Number(cells[2]);
+        note.onset = Number(cells[0], kRow);
+        note.length = Number(cells[1], kRow);
+        const double pitch = Number(cells[2], kRow);
         if (note.onset < 0.0) Complain("a note cannot start before beat 0");
         if (!(note.length > 0.0)) Complain("a duration must be above 0");
         if (pitch < 0.0 || pitch > 127.0 || pitch != std::floor(pitch)) {
@@ -153,8 +156,9 @@ class TableReader {
         TempoChange& start = melody_.tempo[0];
         if (name == "title") melody_.title = value;
         if (name == "key") melody_.key = ReadKeyAndScale(value);
-        if (name == "tempo") start.bpm = std::clamp(Number(value), 1.0, 1000.0);
-        if (name == "upbeat") melody_.upbeat = std::max(Number(value), 0.0);
+        if (name == "tempo") start.bpm = std::clamp(Number(value, "write the tempo like 96"), 1.0, 1000.0);
+        if (name == "upbeat")
+            melody_.upbeat = std::max(Number(value, "an upbeat is a count of quarter notes"), 0.0);
         if (name == "meter") ReadMetre(value, start);
     }
 
@@ -214,22 +218,18 @@ bool LooksLikeText(const std::string& text) {
 }  // namespace
 
 Melody ReadMelody(const MelodySource& source) {
-    std::error_code ignored;
-    std::ifstream file(source.path, std::ios::binary);
-    if (!file || std::filesystem::is_directory(PathOf(source.path), ignored)) {
-        throw Failure("cannot read " + source.path);
-    }
+    std::ifstream file = OpenInput(source.path);
     std::string text(4096, '\0');
     file.read(text.data(), static_cast<std::streamsize>(text.size()));
     text.resize(static_cast<std::size_t>(file.gcount()));
 
+    const bool midi = text.starts_with("MThd");
+    if (source.track > 0 && !midi) throw UsageError("--track is for MIDI files; " + source.path + " is none");
     Melody melody;
-    if (text.starts_with("MThd")) {
+    if (midi) {
         melody = FromMidi(source);
     } else if (LooksLikeText(text)) {
-        file.clear();
-        file.seekg(0);
-        text.assign(std::istreambuf_iterator<char>(file), {});
+        text.append(std::istreambuf_iterator<char>(file), {});  // nothing is read twice: it may be a pipe
         melody = ParseMelodyTable(text, source.path);
     } else {
         melody = FromRecording(source);

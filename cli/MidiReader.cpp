@@ -3,14 +3,12 @@
 // are read here.
 #include <algorithm>
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <span>
 #include <utility>
 
 #include "Errors.h"
+#include "InputFile.h"
 #include "MidiFile.h"
 
 namespace {
@@ -218,10 +216,7 @@ std::vector<TimedNote> ToNotes(const Track& track, double songEnd, const ToSecon
 }  // namespace
 
 MidiSong ReadMidiFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::error_code ignored;
-    if (!in || std::filesystem::is_directory(path, ignored)) throw Failure("cannot read " + path);
-    const std::vector<char> content((std::istreambuf_iterator<char>(in)), {});
+    const std::string content = ReadFile(path);
     const auto* bytes = reinterpret_cast<const uint8_t*>(content.data());
     File file;
     try {

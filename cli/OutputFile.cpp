@@ -8,12 +8,15 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <utility>
 
 #include "Errors.h"
 #include "Paths.h"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 // The names of unfinished files, where a signal handler can read them: it may not allocate or lock.
 constexpr int kMaxUnfinished = 64;
@@ -57,29 +60,68 @@ extern "C" void RemoveUnfinishedFiles(int signal) {
     std::raise(signal);
 }
 
+// What a name leads to, links followed.
+fs::path ResolvedPath(const std::string& path) {
+    std::error_code error;
+    const fs::path whole = fs::absolute(PathOf(path), error);
+    const fs::path resolved = fs::weakly_canonical(whole, error);
+    return error ? whole : resolved;
+}
+
+// Something that is there and can only be written to, not replaced.
+bool IsDevice(const std::string& path) {
+    std::error_code ignored;
+    const fs::file_status status = fs::status(PathOf(path), ignored);
+    return fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status);
+}
+
 // Keeps the suffix, by which writers choose their format.
-std::string TemporaryName(const std::string& path) {
-    const std::filesystem::path place = PathOf(path);
+std::string TemporaryName(const fs::path& place) {
     const std::string name = ".unfinished-" + std::to_string(getpid()) + "-" + NameOf(place.filename());
     return NameOf(place.parent_path() / PathOf(name));
 }
 
 }  // namespace
 
-OutputFile::OutputFile(std::string path) : path_(std::move(path)), temporaryPath_(TemporaryName(path_)) {
-    Register(temporaryPath_.c_str());
+OutputFile::OutputFile(std::string path)
+    : path_(std::move(path)),
+      inPlace_(IsDevice(path_)),
+      temporaryPath_(inPlace_ ? path_ : TemporaryName(ResolvedPath(path_))) {
+    if (!inPlace_) Register(temporaryPath_.c_str());
 }
 
 OutputFile::~OutputFile() {
+    if (inPlace_) return;
     if (!committed_) unlink(temporaryPath_.c_str());
     Unregister(temporaryPath_.c_str());
 }
 
 void OutputFile::Commit() {
+    if (inPlace_) return;
     std::error_code error;
-    std::filesystem::rename(PathOf(temporaryPath_), PathOf(path_), error);
+    fs::rename(PathOf(temporaryPath_), ResolvedPath(path_), error);
     if (error) throw Failure("cannot write " + path_ + ": " + error.message());
     committed_ = true;
+}
+
+void CheckOutputs(const std::vector<std::string>& inputs, const std::vector<std::string>& outputs) {
+    std::set<fs::path> taken;
+    for (const std::string& input : inputs) {
+        if (!input.empty()) taken.insert(ResolvedPath(input));
+    }
+    for (const std::string& output : outputs) {
+        if (output.empty() || IsDevice(output)) continue;
+        if (output == "-") throw UsageError("'-' is no file name; for standard output write /dev/stdout");
+        const fs::path place = ResolvedPath(output);
+        std::error_code ignored;
+        if (fs::is_directory(place, ignored)) throw Failure("cannot write " + output + ": it is a folder");
+        if (!fs::is_directory(place.parent_path(), ignored)) {
+            throw Failure("cannot write " + output + ": there is no folder " + NameOf(place.parent_path()));
+        }
+        if (!taken.insert(place).second) {
+            throw UsageError(output + ": this file is read or written already; choose another name");
+        }
+    }
 }
 
 void WriteTextFile(const std::string& path, const std::string& text) {

@@ -2,9 +2,10 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 // A file under a temporary name beside its place, which takes its place when it is complete. Left alone, or
-// interrupted by Ctrl-C, nothing stays behind.
+// interrupted by Ctrl-C, nothing stays behind. A link stays one; a device or a pipe is written to as it is.
 class OutputFile {
   public:
     explicit OutputFile(std::string path);
@@ -19,9 +20,14 @@ class OutputFile {
 
   private:
     std::string path_;
+    bool inPlace_;
     std::string temporaryPath_;
     bool committed_ = false;
 };
+
+// Called before any work is done: refuses outputs that cannot be written or that would overwrite an input or
+// each other. Empty names are passed over. Throws UsageError or Failure.
+void CheckOutputs(const std::vector<std::string>& inputs, const std::vector<std::string>& outputs);
 
 // Writes a text in one go.
 void WriteTextFile(const std::string& path, const std::string& text);

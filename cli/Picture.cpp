@@ -401,11 +401,6 @@ class Painter {
     const Layout& layout_;
 };
 
-bool EndsWith(const std::string& text, const std::string& suffix) {
-    return text.size() >= suffix.size() &&
-           text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
-}
-
 void Check(cairo_status_t status, const std::string& path) {
     if (status != CAIRO_STATUS_SUCCESS) {
         throw Failure("cannot write " + path + ": " + cairo_status_to_string(status));
@@ -414,10 +409,15 @@ void Check(cairo_status_t status, const std::string& path) {
 
 }  // namespace
 
+void CheckPicture(const std::string& path) {
+    if (path.empty() || path.ends_with(".svg") || path.ends_with(".png")) return;
+    throw UsageError(path + ": a picture is .svg or .png");
+}
+
 void DrawPicture(const Performance& performance, const std::string& path) {
     constexpr double kPngScale = 2.0;  // sharp on fine screens
-    const bool svg = EndsWith(path, ".svg");
-    if (!svg && !EndsWith(path, ".png")) throw UsageError(path + ": a picture is .svg or .png");
+    CheckPicture(path);
+    const bool svg = path.ends_with(".svg");
     OutputFile file(path);
     const Layout layout(performance);
     const double scale = svg ? 1.0 : std::min(kPngScale, 32000.0 / layout.width());

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Chords.h"
+#include "Commands.h"
 #include "Errors.h"
 
 namespace {
@@ -109,7 +110,7 @@ void AddStyleOptions(CLI::App& command, StyleOptions& options) {
     command
         .add_option("--interval", options.interval,
                     "double: semitones from the melody to the other voice (default 12)")
-        ->check(CLI::Range(-kMaxSemitones, kMaxSemitones));
+        ->check(Between(-kMaxSemitones, kMaxSemitones));
 }
 
 mlh::ArrangeSettings ToSettings(const StyleOptions& options) {
@@ -130,15 +131,19 @@ mlh::ArrangeSettings ToSettings(const StyleOptions& options) {
     return settings;
 }
 
-MelodyKey KeyFor(const StyleOptions& options, const Melody& melody) {
-    MelodyKey key;
-    if (!options.key.empty()) {
-        const auto given = ReadKeyAndScale(options.key);
-        key = given ? *given : ReadKeyAndScale(KeyName(ParseKey(options.key))).value();
-    } else {
-        key = melody.key ? *melody.key : EstimateKey(melody.notes);
+std::optional<MelodyKey> GivenKey(const StyleOptions& options) {
+    if (options.key.empty()) return std::nullopt;
+    if (const auto key = ReadKeyAndScale(options.key)) return key;
+    try {
+        return ReadKeyAndScale(KeyName(ParseKey(options.key)));
+    } catch (const UsageError& error) {
+        throw UsageError(std::string(error.what()) + ", or with a scale, like D dorian");
     }
-    key.found = key.found && options.key.empty();
+}
+
+MelodyKey KeyFor(const StyleOptions& options, const Melody& melody) {
+    const auto given = GivenKey(options);
+    MelodyKey key = given ? *given : melody.key ? *melody.key : EstimateKey(melody.notes);
     if (!options.scale.empty()) key.scale = IndexOf(mlh::ScaleNames(), options.scale, "--scale");
     return key;
 }

@@ -27,5 +27,8 @@ void AddStyleOptions(CLI::App& command, StyleOptions& options);
 // style does not know, and for an option of another style.
 mlh::ArrangeSettings ToSettings(const StyleOptions& options);
 
+// The key of --key, nothing where it is left out. Throws UsageError.
+std::optional<MelodyKey> GivenKey(const StyleOptions& options);
+
 // The key asked for by --key and --scale, else the melody's own, else the one that its notes suggest.
 MelodyKey KeyFor(const StyleOptions& options, const Melody& melody);

@@ -43,9 +43,16 @@ bool IsCommand(const CLI::App& app, const std::string& name) {
 
 // The parser itself would only say that a command is missing.
 void RefuseUnknownCommand(const CLI::App& app, int argc, char** argv) {
-    if (argc < 2 || argv[1][0] == '-' || IsCommand(app, argv[1])) return;
+    if (argc == 1) throw UsageError("a command is missing: harmonize, analyze or arrange; see mlh --help");
+    if (argv[1][0] == '-' || IsCommand(app, argv[1])) return;
     throw UsageError(std::string("there is no command '") + argv[1] +
                      "'; the commands are harmonize, analyze and arrange");
+}
+
+// The command whose help tells more.
+std::string NameOfCommand(const CLI::App& app) {
+    const auto given = app.get_subcommands();
+    return given.empty() ? "mlh" : "mlh " + given[0]->get_name();
 }
 
 // Names of files and songs are UTF-8.
@@ -86,7 +93,8 @@ int main(int argc, char** argv) {
     } catch (const CLI::Success& request) {
         return app.exit(request);
     } catch (const CLI::ParseError& error) {
-        return Complain((std::string(error.what()) + "; see mlh --help").c_str(), kUsage);
+        const std::string help = "; see " + NameOfCommand(app) + " --help";
+        return Complain((error.what() + help).c_str(), kUsage);
     } catch (const UsageError& error) {
         return Complain(error.what(), kUsage);
     } catch (const std::bad_alloc&) {

@@ -3,11 +3,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -18,13 +16,12 @@
 #include <vector>
 
 #include "AudioFile.h"
+#include "support/CommandFolder.h"
 #include "support/NotationReaders.h"
-#include "support/Shell.h"
 #include "support/SungTunes.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using testing::HasSubstr;
 using Json = nlohmann::json;
 
@@ -86,25 +83,14 @@ std::vector<Part> PartsOfJson(const Json& json) {
     return parts;
 }
 
-class Arrange : public testing::Test {
+class Arrange : public CommandFolder {
   protected:
-    Arrange() : folder(fs::temp_directory_path() / ("mlh-arrange-" + std::to_string(getpid()))) {
-        fs::create_directories(folder);
+    Arrange() {
         // A rest, a note over a bar line, dots and an upbeat.
         std::ofstream(Path("tune.tsv")) << "# title: Tune\n# key: G major\n# meter: 3/4\n# tempo: 90\n"
                                            "0\t1\t67\tG:maj\n1\t1.5\t71\t-\n2.5\t0.5\t69\tD:7\n"
                                            "3 2 67 G\n6,2,72,C\n8;1;71;G\n9\t1\t69\tD7\n10\t3\t67\tG\n";
     }
-    ~Arrange() override { fs::remove_all(folder); }
-    std::string Path(const std::string& name) const { return (folder / name).string(); }
-    ShellResult Run(const std::string& arguments) const {
-        return RunShell("cd " + folder.string() + " && " + MLH_BINARY_DIR + "/mlh " + arguments);
-    }
-    std::string Text(const std::string& name) const {
-        std::ifstream file(Path(name), std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(file), {});
-    }
-    fs::path folder;
 };
 
 const std::vector<std::string> kStyles = {"four-part",

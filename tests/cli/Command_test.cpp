@@ -1,7 +1,6 @@
 // The mlh command as its users meet it: the built program, run on files.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -17,7 +16,7 @@
 #include "MidiFile.h"
 #include "mlh/analysis.h"
 #include "mlh/mlh.h"
-#include "support/Shell.h"
+#include "support/CommandFolder.h"
 #include "support/SungTunes.h"
 
 namespace {
@@ -27,20 +26,8 @@ using testing::HasSubstr;
 using testing::Not;
 using Json = nlohmann::json;
 
-class Command : public testing::Test {
+class Command : public CommandFolder {
   protected:
-    Command() : folder(fs::temp_directory_path() / ("mlh-command-" + std::to_string(getpid()))) {
-        fs::create_directories(folder);
-    }
-    ~Command() override { fs::remove_all(folder); }
-
-    std::string Path(const std::string& name) const { return (folder / name).string(); }
-
-    // Runs mlh in the test's folder.
-    ShellResult Run(const std::string& arguments) const {
-        return RunShell("cd " + folder.string() + " && " + MLH_BINARY_DIR + "/mlh " + arguments);
-    }
-
     // A sung phrase as a float file of so many channels.
     void WriteLead(const std::string& name, int channels = 1, double rate = 44100.0) const {
         const SungRecording song = SingPhrase(rate);
@@ -53,12 +40,14 @@ class Command : public testing::Test {
         writer.Finish();
     }
 
-    std::string Text(const std::string& name) const {
-        std::ifstream file(Path(name), std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(file), {});
+    std::vector<std::string> HalfWritten() const {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+            const std::string name = entry.path().filename().string();
+            if (name.find("unfinished") != std::string::npos) names.push_back(name);
+        }
+        return names;
     }
-
-    fs::path folder;
 };
 
 double Peak(const std::vector<float>& samples) {
@@ -355,12 +344,29 @@ TEST_F(Command, PicturesAreSvgOrPng) {
 
 TEST_F(Command, WrongUseIsStatusTwoWithOneLine) {
     WriteLead("lead.wav");
-    for (const std::string arguments :
-         {"", "sing lead.wav", "harmonize", "harmonize lead.wav --voices 5", "harmonize lead.wav --voices 1",
-          "harmonize lead.wav --above 4", "harmonize lead.wav --spread 1.5", "harmonize lead.wav --key H",
-          "harmonize lead.wav --format 8", "harmonize lead.wav --gains loud",
-          "harmonize lead.wav --chords '0 Cx'", "harmonize lead.wav --chords 'C | F'",
-          "harmonize lead.wav --chords C --midi a.mid", "analyze", "harmonize lead.wav -o mix.xyz"}) {
+    for (const std::string arguments : {"",
+                                        "sing lead.wav",
+                                        "harmonize",
+                                        "harmonize lead.wav --voices 5",
+                                        "harmonize lead.wav --voices 1",
+                                        "harmonize lead.wav --above 4",
+                                        "harmonize lead.wav --spread 1.5",
+                                        "harmonize lead.wav --key H",
+                                        "harmonize lead.wav --format 8",
+                                        "harmonize lead.wav --gains loud",
+                                        "harmonize lead.wav --chords '0 Cx'",
+                                        "harmonize lead.wav --chords 'C | F'",
+                                        "harmonize lead.wav --chords C --midi a.mid",
+                                        "analyze",
+                                        "harmonize lead.wav -o mix.xyz",
+                                        "harmonize lead.wav -o -",
+                                        "harmonize lead.wav --spread nan",
+                                        "harmonize lead.wav --bpm nan",
+                                        "harmonize lead.wav --chords chords.txt",
+                                        "harmonize -",
+                                        "arrange lead.wav --track 1",
+                                        "arrange lead.wav --key 'D dorain'",
+                                        "analyze lead.wav --csv a --json a"}) {
         const auto result = Run(arguments);
         EXPECT_EQ(result.status, 2) << arguments;
         EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 1) << result.output;
@@ -395,32 +401,61 @@ TEST_F(Command, WhatBeginsWithASlashIsAFileName) {
     }
 }
 
-TEST_F(Command, FailuresLeaveNoHalfWrittenFile) {
+TEST_F(Command, NoOutputTakesThePlaceOfAnInput) {
     WriteLead("lead.wav");
-    const auto result = Run("harmonize lead.wav -o mix.wav --stems stems --report missing/r.json -q");
-    EXPECT_EQ(result.status, 1);
-    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-        EXPECT_THAT(entry.path().filename().string(), Not(HasSubstr("unfinished")));
+    std::ofstream(Path("chords.txt")) << "0 C\n";
+    const std::string before = Text("lead.wav");
+    for (const std::string arguments :
+         {"harmonize lead.wav -o lead.wav", "harmonize lead.wav --stems .",
+          "analyze lead.wav --f0 ./lead.wav", "harmonize lead.wav --chords chords.txt --report chords.txt",
+          "arrange lead.wav --midi lead.wav"}) {
+        const auto result = Run(arguments);
+        EXPECT_EQ(result.status, 2) << arguments;
+        EXPECT_THAT(result.output, HasSubstr("choose another name")) << arguments;
     }
+    EXPECT_EQ(Text("lead.wav"), before);
+    EXPECT_EQ(Text("chords.txt"), "0 C\n");
 }
 
+#ifndef _WIN32
+
+// The file under work is a pipe that fills up, so that the command is sure to be at it when the interrupt
+// comes.
 TEST_F(Command, AnInterruptLeavesNoHalfWrittenFile) {
-#ifdef _WIN32
-    GTEST_SKIP() << "there is no program that interrupts another one";
-#endif
-    // Long enough that the interrupt comes while it works.
     const SungRecording song = SingPhrase();
     AudioWriter writer(Path("long.wav"), SampleFormat::Int16, 1, 44100);
-    for (int i = 0; i < 60; ++i) writer.Write(song.samples.data(), static_cast<int32_t>(song.samples.size()));
+    for (int i = 0; i < 8; ++i) writer.Write(song.samples.data(), static_cast<int32_t>(song.samples.size()));
     writer.Finish();
-    const auto result = RunShell("cd " + folder.string() + " && timeout -s INT 1 " + MLH_BINARY_DIR +
-                                 "/mlh harmonize long.wav -o mix.wav --stems stems");
+    ASSERT_EQ(Run("analyze long.wav --f0 whole.csv -q").status, 0);
+    ASSERT_GT(fs::file_size(Path("whole.csv")), 2u * 65536u);  // what a pipe holds
+    const auto result = RunLine(
+        "sh -c 'work=.unfinished-$$-pitch.csv; mkfifo $work; "
+        "(exec 3<$work; kill -INT $$) >/dev/null 2>&1 & exec " MLH_BINARY_DIR
+        "/mlh analyze long.wav --f0 pitch.csv'");
     EXPECT_NE(result.status, 0);
-    EXPECT_FALSE(fs::exists(Path("mix.wav")));
-    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-        EXPECT_THAT(entry.path().filename().string(), Not(HasSubstr("unfinished")));
-    }
+    EXPECT_FALSE(fs::exists(Path("pitch.csv")));
+    EXPECT_THAT(HalfWritten(), testing::IsEmpty());
 }
+
+// No file may grow: to a program the same as a full disk.
+TEST_F(Command, AFullDiskIsAFailureThatNamesTheFile) {
+    WriteLead("lead.wav");
+    for (const std::string call :
+         {"harmonize lead.wav -o full.wav", "harmonize lead.wav -o full.flac",
+          "analyze lead.wav --json full.json", "analyze lead.wav --labels full.txt",
+          "analyze lead.wav --midi full.mid", "arrange lead.wav --musicxml full.xml",
+          "arrange lead.wav --picture full.svg", "arrange lead.wav --picture full.png"}) {
+        const auto result = RunLine("trap '' XFSZ && ulimit -f 0 && " MLH_BINARY_DIR "/mlh " + call + " -q");
+        EXPECT_EQ(result.status, 1) << call;
+        EXPECT_THAT(result.output, testing::StartsWith("mlh: cannot ")) << call;
+        EXPECT_THAT(result.output, HasSubstr(" full.")) << call;
+        EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 1) << result.output;
+    }
+    EXPECT_THAT(HalfWritten(), testing::IsEmpty());
+    for (const auto& entry : fs::directory_iterator(folder)) EXPECT_EQ(entry.path().filename(), "lead.wav");
+}
+
+#endif
 
 TEST_F(Command, OnAPipeThereIsNoProgressBar) {
     WriteLead("lead.wav");
