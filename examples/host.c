@@ -29,7 +29,7 @@ static int read_wav(const char* path, Sound* sound) {
                        format[2] <= 2) {
                 sound->channels = format[2];
                 sound->rate = format[4] | format[5] << 8 | format[6] << 16;
-                sound->samples = malloc(size + 1);
+                sound->samples = malloc((size_t)size + 1);
                 if (sound->samples == NULL) break;
                 sound->frames = (int32_t)fread(sound->samples, 2u * (unsigned)sound->channels,
                                                size / 2 / (uint32_t)sound->channels, file);
@@ -69,7 +69,10 @@ int main(int argc, char** argv) {
     }
     mlhCreateInstance(&mlh);
     mlhAssignInputData16(mlh, lead.samples, lead.frames, lead.channels, lead.rate);
-    if (mlhSetParams(mlh, true, 4, 1, 0.5f, 0, false) != MLH_OK) return 1;
+    if (mlhSetParams(mlh, true, 4, 1, 0.5f, 0, false) != MLH_OK) {
+        fprintf(stderr, "host: %s cannot be analysed\n", argv[1]);
+        return 1;
+    }
 
     /* Chords are optional; this one holds throughout. */
     ChordVector* chords = mlhGetNewChordVector();
