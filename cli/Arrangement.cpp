@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <nlohmann/json.hpp>
 
 #include "Chords.h"
 #include "Errors.h"
 #include "MidiFile.h"
 #include "Reports.h"
+#include "Text.h"
 
 namespace {
 
@@ -59,39 +59,33 @@ std::vector<ArrangedVoice> FourParts(const std::vector<mlh::ArrangedNote>& notes
     return voices;
 }
 
-double MeanPitch(const ArrangedVoice& voice) {
-    double sum = 0.0;
-    int count = 0;
-    for (const int pitch : voice.pitches) {
-        if (pitch < 0) continue;
-        sum += pitch;
-        ++count;
-    }
-    return count > 0 ? sum / count : -1.0;
-}
-
 std::vector<ArrangedVoice> MelodyAndVoices(const std::vector<mlh::ArrangedNote>& notes) {
     std::vector<ArrangedVoice> voices = FourParts(notes);
-    std::erase_if(voices, [](const ArrangedVoice& voice) { return MeanPitch(voice) < 0.0; });
+    std::erase_if(voices, [](const ArrangedVoice& voice) { return voice.MeanPitch() < 0.0; });
     // Row 3, the melody, is the first; the others from the top down.
     std::stable_sort(voices.begin() + 1, voices.end(), [](const ArrangedVoice& a, const ArrangedVoice& b) {
-        return MeanPitch(a) > MeanPitch(b);
+        return a.MeanPitch() > b.MeanPitch();
     });
     voices[0].name = "Melody";
     for (std::size_t v = 1; v < voices.size(); ++v) voices[v].name = "Voice " + std::to_string(v + 1);
     return voices;
 }
 
-std::string Format(const char* format, auto... values) {
-    char text[64];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
-}
-
 // JSON shows these as short decimals.
 double Short(double value) { return std::round(value * 1e6) / 1e6; }
 
 }  // namespace
+
+double ArrangedVoice::MeanPitch() const {
+    double sum = 0.0;
+    int count = 0;
+    for (const int pitch : pitches) {
+        if (pitch < 0) continue;
+        sum += pitch;
+        ++count;
+    }
+    return count > 0 ? sum / count : -1.0;
+}
 
 std::vector<TimedChord> Arrangement::ChordChanges() const {
     std::vector<TimedChord> changes;

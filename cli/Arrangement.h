@@ -11,6 +11,8 @@
 struct ArrangedVoice {
     std::string name;          // Soprano to Bass, or Melody and Voice 2 to 4
     std::vector<int> pitches;  // one for each note of the melody, MIDI; -1 rests
+
+    double MeanPitch() const;  // of those that sound, -1 where none does
 };
 
 struct Arrangement {

@@ -18,6 +18,7 @@
 #include "Paths.h"
 #include "Progress.h"
 #include "Reports.h"
+#include "Text.h"
 #include "mlh/arrange.h"
 
 namespace {
@@ -146,13 +147,8 @@ class TableReader {
     void ReadComment(const std::string& comment) {
         const auto colon = comment.find(':');
         if (colon == std::string::npos) return;
-        const auto trim = [](const std::string& text) {
-            const auto first = text.find_first_not_of(" \t");
-            if (first == std::string::npos) return std::string();
-            return text.substr(first, text.find_last_not_of(" \t") + 1 - first);
-        };
-        const std::string name = trim(comment.substr(0, colon));
-        const std::string value = trim(comment.substr(colon + 1));
+        const std::string name = Trim(comment.substr(0, colon));
+        const std::string value = Trim(comment.substr(colon + 1));
         TempoChange& start = melody_.tempo[0];
         if (name == "title") melody_.title = value;
         if (name == "key") melody_.key = ReadKeyAndScale(value);

@@ -6,16 +6,11 @@
 #include <sstream>
 
 #include "Errors.h"
+#include "Text.h"
 
 std::vector<SideGains> DefaultGains() { return {{0.5, 0.5}, {0.5, 0.0}, {0.0, 0.5}, {0.3, 0.2}, {0.2, 0.3}}; }
 
 namespace {
-
-std::string Trim(const std::string& text) {
-    const auto first = text.find_first_not_of(" \t");
-    if (first == std::string::npos) return "";
-    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
 
 double ParseGain(const std::string& text) {
     const std::string trimmed = Trim(text);

@@ -220,7 +220,7 @@ class ScoreWriter {
         xml_node time = attributes.append_child("time");
         Add(time, "beats", writable ? metre.beatsPerBar : 4);
         Add(time, "beat-type", writable ? metre.beatUnit : 4);
-        if (b == 0) AddClef(attributes, arrangement_.voices[voice].pitches);
+        if (b == 0) AddClef(attributes, arrangement_.voices[voice]);
     }
 
     // Church modes have names in the format; other scales go by their third.
@@ -232,15 +232,8 @@ class ScoreWriter {
     }
 
     // The one with the fewest ledger lines: treble, treble an octave down, or bass.
-    static void AddClef(xml_node attributes, const std::vector<int>& pitches) {
-        double sum = 0.0;
-        int count = 0;
-        for (const int pitch : pitches) {
-            if (pitch < 0) continue;
-            sum += pitch;
-            ++count;
-        }
-        const double mean = count > 0 ? sum / count : 71.0;
+    static void AddClef(xml_node attributes, const ArrangedVoice& voice) {
+        const double mean = voice.MeanPitch() < 0.0 ? 71.0 : voice.MeanPitch();
         xml_node clef = attributes.append_child("clef");
         Add(clef, "sign", mean < 53.0 ? "F" : "G");
         Add(clef, "line", mean < 53.0 ? 4 : 2);

@@ -164,6 +164,15 @@ class Painter {
         cairo_stroke(cairo_);
     }
 
+    void PhraseLine(double x, double y0, double y1) {
+        const double dashes[] = {5.0, 4.0};
+        cairo_save(cairo_);
+        cairo_set_dash(cairo_, dashes, 2, 0.0);
+        SetColour(kPhrase);
+        Line(x, y0, x, y1, 1.4);
+        cairo_restore(cairo_);
+    }
+
     void RoundedBar(double x, double y, double width, double height) {
         const double radius = std::min(3.0, 0.5 * std::min(width, height));
         cairo_new_sub_path(cairo_);
@@ -244,14 +253,9 @@ class Painter {
     }
 
     void PaintPhrases() {
-        const double dashes[] = {5.0, 4.0};
-        cairo_save(cairo_);
-        cairo_set_dash(cairo_, dashes, 2, 0.0);
-        SetColour(kPhrase);
         for (const double start : performance_.phrases) {
-            Line(layout_.x(start), kTop - 22.0, layout_.x(start), layout_.bottom(), 1.4);
+            PhraseLine(layout_.x(start), kTop - 22.0, layout_.bottom());
         }
-        cairo_restore(cairo_);
     }
 
     // A repeated function is a dot: only changes are read.
@@ -372,22 +376,13 @@ class Painter {
             entry(performance_.voices[v].name,
                   [&] { LegendBar(x, y, kVoices[v % kVoices.size()], 0.85, kLane - 4.0); });
         }
-        if (!performance_.phrases.empty()) entry("phrase", [&] { LegendPhrase(x, y); });
+        if (!performance_.phrases.empty()) entry("phrase", [&] { PhraseLine(x + 10.0, y + 2.0, y - 12.0); });
         if (!performance_.functions.empty()) {
             entry("function", [&] {
                 SetColour(kPhrase);
                 Text(x, y, "TSD");
             });
         }
-    }
-
-    void LegendPhrase(double x, double y) {
-        const double dashes[] = {5.0, 4.0};
-        cairo_save(cairo_);
-        cairo_set_dash(cairo_, dashes, 2, 0.0);
-        SetColour(kPhrase);
-        Line(x + 10.0, y + 2.0, x + 10.0, y - 12.0, 1.4);
-        cairo_restore(cairo_);
     }
 
     void LegendBar(double x, double y, const Colour& colour, double alpha, double height) {

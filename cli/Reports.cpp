@@ -1,18 +1,13 @@
 #include "Reports.h"
 
 #include <cmath>
-#include <cstdio>
 #include <nlohmann/json.hpp>
+
+#include "Text.h"
 
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-std::string Format(const char* format, auto... values) {
-    char text[256];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
-}
 
 int NearestNote(double pitch) { return static_cast<int>(std::lround(pitch)); }
 double Cents(double pitch) { return 100.0 * (pitch - NearestNote(pitch)); }
