@@ -4,20 +4,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <vector>
 
+#include "support/FreshProcess.h"
 #include "support/SungTunes.h"
 #include "validation/Performance.h"
 
 namespace {
-
-// Runs in a forked child, since within one process the level only goes down.
-template <class Check>
-void InFreshProcess(Check check) {
-    GTEST_FLAG_SET(death_test_style, "fast");
-    EXPECT_EXIT(std::exit(check() ? 0 : 1), ::testing::ExitedWithCode(0), "");
-}
 
 TEST(ProcessorLevel, IsTheBestOneOfTheMachineUpToTheLimit) {
     for (const int32_t limit : {2, 1, 0, -1}) {

@@ -14,15 +14,9 @@
 
 #include "dsp/CrossCorrelation.h"
 #include "dsp/Fft.h"
+#include "support/FreshProcess.h"
 
 namespace {
-
-// Each test runs in a forked child, since within one process the level only goes down.
-template <class Check>
-void InFreshProcess(Check check) {
-    GTEST_FLAG_SET(death_test_style, "fast");
-    EXPECT_EXIT(std::exit(check() ? 0 : 1), ::testing::ExitedWithCode(0), "");
-}
 
 int32_t BestLevel() {
     const uint32_t features = QueryProcessorFeatures();

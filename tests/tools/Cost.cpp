@@ -29,8 +29,7 @@
 #include "support/Recordings.h"
 #include "support/SungTunes.h"
 
-// ---- every allocation of the process is counted
-// -------------------------------------------------------------
+// Every allocation of the process is counted.
 
 extern "C" {
 void* __libc_malloc(std::size_t);
@@ -74,9 +73,6 @@ void free(void* memory) {
     __libc_free(memory);
 }
 }
-
-// ---- the measurement
-// ----------------------------------------------------------------------------------------
 
 namespace {
 

@@ -7,7 +7,6 @@
 // hashes of marks, frames, notes, chords, and of the voices without chords, with chords and in the manual
 // mode. All of it is done twice, the second time in another order; ends with 1 where that makes a difference.
 #include <algorithm>
-#include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,34 +15,13 @@
 #include <vector>
 
 #include "mlh/analysis.h"
+#include "support/Checksum.h"
 #include "support/Recordings.h"
 #include "validation/Performance.h"
 
 namespace {
 
 constexpr double kSeconds = 3.0;  // of each recording
-
-// 64-bit FNV-1a.
-class Hash {
-  public:
-    void Add(const void* data, std::size_t bytes) {
-        const auto* byte = static_cast<const unsigned char*>(data);
-        for (std::size_t i = 0; i < bytes; ++i) value_ = (value_ ^ byte[i]) * 0x100000001b3u;
-    }
-    template <class T>
-    void AddAll(const std::vector<T>& values) {
-        static_assert(std::is_trivially_copyable_v<T>);
-        Add(values.data(), values.size() * sizeof(T));
-    }
-    std::string Text() const {
-        char text[17];
-        std::snprintf(text, sizeof text, "%016" PRIx64, value_);
-        return text;
-    }
-
-  private:
-    uint64_t value_ = 0xcbf29ce484222325u;
-};
 
 struct Lead {
     std::string name;
