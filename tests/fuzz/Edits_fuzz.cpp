@@ -215,7 +215,7 @@ void EditAddOn(Bytes& bytes) {
             case 6:
             case 7: {
                 AddOn::PitchVector pitches = addOn->GetLeadPitchVector();
-                if (bytes.Below(8) == 7) pitches.pop_back();
+                if (bytes.Below(8) == 7 && !pitches.empty()) pitches.pop_back();
                 const bool all = bytes.Bit();
                 const float pitch = bytes.Real(90.0f);
                 for (auto& element : pitches) element.SetPitch(all ? pitch : bytes.Real(90.0f));
