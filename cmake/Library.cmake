@@ -10,6 +10,10 @@ if(MLH_FUZZ)
   # What samples are compared with tells the fuzzing engine nothing, and watching it takes half of the time.
   list(APPEND MLH_COMPILE_OPTIONS -fno-sanitize-coverage=trace-cmp)
 endif()
+if(MLH_COVERAGE)
+  # Of the library alone. Little is merged and nothing inlined before it is counted, so that counts belong to lines.
+  list(APPEND MLH_COMPILE_OPTIONS --coverage -O1 -fno-early-inlining -finline-small-functions)
+endif()
 
 add_library(mlh_objects OBJECT ${MLH_SOURCES})
 target_include_directories(mlh_objects PUBLIC ${PROJECT_SOURCE_DIR}/include PRIVATE ${PROJECT_SOURCE_DIR}/src)
@@ -23,6 +27,12 @@ target_include_directories(mlh_static PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_
 add_library(mlh_shared SHARED $<TARGET_OBJECTS:mlh_objects> ${MLH_KERNEL_OBJECTS})
 set_target_properties(mlh_shared PROPERTIES OUTPUT_NAME mlh VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
 target_include_directories(mlh_shared PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
+
+if(MLH_COVERAGE)
+  # In front of the callers' objects, whose own copies of inline functions count nothing.
+  target_link_options(mlh_static INTERFACE --coverage LINKER:--whole-archive,$<TARGET_FILE:mlh_static>,--no-whole-archive)
+  target_link_options(mlh_shared PRIVATE --coverage)
+endif()
 
 # Only the functions of the list leave the shared library.
 file(STRINGS ${PROJECT_SOURCE_DIR}/cmake/exports.txt MLH_EXPORTS REGEX "^[A-Za-z]")

@@ -27,12 +27,17 @@ if(WIN32 AND CMAKE_CROSSCOMPILING)
   set(MLH_PROGRAMS_DIR "Z:${PROJECT_BINARY_DIR}")
 endif()
 
+set(MLH_TEST_TIMEOUT 600)
+if(MLH_COVERAGE)
+  set(MLH_TEST_TIMEOUT 3600)  # counting takes its time
+endif()
+
 # Programs that run once per processor level, each level a process of its own (see tests/dsp/LevelMain.h).
 set(MLH_LEVEL_TESTS dsp_OperationTable_test dsp_Fft_test dsp_CrossCorrelation_test dsp_Autocorrelation_test
     dsp_HarmonicOperations_test dsp_PaddedSpectrum_test dsp_VoiceOperations_test api_Threads_test)
 
 file(GLOB MLH_TEST_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/*/*_test.cpp)
-if(NOT MLH_KERNEL_OBJECTS OR NOT CMAKE_OBJDUMP OR CMAKE_CROSSCOMPILING)
+if(NOT MLH_KERNEL_OBJECTS OR NOT CMAKE_OBJDUMP OR CMAKE_CROSSCOMPILING OR MLH_COVERAGE)
   list(FILTER MLH_TEST_SOURCES EXCLUDE REGEX "/Instructions_test\\.cpp$")
 endif()
 foreach(source ${MLH_TEST_SOURCES})
@@ -64,11 +69,11 @@ foreach(source ${MLH_TEST_SOURCES})
   if(target IN_LIST MLH_LEVEL_TESTS)
     foreach(level 0 3 4 5 6)
       add_test(NAME ${room}/${name}/level${level} COMMAND ${target} --level=${level})
-      set_tests_properties(${room}/${name}/level${level} PROPERTIES TIMEOUT 600 SKIP_RETURN_CODE 77)
+      set_tests_properties(${room}/${name}/level${level} PROPERTIES TIMEOUT ${MLH_TEST_TIMEOUT} SKIP_RETURN_CODE 77)
     endforeach()
   else()
     add_test(NAME ${room}/${name} COMMAND ${target})
-    set_tests_properties(${room}/${name} PROPERTIES TIMEOUT 600 SKIP_RETURN_CODE 77)
+    set_tests_properties(${room}/${name} PROPERTIES TIMEOUT ${MLH_TEST_TIMEOUT} SKIP_RETURN_CODE 77)
   endif()
 endforeach()
 
@@ -89,7 +94,7 @@ endforeach()
 
 # Instructions are counted in the build that the bounds were made with.
 if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND MLH_KERNEL_OBJECTS AND NOT MLH_SANITIZE
-   AND NOT CMAKE_CROSSCOMPILING)
+   AND NOT MLH_COVERAGE AND NOT CMAKE_CROSSCOMPILING)
   set_target_properties(tool_CountedJob PROPERTIES EXCLUDE_FROM_ALL FALSE)
   add_test(NAME bench/InstructionCounts COMMAND ${PROJECT_SOURCE_DIR}/scripts/count-instructions --built ${PROJECT_BINARY_DIR})
   set_tests_properties(bench/InstructionCounts PROPERTIES TIMEOUT 600 SKIP_RETURN_CODE 77)
@@ -109,7 +114,7 @@ if(TARGET architecture_Instructions_test)
 endif()
 
 # A level's object must not bring functions that other objects might share with it.
-if(MLH_KERNEL_OBJECTS AND CMAKE_NM AND NOT MLH_SANITIZE)
+if(MLH_KERNEL_OBJECTS AND CMAKE_NM AND NOT MLH_SANITIZE AND NOT MLH_COVERAGE)
   add_test(NAME dsp/KernelSymbols
     COMMAND ${CMAKE_COMMAND} "-DNM=${CMAKE_NM}" "-DOBJECTS=$<JOIN:${MLH_KERNEL_OBJECTS},|>"
             -P ${PROJECT_SOURCE_DIR}/cmake/CheckKernelSymbols.cmake)
@@ -121,7 +126,7 @@ if(WIN32)
 endif()
 
 # An outside project finds, links and runs what was installed.
-if(NOT MLH_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
+if(NOT MLH_SANITIZE AND NOT MLH_COVERAGE AND NOT CMAKE_CROSSCOMPILING)
   add_test(NAME install/OutsideProject
     COMMAND ${CMAKE_COMMAND} -DBINARIES=${PROJECT_BINARY_DIR} -DSOURCE=${PROJECT_SOURCE_DIR}/tests/install/outside
             -DWORK=${PROJECT_BINARY_DIR}/install-test -P ${PROJECT_SOURCE_DIR}/tests/install/check.cmake)

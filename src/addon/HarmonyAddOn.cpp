@@ -148,6 +148,8 @@ int32_t MalleoTuneHarmonyAddOn::SetHarmonyMode(int32_t mode) {
     return 0;
 }
 
+int32_t MalleoTuneHarmonyAddOn::GetHarmonyMode() { return harmonyMode_; }
+
 int32_t MalleoTuneHarmonyAddOn::SetSpread(float spread) {
     if (!(spread >= 0.0f && spread <= 1.0f)) return 2;
     harmonyParams_[1] = std::bit_cast<int32_t>(spread);
@@ -295,6 +297,10 @@ int32_t MalleoTuneHarmonyAddOn::SetChordVector(ChordVector chords) {
     dirty_ = true;
     return 0;
 }
+
+float MalleoTuneHarmonyAddOn::GetChordSplitThreshold() { return chordSplitThreshold_; }
+
+void MalleoTuneHarmonyAddOn::SetChordSplitThreshold(float seconds) { chordSplitThreshold_ = seconds; }
 
 void MalleoTuneHarmonyAddOn::SplitSegmentsAt(float time) {
     const int32_t index = FindLeadElementAt(time);

@@ -33,7 +33,7 @@ class MalleoTuneHarmonyAddOn final : public MalleoTuneHarmonyAddOnIf {
     double GetPosition() override;
     double GetDuration() override;
     int32_t SetHarmonyMode(int32_t mode) override;
-    int32_t GetHarmonyMode() override { return harmonyMode_; }
+    int32_t GetHarmonyMode() override;
     int32_t SetSpread(float spread) override;
     float GetSpread() override;
     int32_t SetVoicesAbove(int32_t count) override;
@@ -42,8 +42,8 @@ class MalleoTuneHarmonyAddOn final : public MalleoTuneHarmonyAddOnIf {
     PitchVector GetVoicePitchVector(int32_t voice) override;
     PitchVector GetLeadPitchVector() override;
     int32_t SetChordVector(ChordVector chords) override;
-    float GetChordSplitThreshold() override { return chordSplitThreshold_; }
-    void SetChordSplitThreshold(float seconds) override { chordSplitThreshold_ = seconds; }
+    float GetChordSplitThreshold() override;
+    void SetChordSplitThreshold(float seconds) override;
     int32_t ApplyChord(ChordElement chord) override;
     int32_t SetKey(int32_t key) override;
     int32_t GetKey() override;

@@ -169,6 +169,16 @@ void CResample<Sample>::Reset() {
 }
 
 template <class Sample>
+const std::vector<Sample>& CResample<Sample>::GetTable() const {
+    return table;
+}
+
+template <class Sample>
+const std::vector<Sample>& CResample<Sample>::GetDelta() const {
+    return delta;
+}
+
+template <class Sample>
 void CResample<Sample>::BuildFilter(int32_t length) {
     if (length < 1 || static_cast<size_t>(length) > table.size()) return;
     for (int32_t i = 0; i < length; ++i) {

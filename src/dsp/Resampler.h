@@ -91,8 +91,8 @@ class CResample final : public CResampleBase {
     void Release() override;
     void BuildFilter(int32_t length) override;
 
-    const std::vector<Sample>& GetTable() const { return table; }
-    const std::vector<Sample>& GetDelta() const { return delta; }
+    const std::vector<Sample>& GetTable() const;
+    const std::vector<Sample>& GetDelta() const;
 
   private:
     using Weight = std::conditional_t<std::is_same_v<Sample, float>, float, int32_t>;
