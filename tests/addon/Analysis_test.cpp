@@ -44,6 +44,63 @@ TEST(ProcessorLevel, IsNamedAfterWhatItNeeds) {
     EXPECT_STREQ(mlh::GetProcessorLevelName(6), "AVX");
 }
 
+// An add-on of a host's own, in front of a real one, say, to log what is called.
+class ForeignAddOn final : public MalleoTuneHarmonyAddOnIf {
+  public:
+    int32_t Prepare() override { return 0; }
+    void Process(float**, int32_t) override {}
+    void SetPosition(double) override {}
+    double GetPosition() override { return 0.0; }
+    double GetDuration() override { return 0.0; }
+    int32_t SetHarmonyMode(int32_t) override { return 0; }
+    int32_t GetHarmonyMode() override { return 0; }
+    int32_t SetSpread(float) override { return 0; }
+    float GetSpread() override { return 0.0f; }
+    int32_t SetVoicesAbove(int32_t) override { return 0; }
+    int32_t GetVoicesAbove() override { return 0; }
+    int32_t SetVoicePitchVector(int32_t, PitchVector) override { return 0; }
+    PitchVector GetVoicePitchVector(int32_t) override { return {}; }
+    PitchVector GetLeadPitchVector() override { return {}; }
+    int32_t SetChordVector(ChordVector) override { return 0; }
+    float GetChordSplitThreshold() override { return 0.0f; }
+    void SetChordSplitThreshold(float) override {}
+    int32_t ApplyChord(ChordElement) override { return 0; }
+    int32_t SetKey(int32_t) override { return 0; }
+    int32_t GetKey() override { return 0; }
+    int32_t Update() override { return 0; }
+    int32_t SetVoiceParameter(int32_t, int32_t, float) override { return 0; }
+    float GetVoiceParameter(int32_t, int32_t) override { return 0.0f; }
+};
+
+class Silence final : public MalleoTuneHarmonyAddOnIf::AudioReader {
+  public:
+    int32_t SetPosition(int32_t) override { return 0; }
+    int32_t Read(float** channels, int32_t frames) override {
+        std::fill_n(channels[0], frames, 0.0f);
+        return 0;
+    }
+    int32_t GetLength() override { return 0; }
+    int32_t GetNumChannels() override { return 1; }
+    int32_t GetSampleRate() override { return 44100; }
+};
+
+TEST(GetAnalysis, IsEmptyForAnAddOnThatHasAnalysedNothing) {
+    const auto isEmpty = [](MalleoTuneHarmonyAddOnIf& addOn) {
+        const mlh::Analysis analysis = mlh::GetAnalysis(addOn);
+        return analysis.curve.empty() && analysis.notes.empty() && analysis.chords.empty() &&
+               analysis.tuning == 0.0f && analysis.key == -1;
+    };
+    ForeignAddOn foreign;
+    EXPECT_TRUE(isEmpty(foreign));
+    Silence reader;
+    MalleoTuneHarmonyAddOnIf* addOn = nullptr;
+    ASSERT_EQ(MalleoTuneHarmonyAddOnIf::CreateInstance(&addOn, &reader), 0);
+    EXPECT_TRUE(isEmpty(*addOn));
+    addOn->Prepare();
+    EXPECT_FALSE(isEmpty(*addOn));
+    MalleoTuneHarmonyAddOnIf::DestroyInstance(&addOn);
+}
+
 TEST(ProcessorLevel, EveryOneFindsTheNotesThatWereSung) {
     const std::vector<double> sung = {60, 64, 67, 62};
     const SungRecording lead = SingScale(sung);

@@ -59,6 +59,44 @@ TEST(Arrange, FourPartEndsOnTheTonic) {
     EXPECT_EQ(arranged.back().chord.root, 0);
 }
 
+// The same eight notes four times, the last of each a long one.
+TEST(Arrange, FourPartStartsAPhraseBehindALongNote) {
+    std::vector<ArrangeNote> melody;
+    float time = 0.0f;
+    for (int32_t phrase = 0; phrase < 4; ++phrase) {
+        for (const int32_t pitch : {72, 74, 76, 77, 76, 74, 71, 72}) {
+            const float duration = melody.size() % 8 == 7 ? 3.0f : 0.5f;
+            melody.push_back({pitch, time, time + duration, {}});
+            time += duration;
+        }
+    }
+    const auto arranged = mlh::Arrange(melody, {});
+    ASSERT_EQ(arranged.size(), melody.size());
+    int32_t starts = 0;
+    for (std::size_t i = 0; i < arranged.size(); ++i) {
+        if (!arranged[i].startsPhrase) continue;
+        EXPECT_EQ(i % 8, 0u) << i;
+        ++starts;
+    }
+    EXPECT_GT(starts, 1);
+}
+
+TEST(Arrange, FourPartNotesWithoutAChordOfTheirOwnTakeTheOneBefore) {
+    ArrangeSettings settings;
+    int32_t inherited = 0;
+    for (int32_t pitch = 60; pitch < 72; ++pitch) {
+        const auto arranged = mlh::Arrange(Melody({pitch, 61, 72, 71, 72}), settings);
+        for (std::size_t i = 0; i < arranged.size(); ++i) {
+            if (!arranged[i].inherited) continue;
+            ++inherited;
+            ASSERT_GT(i, 0u) << pitch;
+            EXPECT_EQ(arranged[i].chord.root, arranged[i - 1].chord.root) << pitch << " " << i;
+            EXPECT_EQ(arranged[i].chord.triadType, arranged[i - 1].chord.triadType) << pitch << " " << i;
+        }
+    }
+    EXPECT_GT(inherited, 0);
+}
+
 TEST(Arrange, ChordsAreTakenOrTracked) {
     ArrangeSettings settings;
     settings.style = ArrangeStyle::Chords;
@@ -99,6 +137,8 @@ TEST(Arrange, DirectStylesFollowTheLead) {
     settings.style = ArrangeStyle::Double;
     settings.interval = -12;
     EXPECT_EQ(mlh::Arrange(Melody({60}), settings)[0].rows[0], 48);
+    settings.interval = 12;
+    EXPECT_EQ(mlh::Arrange(Melody({60}), settings)[0].rows[0], 72);
     settings.style = ArrangeStyle::Fixed;
     settings.variant = 4;
     EXPECT_EQ(mlh::Arrange(Melody({60}), settings)[0].rows[1], 72);
@@ -124,6 +164,11 @@ TEST(Arrange, SettingsOutOfRangeGiveNothing) {
     EXPECT_TRUE(refused([](ArrangeSettings& s) { s.scale = 14; }));
     EXPECT_TRUE(refused([](ArrangeSettings& s) { s.leadRow = 4; }));
     EXPECT_TRUE(refused([](ArrangeSettings& s) { s.spacing = 3; }));
+    EXPECT_TRUE(refused([](ArrangeSettings& s) { s.voices = 1; }));
+    EXPECT_TRUE(refused([](ArrangeSettings& s) { s.voices = 5; }));
+    EXPECT_TRUE(refused([](ArrangeSettings& s) { s.above = -1; }));
+    EXPECT_TRUE(refused([](ArrangeSettings& s) { s.above = 4; }));
+    EXPECT_TRUE(refused([](ArrangeSettings& s) { s.spread = -0.1f; }));
     EXPECT_TRUE(refused([](ArrangeSettings& s) { s.spread = 2.0f; }));
     EXPECT_TRUE(refused([](ArrangeSettings& s) {
         s.style = ArrangeStyle::Block;

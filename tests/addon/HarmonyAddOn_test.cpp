@@ -98,6 +98,8 @@ TEST(HarmonyAddOn, RefusesFormatsThatItCannotAnalyse) {
     AddOnIf* addOn = reinterpret_cast<AddOnIf*>(1);
     EXPECT_EQ(AddOnIf::CreateInstance(&addOn, nullptr), 2);
     EXPECT_EQ(addOn, nullptr);
+    HostReader reader(silence, 44100);
+    EXPECT_EQ(AddOnIf::CreateInstance(nullptr, &reader), 2);
 }
 
 TEST(HarmonyAddOn, DestroysAndClearsTheHandleOnce) {
@@ -107,6 +109,7 @@ TEST(HarmonyAddOn, DestroysAndClearsTheHandleOnce) {
     EXPECT_EQ(AddOnIf::DestroyInstance(&addOn), 0);
     EXPECT_EQ(addOn, nullptr);
     EXPECT_EQ(AddOnIf::DestroyInstance(&addOn), 2);
+    EXPECT_EQ(AddOnIf::DestroyInstance(nullptr), 2);
 }
 
 TEST(HarmonyAddOn, BeforePrepareItAnswersNeutralValues) {
@@ -120,6 +123,24 @@ TEST(HarmonyAddOn, BeforePrepareItAnswersNeutralValues) {
     f.addOn->SetHarmonyMode(3);
     EXPECT_EQ(f.addOn->GetHarmonyMode(), 0);
     EXPECT_EQ(Peak(f.Render(1000)[0]), 0.0f);
+    EXPECT_EQ(f.addOn->SetChordVector({MajorChord(0.0f, 60)}), 3);
+    EXPECT_EQ(f.addOn->ApplyChord(MajorChord(0.0f, 60)), 0);
+    EXPECT_EQ(f.addOn->Update(), 0);
+    EXPECT_TRUE(f.addOn->GetVoicePitchVector(0).empty());
+    f.addOn->SetPosition(1.0);
+    f.addOn->Prepare();
+    EXPECT_EQ(f.addOn->GetPosition(), 0.0);
+}
+
+TEST(HarmonyAddOn, ThePositionFollowsSeekingAndRendering) {
+    Fixture f(Phrase().samples);
+    EXPECT_NEAR(f.addOn->GetDuration(), static_cast<double>(Phrase().samples.size()) / 44100.0, 1e-9);
+    f.addOn->SetPosition(0.5);
+    EXPECT_NEAR(f.addOn->GetPosition(), 0.5, 1e-4);
+    f.Render(44100);
+    EXPECT_NEAR(f.addOn->GetPosition(), 1.5, 1e-4);
+    f.addOn->SetPosition(0.0);
+    EXPECT_EQ(f.addOn->GetPosition(), 0.0);
 }
 
 TEST(HarmonyAddOn, PrepareFindsNotesAndKeyOnce) {
@@ -161,6 +182,8 @@ TEST(HarmonyAddOn, SetVoicePitchVectorWantsTheLengthOfTheLead) {
     EXPECT_EQ(f.addOn->SetVoicePitchVector(0, pitches), 0);
     EXPECT_EQ(f.addOn->GetVoicePitchVector(0)[1].GetPitch(), 50.0f);
     EXPECT_EQ(f.addOn->GetVoicePitchVector(0)[1].GetStart(), f.addOn->GetLeadPitchVector()[1].GetStart());
+    EXPECT_TRUE(f.addOn->GetVoicePitchVector(-1).empty());
+    EXPECT_TRUE(f.addOn->GetVoicePitchVector(4).empty());
 }
 
 // Between chords and the update that follows them the lead may have fewer elements than the voices.
@@ -213,7 +236,10 @@ TEST(HarmonyAddOn, VoiceParametersReachActiveVoicesAlone) {
     EXPECT_EQ(f.addOn->SetVoiceParameter(0, -1, 1.0f), 4);
     EXPECT_EQ(f.addOn->SetVoiceParameter(4, 0, 1.0f), 0);
     EXPECT_EQ(f.addOn->GetVoiceParameter(4, 0), -1.0f);
+    EXPECT_EQ(f.addOn->SetVoiceParameter(-1, 0, 1.0f), 0);
     EXPECT_EQ(f.addOn->GetVoiceParameter(-1, 0), -1.0f);
+    EXPECT_EQ(f.addOn->GetVoiceParameter(0, -1), -1.0f);
+    EXPECT_EQ(f.addOn->GetVoiceParameter(0, 4), -1.0f);
 }
 
 TEST(HarmonyAddOn, AutomaticModesSingFourThreeAndTwoVoicesBesideTheLead) {
