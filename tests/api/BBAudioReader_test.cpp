@@ -39,6 +39,18 @@ TEST(BBAudioReader, CopiesFloatsUnscaledAndSeparatesChannels) {
     EXPECT_EQ(rows.right, (std::vector<float>{-0.1f, -2.0f, -0.3f}));
 }
 
+TEST(BBAudioReader, WithoutChannelsItMovesOnAndWritesNothing) {
+    const std::vector<float> samples = {1.0f, 1.0f, 1.0f};
+    BBAudioReader reader;
+    for (const int32_t channels : {0, -1}) {
+        reader.Assign(nullptr, samples.data(), 3, channels, 44100);
+        Rows rows(2);
+        EXPECT_EQ(reader.Read(rows.get(), 2), 2);
+        EXPECT_EQ(rows.left, (std::vector<float>{9.0f, 9.0f}));
+        EXPECT_EQ(reader.Read(rows.get(), 2), 1);
+    }
+}
+
 TEST(BBAudioReader, ReadAtTheEndReturnsZeroAndClearsEverything) {
     const std::vector<float> samples = {1.0f, 1.0f};
     BBAudioReader reader;

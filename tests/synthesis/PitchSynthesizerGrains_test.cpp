@@ -621,6 +621,20 @@ TEST(Rendering, GoesOnBehindAGapBetweenSegments) {
     EXPECT_GT(peak(45500, 60000), 0.1f);
 }
 
+// Marks in front of the recording come from stored analyses alone.
+TEST(Rendering, HaltsForGoodOnceItHasSungFromInFrontOfTheRecording) {
+    std::vector<ScriptedMark> marks;
+    for (int32_t position = -10; position < 30000; position += 300) marks.push_back({position});
+    ScriptedRecording recording({Noise(30000, 3)}, kRate, marks, {{60.0f, 2, 90}});
+    const VoiceOwner voice = recording.MakeVoice();
+    voice->SetGlobalParameter(GlobalTimeScale, 100.0f);  // three samples of the recording per grain
+    EXPECT_NE(Render(*voice, 1, 100)[0], std::vector<float>(100, 0.0f));
+    EXPECT_EQ(Render(*voice, 1, 2000, 100)[0], std::vector<float>(2000, 0.0f));
+    EXPECT_EQ(voice->GetPosition(), 2100.0 / kRate);
+    voice->SetPosition(20.0);
+    EXPECT_EQ(Render(*voice, 1, 2000, 100)[0], std::vector<float>(2000, 0.0f));
+}
+
 // ---------------------------------------------------------------------------------------------------------
 
 TEST(Seeking, GoesOnFromThere) {

@@ -525,6 +525,12 @@ TEST_F(PitchSynthesizerSegments, QuantiseTheCorrectedTarget) {
     EXPECT_EQ(Segment(1).targetPitch, 61.0f);
 }
 
+TEST_F(PitchSynthesizerSegments, QuantiseTargetsBelowPitchZeroInTheirOwnOctave) {
+    voice->SetSegmentParameter(1, SegmentTargetPitch, -1.5f);
+    ASSERT_EQ(voice->QuantizeToScale({0, 4, 7}), 0);
+    EXPECT_EQ(Segment(1).targetPitch, -5.5f);  // 3.5 above G: four semitones
+}
+
 TEST_F(PitchSynthesizerSegments, RefuseScalesOfNoneOrAllClasses) {
     EXPECT_EQ(voice->QuantizeToScale({}), 1);
     EXPECT_EQ(voice->QuantizeToScale({0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}), 1);
