@@ -53,6 +53,7 @@ extern "C" void RemoveUnfinishedFiles(int signal) {
         if (const char* path = slot.load()) left |= unlink(path) != 0 && errno != ENOENT;
     }
     if (kOpenFilesStay && left) {
+        std::signal(signal, RemoveUnfinishedFiles);  // that system forgets its handler with each signal
         interrupted = true;
         return;
     }
@@ -97,6 +98,7 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::Commit() {
+    ThrowIfInterrupted();
     if (inPlace_) return;
     std::error_code error;
     fs::rename(PathOf(temporaryPath_), ResolvedPath(path_), error);

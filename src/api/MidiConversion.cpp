@@ -55,11 +55,13 @@ class ChordEventTable {
     bool sorted_ = true;
 };
 
+// Halves away from zero. Not by std::round: on Windows it takes the largest number below a half up to 1.
 int32_t NoteNumber(float pitch) {
     constexpr float kLimit = 2147483648.0f;
     if (!(pitch > -kLimit)) return std::numeric_limits<int32_t>::min();
     if (pitch >= kLimit) return std::numeric_limits<int32_t>::max();
-    return static_cast<int32_t>(std::round(pitch));
+    return static_cast<int32_t>(
+        std::copysign(std::floor(std::fabs(static_cast<double>(pitch)) + 0.5), pitch));
 }
 
 // Which elements belong to each event, in the order of the elements.

@@ -1,10 +1,15 @@
 // MIDI files of any content: read, dealt out to voices, written and read again.
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cmath>
 #include <cstdint>
 #include <string>
+#ifdef _WIN32
+#include <filesystem>
+#include <fstream>
+#else
+#include <sys/mman.h>
+#endif
 
 #include "Choir.h"
 #include "Errors.h"
@@ -14,20 +19,43 @@
 
 namespace {
 
-// A file in memory with a name.
-class MemoryFile {
+#ifdef _WIN32
+
+class InputFile {
   public:
-    MemoryFile(const uint8_t* data, std::size_t size) : descriptor_(memfd_create("input", 0)) {
+    InputFile(const uint8_t* data, std::size_t size) {
+        std::ofstream file(path_, std::ios::binary);
+        file.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+        Require(file.good());
+    }
+    ~InputFile() { std::filesystem::remove(path_); }
+    InputFile(const InputFile&) = delete;
+    InputFile& operator=(const InputFile&) = delete;
+    std::string path() const { return path_.string(); }
+
+  private:
+    std::filesystem::path path_ =
+        std::filesystem::temp_directory_path() / ("mlh-fuzz-" + std::to_string(getpid()) + ".mid");
+};
+
+#else
+
+// A file in memory with a name.
+class InputFile {
+  public:
+    InputFile(const uint8_t* data, std::size_t size) : descriptor_(memfd_create("input", 0)) {
         Require(descriptor_ >= 0 && write(descriptor_, data, size) == static_cast<ssize_t>(size));
     }
-    ~MemoryFile() { close(descriptor_); }
-    MemoryFile(const MemoryFile&) = delete;
-    MemoryFile& operator=(const MemoryFile&) = delete;
+    ~InputFile() { close(descriptor_); }
+    InputFile(const InputFile&) = delete;
+    InputFile& operator=(const InputFile&) = delete;
     std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
 
   private:
     int descriptor_;
 };
+
+#endif
 
 void Check(const MidiSong& song) {
     Require(!song.tempo.empty() && song.tempo[0].beat == 0.0);
@@ -49,7 +77,7 @@ void Check(const MidiSong& song) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
-    const MemoryFile file(data, size);
+    const InputFile file(data, size);
     try {
         const MidiSong song = ReadMidiFile(file.path());
         Check(song);
