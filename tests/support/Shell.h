@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <system_error>
 #else
 #include <sys/wait.h>
 #endif
@@ -24,16 +25,20 @@ struct ShellResult {
 #ifdef _WIN32
 
 // Through a file: a pipe ends only with the last program that holds it, and Wine's first use of fonts starts
-// one that outlives the command and waits for the caller to end.
+// one that outlives the command and waits for the caller to end. It keeps the file open too, so each call has
+// its own.
 inline ShellResult RunShell(std::string command) {
     if (command.rfind("cd ", 0) == 0) command.replace(0, 3, "cd /d ");  // to another drive, too
     std::replace(command.begin(), command.end(), '\'', '"');            // the quotes that its shell knows
-    const auto file = std::filesystem::temp_directory_path() / ("mlh-shell-" + std::to_string(_getpid()));
+    static int calls = 0;
+    const std::string name = "mlh-shell-" + std::to_string(_getpid()) + "-" + std::to_string(++calls);
+    const auto file = std::filesystem::temp_directory_path() / name;
     const int status = std::system((command + " >" + file.string() + " 2>&1").c_str());
     std::ifstream printed(file);
     ShellResult result{status, std::string(std::istreambuf_iterator<char>(printed), {})};
     printed.close();
-    std::filesystem::remove(file);
+    std::error_code ignored;
+    std::filesystem::remove(file, ignored);
     return result;
 }
 
