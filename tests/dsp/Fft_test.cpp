@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <vector>
 
 #include "LevelMain.h"
@@ -69,6 +70,25 @@ TEST_P(FftSizes, InputsAreLeftAloneAndNothingIsWrittenBehindTheOutput) {
         EXPECT_EQ(out[static_cast<size_t>(i)], guard);
         EXPECT_EQ(out[out.size() - 1 - static_cast<size_t>(i)], guard);
     }
+}
+
+// Fills the memory in which the functions called next keep their variables.
+[[gnu::noinline]] void FillStackWithNonNumbers() {
+    volatile float stack[8192];
+    for (volatile float& value : stack) value = std::numeric_limits<float>::quiet_NaN();
+}
+
+TEST_P(FftSizes, NothingThatTheStackHeldGetsIntoTheResult) {
+    const int32_t n = GetParam();
+    const std::vector<float> x = Noise(n, 6u + static_cast<unsigned>(n));
+    const FFTPointer fft = MakeFFT(n);
+    std::vector<float> spectrum(x.size()), back(x.size());
+    FillStackWithNonNumbers();
+    fft->Forward(spectrum.data(), x.data());
+    FillStackWithNonNumbers();
+    fft->Inverse(back.data(), spectrum.data());
+    for (const float value : spectrum) ASSERT_TRUE(std::isfinite(value));
+    EXPECT_LT(ErrorDb(back, x, n), kRoundingDb);
 }
 
 TEST_P(FftSizes, BuffersNeedNoAlignment) {

@@ -729,6 +729,18 @@ TEST(Seeking, SetsThePaceOfAScrub) {
     EXPECT_EQ(Inside(voice).GetSpeed(), 1.0f);
 }
 
+TEST(Seeking, MeasuresThePaceOfAScrubInTheMiddleToo) {
+    ScriptedRecording recording = WildRecording(5, 1);
+    const VoiceOwner voice = recording.MakeVoice();
+    voice->SetPosition(5000.5 / kRate);
+    Render(*voice, 1, 1000, 1000);
+    voice->SetPosition(5250.5 / kRate);  // a quarter of the block rendered since 5000
+    EXPECT_EQ(Inside(voice).GetSpeed(), 0.25f);
+    Render(*voice, 1, 1000, 1000);
+    voice->SetPosition(4750.5 / kRate);  // half a block back
+    EXPECT_EQ(Inside(voice).GetSpeed(), 0.5f);
+}
+
 TEST(Seeking, HoldsTheSourceStillAtPaceZero) {
     ScriptedRecording recording = SteadyRecording({Noise(44100, 2)}, 147);
     const VoiceOwner voice = recording.MakeVoice();

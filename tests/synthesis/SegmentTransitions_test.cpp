@@ -227,6 +227,30 @@ TEST_F(Transitions, KeepTheLengthOfTheGlideInButNotItsSlopeInScaledTime) {
     EXPECT_NEAR(PitchShiftAt(segment, 25, 1000.0), 2.0, kSemitones);
 }
 
+TEST_F(Transitions, GoHalfTheirWayInANoteOfTwiceItsLength) {
+    const SynthSegment& segment = Inside(voice).GetSegment(1);
+    double start = segment.targetStart, end = start + 2.0 * (segment.targetEnd - segment.targetStart);
+    ASSERT_EQ(voice->SetSegmentTimes(1, &start, &end, false), 0);
+    ASSERT_EQ(segment.stretch, 0.5f);
+    // 10000 samples. Each transition lasts its share of them, but runs as slowly as the source.
+    voice->SetSegmentParameter(1, SegmentGlideInShare, kGlideShare);
+    voice->SetSegmentParameter(1, SegmentGlideOutShare, kGlideShare);
+    EXPECT_NEAR(PitchShiftAt(segment, 20, 0.0), 1.0, kSemitones);
+    EXPECT_NEAR(PitchShiftAt(segment, 25, 1000.0), 1.25, kSemitones);
+    EXPECT_NEAR(PitchShiftAt(segment, 45, 5000.0), 2.0, kSemitones);
+    EXPECT_NEAR(PitchShiftAt(segment, 65, 9000.0), 2.0 - 0.375, kSemitones);
+    EXPECT_NEAR(PitchShiftAt(segment, 70, 10000.0), 2.0 - 0.75, kSemitones);
+    voice->SetSegmentParameter(1, SegmentFadeInShare, 0.4f);
+    voice->SetSegmentParameter(1, SegmentFadeInLevel, 0.25f);
+    voice->SetSegmentParameter(1, SegmentFadeOutShare, 0.4f);
+    voice->SetSegmentParameter(1, SegmentFadeOutLevel, 0.0f);
+    EXPECT_NEAR(GainAt(segment, 2000.0), 0.25 + 0.75 * 0.25, kGain);
+    EXPECT_NEAR(GainAt(segment, 3999.0), 0.25 + 0.75 * 0.499875, kGain);
+    EXPECT_EQ(GainAt(segment, 4000.0), 1.0f);
+    EXPECT_NEAR(GainAt(segment, 8000.0), 0.75, kGain);
+    EXPECT_NEAR(GainAt(segment, 10000.0), 0.5, kGain);
+}
+
 TEST_F(Transitions, FlattenTheSteadyMiddleOntoTheTarget) {
     voice->SetSegmentParameter(1, SegmentModulationKeep, 0.0f);
     for (int32_t mark : {25, 40, 69}) {
