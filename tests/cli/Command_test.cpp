@@ -403,7 +403,7 @@ TEST_F(Command, WhatBeginsWithASlashIsAFileName) {
 
 TEST_F(Command, NoOutputTakesThePlaceOfAnInput) {
     WriteLead("lead.wav");
-    std::ofstream(Path("chords.txt")) << "0 C\n";
+    std::ofstream(Path("chords.txt"), std::ios::binary) << "0 C\n";
     const std::string before = Text("lead.wav");
     for (const std::string arguments :
          {"harmonize lead.wav -o lead.wav", "harmonize lead.wav --stems .",

@@ -22,7 +22,12 @@
 inline std::vector<std::string> ListAudioFiles(const std::string& folder, std::string& why) {
     std::vector<std::string> names;
 #ifdef MLH_HAVE_SNDFILE
+#ifdef _WIN32
+    static const std::set<std::string> kSuffixes = {".wav", ".ogg",
+                                                    ".flac"};  // libsndfile is without MP3 there
+#else
     static const std::set<std::string> kSuffixes = {".wav", ".mp3", ".ogg", ".flac"};
+#endif
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
         if (kSuffixes.count(entry.path().extension().string()) == 0) continue;
