@@ -40,7 +40,7 @@ void Unregister(const char* path) {
 constexpr int kSignals[] = {SIGINT, SIGTERM, SIGBREAK};
 constexpr bool kOpenFilesStay = true;
 #else
-constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};  // the last: "mlh ... | head" ends early
 constexpr bool kOpenFilesStay = false;
 #endif
 
