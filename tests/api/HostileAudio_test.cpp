@@ -85,8 +85,7 @@ TEST(HostileAudio, EverySignalPassesAtEveryEdgeOfTheSampleRate) {
         for (const NamedSignal& signal : Signals()) {
             SCOPED_TRACE(signal.name + " at " + std::to_string(rate));
             const int32_t frames = rate < 50000 ? 9000 : 30000;
-            const HostResult result =
-                RunHostJob(Samples(signal.at, frames), {1, rate, 6000, rate != 11026});
+            const HostResult result = RunHostJob(Samples(signal.at, frames), {1, rate, 6000, rate != 11026});
             ExpectSound(result, frames);
             if (signal.name == "silence") {
                 for (const int16_t sample : result.mix) ASSERT_EQ(sample, 0);
