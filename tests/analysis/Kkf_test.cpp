@@ -13,13 +13,6 @@ namespace {
 
 using qrtSPAdapter::CKKF;
 
-std::vector<float> Noise(int32_t n, uint64_t seed) {
-    NoiseSource random(seed);
-    std::vector<float> noise(static_cast<size_t>(n));
-    for (float& value : noise) value = random.Next();
-    return noise;
-}
-
 double PlainCorrelation(const std::vector<float>& a, const std::vector<float>& b, int32_t lag) {
     double sum = 0.0;
     for (int32_t n = 0; n < static_cast<int32_t>(b.size()); ++n) {

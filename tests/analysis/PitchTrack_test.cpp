@@ -94,13 +94,6 @@ std::vector<float> Sine(double hertz, double sampleRate, double seconds, double 
     return tone;
 }
 
-std::vector<float> Noise(size_t count, uint64_t seed = 5, float peak = 1.0f) {
-    NoiseSource source(seed);
-    std::vector<float> noise(count);
-    for (float& x : noise) x = source.Next() * peak;
-    return noise;
-}
-
 }  // namespace
 
 // ---------------------------------------------------------------- tones

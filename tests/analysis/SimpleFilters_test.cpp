@@ -9,13 +9,6 @@
 
 namespace {
 
-std::vector<float> Noise(int32_t n) {
-    NoiseSource random(5);
-    std::vector<float> noise(static_cast<size_t>(n));
-    for (float& value : noise) value = random.Next();
-    return noise;
-}
-
 TEST(SimpleFilters, TheFirIsAScaledFirstDifferenceAtMinusOneHalf) {
     CSimpleFIRFilter filter(-0.5f);
     const float x[] = {1.0f, 0.0f, 2.0f, 2.0f};

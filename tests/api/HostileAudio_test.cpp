@@ -137,7 +137,7 @@ TEST(HostileAudio, LengthsAroundEveryBlockAndBufferPass) {
             const std::vector<float> samples(voice.begin(), voice.begin() + length);
             const HostResult result = RunHostJob(samples, {1, rate, 4200});
             ExpectSound(result, length);
-            // The dry half of the mix is there to its last sample and no further.
+            // What sounds ends with the input, or at most a block later.
             for (std::size_t i = static_cast<std::size_t>(length) + 4096; i < result.mix.size(); ++i) {
                 ASSERT_EQ(result.mix[i], 0) << i;
             }

@@ -9,6 +9,7 @@
 #include "PlainFft.h"
 #include "dsp/FftPlan.h"
 #include "dsp/kernels/Kernels.h"
+#include "support/SyntheticSinger.h"
 
 namespace {
 

@@ -4,10 +4,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <random>
 #include <vector>
 
 #include "LevelMain.h"
+#include "support/SyntheticSinger.h"
 
 namespace {
 
@@ -17,13 +17,6 @@ CcfPointer MakeCcf(int32_t size, int32_t mode = 0) {
     CqrtfCcf_If* ccf = nullptr;
     EXPECT_EQ(Ops().CcfCreate(&ccf, size, mode), 0);
     return CcfPointer(ccf);
-}
-
-std::vector<float> Noise(int32_t n, unsigned seed) {
-    std::mt19937 random(seed);
-    std::vector<float> x(static_cast<size_t>(n));
-    for (float& sample : x) sample = static_cast<float>(random()) / 2147483648.0f - 1.0f;
-    return x;
 }
 
 int32_t Length(const std::vector<float>& x) { return static_cast<int32_t>(x.size()); }

@@ -23,13 +23,6 @@ std::unique_ptr<CEqIf> MakeEq(int32_t type, int32_t sampleRate = 11025, int32_t 
     return std::unique_ptr<CEqIf>(eq);
 }
 
-std::vector<float> Noise(size_t count, uint64_t seed = 7) {
-    NoiseSource source(seed);
-    std::vector<float> noise(count);
-    for (float& x : noise) x = source.Next();
-    return noise;
-}
-
 std::vector<float> Filtered(CEqIf& eq, const std::vector<float>& in) {
     std::vector<float> out(in.size());
     eq.ProcessInterleaved(in.data(), out.data(), static_cast<int32_t>(in.size()));

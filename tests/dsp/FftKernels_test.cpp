@@ -8,6 +8,7 @@
 #include "dsp/Dispatch.h"
 #include "dsp/FftPlan.h"
 #include "dsp/kernels/Kernels.h"
+#include "support/SyntheticSinger.h"
 
 // The kernels that the dispatch would not pick on this machine, and the plan that all of them share. What
 // callers see is tested level by level in Fft_test.

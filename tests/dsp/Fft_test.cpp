@@ -9,6 +9,7 @@
 
 #include "LevelMain.h"
 #include "PlainFft.h"
+#include "support/SyntheticSinger.h"
 
 namespace {
 

@@ -10,6 +10,7 @@
 #include "LevelMain.h"
 #include "PlainFft.h"
 #include "dsp/kernels/Kernels.h"
+#include "support/SyntheticSinger.h"
 
 namespace {
 

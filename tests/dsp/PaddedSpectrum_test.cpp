@@ -10,6 +10,7 @@
 #include "LevelMain.h"
 #include "PlainFft.h"
 #include "dsp/Fft.h"
+#include "support/SyntheticSinger.h"
 
 namespace {
 

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <complex>
 #include <cstdint>
-#include <random>
 #include <vector>
 
 inline constexpr double kPi = 3.14159265358979323846;
@@ -12,13 +11,6 @@ inline constexpr double kPi = 3.14159265358979323846;
 // A 32-bit transform has about 2^-24 of rounding noise per stage (-144 dB): -130 dB leaves room for the
 // growth with the root of the stages, and no room for a wrong or coarse twiddle.
 inline constexpr double kRoundingDb = -130.0;
-
-inline std::vector<float> Noise(int32_t n, unsigned seed) {
-    std::mt19937 random(seed);
-    std::vector<float> x(static_cast<size_t>(n));
-    for (float& sample : x) sample = static_cast<float>(random()) / 2147483648.0f - 1.0f;
-    return x;
-}
 
 inline std::vector<double> PlainSpectrum(const std::vector<float>& x) {
     const size_t n = x.size();

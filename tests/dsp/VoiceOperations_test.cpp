@@ -5,10 +5,10 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <random>
 #include <vector>
 
 #include "LevelMain.h"
+#include "support/SyntheticSinger.h"
 
 namespace {
 
@@ -20,14 +20,6 @@ std::vector<int32_t> Counts() {
     for (int32_t n = 0; n <= 35; ++n) counts.push_back(n);
     for (int32_t n : {64, 127, 1000, 4096}) counts.push_back(n);
     return counts;
-}
-
-std::vector<float> Noise(int32_t n, unsigned seed) {
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<float> sample(-1.0f, 1.0f);
-    std::vector<float> noise(static_cast<size_t>(n));
-    for (float& value : noise) value = sample(random);
-    return noise;
 }
 
 void ExpectSameBits(const std::vector<float>& got, const std::vector<float>& want) {

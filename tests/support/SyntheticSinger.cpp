@@ -340,3 +340,10 @@ int32_t NoiseSource::Next(int32_t low, int32_t high) {
     const auto span = static_cast<uint64_t>(static_cast<int64_t>(high) - low + 1);
     return static_cast<int32_t>(low + static_cast<int64_t>(NextBits() % span));
 }
+
+std::vector<float> Noise(std::size_t count, uint64_t seed, float peak) {
+    NoiseSource source(seed);
+    std::vector<float> noise(count);
+    for (float& sample : noise) sample = source.Next() * peak;
+    return noise;
+}

@@ -8,6 +8,7 @@
 //     SungRecording song = Sing({{60.0, 0.5, 'a'}, {0.0, 0.25, kRest}, {64.0, 0.5, 'o', 's'}}, {});
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -66,3 +67,6 @@ class NoiseSource {
   private:
     uint64_t state;
 };
+
+// The source's first `count` samples.
+std::vector<float> Noise(std::size_t count, uint64_t seed = 5, float peak = 1.0f);

@@ -13,6 +13,7 @@
 
 #include "support/AudioMeasures.h"
 #include "support/ScriptedVoice.h"
+#include "support/SyntheticSinger.h"
 
 // Counts the allocations of the whole program, for the test that rendering makes none.
 namespace {
@@ -43,13 +44,6 @@ using Rows = std::vector<std::vector<float>>;
 
 float PeriodToPitch(double samples) {
     return static_cast<float>(69.0 + 12.0 * std::log2(kRate / samples / 440.0));
-}
-
-std::vector<float> Noise(int32_t length, uint32_t seed) {
-    std::mt19937 random(seed);
-    std::vector<float> samples(static_cast<size_t>(length));
-    for (float& x : samples) x = static_cast<float>(random() / 4294967296.0 - 0.5);
-    return samples;
 }
 
 // A voice-like tone: pulses of a damped resonance, one per period, starting on multiples of the period.
