@@ -17,9 +17,8 @@ struct Audio {
     double Seconds() const { return sampleRate > 0 ? static_cast<double>(Frames()) / sampleRate : 0.0; }
 };
 
-// Reads any file that libsndfile knows. Says so on standard error when
-// it mixes channels down. Throws Failure, with what to do, for a file that can't be read, or
-// that the library can't analyse (rate, length).
+// Reads any file that libsndfile knows. Says so on standard error when it mixes channels down. Throws
+// Failure, with what to do, for a file that can't be read, or that the library can't analyse (rate, length).
 Audio ReadAudio(const std::string& path);
 
 enum class SampleFormat { Int16, Int24, Float };

@@ -78,9 +78,11 @@ struct PaddedSpectrumTables {
 /// other out of the cache.
 constexpr int32_t kPaddedSpectrumGap = 16;
 
+/// The spectrum of PaddedSpectrum.h.
 template <int32_t level>
 struct SpectrumKernels {
-    /// work: size + kPaddedSpectrumGap floats. Any alignment; `in` and `out` don't overlap.
+    /// out: the magnitudes of bins 0 to size / 2 - 1. work: size + kPaddedSpectrumGap floats. Any alignment;
+    /// `in` and `out` don't overlap.
     static void PaddedMagnitudes(const PaddedSpectrumTables& tables, const float* in, float* out,
                                  float* work);
 };
