@@ -196,12 +196,13 @@ TEST_F(ReadFromAudioReader, FillsAMonoBufferFromTheSideAskedFor) {
     EXPECT_EQ(Read(2, 1, false, true), (std::vector<std::vector<float>>{right}));
 }
 
-TEST_F(ReadFromAudioReader, ReadsNothingForACountBelowOne) {
+TEST_F(ReadFromAudioReader, ReadsNothingForACountBelowOneOrWithoutChannels) {
     MemoryReader reader = Reader(1);
     AudioSampleBuffer buffer(1, 2);
     Fill(buffer, 3.0f);
     buffer.ReadFromAudioReader(reader, 0, 0, 5, true, true);
     buffer.ReadFromAudioReader(reader, 0, -4, 5, true, true);
+    AudioSampleBuffer(0, 9).ReadFromAudioReader(reader, 0, 4, 5, true, true);
     EXPECT_EQ(reader.GetReadCount(), 0);
     EXPECT_EQ(Samples(buffer, 0), Ramp(3.0f, 2));
 }

@@ -419,6 +419,20 @@ TEST(Eq, NegativeFrameCountsDoNothing) {
     float x = 0.5f;
     eq->ProcessInterleaved(&x, &x, -3);
     EXPECT_EQ(x, 0.5f);
+    const float* in = &x;
+    float y = 7.0f;
+    float* out = &y;
+    for (int32_t frames : {0, -3}) eq->Process(&in, &out, frames);
+    EXPECT_EQ(y, 7.0f);
+}
+
+TEST(Eq, ABypassedFilterLeavesWhatItWorksOnInPlace) {
+    auto eq = MakeEq(kLowPass, 1000);
+    eq->SetParameters(460.0f, 0.0f, 1.0f);
+    std::vector<float> samples = Noise(100);
+    float* row = samples.data();
+    eq->Process(&row, &row, 100);
+    EXPECT_EQ(samples, Noise(100));
 }
 
 TEST(Eq, EveryTypeSaysWhichItIs) {
