@@ -15,10 +15,18 @@
 namespace {
 
 std::atomic<int64_t> allocationsLeft{-1};  // until memory runs out, once; below 0 never
+std::atomic<int64_t> allocationsHeld{0};   // by operator new, and not yet freed
 
 void* Allocate(std::size_t bytes) {
     if (allocationsLeft >= 0 && --allocationsLeft < 0) return nullptr;
-    return std::malloc(bytes != 0 ? bytes : 1);
+    void* const memory = std::malloc(bytes != 0 ? bytes : 1);
+    if (memory != nullptr) ++allocationsHeld;
+    return memory;
+}
+
+void Free(void* memory) {
+    if (memory != nullptr) --allocationsHeld;
+    std::free(memory);
 }
 
 }  // namespace
@@ -38,8 +46,8 @@ extern "C" void* aligned_alloc(std::size_t alignment, std::size_t bytes) noexcep
 }
 #endif
 void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept { return Allocate(bytes); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void* memory) noexcept { Free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { Free(memory); }
 #pragma GCC diagnostic pop
 
 namespace {
@@ -165,9 +173,13 @@ TEST(OutOfMemory, EveryAllocationOfAShortJobMayFail) {
     }
     const std::vector<int16_t> expected = mix;
     int64_t count = 0;
+    const int64_t held = allocationsHeld;
     for (bool finished = false; !finished; ++count) {
-        Holdings host;
-        finished = FinishesWith(count, [&] { WholeJob(host, kFrames, mix, rows); });
+        {
+            Holdings host;
+            finished = FinishesWith(count, [&] { WholeJob(host, kFrames, mix, rows); });
+        }
+        ASSERT_EQ(allocationsHeld, held) << count;  // nothing leaked
     }
     EXPECT_EQ(mix, expected);  // the last round had enough
     EXPECT_GT(count, 100);
