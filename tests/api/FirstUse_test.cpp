@@ -6,6 +6,7 @@
 #include <thread>
 #include <vector>
 
+#include "dsp/Dispatch.h"
 #include "support/HostJob.h"
 #include "support/SungTunes.h"
 
@@ -14,6 +15,7 @@ namespace {
 TEST(FirstUse, ThreadsThatComeFirstAtOnceHearWhatALaterOneHears) {
     const HostJob job;
     const std::vector<float> samples = SingScale({55, 59}, 0.25, 0, job.sampleRate).samples;
+    ASSERT_EQ(CurrentLevel(), 0);  // nothing has filled the table: the threads will
     std::vector<HostResult> first(8);
     std::atomic<int> waiting{8};
     std::vector<std::thread> threads;
@@ -26,6 +28,9 @@ TEST(FirstUse, ThreadsThatComeFirstAtOnceHearWhatALaterOneHears) {
     for (std::thread& thread : threads) thread.join();
     const HostResult later = RunHostJob(samples, job);
     for (const HostResult& result : first) EXPECT_TRUE(result == later);
+    const int32_t filled = CurrentLevel();
+    InitDispatch(-1);
+    EXPECT_EQ(CurrentLevel(), filled);
 }
 
 }  // namespace
