@@ -330,6 +330,17 @@ TEST(HarmonyAddOn, ChordsReachTheSegmentsTheyCover) {
     }
 }
 
+// The C interface sorts them; a host of the classes may not. The late chord then ends before it begins.
+TEST(HarmonyAddOn, OfChordsInFallingOrderTheLastHoldsToTheEnd) {
+    Fixture f(Phrase().samples);
+    const auto lead = f.addOn->GetLeadPitchVector();
+    const float first = lead[1].GetStart() + 0.05f;
+    const float second = lead[5].GetStart() + 0.05f;
+    ASSERT_EQ(f.addOn->SetChordVector({MajorChord(second, 65), MajorChord(first, 60)}), 0);
+    const auto chords = mlh::GetAnalysis(*f.addOn).chords;
+    for (std::size_t s = 1; s < chords.size(); ++s) EXPECT_EQ(chords[s].root, 0) << s;
+}
+
 // A note of 1.5 s, long enough for splits of both kinds.
 Fixture LongNote() { return Fixture(SingScale({60, 64}, 1.5).samples); }
 
