@@ -21,7 +21,8 @@ void SetSpan(AnalysisNote& note, const std::vector<AnalysisFrame>& frames, int32
 // The pass looks at one note at a time and steps forward or, after a merge, back. The notes before it
 // and those from it on lie at the two ends of one array, so that deleting a note beside the gap between
 // them costs nothing. A merged note keeps the sum behind its mean energy: a chain of merges then adds
-// only what is new.
+// only what is new. The pass ends although it steps back: a step back goes with a merge, which leaves a
+// note less.
 class NoteMerger {
   public:
     NoteMerger(const std::vector<AnalysisNote>& notes, const std::vector<AnalysisFrame>& frames,

@@ -186,6 +186,7 @@ int32_t CPSOLAAnalysis::AnalyzeBlock(const float* const* channels, int32_t frame
         const float* mono = AppendSum(channels, 0, frameCount);
         if (tracker) std::copy_n(mono, frameCount, trackerInput.Append(frameCount));
     }
+    // Ends: each round drops at least a sample, since no lag is as long as half a window.
     while (samples.Size() >= 2 * blockSize) {
         if (enhanced) {
             const bool trackerIsAhead = RunTrackerAhead();
