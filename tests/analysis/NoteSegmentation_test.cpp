@@ -593,6 +593,13 @@ TEST(EstimatePitch, WithTheSpreadCheckedANarrowHalfGivesWayToTheMeanOfAll) {
     frames[0].pitch = frames[1].pitch = 59.5f;
     frames[2].pitch = frames[3].pitch = 59.75f;  // a spread of 0.125
     EXPECT_EQ(chain.EstimatePitch(frames.data(), 0, 8, true), 59.875f);
+    // A spread of exactly a tenth is not narrow.
+    const float pitches[] = {0.0f, 0.0f, 0.0f, 0.0f, 0.2f, 0.2f, 0.2f, 0.2f};
+    for (int i = 0; i < 8; ++i) frames[i].pitch = pitches[i];
+    frames[7].pitch = 8.0f;
+    EXPECT_EQ(chain.EstimatePitch(frames.data(), 0, 8, true), 0.1f);
+    frames[2].pitch = 0.01f;
+    EXPECT_GT(chain.EstimatePitch(frames.data(), 0, 8, true), 1.0f);
 }
 
 TEST(EstimatePitch, TakesMoreVoicedFramesThanItsScratchStartsWith) {
@@ -874,6 +881,9 @@ TEST(Glide, ASlideOfLessThanASemitoneOrOfLittleByFrameIsANote) {
     EXPECT_EQ(NotesOfSlide(33, 0.03125f), 0u);  // exactly one semitone over 32 frames
     EXPECT_EQ(NotesOfSlide(32, 0.03125f), 1u);
     EXPECT_EQ(NotesOfSlide(38, 0.0275f), 1u);  // above a semitone, below 0.03 a frame
+    const auto upTo = [](float pitch) { return [=](Frames& frames) { frames[250].pitch = pitch; }; };
+    EXPECT_EQ(NotesOfSlide(51, 0.03f, upTo(66.5f), 6000), 0u);  // exactly 0.03 a frame
+    EXPECT_EQ(NotesOfSlide(51, 0.03f, upTo(66.49f), 6000), 1u);
 }
 
 TEST(Glide, AStretchThatIsHeldBeforeItSlidesIsANote) {

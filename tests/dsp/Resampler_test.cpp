@@ -222,16 +222,18 @@ TEST(Resampler, CutsGiveTheSameBitsWhereTheRatioIsWhole) {
 TEST(Resampler, ChannelsAreConvertedApart) {
     const int32_t channels = 3;
     const std::vector<float> in = Noise(3 * 4000);
-    const auto resampler = MakeResampler(3, channels);
-    const auto out = Convert(*resampler, in, 48000.0f, 11025.0f, channels, 333);
-    for (int32_t c = 0; c < channels; ++c) {
-        std::vector<float> one(4000);
-        for (size_t i = 0; i < one.size(); ++i) one[i] = in[i * channels + c];
-        const auto alone = MakeResampler();
-        const auto expected = Convert(*alone, one, 48000.0f, 11025.0f, 1, 333);
-        ASSERT_EQ(out.size(), expected.size() * channels);
-        for (size_t k = 0; k < expected.size(); ++k)
-            ASSERT_EQ(out[k * channels + c], expected[k]) << c << " " << k;
+    for (float rate : {48000.0f, 44100.0f}) {  // 44100 is a whole ratio
+        const auto resampler = MakeResampler(3, channels);
+        const auto out = Convert(*resampler, in, rate, 11025.0f, channels, 333);
+        for (int32_t c = 0; c < channels; ++c) {
+            std::vector<float> one(4000);
+            for (size_t i = 0; i < one.size(); ++i) one[i] = in[i * channels + c];
+            const auto alone = MakeResampler();
+            const auto expected = Convert(*alone, one, rate, 11025.0f, 1, 333);
+            ASSERT_EQ(out.size(), expected.size() * channels);
+            for (size_t k = 0; k < expected.size(); ++k)
+                ASSERT_EQ(out[k * channels + c], expected[k]) << c << " " << k;
+        }
     }
 }
 

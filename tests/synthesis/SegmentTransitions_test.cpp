@@ -284,6 +284,24 @@ TEST_F(Transitions, StayNaturalWhereTheMiddleIsFlattened) {
     EXPECT_NEAR(voice->GetOutputPitchAt(21 * kMarkSeconds), 62.0, kSemitones);
 }
 
+TEST_F(Transitions, StayNaturalForTwiceTheirShareInANoteOfTwiceItsLength) {
+    const SynthSegment& segment = Inside(voice).GetSegment(1);
+    double start = segment.targetStart, end = start + 2.0 * (segment.targetEnd - segment.targetStart);
+    ASSERT_EQ(voice->SetSegmentTimes(1, &start, &end, false), 0);
+    voice->SetSegmentParameter(0, SegmentTargetPitch, 62.0f);  // no glide of offsets
+    voice->SetSegmentParameter(1, SegmentModulationKeep, 0.0f);
+    voice->SetSegmentParameter(1, SegmentGlideInShare, kGlideShare);  // 2000 of 10000 samples
+    const auto shiftWithNaturalShare = [](int32_t mark, double share) {
+        return 2.0 - (1.0 - share) * (Sung(mark) - 60.0);
+    };
+    for (int32_t mark : {21, 25, 28, 35, 39, 40, 50}) {
+        const double offset = 200.0 * (mark - kFirst);
+        const double share = std::max(1.0 - 0.5 * offset / 2000.0, 0.0);
+        EXPECT_NEAR(PitchShiftAt(segment, mark, offset), shiftWithNaturalShare(mark, share), kSemitones)
+            << mark;
+    }
+}
+
 TEST(TransitionsAtAPause, KeepTheOffsetOfEachNote) {
     ScriptedRecording recording = RecordingOf([](int32_t i) { return Contour{60.0f, i < 65 || i >= kNext}; });
     const VoiceOwner voice = recording.MakeVoice();
