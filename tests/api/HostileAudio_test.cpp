@@ -124,14 +124,16 @@ TEST(HostileAudio, TheExtremesOf16BitsPass) {
     }
 }
 
-// Blocks of 4096, the windows of tracker and correlator, and their halves; one more and one less of each.
+// Blocks of 4096, the windows of tracker and correlator, and their halves, the buffers that marks are placed
+// from, which grow with the rate; one more and one less of each.
 TEST(HostileAudio, LengthsAroundEveryBlockAndBufferPass) {
     std::vector<int32_t> lengths = {0, 1, 2, 3, 4, 5};
-    for (const int32_t size : {128, 256, 512, 529, 1024, 2048, 4096, 8192, 12288}) {
+    for (const int32_t size : {128, 256, 512, 529, 1024, 2048, 4096, 8192, 12288, 16384, 32768}) {
         for (int32_t n = size - 1; n <= size + 1; ++n) lengths.push_back(n);
     }
-    for (const int32_t rate : {11025, 44100}) {
-        const std::vector<float> voice = HarmonicTone(147.0, rate, 13000.0 / rate);
+    for (const int32_t rate : {11025, 44100, 255999}) {
+        if (rate == 255999) lengths = {1, 4095, 4096, 4097, 65535, 65536, 65537, 131071, 131072, 131073};
+        const std::vector<float> voice = HarmonicTone(147.0, rate, 132000.0 / rate);
         for (const int32_t length : lengths) {
             SCOPED_TRACE(testing::Message() << length << " at " << rate);
             const std::vector<float> samples(voice.begin(), voice.begin() + length);
@@ -167,6 +169,9 @@ TEST(HostileAudio, NumbersThatAreNonePassAtEveryPlace) {
             for (std::size_t i = 0; i < samples.size(); ++i) {
                 if (std::isnan(samples[i])) {
                     ASSERT_EQ(result.mix[i], 0) << i;
+                }
+                if (std::isinf(samples[i]) && result.mix[i] != 0) {  // 0 where a voice has no number there
+                    ASSERT_EQ(result.mix[i], samples[i] > 0.0f ? 32767 : -32767) << i;
                 }
             }
         }
