@@ -162,9 +162,24 @@ void WholeJob(Holdings& host, int32_t frames, std::vector<int16_t>& mix, float**
     mlhProcessOutputData32(host.handle, rows, frames, 1);
 }
 
+// With memory again, all that an instance is for can be asked of it, wherever the job broke off. False if it
+// takes no input.
+bool CanBeUsedOn(Holdings& host, int32_t frames, std::vector<int16_t>& mix, float** rows) {
+    mlhAssignInputData32(host.handle, Song().data(), frames, 1, kRate);
+    if (mlhSetParams(host.handle, true, 4, 1, 0.5f, 0, false) != 0) return false;
+    ChordVector* chords = mlhGetNewChordVector();
+    mlhChordVectorAddItem(chords, {0.05f, {60, 64, 67, -1}});
+    EXPECT_EQ(mlhSetChordVector(host.handle, chords), 0);
+    EXPECT_EQ(mlhProcessOutputData16(host.handle, mix.data(), frames, 1, nullptr), 0);
+    EXPECT_EQ(mlhProcessOutputData32(host.handle, rows, frames, 1), 0);
+    mlhDisposeChordVector(chords);
+    return true;
+}
+
 TEST(OutOfMemory, EveryAllocationOfAShortJobMayFail) {
     constexpr int32_t kFrames = 1500;
     std::vector<int16_t> mix(kFrames);
+    std::vector<int16_t> mixOfLater(kFrames);
     std::vector<float> row(kFrames);
     float* rows[4] = {row.data(), row.data(), row.data(), row.data()};
     {
@@ -178,6 +193,8 @@ TEST(OutOfMemory, EveryAllocationOfAShortJobMayFail) {
         {
             Holdings host;
             finished = FinishesWith(count, [&] { WholeJob(host, kFrames, mix, rows); });
+            // The first two are the instance itself and its reader, which is never made anew.
+            EXPECT_EQ(CanBeUsedOn(host, kFrames, mixOfLater, rows), count > 1) << count;
         }
         ASSERT_EQ(allocationsHeld, held) << count;  // nothing leaked
     }
