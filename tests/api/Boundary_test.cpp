@@ -98,15 +98,17 @@ struct Untouched {
     float* withoutThird[4] = {};
 };
 
-// What a call is made on: no instance, a new one of its own, or one that all rows share and that is ready to
-// render.
-enum class On { Nothing, New, Ready };
+// What a call is made on: no instance, a new one of its own, or one that is ready to render: one that all
+// rows share, or one of its own where the call changes what is heard.
+enum class On { Nothing, New, Ready, OwnReady };
 
-// A row of the table: what is passed to a function, and what comes back.
+// A row of the table: what is passed to a function, and what comes back. Rows that have all but the value in
+// common are printed as one.
 struct Row {
     std::string function;
     On on;
     std::string passed;
+    std::string value;
     std::string answer;
     std::function<std::string(void* handle)> call;
 };
@@ -125,6 +127,46 @@ std::string Text(const ChordItem& item) {
     return zero ? "zeros" : "an item";
 }
 
+struct BadNumber {
+    std::string name;
+    float value;
+};
+const std::vector<BadNumber>& BadNumbers() {
+    static const std::vector<BadNumber> numbers = {{"NaN", std::nanf("")},
+                                                   {"infinite", INFINITY},
+                                                   {"-infinite", -INFINITY},
+                                                   {"1e30", 1e30f},
+                                                   {"-1e30", -1e30f}};
+    return numbers;
+}
+template <class Item>
+struct BadItem {
+    std::string field, value;
+    Item item;
+};
+
+// A note with one field that is bad, of each field in turn.
+std::vector<BadItem<PitchItem>> BadNotes() {
+    std::vector<BadItem<PitchItem>> notes;
+    for (const auto& [name, value] : BadNumbers()) {
+        notes.push_back({"`start`", name, {value, 60, 0.5f, 1}});
+        notes.push_back({"`pitch`", name, {0.1f, value, 0.5f, 1}});
+        notes.push_back({"`duration`", name, {0.1f, 60, value, 1}});
+        notes.push_back({"`level`", name, {0.1f, 60, 0.5f, value}});
+    }
+    return notes;
+}
+
+std::vector<BadItem<ChordItem>> BadChords() {
+    std::vector<BadItem<ChordItem>> chords;
+    for (const auto& [name, value] : BadNumbers())
+        chords.push_back({"`time`", name, {value, {60, 64, 67, -1}}});
+    chords.push_back({"`notes`", "-2^31", {0.3f, {kMin, kMin, kMin, kMin}}});
+    chords.push_back({"`notes`", "2^31 - 1", {0.3f, {kMax, kMax, kMax, kMax}}});
+    chords.push_back({"`notes`", "-1", {0.3f, {-1, -1, -1, -1}}});
+    return chords;
+}
+
 // All rows, for all functions with arguments. `u` and the vectors are what good arguments point to.
 class Table {
   public:
@@ -135,7 +177,9 @@ class Table {
         ProcessRows();
         PitchVectorRows();
         ChordVectorRows();
+        MidiRows();
         ItemRows();
+        BadItemRows();
     }
     const std::vector<Row>& rows() const { return rows_; }
 
@@ -143,7 +187,13 @@ class Table {
     template <class Call>
     void Add(const std::string& function, On on, const std::string& passed, const std::string& answer,
              Call call) {
-        rows_.push_back({function, on, passed, answer, [call](void* handle) { return Text(call(handle)); }});
+        AddValue(function, on, passed, "", answer, call);
+    }
+    template <class Call>
+    void AddValue(const std::string& function, On on, const std::string& passed, const std::string& value,
+                  const std::string& answer, Call call) {
+        rows_.push_back(
+            {function, on, passed, value, answer, [call](void* handle) { return Text(call(handle)); }});
     }
     // The same good call without an instance, without input, and ready.
     template <class Call>
@@ -191,6 +241,7 @@ class Table {
             Add(name, On::Ready, "`spread` " + Number(spread), "0, the value is ignored",
                 call(true, 4, 1, spread, 0));
         }
+        Add(name, On::New, "`voices` 5", "3", call(true, 5, 1, 0.5f, 0));
         for (const int32_t key : {kMin, -24, 12, 2147483640}) {  // C, each of them but the first
             Add(name, On::New, "`keyRoot` " + Number(key), "0", [call, key](void* h) {
                 mlhAssignInputData32(h, nullptr, 100, 1, kRate);
@@ -205,6 +256,7 @@ class Table {
                         int32_t (*assign)(void*, const Sample*, int32_t, int32_t, int32_t)) {
         Add(name, On::Nothing, "good arguments", "3",
             [=](void* h) { return assign(h, samples, 8, 1, kRate); });
+        Add(name, On::Nothing, "all of it bad", "3", [=](void* h) { return assign(h, nullptr, -1, 0, -1); });
         struct Format {
             std::string passed;
             const Sample* samples;
@@ -246,6 +298,34 @@ class Table {
             assign(h, samples, 8, 1, kRate);
             return mlhSetParams(h, true, 4, 1, 0.5f, 0, false);
         });
+        SecondAssignmentRows(name, samples, assign);
+    }
+    // The instance has floats of one channel already.
+    template <class Sample>
+    void SecondAssignmentRows(const std::string& name, Sample* samples,
+                              int32_t (*assign)(void*, const Sample*, int32_t, int32_t, int32_t)) {
+        struct Format {
+            std::string passed;
+            const Sample* samples;
+            int32_t frames, channels, rate;
+            std::string later;
+        };
+        const Format formats[] = {
+            {"shorter", samples, 8, 1, kRate, "0"},      {"null `samples`", nullptr, 5000, 1, kRate, "0"},
+            {"`frames` -1", samples, -1, 1, kRate, "0"}, {"2 channels", samples, 4, 2, kRate, "0"},
+            {"3 channels", samples, 2, 3, kRate, "2"},   {"48 channels", samples, 0, 48, kRate, "2"},
+            {"0 channels", samples, 8, 0, kRate, "2"},   {"`sampleRate` 44100", samples, 8, 1, 44100, "0"},
+            {"`sampleRate` 0", samples, 8, 1, 0, "0"}};
+        for (const Format& f : formats) {
+            AddValue(name, On::OwnReady, "a second time:", f.passed, "0",
+                     [=](void* h) { return assign(h, f.samples, f.frames, f.channels, f.rate); });
+            AddValue(name, On::OwnReady, "a second time, then `mlhProcessOutputData16`:", f.passed, f.later,
+                     [=](void* h) {
+                         assign(h, f.samples, f.frames, f.channels, f.rate);
+                         int16_t out[20];
+                         return mlhProcessOutputData16(h, out, 20, 1, nullptr);
+                     });
+        }
     }
     void AssignmentRows() {
         AssignmentRows("mlhAssignInputData", u_.out16.data(), mlhAssignInputData);
@@ -258,6 +338,8 @@ class Table {
     void ProcessRows(const std::string& name, Out out, Call call) {
         Add(name, On::Nothing, "good arguments", "3", [=](void* h) { return call(h, out, 8, 1); });
         Add(name, On::New, "good arguments", "3", [=](void* h) { return call(h, out, 8, 1); });
+        Add(name, On::New, "null `out`", "3", [=](void* h) { return call(h, nullptr, 8, 1); });
+        Add(name, On::New, "`channels` 3", "3", [=](void* h) { return call(h, out, 8, 3); });
         Add(name, On::Ready, "null `out`", "2", [=](void* h) { return call(h, nullptr, 8, 1); });
         Add(name, On::Ready, "null `out`, " + Number(kMax) + " frames", "2",
             [=](void* h) { return call(h, nullptr, kMax, 2); });
@@ -279,6 +361,34 @@ class Table {
             });
         }
     }
+    // Calls that do write, to `out`, which has room for two channels of kLong frames.
+    template <class Out, class Call>
+    void WritingRows(const std::string& name, Out out, Call call) {
+        Add(name, On::OwnReady, "`frames` beyond the input", "0, silence behind the end",
+            [=](void* h) { return call(h, out, kLong, 1); });
+        Add(name, On::OwnReady, "twice", "0", [=](void* h) {
+            call(h, out, 5000, 1);
+            return call(h, out, 5000, 1);
+        });
+        Add(name, On::OwnReady, "`channels` 2, of an input of 1", "0",
+            [=](void* h) { return call(h, out, 5000, 2); });
+        for (const int32_t asked : {1, 2}) {
+            Add(name, On::New, "`channels` " + Number(asked) + ", of an input of 2, without `mlhSetParams`",
+                "0", [=](void* h) {
+                    mlhAssignInputData32(h, nullptr, 100, 2, kRate);
+                    return call(h, out, 5000, asked);
+                });
+        }
+    }
+    template <class Process>
+    void GainRows(const std::string& name, Process process) {
+        for (const BadNumber& bad : BadNumbers()) {
+            AddValue(name, On::OwnReady, "`gains`", bad.name, "0", [=, this](void* h) {
+                const std::vector<double> gains(10, static_cast<double>(bad.value));
+                return process(h, written16_.data(), 5000, 1, gains.data());
+            });
+        }
+    }
     void ProcessRows() {
         const auto call16 = [](auto process) {
             return [=](void* h, int16_t* out, int32_t frames, int32_t channels) {
@@ -288,6 +398,11 @@ class Table {
         ProcessRows("mlhProcessOutputData", u_.out16.data(), call16(mlhProcessOutputData));
         ProcessRows("mlhProcessOutputData16", u_.out16.data(), call16(mlhProcessOutputData16));
         ProcessRows("mlhProcessOutputData32", &u_.rows[0], mlhProcessOutputData32);
+        WritingRows("mlhProcessOutputData", written16_.data(), call16(mlhProcessOutputData));
+        WritingRows("mlhProcessOutputData16", written16_.data(), call16(mlhProcessOutputData16));
+        WritingRows("mlhProcessOutputData32", &writtenRows_[0], mlhProcessOutputData32);
+        GainRows("mlhProcessOutputData", mlhProcessOutputData);
+        GainRows("mlhProcessOutputData16", mlhProcessOutputData16);
         float** const rows = u_.withoutThird;
         Add("mlhProcessOutputData32", On::Ready, "a null row of a voice", "2",
             [=](void* h) { return mlhProcessOutputData32(h, rows, 8, 1); });
@@ -312,9 +427,29 @@ class Table {
             Add("mlhSetPitchVector", On::Ready, "`voice` " + Number(voice), "2",
                 set(voice, SomePitches().get()));
         }
+        Add("mlhSetPitchVector", On::Nothing, "a null vector", "3", set(1, nullptr));
+        Add("mlhSetPitchVector", On::New, "a null vector", "2", set(1, nullptr));
+        Add("mlhSetPitchVector", On::New, "`voice` 0", "2", set(0, SomePitches().get()));
         Add("mlhSetPitchVector", On::Ready, "a null vector", "2", set(1, nullptr));
         Add("mlhSetPitchVector", On::Ready, "an empty vector", "2", set(1, empty_.get()));
         Add("mlhSetPitchVector", On::Ready, "a vector of another length", "2", set(4, SomePitches().get()));
+        // The lead's, with one pitch everywhere.
+        const auto setAll = [](bool automatic, float pitch) {
+            return [=](void* h) {
+                mlhSetParams(h, automatic, 4, 1, 0.5f, 0, false);
+                const Pitches vector(mlhGetPitchVector(h, 0, 0, 0));
+                for (int32_t i = 0; i < mlhPitchVectorGetTotal(vector.get()); ++i) {
+                    mlhPitchVectorSetItem(vector.get(), static_cast<uint32_t>(i), {0, pitch, 0, 0});
+                }
+                return mlhSetPitchVector(h, 4, vector.get());
+            };
+        };
+        Add("mlhSetPitchVector", On::OwnReady, "good arguments in the automatic mode", "0, not heard",
+            setAll(true, 62));
+        for (const BadNumber& bad : BadNumbers()) {
+            AddValue("mlhSetPitchVector", On::OwnReady, "in the manual mode, `pitch`", bad.name, "0",
+                     setAll(false, bad.value));
+        }
     }
 
     void ChordVectorRows() {
@@ -322,6 +457,8 @@ class Table {
             return [=](void* h) { return mlhSetChordVector(h, vector); };
         };
         AddStates("mlhSetChordVector", "3", "3", "0", set(GoodChords().get()));
+        Add("mlhSetChordVector", On::Nothing, "a null vector", "3", set(nullptr));
+        Add("mlhSetChordVector", On::New, "a null vector", "2", set(nullptr));
         Add("mlhSetChordVector", On::Ready, "a null vector", "2", set(nullptr));
         Add("mlhSetChordVector", On::Ready, "an empty vector", "2", set(noChords_.get()));
         Add("mlhSetChordVector", On::New, "in the manual mode", "2", [set](void* h) {
@@ -329,10 +466,25 @@ class Table {
             mlhSetParams(h, false, 4, 1, 0.5f, 0, false);
             return set(GoodChords().get())(h);
         });
+        for (const BadItem<ChordItem>& bad : BadChords()) {
+            AddValue("mlhSetChordVector", On::OwnReady, bad.field, bad.value, "0",
+                     [bad](void* h) { return mlhSetChordVector(h, MakeChords({bad.item}).get()); });
+        }
+    }
+
+    void MidiRows() {
         const auto midi = [](const PitchVector* notes) {
             return [=](void* h) { return mlhAssignMidi(h, notes); };
         };
         Add("mlhAssignMidi", On::Nothing, "good arguments", "false", midi(SomePitches().get()));
+        Add("mlhAssignMidi", On::Nothing, "a null vector", "false", midi(nullptr));
+        Add("mlhAssignMidi", On::New, "a null vector", "false", midi(nullptr));
+        for (const BadItem<PitchItem>& bad : BadNotes()) {
+            AddValue("mlhAssignMidi", On::OwnReady, bad.field, bad.value, "true", [bad](void* h) {
+                mlhSetParams(h, false, 4, 1, 0.5f, 0, false);
+                return mlhAssignMidi(h, MakePitches({bad.item}).get());
+            });
+        }
         Add("mlhAssignMidi", On::New, "good arguments", "true", midi(SomePitches().get()));
         Add("mlhAssignMidi", On::Ready, "a null vector", "false", midi(nullptr));
         Add("mlhAssignMidi", On::Ready, "an empty vector", "true", midi(empty_.get()));
@@ -374,6 +526,48 @@ class Table {
             add("mlhChordVectorGetItem", passed, "zeros",
                 [=] { return mlhChordVectorGetItem(GoodChords().get(), index); });
         }
+        add("mlhPitchVectorGetItem", "`index` 0 of none", "zeros",
+            [this] { return mlhPitchVectorGetItem(empty_.get(), 0); });
+        add("mlhPitchVectorSetItem", "`index` 0 of none", "false",
+            [this] { return mlhPitchVectorSetItem(empty_.get(), 0, {}); });
+        add("mlhChordVectorGetItem", "`index` 0 of none", "zeros",
+            [this] { return mlhChordVectorGetItem(noChords_.get(), 0); });
+        for (const int32_t legato : {0, 255}) {
+            add("mlhPitchVectorAdjust", "`legato` " + Number(legato) + ", `velocity` 255",
+                legato == 0 ? "a vector, all of it zeros" : "a vector",
+                [=] { return mlhPitchVectorAdjust(SomePitches().get(), static_cast<uint8_t>(legato), 255); });
+        }
+    }
+
+    // Vectors take any number.
+    void BadItemRows() {
+        for (const BadItem<PitchItem>& bad : BadNotes()) {
+            const PitchItem item = bad.item;
+            const auto add = [&](const std::string& name, const std::string& answer, auto call) {
+                AddValue(name, On::Nothing, bad.field, bad.value, answer, [call](void*) { return call(); });
+            };
+            add("mlhPitchVectorAddItem", "true", [=] {
+                const Pitches vector = MakePitches({{0.0f, 60, 0.5f, 1}});
+                return mlhPitchVectorAddItem(vector.get(), item) && mlhPitchVectorGetTotal(vector.get()) == 2;
+            });
+            add("mlhPitchVectorSetItem", "true", [=] {
+                return mlhPitchVectorSetItem(MakePitches({{0.0f, 60, 0.5f, 1}}).get(), 0, item);
+            });
+            add("mlhPitchVectorAdjust", "a vector", [=] {
+                return mlhPitchVectorAdjust(MakePitches({item, {0.2f, 62, 1, 1}}).get(), 1, 0);
+            });
+            add("pitchVectorToChordVector", "a vector", [=] {
+                return pitchVectorToChordVector(MakePitches({item, {0.2f, 62, 1, 1}}).get());
+            });
+        }
+        for (const BadItem<ChordItem>& bad : BadChords()) {
+            AddValue("mlhChordVectorAddItem", On::Nothing, bad.field, bad.value, "true",
+                     [item = bad.item](void*) {
+                         const Chords vector = MakeChords({{0.0f, {60, 64, 67, -1}}});
+                         return mlhChordVectorAddItem(vector.get(), item) &&
+                                mlhChordVectorGetTotal(vector.get()) == 2;
+                     });
+        }
     }
 
     static std::string Number(int32_t value) {
@@ -386,7 +580,12 @@ class Table {
                                    : "just above 1";
     }
 
+    static constexpr int32_t kLong = 30000;  // beyond the end of the song
+
     Untouched& u_;
+    std::vector<int16_t> written16_ = std::vector<int16_t>(2 * kLong);
+    std::vector<float> written32_ = std::vector<float>(2 * kLong);
+    float* writtenRows_[4] = {written32_.data(), written32_.data(), written32_.data(), written32_.data()};
     const Pitches empty_ = MakePitches({});
     const Chords noChords_ = MakeChords({});
     std::vector<Row> rows_;
@@ -401,10 +600,17 @@ TEST(Boundary, EveryBadArgumentIsAnsweredAndChangesNothing) {
     Ready shared;
     for (const Row& row : table.rows()) {
         Host fresh;
+        std::unique_ptr<Ready> own;
+        if (row.on == On::OwnReady) own = std::make_unique<Ready>();
         void* const handle = row.on == On::Nothing ? nullptr
                              : row.on == On::New   ? fresh.handle
-                                                   : shared.handle;
-        EXPECT_EQ(row.call(handle), Code(row.answer)) << row.function << ": " << row.passed;
+                             : row.on == On::Ready ? shared.handle
+                                                   : own->handle;
+        EXPECT_EQ(row.call(handle), Code(row.answer))
+            << row.function << ": " << row.passed << " " << row.value;
+        // Whatever was taken, rendering survives it.
+        std::vector<int16_t> out(6000);
+        if (own) mlhProcessOutputData16(handle, out.data(), 6000, 1, nullptr);
     }
     // The update that follows would bring out whatever the calls had changed.
     Ready untouched;
@@ -415,18 +621,36 @@ TEST(Boundary, EveryBadArgumentIsAnsweredAndChangesNothing) {
     EXPECT_EQ(Render(shared.handle, SongFrames()), Render(untouched.handle, SongFrames()));
 }
 
+// The printed lines of one function. Rows that differ in the value alone share a line.
+std::string Lines(const std::vector<Row>& rows, const std::string& function) {
+    const char* const on[] = {"none", "new", "ready", "ready"};
+    struct Line {
+        std::string passed, values, answer;
+    };
+    std::vector<Line> lines;
+    for (const Row& row : rows) {
+        if (row.function != function) continue;
+        const std::string passed = std::string(on[static_cast<int>(row.on)]) + " | " + row.passed;
+        const auto same = std::find_if(lines.begin(), lines.end(), [&](const Line& line) {
+            return !row.value.empty() && line.passed == passed && line.answer == row.answer;
+        });
+        if (same != lines.end())
+            same->values += ", " + row.value;
+        else
+            lines.push_back({passed, row.value.empty() ? "" : " " + row.value, row.answer});
+    }
+    std::string text;
+    for (const Line& line : lines) text += "| " + line.passed + line.values + " | " + line.answer + " |\n";
+    return text;
+}
+
 std::string Markdown(const std::vector<Row>& rows) {
-    const char* const on[] = {"none", "new", "ready"};
     std::string text;
     std::set<std::string> done;
-    for (const Row& first : rows) {
-        if (!done.insert(first.function).second) continue;
-        text += "\n### " + first.function + "\n\n| Instance | Passed | Answer |\n|---|---|---|\n";
-        for (const Row& row : rows) {
-            if (row.function != first.function) continue;
-            text += "| " + std::string(on[static_cast<int>(row.on)]) + " | " + row.passed + " | " +
-                    row.answer + " |\n";
-        }
+    for (const Row& row : rows) {
+        if (!done.insert(row.function).second) continue;
+        text += "\n### " + row.function + "\n\n| Instance | Passed | Answer |\n|---|---|---|\n";
+        text += Lines(rows, row.function);
     }
     return text;
 }
@@ -495,6 +719,20 @@ TEST(Boundary, RecordingsWithoutAVoiceGiveSilence) {
             EXPECT_EQ(Render(host.handle, 9000, 2), std::vector<int16_t>(18000, 0)) << frames;
         }
     }
+}
+
+// What has no pitch is no melody, but the voices are still made of it.
+TEST(Boundary, RecordingsWithoutAPitchSoundAtTheNoteThatThereAlwaysIs) {
+    std::vector<float> click(20000);
+    click[10000] = 1.0f;
+    Host host;
+    EXPECT_EQ(mlhAssignInputData32(host.handle, click.data(), 20000, 1, 44100), 0);
+    EXPECT_EQ(mlhSetParams(host.handle, true, 4, 1, 0.5f, 0, false), 0);
+    const Pitches lead(mlhGetPitchVector(host.handle, 0, 0, 0));
+    EXPECT_EQ(mlhPitchVectorGetTotal(lead.get()), 2);
+    EXPECT_EQ(mlhPitchVectorGetItem(lead.get(), 1).pitch, 60.0f);
+    const double voicesAlone[10] = {0, 0, 0.5, 0.5, 0.5, 0.5, 0.5, 0.5, 0.5, 0.5};
+    EXPECT_NE(Render(host.handle, 20000, 1, voicesAlone), std::vector<int16_t>(20000, 0));
 }
 
 TEST(Boundary, SamplesThatAreNoNumbersAreSurvived) {
