@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -76,9 +77,18 @@ bool IsDevice(const std::string& path) {
     return fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status);
 }
 
-// Keeps the suffix, by which writers choose their format.
+// The last bytes of a name, whole characters of it.
+std::string EndOfName(const std::string& name, std::size_t bytes) {
+    std::size_t start = name.size() - std::min(name.size(), bytes);
+    while (start < name.size() && (name[start] & 0xC0) == 0x80) ++start;
+    return name.substr(start);
+}
+
+// Keeps the suffix, by which writers choose their format, and no more than file systems take.
 std::string TemporaryName(const fs::path& place) {
-    const std::string name = ".unfinished-" + std::to_string(getpid()) + "-" + NameOf(place.filename());
+    constexpr std::size_t kLongestName = 255;
+    const std::string front = ".unfinished-" + std::to_string(getpid()) + "-";
+    const std::string name = front + EndOfName(NameOf(place.filename()), kLongestName - front.size());
     return NameOf(place.parent_path() / PathOf(name));
 }
 
@@ -136,7 +146,10 @@ void WriteTextFile(const std::string& path, const std::string& text) {
 }
 
 void RemoveUnfinishedFilesOnSignals() {
-    for (const int signal : kSignals) std::signal(signal, RemoveUnfinishedFiles);
+    for (const int signal : kSignals) {
+        // Who is started deaf to a signal, by nohup or in the background of a script, stays so.
+        if (std::signal(signal, RemoveUnfinishedFiles) == SIG_IGN) std::signal(signal, SIG_IGN);
+    }
 }
 
 void ThrowIfInterrupted() {

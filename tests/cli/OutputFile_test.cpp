@@ -122,6 +122,38 @@ TEST_F(OutputFiles, ThatAreUnfinishedGoWithASignal) {
     }
 }
 
+// As nohup starts programs, and scripts those in the background.
+TEST_F(OutputFiles, StayWhenTheSignalWasToBeIgnored) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
+        const pid_t child = fork();
+        if (child == 0) {
+            std::signal(signal, SIG_IGN);
+            RemoveUnfinishedFilesOnSignals();
+            OutputFile file(Path("a.txt"));
+            std::ofstream(file.temporaryPath()) << "whole";
+            std::raise(signal);
+            file.Commit();
+            _exit(0);
+        }
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << signal;
+        EXPECT_EQ(ReadFile(Path("a.txt")), "whole");
+        fs::remove(Path("a.txt"));
+    }
+}
+
+// 251 bytes leave no room for more in a name of 255. The front that is cut off ends within a character.
+TEST_F(OutputFiles, OfTheLongestNamesAreWritten) {
+    std::string name;
+    for (int i = 0; i < 123; ++i) name += "\u00fc";
+    for (const std::string front : {"a", "ab"}) {
+        WriteTextFile(Path(front + name + ".txt"), "text");
+        EXPECT_EQ(ReadFile(Path(front + name + ".txt")), "text");
+    }
+    EXPECT_EQ(Count(), 2u);
+}
+
 #endif
 
 }  // namespace
