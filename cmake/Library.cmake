@@ -42,6 +42,7 @@ if(WIN32)
 else()
   list(JOIN MLH_EXPORTS ";\n    " exports)
   file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/mlh.symbols CONTENT "MLH_1 {\n  global:\n    ${exports};\n  local:\n    *;\n};\n")
-  target_link_options(mlh_shared PRIVATE LINKER:--version-script=${PROJECT_BINARY_DIR}/mlh.symbols)
+  # What the library calls is its own, whatever functions of these names a host may have.
+  target_link_options(mlh_shared PRIVATE LINKER:--version-script=${PROJECT_BINARY_DIR}/mlh.symbols LINKER:-Bsymbolic-functions)
   set_target_properties(mlh_shared PROPERTIES LINK_DEPENDS ${PROJECT_BINARY_DIR}/mlh.symbols)
 endif()

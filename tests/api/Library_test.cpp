@@ -49,6 +49,17 @@ TEST(Library, ExportsTheFunctionsOfTheListAndNothingElse) {
     EXPECT_EQ(found, wanted);
 }
 
+// Not those that a host or another library has under the same names, as one does that links the static
+// library.
+TEST(Library, CallsItsOwnFunctions) {
+    const auto dump = RunShell("objdump -R " + (kBinaries / "libmlh.so").string());
+    ASSERT_EQ(dump.status, 0) << dump.output;
+    EXPECT_NE(dump.output.find("_JUMP_SLOT"), std::string::npos);
+    for (const std::string name : {"mlh", "mlGet", "pitchVectorTo"}) {
+        EXPECT_EQ(dump.output.find(" " + name), std::string::npos) << name;
+    }
+}
+
 TEST(Library, CarriesItsMajorVersionInItsName) {
     const auto dump = RunShell("objdump -p " + (kBinaries / "libmlh.so").string());
     EXPECT_NE(dump.output.find("SONAME               libmlh.so.1\n"), std::string::npos);
