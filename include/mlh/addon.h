@@ -10,6 +10,9 @@
 // Order of use: CreateInstance, Prepare (analyses the whole recording), setters and chords, Update,
 // then Process block by block. One thread at a time; the reader is pulled on the caller's thread.
 //
+// Floating point is computed in the host's own state, which must be as a program starts: to nearest,
+// denormals kept, nothing trapped.
+//
 // Codes: 0 success, 1 something could not be built, 2 bad argument, 3 not analysed yet, 4 a voice
 // refused a parameter. std::bad_alloc passes through.
 class MalleoTuneHarmonyAddOnIf {

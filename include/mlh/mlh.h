@@ -23,6 +23,9 @@
  * Threads. An instance belongs to one thread at a time; different instances are independent. The two
  * version texts and the debug callback are shared by all and unguarded.
  *
+ * Floating point. Rounding, denormals and traps may be set as the host likes: the calls compute alike, and
+ * leave them as they were.
+ *
  * Units. Times are seconds, pitches are on the MIDI scale (69 is A4 at 440 Hz, fractions allowed, -1
  * means no note), samples are floats near -1 to 1 or 16-bit integers.
  *

@@ -3,6 +3,7 @@
 #include <memory>
 #include <new>
 
+#include "api/FloatingPoint.h"
 #include "api/HarmonyInstance.h"
 #include "api/MidiConversion.h"
 #include "api/Vectors.h"
@@ -42,12 +43,14 @@ int32_t mlhDestroyInstance(void** inOutHandle) {
 int32_t mlhSetParams(void* handle, bool autoHarmony, int32_t voices, int32_t voicesAbove, float spread,
                      int32_t keyRoot, bool keyIsMinor) {
     if (handle == nullptr) return MLH_NOT_READY;
+    const DefaultFloatingPoint computing;
     return Get(handle)->SetParams(autoHarmony, voices, voicesAbove, spread, keyRoot, keyIsMinor);
 }
 
 int32_t mlhAssignInputData16(void* handle, const int16_t* samples, int32_t frames, int32_t channels,
                              int32_t sampleRate) {
     if (handle == nullptr) return MLH_NOT_READY;
+    const DefaultFloatingPoint computing;
     Get(handle)->AssignInput(samples, nullptr, frames, channels, sampleRate);
     return MLH_OK;
 }
@@ -60,6 +63,7 @@ int32_t mlhAssignInputData(void* handle, const int16_t* samples, int32_t frames,
 int32_t mlhAssignInputData32(void* handle, const float* samples, int32_t frames, int32_t channels,
                              int32_t sampleRate) {
     if (handle == nullptr) return MLH_NOT_READY;
+    const DefaultFloatingPoint computing;
     Get(handle)->AssignInput(nullptr, samples, frames, channels, sampleRate);
     return MLH_OK;
 }
@@ -67,6 +71,7 @@ int32_t mlhAssignInputData32(void* handle, const float* samples, int32_t frames,
 int32_t mlhProcessOutputData16(void* handle, int16_t* out, int32_t frames, int32_t channels,
                                const double* gains) {
     if (handle == nullptr) return MLH_NOT_READY;
+    const DefaultFloatingPoint computing;
     return Get(handle)->Process16(out, frames, channels, gains);
 }
 
@@ -77,6 +82,7 @@ int32_t mlhProcessOutputData(void* handle, int16_t* out, int32_t frames, int32_t
 
 int32_t mlhProcessOutputData32(void* handle, float** out, int32_t frames, int32_t channels) {
     if (handle == nullptr) return MLH_NOT_READY;
+    const DefaultFloatingPoint computing;
     return Get(handle)->Process32(out, frames, channels);
 }
 
@@ -95,6 +101,7 @@ int32_t mlhSetPitchVector(void* handle, int32_t voice, const PitchVector* vector
     if (vector == nullptr || voice < 1 || voice > 4) return MLH_BAD_ARGUMENT;
     MalleoTuneHarmonyAddOnIf* addOn = GetAddOn(handle);
     if (addOn == nullptr) return MLH_NOT_READY;
+    const DefaultFloatingPoint computing;
     const int32_t status = addOn->SetVoicePitchVector(voice - 1, vector->items);
     return status != MLH_OK ? status : addOn->Update();
 }
@@ -104,12 +111,14 @@ int32_t mlhSetChordVector(void* handle, const ChordVector* vector) {
     if (vector == nullptr) return MLH_BAD_ARGUMENT;
     MalleoTuneHarmonyAddOnIf* addOn = GetAddOn(handle);
     if (addOn == nullptr) return MLH_NOT_READY;
+    const DefaultFloatingPoint computing;
     const int32_t status = addOn->SetChordVector(vector->items);
     return status != MLH_OK ? status : addOn->Update();
 }
 
 ChordVector* pitchVectorToChordVector(const PitchVector* notes) {
     if (notes == nullptr) return nullptr;
+    const DefaultFloatingPoint computing;
     auto chords = std::make_unique<ChordVector>();
     chords->items = ChordsFromNotes(notes->items);
     return chords.release();
@@ -117,6 +126,7 @@ ChordVector* pitchVectorToChordVector(const PitchVector* notes) {
 
 bool mlhAssignMidi(void* handle, const PitchVector* notes) {
     if (handle == nullptr || notes == nullptr) return false;
+    const DefaultFloatingPoint computing;
     const auto chords = ChordsFromNotes(notes->items);
     auto& queue = Get(handle)->midiChords;
     queue.insert(queue.end(), chords.begin(), chords.end());

@@ -4,6 +4,8 @@
 #include <memory>
 #include <new>
 
+#include "api/FloatingPoint.h"
+
 namespace {
 
 using PitchElement = MalleoTuneHarmonyAddOnIf::PitchElement;
@@ -54,6 +56,7 @@ bool mlhPitchVectorSetItem(PitchVector* vector, uint32_t index, PitchItem item) 
 
 bool mlhPitchVectorAddItem(PitchVector* vector, PitchItem item) {
     if (vector == nullptr) return false;
+    const DefaultFloatingPoint computing;
     const auto later = std::find_if(vector->items.begin(), vector->items.end(),
                                     [&](const PitchElement& e) { return e.GetStart() > item.start; });
     vector->items.insert(later, PitchElement(item.start, item.pitch, item.duration, item.level));
@@ -62,6 +65,7 @@ bool mlhPitchVectorAddItem(PitchVector* vector, PitchItem item) {
 
 bool mlhChordVectorAddItem(ChordVector* vector, ChordItem item) {
     if (vector == nullptr) return false;
+    const DefaultFloatingPoint computing;
     const auto later = std::find_if(vector->items.begin(), vector->items.end(),
                                     [&](const ChordElement& e) { return e.GetTime() > item.time; });
     vector->items.insert(later,
@@ -71,6 +75,7 @@ bool mlhChordVectorAddItem(ChordVector* vector, ChordItem item) {
 
 PitchVector* mlhPitchVectorAdjust(const PitchVector* vector, uint8_t legato, uint8_t velocity) {
     if (vector == nullptr) return nullptr;
+    const DefaultFloatingPoint computing;
     auto adjusted = std::make_unique<PitchVector>();
     const auto& items = vector->items;
     adjusted->items.reserve(items.size());
