@@ -12,6 +12,7 @@
 #include "Picture.h"
 #include "Progress.h"
 #include "Reports.h"
+#include "Text.h"
 
 namespace {
 
@@ -55,7 +56,7 @@ void Run(const AnalyzeOptions& options) {
     }
     if (!options.picture.empty()) {
         Performance performance;
-        performance.title = NameOf(PathOf(options.lead).filename());
+        performance.title = AsUtf8(NameOf(PathOf(options.lead).filename()));
         performance.key = KeyName(analysis.key);
         performance.duration = audio.Seconds();
         performance.curve = ToCurve(analysis.curve);

@@ -4,12 +4,12 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
 #include <limits>
 
 #include "Errors.h"
 #include "InputFile.h"
 #include "OutputFile.h"
+#include "Text.h"
 
 namespace {
 
@@ -118,8 +118,7 @@ Audio ReadAudio(const std::string& path) {
     }
     if (audio.Frames() == 0) throw Failure(path + ": there is no sound in it");
     if (info.channels > 2) {
-        std::fprintf(stderr, "mlh: %s has %d channels; they are mixed down to one\n", path.c_str(),
-                     info.channels);
+        Say(path + Format(" has %d channels; they are mixed down to one", info.channels));
     }
     return audio;
 }

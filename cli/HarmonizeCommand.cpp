@@ -20,6 +20,7 @@
 #include "Progress.h"
 #include "Reports.h"
 #include "StyleOptions.h"
+#include "Text.h"
 
 namespace {
 
@@ -213,7 +214,7 @@ class Outputs {
 // The performance of an arrangement brings its key, the names of its voices, phrases and functions.
 void Describe(const Choir& choir, const HarmonizeOptions& options, const Audio& audio,
               Performance& performance) {
-    performance.title = NameOf(PathOf(options.lead).filename());
+    performance.title = AsUtf8(NameOf(PathOf(options.lead).filename()));
     if (performance.key.empty()) performance.key = KeyName(choir.key());
     performance.duration = audio.Seconds();
     performance.curve = ToCurve(choir.analysis().curve);
@@ -227,9 +228,8 @@ void Describe(const Choir& choir, const HarmonizeOptions& options, const Audio& 
 void Tell(const HarmonizeOptions& options, const HarmonyReport& report, const Audio& audio,
           const Performance& performance) {
     if (report.saturated > 0) {
-        std::fprintf(stderr,
-                     "mlh: %lld samples were too loud and limited; use lower --gains or --format float\n",
-                     static_cast<long long>(report.saturated));
+        Say(std::to_string(report.saturated) +
+            " samples were too loud and limited; use lower --gains or --format float");
     }
     if (options.quiet) return;
     const double seconds = report.analysisSeconds + report.renderingSeconds;

@@ -234,6 +234,7 @@ Melody ReadMelody(const MelodySource& source) {
         for (TempoChange& change : melody.tempo) change.bpm = source.bpm;
     }
     if (melody.title.empty()) melody.title = NameOf(PathOf(source.path).filename());
+    melody.title = AsUtf8(melody.title);
     return melody;
 }
 

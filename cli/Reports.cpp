@@ -30,6 +30,11 @@ Json NotesAsJson(const std::vector<TimedNote>& notes) {
     return list;
 }
 
+// The names of files may be any bytes.
+std::string Written(const Json& json) {
+    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
 Json RecordingAsJson(const std::string& name, const Audio& audio) {
     return {{"file", name},
             {"sample_rate_hz", audio.sampleRate},
@@ -105,7 +110,7 @@ std::string AnalysisAsJson(const std::string& lead, const Audio& audio, const ml
                        {"tuning_cents", Rounded(100.0 * analysis.tuning, 0.1)},
                        {"reference_pitch_hz", Milli(ReferencePitch(analysis.tuning))},
                        {"notes", NotesAsJson(ToTimedNotes(analysis.notes))}};
-    return json.dump(2) + "\n";
+    return Written(json);
 }
 
 std::string HarmonyAsJson(const HarmonyReport& report, const Audio& audio, const Performance& performance) {
@@ -128,5 +133,5 @@ std::string HarmonyAsJson(const HarmonyReport& report, const Audio& audio, const
                        {"saturated_samples", report.saturated},
                        {"analysis_seconds", Milli(report.analysisSeconds)},
                        {"rendering_seconds", Milli(report.renderingSeconds)}};
-    return json.dump(2) + "\n";
+    return Written(json);
 }

@@ -1,6 +1,7 @@
 // Small things done with text.
 #pragma once
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 
@@ -17,3 +18,16 @@ inline std::string Trim(const std::string& text) {
     if (first == std::string::npos) return "";
     return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
+
+// Control characters, which file names may have in them, as question marks.
+inline std::string OneLine(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 0x7F; }, '?');
+    return text;
+}
+
+// Tells the user something, in one line on standard error.
+inline void Say(const std::string& message) { std::fprintf(stderr, "mlh: %s\n", OneLine(message).c_str()); }
+
+// As pictures and XML can hold it: valid UTF-8 without control characters. File names may be any bytes.
+std::string AsUtf8(const std::string& text);

@@ -8,6 +8,7 @@
 #include "Commands.h"
 #include "Errors.h"
 #include "OutputFile.h"
+#include "Text.h"
 #include "mlh/analysis.h"
 #include "mlh/mlh.h"
 
@@ -63,8 +64,14 @@ void PrepareConsole() {
 }
 
 int Complain(const char* message, int status) {
-    std::fprintf(stderr, "mlh: %s\n", message);
+    Say(message);
     return status;
+}
+
+// What was printed may still be on its way, to a full disk for one.
+int FinishPrinting(int status) {
+    const bool printed = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+    return printed ? status : Complain("cannot write to standard output", kFailed);
 }
 
 }  // namespace
@@ -89,9 +96,9 @@ int main(int argc, char** argv) {
     try {
         RefuseUnknownCommand(app, argc, argv);
         app.parse(argc, argv);
-        return 0;
+        return FinishPrinting(0);
     } catch (const CLI::Success& request) {
-        return app.exit(request);
+        return FinishPrinting(app.exit(request));
     } catch (const CLI::ParseError& error) {
         const std::string help = "; see " + NameOfCommand(app) + " --help";
         return Complain((error.what() + help).c_str(), kUsage);

@@ -455,6 +455,42 @@ TEST_F(Command, AFullDiskIsAFailureThatNamesTheFile) {
     for (const auto& entry : fs::directory_iterator(folder)) EXPECT_EQ(entry.path().filename(), "lead.wav");
 }
 
+TEST_F(Command, WhatCannotBePrintedIsAFailure) {
+    WriteLead("lead.wav");
+    for (const std::string call : {"analyze lead.wav", "--version", "analyze --help"}) {
+        const auto result = RunLine("(" MLH_BINARY_DIR "/mlh " + call + " >/dev/full)");
+        EXPECT_EQ(result.status, 1) << call;
+        EXPECT_EQ(result.output, "mlh: cannot write to standard output\n") << call;
+    }
+    EXPECT_EQ(RunLine("(" MLH_BINARY_DIR "/mlh analyze lead.wav -q >/dev/full)").status, 0);
+}
+
+TEST_F(Command, FileNamesMayBeAnyBytes) {
+    const std::string name = "l\351ad\001";  // as an old disk has it, and a slip of the keyboard
+    const std::string shown = "l\uFFFDad";
+    WriteLead(name + ".wav");
+    for (const std::string& call :
+         {"harmonize '" + name + ".wav' --stems 's\351' --report a.json --picture a.svg",
+          "analyze '" + name + ".wav' --json a.json --picture a.svg",
+          "arrange '" + name + ".wav' --json a.json --picture a.svg --musicxml a.xml"}) {
+        const auto result = Run(call + " -q");
+        EXPECT_EQ(result.status, 0) << result.output;
+        EXPECT_THAT(Json::parse(Text("a.json")).dump(), HasSubstr(shown)) << call;
+        EXPECT_THAT(Text("a.svg"), HasSubstr("</svg>")) << call;
+    }
+    EXPECT_THAT(Text("a.xml"), HasSubstr("<work-title>" + shown + "?.wav</work-title>"));
+    EXPECT_TRUE(fs::exists(Path(name + "-choir.wav")));
+}
+
+TEST_F(Command, AMessageIsOneLineWhateverTheNames) {
+    for (const std::string call :
+         {"analyze 'no\nfile\033[31m.wav'", "'no\ncommand'", "analyze --json 'no\n/a' b"}) {
+        const auto result = Run(call);
+        EXPECT_NE(result.status, 0) << call;
+        EXPECT_EQ(result.output.find_first_of("\n\033"), result.output.size() - 1) << result.output;
+    }
+}
+
 #endif
 
 TEST_F(Command, OnAPipeThereIsNoProgressBar) {
