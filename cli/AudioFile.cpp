@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <cctype>
+#include <filesystem>
 #include <limits>
 
 #include "Errors.h"
 #include "InputFile.h"
 #include "OutputFile.h"
+#include "Paths.h"
 #include "Text.h"
 
 namespace {
@@ -68,11 +70,33 @@ int Encoding(SampleFormat format) {
 
 // What the audio library says of a failure, as a person would.
 std::string Reason(const std::string& reason) {
-    const std::string system = "System error : ";
-    std::string text = reason.rfind(system, 0) == 0 ? reason.substr(system.size()) : reason;
+    std::string text = reason;
+    for (const std::string kind : {"System error : ", "Error : "}) {
+        if (text.starts_with(kind)) text.erase(0, kind.size());
+    }
     text.erase(text.find_last_not_of(". \r\n") + 1);
     if (text == "Format not recognised") text = "it is no recording in a known format";
+    if (text.starts_with("Internal error")) text = "its header makes no sense";
     return text;
+}
+
+// Other formats are read back and forth.
+std::string AdviceForPipes(const std::string& path) {
+    std::error_code ignored;
+    const bool pipe = std::filesystem::is_fifo(PathOf(path), ignored);
+    return pipe ? "; a pipe can only carry WAV, so make it a file first" : "";
+}
+
+// Where reading ended early. What a stream or a compressed file tells of its length is an estimate.
+void CheckLength(const std::string& path, const SF_INFO& info, int64_t frames) {
+    const bool known = info.seekable != 0 && (info.format & SF_FORMAT_TYPEMASK) != SF_FORMAT_MPEG;
+    if (frames == 0) {
+        throw Failure(path + (known && info.frames > 0 ? ": it is damaged; nothing of it can be read"
+                                                       : ": there is no sound in it"));
+    }
+    if (!known || frames >= info.frames) return;
+    Say(path + Format(" is damaged: %.1f of its %.1f s can be read", 1.0 * frames / info.samplerate,
+                      1.0 * info.frames / info.samplerate));
 }
 
 SF_INFO OutputInfo(const std::string& path, SampleFormat format, int32_t channels, int32_t sampleRate) {
@@ -92,7 +116,9 @@ Audio ReadAudio(const std::string& path) {
     CheckInput(path);
     SF_INFO info{};
     File file(sf_open(path.c_str(), SFM_READ, &info));
-    if (!file) throw Failure("cannot read " + path + ": " + Reason(sf_strerror(nullptr)));
+    if (!file) {
+        throw Failure("cannot read " + path + ": " + Reason(sf_strerror(nullptr)) + AdviceForPipes(path));
+    }
     if (info.samplerate < kMinSampleRate || info.samplerate > kMaxSampleRate) {
         throw Failure(path + ": its sample rate is " + std::to_string(info.samplerate) +
                       " Hz; convert it to one from 11025 to 255999 Hz first");
@@ -103,7 +129,7 @@ Audio ReadAudio(const std::string& path) {
     audio.channels = info.channels > 2 ? 1 : info.channels;
     audio.sampleRate = info.samplerate;
     std::vector<float> block(static_cast<std::size_t>(kBlock) * info.channels);
-    // Read until nothing comes: the length in the header of a compressed file is an estimate.
+    // Read until nothing comes, whatever the header says.
     for (;;) {
         const auto frames = static_cast<int32_t>(sf_readf_float(file.get(), block.data(), kBlock));
         if (frames <= 0) break;
@@ -116,7 +142,7 @@ Audio ReadAudio(const std::string& path) {
             audio.samples.insert(audio.samples.end(), block.begin(), block.begin() + frames * info.channels);
         }
     }
-    if (audio.Frames() == 0) throw Failure(path + ": there is no sound in it");
+    CheckLength(path, info, audio.Frames());
     if (info.channels > 2) {
         Say(path + Format(" has %d channels; they are mixed down to one", info.channels));
     }

@@ -352,7 +352,8 @@ class SheetReader {
 std::vector<TimedChord> ReadChordOption(const std::string& value, double bpm, int beatsPerBar) {
     if (value.empty()) return {};
     std::error_code ignored;
-    if (std::filesystem::is_regular_file(PathOf(value), ignored)) {
+    const auto kind = std::filesystem::status(PathOf(value), ignored);
+    if (std::filesystem::is_regular_file(kind) || std::filesystem::is_fifo(kind)) {
         return ParseChordSheet(ReadFile(value), value, bpm, beatsPerBar);
     }
     try {

@@ -491,7 +491,48 @@ TEST_F(Command, AMessageIsOneLineWhateverTheNames) {
     }
 }
 
+TEST_F(Command, WhatOnlyFilesCanBeIsNotReadFromPipes) {
+    WriteLead("lead.wav");
+    ASSERT_EQ(Run("harmonize lead.wav -o lead.flac -q").status, 0);
+    const auto pipe = [&](const std::string& file, const std::string& call) {
+        return RunLine("cat " + file + " | " MLH_BINARY_DIR "/mlh " + call + " -q");
+    };
+    EXPECT_EQ(pipe("lead.wav", "analyze /dev/stdin --csv a.csv").output, "");
+    ASSERT_EQ(Run("analyze lead.wav -q --csv b.csv").status, 0);
+    EXPECT_EQ(Text("a.csv"), Text("b.csv"));
+    EXPECT_THAT(pipe("lead.flac", "analyze /dev/stdin").output, HasSubstr("a pipe can only carry WAV"));
+    EXPECT_THAT(pipe("lead.wav", "arrange /dev/stdin").output, HasSubstr("a pipe can only carry a table"));
+}
+
+TEST_F(Command, ChordsMayComeThroughAPipe) {
+    WriteLead("lead.wav");
+    ASSERT_EQ(Run("harmonize lead.wav --chords '0 C, 2.5 F' -o a.wav -q").status, 0);
+    const auto piped = RunLine("echo '0 C, 2.5 F' | " MLH_BINARY_DIR
+                               "/mlh harmonize lead.wav --chords /dev/stdin -o b.wav -q");
+    EXPECT_EQ(piped.output, "");
+    EXPECT_EQ(Text("a.wav"), Text("b.wav"));
+}
+
 #endif
+
+TEST_F(Command, ADamagedRecordingIsReadAsFarAsItGoesAndThatIsSaid) {
+    WriteLead("lead.wav");
+    ASSERT_EQ(Run("harmonize lead.wav -o whole.flac -q").output, "");
+    EXPECT_EQ(Run("analyze whole.flac -q").output, "");
+    const std::string whole = Text("whole.flac");
+    const auto damage = [&](std::size_t from, std::size_t to) {
+        std::string bytes = whole;
+        for (std::size_t i = from; i < to; ++i) bytes[i] = static_cast<char>(~bytes[i]);
+        std::ofstream(Path("damaged.flac"), std::ios::binary) << bytes;
+        return Run("analyze damaged.flac -q");
+    };
+    const auto half = damage(whole.size() / 2, whole.size() / 2 + 100);
+    EXPECT_EQ(half.status, 0);
+    EXPECT_THAT(half.output, testing::StartsWith("mlh: damaged.flac is damaged: "));
+    const auto none = damage(200, whole.size());  // all but the header
+    EXPECT_EQ(none.status, 1);
+    EXPECT_EQ(none.output, "mlh: damaged.flac: it is damaged; nothing of it can be read\n");
+}
 
 TEST_F(Command, OnAPipeThereIsNoProgressBar) {
     WriteLead("lead.wav");
