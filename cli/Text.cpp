@@ -1,12 +1,10 @@
 #include "Text.h"
 
-#include <glib.h>
+#include <nlohmann/json.hpp>
 
-#include <memory>
-
+// Written as JSON, which must be UTF-8, and read again.
 std::string AsUtf8(const std::string& text) {
-    const std::string line = OneLine(text);
-    const std::unique_ptr<char, decltype(&g_free)> valid(
-        g_utf8_make_valid(line.data(), static_cast<gssize>(line.size())), g_free);
-    return valid.get();
+    using Json = nlohmann::json;
+    const std::string written = Json(OneLine(text)).dump(-1, ' ', false, Json::error_handler_t::replace);
+    return Json::parse(written).get<std::string>();
 }
