@@ -215,7 +215,7 @@ int32_t CPSOLAAnalysis::InsertHop() {
 
 int32_t CPSOLAAnalysis::Finish() {
     if (!initialized) return kWrongState;
-    const int64_t end = lastMark + samples.Size();
+    const int32_t end = ToMarkPosition(lastMark + samples.Size());
     while (marks->GetLastPosition() < end) {
         const int32_t padding = settings.tailFill - samples.Size();
         if (padding < 1) break;
@@ -223,7 +223,7 @@ int32_t CPSOLAAnalysis::Finish() {
         AnalyzeBlock(nullptr, 0);
     }
     while (marks->GetCount() > 0 && marks->GetLastPosition() >= end) marks->RemoveLast();
-    return marks->AppendMark(ToMarkPosition(end), 0.0f, 0.0f, 0.0f, 0.0f, 0.0f);
+    return marks->AppendMark(end, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f);
 }
 
 // Appends the sum of the channels to the samples and returns where it stands.

@@ -792,6 +792,18 @@ TEST(PsolaAnalysis, ManyHopsStopTheMarksButNothingElse) {
     EXPECT_EQ(placer.analysis.Finish(), 0);
 }
 
+// Without a tracker, which the hops would starve.
+TEST(PsolaAnalysis, FinishEndsBehindTheHighestPositionThereIs) {
+    Placer placer(256000.0, 1, false);
+    for (int32_t i = 0; i < (1 << 18) - 1; ++i) placer.analysis.InsertHop();
+    const Samples tone = HarmonicTone(400.0, 256000.0, 0.1);
+    placer.Feed({tone.data()}, 0, tone.size());
+    EXPECT_EQ(placer.analysis.Finish(), 0);
+    const int32_t last = placer.marks.GetCount() - 1;
+    EXPECT_EQ(placer.marks.GetPosition(last), std::numeric_limits<int32_t>::max());
+    EXPECT_LT(placer.marks.GetPosition(last - 1), std::numeric_limits<int32_t>::max());
+}
+
 TEST(PsolaAnalysis, ResetStartsAnew) {
     const Samples voice = SingSomething(44100.0).samples;
     for (const bool finish : {false, true}) {
