@@ -109,6 +109,6 @@ void WriteMidiFile(const std::string& path, const MidiSong& song, const std::vec
         AddNoteTrack(out.get(), song.tracks[t], static_cast<int>(t % 16), song.tempo);
     }
     OutputFile file(path);
-    if (smf_save(out.get(), file.temporaryPath().c_str()) != 0) throw Failure("cannot write " + path);
+    if (smf_save(out.get(), file.temporaryPath().c_str()) != 0) throw file.CannotWrite();
     file.Commit();
 }

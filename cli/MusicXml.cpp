@@ -157,7 +157,7 @@ class ScoreWriter {
         for (std::size_t v = 0; v < arrangement_.voices.size(); ++v) AddPart(score, v);
 
         OutputFile file(path);
-        if (!document_.save_file(file.temporaryPath().c_str(), "  ")) throw Failure("cannot write " + path);
+        if (!document_.save_file(file.temporaryPath().c_str(), "  ")) throw file.CannotWrite();
         file.Commit();
     }
 

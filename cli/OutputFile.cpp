@@ -99,6 +99,7 @@ OutputFile::OutputFile(std::string path)
       inPlace_(IsDevice(path_)),
       temporaryPath_(inPlace_ ? path_ : TemporaryName(ResolvedPath(path_))) {
     if (!inPlace_) Register(temporaryPath_.c_str());
+    errno = 0;
 }
 
 OutputFile::~OutputFile() {
@@ -114,6 +115,11 @@ void OutputFile::Commit() {
     fs::rename(PathOf(temporaryPath_), ResolvedPath(path_), error);
     if (error) throw Failure("cannot write " + path_ + ": " + error.message());
     committed_ = true;
+}
+
+Failure OutputFile::CannotWrite() const {
+    const std::string reason = errno != 0 ? std::string(": ") + std::strerror(errno) : "";
+    return Failure("cannot write " + path_ + reason);
 }
 
 void CheckOutputs(const std::vector<std::string>& inputs, const std::vector<std::string>& outputs) {
@@ -141,7 +147,7 @@ void WriteTextFile(const std::string& path, const std::string& text) {
     std::ofstream out(file.temporaryPath(), std::ios::binary);
     out << text;
     out.close();
-    if (!out) throw Failure("cannot write " + path + ": " + std::strerror(errno));
+    if (!out) throw file.CannotWrite();
     file.Commit();
 }
 

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "Errors.h"
+
 // A file under a temporary name beside its place, which takes its place when it is complete. Left alone, or
 // interrupted by Ctrl-C, nothing stays behind. A link stays one; a device or a pipe is written to as it is.
 class OutputFile {
@@ -17,6 +19,8 @@ class OutputFile {
     const std::string& temporaryPath() const { return temporaryPath_; }
     // Moves the finished file to its place. Throws Failure.
     void Commit();
+    // That writing failed, with the system's reason if it has told one since this file was opened.
+    Failure CannotWrite() const;
 
   private:
     std::string path_;

@@ -449,6 +449,8 @@ TEST_F(Command, AFullDiskIsAFailureThatNamesTheFile) {
         EXPECT_EQ(result.status, 1) << call;
         EXPECT_THAT(result.output, testing::StartsWith("mlh: cannot ")) << call;
         EXPECT_THAT(result.output, HasSubstr(" full.")) << call;
+        const bool hasReasonOfItsOwn = call.ends_with(".flac") || call.find("--picture") != std::string::npos;
+        EXPECT_THAT(result.output, HasSubstr(hasReasonOfItsOwn ? ": " : ": File too large")) << call;
         EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 1) << result.output;
     }
     EXPECT_THAT(HalfWritten(), testing::IsEmpty());
