@@ -2,12 +2,14 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <new>
 #include <string>
 
 #include "Commands.h"
 #include "Errors.h"
 #include "OutputFile.h"
+#include "Paths.h"
 #include "Text.h"
 #include "mlh/analysis.h"
 #include "mlh/mlh.h"
@@ -56,6 +58,18 @@ std::string NameOfCommand(const CLI::App& app) {
     return given.empty() ? "mlh" : "mlh " + given[0]->get_name();
 }
 
+// A file whose name begins with a dash is taken for options.
+std::string AdviceForDashes(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        std::error_code ignored;
+        if (word.starts_with("-") && std::filesystem::exists(PathOf(word), ignored)) {
+            return "; for the file write ./" + word;
+        }
+    }
+    return "";
+}
+
 // Names of files and songs are UTF-8.
 void PrepareConsole() {
 #ifdef _WIN32
@@ -101,7 +115,7 @@ int main(int argc, char** argv) {
         return FinishPrinting(app.exit(request));
     } catch (const CLI::ParseError& error) {
         const std::string help = "; see " + NameOfCommand(app) + " --help";
-        return Complain((error.what() + help).c_str(), kUsage);
+        return Complain((error.what() + help + AdviceForDashes(argc, argv)).c_str(), kUsage);
     } catch (const UsageError& error) {
         return Complain(error.what(), kUsage);
     } catch (const std::bad_alloc&) {

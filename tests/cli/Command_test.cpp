@@ -342,6 +342,14 @@ TEST_F(Command, PicturesAreSvgOrPng) {
     EXPECT_THAT(wrong.output, HasSubstr(".svg or .png"));
 }
 
+TEST_F(Command, AFileWhoseNameBeginsWithADashIsExplained) {
+    WriteLead("-lead.wav");
+    const auto result = Run("analyze -lead.wav");
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.output, testing::EndsWith("; for the file write ./-lead.wav\n"));
+    EXPECT_EQ(Run("analyze ./-lead.wav -q").status, 0);
+}
+
 TEST_F(Command, WrongUseIsStatusTwoWithOneLine) {
     WriteLead("lead.wav");
     for (const std::string arguments : {"",
