@@ -108,3 +108,5 @@ BENCHMARK(Fast)
     ->Unit(benchmark::kMillisecond);
 
 }  // namespace
+
+BENCHMARK_MAIN();
