@@ -4,13 +4,11 @@
 
 #include <algorithm>
 #include <cctype>
-#include <filesystem>
 #include <limits>
 
 #include "Errors.h"
 #include "InputFile.h"
 #include "OutputFile.h"
-#include "Paths.h"
 #include "Text.h"
 
 namespace {
@@ -82,9 +80,7 @@ std::string Reason(const std::string& reason) {
 
 // Other formats are read back and forth.
 std::string AdviceForPipes(const std::string& path) {
-    std::error_code ignored;
-    const bool pipe = std::filesystem::is_fifo(PathOf(path), ignored);
-    return pipe ? "; a pipe can only carry WAV, so make it a file first" : "";
+    return IsPipe(path) ? "; a pipe can only carry WAV, so make it a file first" : "";
 }
 
 // Where reading ended early. What a stream or a compressed file tells of its length is an estimate.

@@ -352,8 +352,7 @@ class SheetReader {
 std::vector<TimedChord> ReadChordOption(const std::string& value, double bpm, int beatsPerBar) {
     if (value.empty()) return {};
     std::error_code ignored;
-    const auto kind = std::filesystem::status(PathOf(value), ignored);
-    if (std::filesystem::is_regular_file(kind) || std::filesystem::is_fifo(kind)) {
+    if (std::filesystem::is_regular_file(PathOf(value), ignored) || IsPipe(value)) {
         return ParseChordSheet(ReadFile(value), value, bpm, beatsPerBar);
     }
     try {

@@ -16,6 +16,11 @@ void CheckInput(const std::string& path) {
     }
 }
 
+bool IsPipe(const std::string& path) {
+    std::error_code ignored;
+    return std::filesystem::is_fifo(PathOf(path), ignored);
+}
+
 std::ifstream OpenInput(const std::string& path) {
     CheckInput(path);
     std::ifstream file(PathOf(path), std::ios::binary);

@@ -7,6 +7,9 @@
 // Throws for what is no file to be read: UsageError for "-", Failure for a folder.
 void CheckInput(const std::string& path);
 
+// Whether it is a named pipe, or what the shell makes of <(...): it can be read once, from front to end.
+bool IsPipe(const std::string& path);
+
 // Opens a file for reading. Throws as CheckInput does, and Failure, with the reason, where it cannot be read.
 std::ifstream OpenInput(const std::string& path);
 

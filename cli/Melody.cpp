@@ -5,7 +5,6 @@
 #include <cctype>
 #include <cmath>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -222,8 +221,7 @@ Melody ReadMelody(const MelodySource& source) {
 
     const bool midi = text.starts_with("MThd");
     if (source.track > 0 && !midi) throw UsageError("--track is for MIDI files; " + source.path + " is none");
-    std::error_code ignored;
-    if (!LooksLikeText(text) && std::filesystem::is_fifo(PathOf(source.path), ignored)) {
+    if (!LooksLikeText(text) && IsPipe(source.path)) {
         throw Failure(source.path + ": a pipe can only carry a table, so make it a file first");
     }
     Melody melody;

@@ -315,13 +315,16 @@ TEST(HarmonyAddOn, SetChordVectorRefusesNothingAndTheManualMode) {
     EXPECT_EQ(f.addOn->SetChordVector({MajorChord(0.0f, 60)}), 2);
 }
 
+// A time inside a note of the lead, too near to its start for a chord there to split it.
+float JustInside(const Fixture& f, std::size_t note) {
+    return f.addOn->GetLeadPitchVector()[note].GetStart() + 0.05f;
+}
+
 TEST(HarmonyAddOn, ChordsReachTheSegmentsTheyCover) {
     Fixture f(Phrase().samples);
     const auto lead = f.addOn->GetLeadPitchVector();
-    // From inside the first note and from inside the fifth, too near to their starts to split them.
-    const float first = lead[1].GetStart() + 0.05f;
-    const float second = lead[5].GetStart() + 0.05f;
-    ASSERT_EQ(f.addOn->SetChordVector({MajorChord(first, 60), MajorChord(second, 65)}), 0);
+    ASSERT_EQ(f.addOn->SetChordVector({MajorChord(JustInside(f, 1), 60), MajorChord(JustInside(f, 5), 65)}),
+              0);
     ASSERT_EQ(f.addOn->GetLeadPitchVector().size(), lead.size());
     const auto chords = mlh::GetAnalysis(*f.addOn).chords;
     for (std::size_t s = 1; s < chords.size(); ++s) {
@@ -333,10 +336,8 @@ TEST(HarmonyAddOn, ChordsReachTheSegmentsTheyCover) {
 // The C interface sorts them; a host of the classes may not. The late chord then ends before it begins.
 TEST(HarmonyAddOn, OfChordsInFallingOrderTheLastHoldsToTheEnd) {
     Fixture f(Phrase().samples);
-    const auto lead = f.addOn->GetLeadPitchVector();
-    const float first = lead[1].GetStart() + 0.05f;
-    const float second = lead[5].GetStart() + 0.05f;
-    ASSERT_EQ(f.addOn->SetChordVector({MajorChord(second, 65), MajorChord(first, 60)}), 0);
+    ASSERT_EQ(f.addOn->SetChordVector({MajorChord(JustInside(f, 5), 65), MajorChord(JustInside(f, 1), 60)}),
+              0);
     const auto chords = mlh::GetAnalysis(*f.addOn).chords;
     for (std::size_t s = 1; s < chords.size(); ++s) EXPECT_EQ(chords[s].root, 0) << s;
 }
