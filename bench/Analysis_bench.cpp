@@ -18,6 +18,8 @@
 #include "mlh/mlh.h"
 #include "support/SyntheticSinger.h"
 
+using namespace mlh;
+
 namespace {
 
 constexpr double kSampleRate = 44100.0;

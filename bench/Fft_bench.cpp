@@ -21,6 +21,8 @@
 #include <fftw3.h>
 #endif
 
+using namespace mlh;
+
 namespace {
 
 enum Direction { kForward, kInverse };

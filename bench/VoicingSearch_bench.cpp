@@ -19,7 +19,8 @@
 
 namespace {
 
-using namespace ChoiralizerV2;
+using namespace mlh;
+using namespace mlh::ChoiralizerV2;
 
 constexpr int kPlainNotes = 12;
 

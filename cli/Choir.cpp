@@ -10,7 +10,7 @@
 
 namespace {
 
-using AddOnIf = MalleoTuneHarmonyAddOnIf;
+using AddOnIf = mlh::MalleoTuneHarmonyAddOnIf;
 
 constexpr int32_t kBlock = 4096;  // [frames]
 constexpr int32_t kMaxVoices = 4;

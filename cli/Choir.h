@@ -79,7 +79,7 @@ class Choir {
     class LeadReader;
     const Audio& lead_;
     std::unique_ptr<LeadReader> reader_;
-    MalleoTuneHarmonyAddOnIf* addOn_ = nullptr;
+    mlh::MalleoTuneHarmonyAddOnIf* addOn_ = nullptr;
     mlh::Analysis analysis_;
     int voices_ = 0;
     bool manual_ = false;

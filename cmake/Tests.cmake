@@ -1,7 +1,11 @@
 # One test program per component: tests/<room>/<Component>_test.cpp.
 find_package(GTest REQUIRED)
-set(MLH_VOICES_DIR "${PROJECT_SOURCE_DIR}/../shared/voices" CACHE PATH "Real recordings; tests that need them skip where it is missing")
-set(MLH_MELODIES_DIR "${PROJECT_SOURCE_DIR}/../shared/melodies" CACHE PATH "Real tunes; tests that need them skip where it is missing")
+
+# Where the programs of the build are, as they would call each other: Wine shows this machine's files as drive Z.
+set(MLH_PROGRAMS_DIR ${PROJECT_BINARY_DIR})
+if(WIN32 AND CMAKE_CROSSCOMPILING)
+  set(MLH_PROGRAMS_DIR "Z:${PROJECT_BINARY_DIR}")
+endif()
 
 file(GLOB MLH_SUPPORT_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/support/*.cpp)
 list(FILTER MLH_SUPPORT_SOURCES EXCLUDE REGEX "_test\\.cpp$")
@@ -10,6 +14,8 @@ if(MLH_SUPPORT_SOURCES)
   add_library(mlh_test_support_objects STATIC ${MLH_SUPPORT_SOURCES})
   target_include_directories(mlh_test_support_objects PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/tests)
   target_compile_options(mlh_test_support_objects PRIVATE -Wall -Wextra -ffp-contract=off)
+  set_source_files_properties(${PROJECT_SOURCE_DIR}/tests/support/Paths.cpp PROPERTIES COMPILE_DEFINITIONS
+    "MLH_SOURCE_DIR=\"${PROJECT_SOURCE_DIR}\";MLH_BINARY_DIR=\"${MLH_PROGRAMS_DIR}\"")
   target_link_libraries(mlh_test_support INTERFACE mlh_test_support_objects)
 endif()
 
@@ -19,12 +25,6 @@ find_package(PkgConfig)
 if(PkgConfig_FOUND)
   pkg_check_modules(MLH_SNDFILE IMPORTED_TARGET sndfile)
   pkg_check_modules(MLH_AUBIO IMPORTED_TARGET aubio)
-endif()
-
-# Where the programs of the build are, as they would call each other: Wine shows this machine's files as drive Z.
-set(MLH_PROGRAMS_DIR ${PROJECT_BINARY_DIR})
-if(WIN32 AND CMAKE_CROSSCOMPILING)
-  set(MLH_PROGRAMS_DIR "Z:${PROJECT_BINARY_DIR}")
 endif()
 
 set(MLH_TEST_TIMEOUT 600)
@@ -49,8 +49,6 @@ foreach(source ${MLH_TEST_SOURCES})
   set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
   target_compile_options(${target} PRIVATE -Wall -Wextra -ffp-contract=off)
-  target_compile_definitions(${target} PRIVATE
-    MLH_VOICES_DIR="${MLH_VOICES_DIR}" MLH_MELODIES_DIR="${MLH_MELODIES_DIR}" MLH_SOURCE_DIR="${PROJECT_SOURCE_DIR}" MLH_BINARY_DIR="${MLH_PROGRAMS_DIR}")
   target_link_libraries(${target} PRIVATE mlh_test_support mlh_static GTest::gmock GTest::gtest_main)
   if(room STREQUAL "cli" AND TARGET mlh_command)
     target_link_libraries(${target} PRIVATE mlh_command)

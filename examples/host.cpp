@@ -11,7 +11,7 @@
 namespace {
 
 // Any source of samples will do; this one hums three notes.
-class Hum final : public MalleoTuneHarmonyAddOnIf::AudioReader {
+class Hum final : public mlh::MalleoTuneHarmonyAddOnIf::AudioReader {
   public:
     Hum() {
         double phase = 0.0;
@@ -52,8 +52,8 @@ class Hum final : public MalleoTuneHarmonyAddOnIf::AudioReader {
 
 int main() {
     Hum lead;
-    MalleoTuneHarmonyAddOnIf* mlh = nullptr;
-    if (MalleoTuneHarmonyAddOnIf::CreateInstance(&mlh, &lead) != 0 || mlh->Prepare() != 0) return 1;
+    mlh::MalleoTuneHarmonyAddOnIf* mlh = nullptr;
+    if (mlh::MalleoTuneHarmonyAddOnIf::CreateInstance(&mlh, &lead) != 0 || mlh->Prepare() != 0) return 1;
     for (const mlh::Note& note : mlh::GetAnalysis(*mlh).notes) {
         std::printf("%.2f s to %.2f s: pitch %.2f\n", note.start, note.end, note.pitch);
     }
@@ -75,5 +75,5 @@ int main() {
         for (const float sample : voices[0]) peak = std::fmax(peak, std::fabs(sample));
     }
     std::printf("a fifth above, peak %.2f\n", peak);
-    return MalleoTuneHarmonyAddOnIf::DestroyInstance(&mlh);
+    return mlh::MalleoTuneHarmonyAddOnIf::DestroyInstance(&mlh);
 }

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace mlh {
+
 // Everything the add-on offers. Times are seconds, pitches are on the MIDI scale (-1: no note).
 //
 // Order of use: CreateInstance, Prepare (analyses the whole recording), setters and chords, Update,
@@ -130,3 +132,5 @@ class MalleoTuneHarmonyAddOnIf {
     virtual float GetVoiceParameter(int32_t voice, int32_t kind) = 0;
     virtual ~MalleoTuneHarmonyAddOnIf() = default;
 };
+
+}  // namespace mlh

@@ -8,6 +8,8 @@
 #include "addon/AudioReader.h"
 #include "dsp/Dispatch.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr int64_t kSpareBytes = 32;  // behind the last channel
@@ -142,3 +144,5 @@ CTBuffer<float>::CTBuffer(int32_t numChannels, int32_t frames) : CTBuffer(numCha
 CTBuffer<float>::~CTBuffer() {
     for (int32_t c = 0; c < numChannels; ++c) Ops().VecFree(&channels[c]);
 }
+
+}  // namespace mlh

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <memory>
 
+namespace mlh {
+
 class CAudioReader;
 
 // The synthesizer's working buffer: one block for all channels, so that a change of size is one allocation.
@@ -84,3 +86,5 @@ class CTBuffer<float> {
     int32_t numChannels;
     int32_t size;
 };
+
+}  // namespace mlh

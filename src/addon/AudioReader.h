@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+namespace mlh {
+
 // One position is shared by all users of a reader, so each Read follows a SetPosition of its own, all on
 // one thread.
 class CAudioReader {
@@ -18,3 +20,5 @@ class CAudioReader {
     virtual int32_t GetNumChannels() = 0;
     virtual int32_t GetSampleRate() = 0;  // Hz
 };
+
+}  // namespace mlh

@@ -4,6 +4,8 @@
 #include "addon/AudioReader.h"
 #include "mlh/addon.h"
 
+namespace mlh {
+
 // Forwards every call unchanged. The reader is the host's and must outlive the wrapper.
 class AudioReaderWrapper final : public CAudioReader {
   public:
@@ -18,3 +20,5 @@ class AudioReaderWrapper final : public CAudioReader {
   private:
     MalleoTuneHarmonyAddOnIf::AudioReader* reader;
 };
+
+}  // namespace mlh

@@ -11,6 +11,8 @@
 #include "analysis/PitchMarks.h"
 #include "synthesis/PitchSynthesizer.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr int32_t kMinSampleRate = 11025;   // [Hz] of the pitch tracker
@@ -393,3 +395,5 @@ void MalleoTuneHarmonyAddOn::PushToSynthesizers() {
         }
     }
 }
+
+}  // namespace mlh

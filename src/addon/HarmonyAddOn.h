@@ -15,6 +15,8 @@
 #include "harmony/ChoiralizerV2.h"
 #include "mlh/addon.h"
 
+namespace mlh {
+
 class CMELODORPitchAnalysisIf;
 class CMELODORPitchSynthesizerIf;
 class CPitchMarksIf;
@@ -102,3 +104,5 @@ class MalleoTuneHarmonyAddOn final : public MalleoTuneHarmonyAddOnIf {
     float chordSplitThreshold_ = 0.2f;  // [s]
     int32_t harmonyMode_ = 0;
 };
+
+}  // namespace mlh

@@ -5,6 +5,8 @@
 #include "analysis/FrameWindow.h"
 #include "analysis/NoteSegmentation.h"
 
+namespace mlh {
+
 namespace {
 
 // Lets a step go round until its window has reached the last frame. Frames with rising positions are
@@ -254,3 +256,5 @@ void NoteSegmentation::MarkSteps() {
         maxFrame = minFrame = 0;
     } while (rounds.GoOn(window));
 }
+
+}  // namespace mlh

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <numeric>
 
+namespace mlh {
+
 FrameSearch::FrameSearch(const std::vector<AnalysisFrame>& frames, bool positionsRise,
                          std::vector<int32_t>& skips)
     : frames_(frames.data()),
@@ -182,3 +184,5 @@ int32_t FirstOnOtherSide(const FrameSearch& frames, int32_t first, int32_t last,
     }
     return fallback;
 }
+
+}  // namespace mlh

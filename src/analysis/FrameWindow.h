@@ -11,6 +11,8 @@
 
 #include "analysis/PitchAnalysis.h"
 
+namespace mlh {
+
 // Finds frames of one array. Flags may be cleared meanwhile, but not set.
 class FrameSearch {
   public:
@@ -145,3 +147,5 @@ void SortVoicedPitches(const AnalysisFrame* frames, int32_t first, int32_t last,
 // one `fallback`. A pitch at the level counts as above it.
 int32_t FirstOnOtherSide(const FrameSearch& frames, int32_t first, int32_t last, float level,
                          int32_t fallback);
+
+}  // namespace mlh

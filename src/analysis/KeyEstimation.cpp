@@ -4,6 +4,8 @@
 
 #include "analysis/KeyProfiles.h"
 
+namespace mlh {
+
 namespace {
 
 // How much of the melody a template holds, laid on `tonic`.
@@ -87,3 +89,5 @@ int32_t ChooseKey(const std::array<float, 12>& weights) {
     }
     return chosen;
 }
+
+}  // namespace mlh

@@ -7,6 +7,8 @@
 
 #include "analysis/PitchAnalysis.h"
 
+namespace mlh {
+
 // How far the melody lies off the grid of A = 440 Hz [semitones], about -0.5 to 0.5: the mean signed
 // deviation from the semitones or, where the notes lie nearer to the points between them, from those.
 // Not a number where the lengths sum to 0.
@@ -22,3 +24,5 @@ std::array<float, 12> WeighPitchClasses(const std::vector<AnalysisNote>& notes, 
 // The scales that hold the most of the melody, up to 5 % less than the best of them, are the candidates;
 // among these the key profiles choose (Krumhansl, 1990).
 int32_t ChooseKey(const std::array<float, 12>& weights);
+
+}  // namespace mlh

@@ -1,6 +1,8 @@
 // What a key is made of, by degree in semitones from the tonic.
 #pragma once
 
+namespace mlh {
+
 // Tones of the scale. The minor one holds the seventh and the raised seventh.
 inline constexpr float kMajorTemplate[12] = {1, 0, 1, 0, 1, 1, 0, 1, 0, 1, 0, 1};
 inline constexpr float kMinorTemplate[12] = {1, 0, 1, 1, 0, 1, 0, 1, 1, 0, 1, 1};
@@ -10,3 +12,5 @@ inline constexpr float kMajorProfile[12] = {6.35f, 2.23f, 3.48f, 2.33f, 4.38f, 4
                                             2.52f, 5.19f, 2.39f, 3.66f, 2.29f, 2.88f};
 inline constexpr float kMinorProfile[12] = {6.33f, 2.68f, 3.52f, 5.38f, 2.6f,  3.53f,
                                             2.54f, 4.75f, 3.98f, 2.69f, 3.34f, 3.17f};
+
+}  // namespace mlh

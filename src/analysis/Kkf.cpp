@@ -8,6 +8,8 @@
 #include "dsp/Codes.h"
 #include "dsp/Dispatch.h"
 
+namespace mlh {
+
 namespace {
 
 // The transforms of a correlation cost about as much as this many products for each of its points.
@@ -106,3 +108,5 @@ void CKKF::CorrelateLags(const float* a, const float* b, int32_t length, LagRang
 }
 
 }  // namespace qrtSPAdapter
+
+}  // namespace mlh

@@ -6,7 +6,7 @@
 #include "dsp/CrossCorrelation.h"
 #include "dsp/VecMemory.h"
 
-namespace qrtSPAdapter {
+namespace mlh::qrtSPAdapter {
 
 // An object serves one thread and allocates only in Configure.
 class CKKF {
@@ -56,4 +56,4 @@ class CKKF {
     VecPointer output;
 };
 
-}  // namespace qrtSPAdapter
+}  // namespace mlh::qrtSPAdapter

@@ -6,6 +6,8 @@
 
 #include "analysis/FrameWindow.h"
 
+namespace mlh {
+
 namespace {
 
 void SetSpan(AnalysisNote& note, const std::vector<AnalysisFrame>& frames, int32_t first, int32_t last) {
@@ -275,3 +277,5 @@ bool NoteSegmentation::IsGlide(const AnalysisNote& note) {
     const float share = static_cast<float>(below) / static_cast<float>(total);
     return share > 0.4f && share < 0.6f;
 }
+
+}  // namespace mlh

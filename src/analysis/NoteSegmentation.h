@@ -9,6 +9,8 @@
 
 #include "analysis/PitchAnalysis.h"
 
+namespace mlh {
+
 // Durations are held in samples.
 struct SegmentationSettings {
     explicit SegmentationSettings(float sampleRate);
@@ -72,3 +74,5 @@ class NoteSegmentation {
 
 // Mean energy of the frames from `first` to `last` - 1; not a number for none.
 float MeanEnergy(const AnalysisFrame* frames, int32_t first, int32_t last);
+
+}  // namespace mlh

@@ -15,6 +15,8 @@
 #include "dsp/Dispatch.h"
 #include "dsp/NarrowedMath.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr int32_t kBlockSize = 2048;
@@ -152,7 +154,7 @@ class CMELODORPitchAnalysis final : public CMELODORPitchAnalysisIf {
         return segmentation_.FrameCount();
     }
 
-    float EstimateTuning() override { return ::EstimateTuning(segmentation_.Notes()); }
+    float EstimateTuning() override { return mlh::EstimateTuning(segmentation_.Notes()); }
 
     int32_t EstimateKey(int32_t transpose) override {
         return ChooseKey(WeighPitchClasses(segmentation_.Notes(), EstimateTuning(), transpose));
@@ -282,3 +284,5 @@ int32_t DestroyPitchAnalysis(CMELODORPitchAnalysisIf** analysis) {
     *analysis = nullptr;
     return 0;
 }
+
+}  // namespace mlh

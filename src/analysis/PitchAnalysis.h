@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+namespace mlh {
+
 class CPitchMarksIf;
 
 // One frame per pitch mark, so frames are a period apart, not equally spaced in time.
@@ -118,3 +120,5 @@ int32_t CreatePitchAnalysis(CMELODORPitchAnalysisIf** out, CPitchMarksIf* marks,
                             int32_t channelCount);
 // Deletes *analysis and clears it. 5000003 for null.
 int32_t DestroyPitchAnalysis(CMELODORPitchAnalysisIf** analysis);
+
+}  // namespace mlh

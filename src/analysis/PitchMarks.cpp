@@ -8,6 +8,8 @@
 #include "dsp/Codes.h"
 #include "dsp/Dispatch.h"
 
+namespace mlh {
+
 namespace {
 
 // In 64 bits, since the difference of two positions may not fit in 32.
@@ -156,3 +158,5 @@ int32_t CPitchMarks::FindAfter(int32_t& index, int32_t distance) const {
     index = static_cast<int32_t>(found - records.begin());
     return static_cast<int32_t>(found->position - start);
 }
+
+}  // namespace mlh

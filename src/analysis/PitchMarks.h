@@ -14,6 +14,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace mlh {
+
 // One mark. Six words of 32 bits in this order are also its serialised form.
 struct PitchMark {
     int32_t position;   // sample of the input recording
@@ -117,3 +119,5 @@ class CPitchMarks final : public CPitchMarksIf {
     bool reserved = false;
     bool risesStrictly = true;  // lets the look-ups search by halves
 };
+
+}  // namespace mlh

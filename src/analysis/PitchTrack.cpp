@@ -10,6 +10,8 @@
 #include "dsp/HarmonicOperations.h"
 #include "dsp/NarrowedMath.h"
 
+namespace mlh {
+
 // How a pitch is found.
 //
 // The harmonics of a voice stand in its spectrum at equal distances, so the autocorrelation of the magnitude
@@ -134,8 +136,8 @@ void CPTPreProcess::MixDown(const float* samples, int32_t frames) {
 }
 
 int32_t CPTPreProcess::GetRequiredInput(int32_t outFrames) const {
-    return ::GetRequiredInput(resampler.get(), outFrames, static_cast<float>(sampleRate),
-                              static_cast<float>(kTrackerRate));
+    return mlh::GetRequiredInput(resampler.get(), outFrames, static_cast<float>(sampleRate),
+                                 static_cast<float>(kTrackerRate));
 }
 
 void CPTPreProcess::Reset() {
@@ -513,3 +515,5 @@ int32_t CPitchTrack::GetHopInInputSamples() const { return preProcess.GetRequire
 void CPitchTrack::SetVoicingThreshold(float decibels) { analysis.SetVoicingThreshold(decibels); }
 
 float CPitchTrack::GetVoicingThreshold() const { return analysis.GetVoicingThreshold(); }
+
+}  // namespace mlh

@@ -11,6 +11,8 @@
 #include "dsp/PaddedSpectrum.h"
 #include "dsp/Resampler.h"
 
+namespace mlh {
+
 /// What the tracker says about one frame. It persists between frames: the analysis reads the previous pitch
 /// from it.
 struct PitchTrackResult {
@@ -213,3 +215,5 @@ class CPitchTrack {
     float peakLevel;  // the largest level seen
     PitchTrackResult result;
 };
+
+}  // namespace mlh

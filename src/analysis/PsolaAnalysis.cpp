@@ -32,6 +32,8 @@
 #include "dsp/Dispatch.h"
 #include "dsp/NarrowedMath.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr int32_t kMinBlockSize = 1024;
@@ -469,3 +471,5 @@ void CPSOLAAnalysis::ReplaceMarks(int32_t markIndex, const CPitchMarks& placed) 
                           mark.period);
     }
 }
+
+}  // namespace mlh

@@ -25,6 +25,8 @@
 #include "analysis/SampleQueue.h"
 #include "analysis/SimpleFilters.h"
 
+namespace mlh {
+
 class CPSOLAAnalysisIf {
   public:
     virtual ~CPSOLAAnalysisIf() = default;
@@ -185,3 +187,5 @@ class CMELODORExtendedAnalysis final : public CPSOLAAnalysis {
   public:
     using CPSOLAAnalysis::CPSOLAAnalysis;
 };
+
+}  // namespace mlh

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace mlh {
+
 // Mono samples in the order of their arrival: appended behind, dropped in front.
 //
 // Dropping only moves an index. The content moves back to the start of the memory when the end of the memory
@@ -59,3 +61,5 @@ class SampleQueue {
     size_t first = 0;
     size_t size = 0;
 };
+
+}  // namespace mlh

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+namespace mlh {
+
 CSimpleFIRFilter::CSimpleFIRFilter(float c) : c(c), gain(1.0f - std::fabs(c)) {}
 
 void CSimpleFIRFilter::Process(const float* source, float* destination, int32_t n) {
@@ -13,3 +15,5 @@ CSimpleIIRFilter::CSimpleIIRFilter(float c) : a(-c), b(1.0f - a) {}
 void CSimpleIIRFilter::Process(const float* source, float* destination, int32_t n) {
     for (int32_t i = 0; i < n; ++i) destination[i] = Next(source[i]);
 }
+
+}  // namespace mlh

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+namespace mlh {
+
 // y[n] = (1 - |c|) x[n] + c x[n-1]. A negative c makes a high-pass.
 class CSimpleFIRFilter {
   public:
@@ -45,3 +47,5 @@ class CSimpleIIRFilter {
     float a;
     float b;
 };
+
+}  // namespace mlh

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 
+namespace mlh {
+
 namespace {
 
 // Leaves 1.2 dB of headroom above full scale.
@@ -57,3 +59,5 @@ int32_t BBAudioReader::Read(float** channels, int32_t frames) {
     position_ += available;
     return available;
 }
+
+}  // namespace mlh

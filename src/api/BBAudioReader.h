@@ -5,6 +5,8 @@
 
 #include "mlh/addon.h"
 
+namespace mlh {
+
 // Reads interleaved 16-bit or float samples in the host's memory, which it does not own. At most one of
 // the two sample pointers is set; with neither, the recording is silence.
 class BBAudioReader : public MalleoTuneHarmonyAddOnIf::AudioReader {
@@ -33,3 +35,5 @@ class BBAudioReader : public MalleoTuneHarmonyAddOnIf::AudioReader {
     int32_t sampleRate_ = 0;
     int32_t position_ = 0;
 };
+
+}  // namespace mlh

@@ -8,6 +8,8 @@
 
 #include "api/HarmonyInstance.h"
 
+namespace mlh {
+
 inline constexpr int32_t kBlockFrames = 4096;
 inline constexpr int32_t kScratchRows = 2 * kMixRows;
 
@@ -55,3 +57,5 @@ void RunBlocks(HarmonyInstance& instance, int32_t frames, int32_t channels, Deli
         first += count;
     }
 }
+
+}  // namespace mlh

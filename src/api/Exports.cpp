@@ -9,6 +9,8 @@
 #include "api/Vectors.h"
 #include "mlh/mlh.h"
 
+using namespace mlh;
+
 namespace {
 
 std::atomic<MlhDebugMessageCallback> debugMessageCallback{nullptr};

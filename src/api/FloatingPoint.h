@@ -7,6 +7,8 @@
 #include <xmmintrin.h>
 #endif
 
+namespace mlh {
+
 // To nearest, denormals kept, nothing trapped. Some hosts let errors trap, and the analysis divides by zero
 // where that means something; tables that all instances share must not be rounded one host's way. The host's
 // own state comes back at the end of the scope.
@@ -37,3 +39,5 @@ class DefaultFloatingPoint {
 #endif
     std::fenv_t host_;
 };
+
+}  // namespace mlh

@@ -9,6 +9,8 @@
 #include "dsp/VoiceOperations.h"
 #include "mlh/mlh.h"
 
+namespace mlh {
+
 HarmonyInstance::HarmonyInstance() : reader(new (std::nothrow) BBAudioReader) {
     std::copy(std::begin(kDefaultMixGains), std::end(kDefaultMixGains), mixGains);
 }
@@ -88,3 +90,5 @@ int32_t HarmonyInstance::Process32(float** out, int32_t frames, int32_t channels
     });
     return MLH_OK;
 }
+
+}  // namespace mlh

@@ -7,6 +7,8 @@
 #include "api/BBAudioReader.h"
 #include "mlh/addon.h"
 
+namespace mlh {
+
 struct AddOnDeleter {
     void operator()(MalleoTuneHarmonyAddOnIf* addOn) const {
         MalleoTuneHarmonyAddOnIf::DestroyInstance(&addOn);
@@ -34,3 +36,5 @@ struct HarmonyInstance {
     double mixGains[2 * kMixRows];
     MalleoTuneHarmonyAddOnIf::ChordVector midiChords;  // queue of the manual mode, never emptied
 };
+
+}  // namespace mlh

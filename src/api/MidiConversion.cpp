@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <limits>
 
+namespace mlh {
+
 namespace {
 
 using ChordElement = MalleoTuneHarmonyAddOnIf::ChordElement;
@@ -114,3 +116,5 @@ MalleoTuneHarmonyAddOnIf::ChordVector ChordsFromNotes(const MalleoTuneHarmonyAdd
     }
     return chords;
 }
+
+}  // namespace mlh

@@ -6,6 +6,8 @@
 
 #include "api/FloatingPoint.h"
 
+using namespace mlh;
+
 namespace {
 
 using PitchElement = MalleoTuneHarmonyAddOnIf::PitchElement;

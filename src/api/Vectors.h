@@ -1,13 +1,13 @@
-// The objects behind the vector handles of the C interface.
+// The objects that the vector handles of the C interface point to. Their names are global, as in mlh.h.
 #pragma once
 
 #include "mlh/addon.h"
 #include "mlh/mlh.h"
 
 struct PitchVector {
-    MalleoTuneHarmonyAddOnIf::PitchVector items;
+    mlh::MalleoTuneHarmonyAddOnIf::PitchVector items;
 };
 
 struct ChordVector {
-    MalleoTuneHarmonyAddOnIf::ChordVector items;
+    mlh::MalleoTuneHarmonyAddOnIf::ChordVector items;
 };

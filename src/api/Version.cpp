@@ -4,6 +4,8 @@
 
 #include "mlh/mlh.h"
 
+using namespace mlh;
+
 const char* mlGetVersionString(void) {
     static char text[64];
     std::snprintf(text, sizeof text, "%d.%d.%d.%d", kCoreVersion[0], kCoreVersion[1], kCoreVersion[2],

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace ChoiralizerClassic {
+namespace mlh::ChoiralizerClassic {
 
 // One voice: the way down to the steps-th scale tone at or below the lead (0 for no walk), plus semitones.
 struct BlockVoice {
@@ -58,4 +58,4 @@ inline constexpr int32_t kRandomStacks[3][2][3] = {
     {{7, 10, 15}, {5, 8, 15}},
 };
 
-}  // namespace ChoiralizerClassic
+}  // namespace mlh::ChoiralizerClassic

@@ -19,6 +19,8 @@
 #include "classic/Choiralizer.h"
 #include "classic/SearchTables.h"
 
+namespace mlh {
+
 namespace ChoiralizerClassic {
 
 namespace {
@@ -486,3 +488,5 @@ void CChoiralizer::SearchVoices(int32_t searchMode, int32_t lead, int32_t* resul
 }
 
 }  // namespace ChoiralizerClassic
+
+}  // namespace mlh

@@ -5,6 +5,8 @@
 #include <new>
 #include <utility>
 
+namespace mlh {
+
 namespace ChoiralizerClassic {
 
 namespace {
@@ -204,3 +206,5 @@ void CChoiralizer::VoiceChord(int32_t note, int32_t* result, const ClassicChord&
 }
 
 }  // namespace ChoiralizerClassic
+
+}  // namespace mlh

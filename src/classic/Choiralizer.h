@@ -19,7 +19,7 @@
 #include "classic/ScaleArithmetic.h"
 #include "classic/ScaleTable.h"
 
-namespace ChoiralizerClassic {
+namespace mlh::ChoiralizerClassic {
 
 // What operations return besides 0.
 inline constexpr int32_t kOutOfMemory = 1000001;
@@ -192,4 +192,4 @@ class CChoiralizer {
     uint32_t randomState = 42;
 };
 
-}  // namespace ChoiralizerClassic
+}  // namespace mlh::ChoiralizerClassic

@@ -5,6 +5,8 @@
 #include "classic/Choiralizer.h"
 #include "classic/ChordShapes.h"
 
+namespace mlh {
+
 namespace ChoiralizerClassic {
 
 namespace {
@@ -102,3 +104,5 @@ bool CChoiralizer::IsDiatonic(const ClassicChord& chord) const {
 }
 
 }  // namespace ChoiralizerClassic
+
+}  // namespace mlh

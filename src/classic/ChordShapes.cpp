@@ -4,6 +4,8 @@
 
 #include "classic/Choiralizer.h"
 
+namespace mlh {
+
 namespace ChoiralizerClassic {
 
 namespace {
@@ -70,3 +72,5 @@ int32_t SeventhTypeOf(const int64_t* stack) {
 }
 
 }  // namespace ChoiralizerClassic
+
+}  // namespace mlh

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace ChoiralizerClassic {
+namespace mlh::ChoiralizerClassic {
 
 // Sorts the notes and lowers everything above the first gap that is no third by an octave, once for each
 // note, so that they come to lie in thirds above their root if they can. 64 bits, since any note may be
@@ -14,4 +14,4 @@ void StackInThirds(int64_t* notes, int32_t count);
 int32_t TriadTypeOf(const int64_t* stack);
 int32_t SeventhTypeOf(const int64_t* stack);
 
-}  // namespace ChoiralizerClassic
+}  // namespace mlh::ChoiralizerClassic

@@ -12,6 +12,8 @@
 #include "classic/Choiralizer.h"
 #include "classic/TransitionTables.h"
 
+namespace mlh {
+
 namespace ChoiralizerClassic {
 
 namespace {
@@ -157,3 +159,5 @@ void CChoiralizer::TrackChords(const int32_t* notes, ClassicChord* chordsOut, in
 }
 
 }  // namespace ChoiralizerClassic
+
+}  // namespace mlh

@@ -6,6 +6,8 @@
 #include "classic/BlockChordTables.h"
 #include "classic/Choiralizer.h"
 
+namespace mlh {
+
 namespace ChoiralizerClassic {
 
 namespace {
@@ -179,3 +181,5 @@ int32_t CChoiralizer::RandomBit() {
 }
 
 }  // namespace ChoiralizerClassic
+
+}  // namespace mlh

@@ -2,7 +2,7 @@
 
 #include "classic/ScaleTable.h"
 
-namespace ChoiralizerClassic {
+namespace mlh::ChoiralizerClassic {
 
 int32_t PitchClass(int64_t pitch) {
     const int64_t remainder = pitch % 12;
@@ -47,4 +47,4 @@ int32_t KeyedScale::Degree(int32_t pitch) const {
     return tones - 1;
 }
 
-}  // namespace ChoiralizerClassic
+}  // namespace mlh::ChoiralizerClassic

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace ChoiralizerClassic {
+namespace mlh::ChoiralizerClassic {
 
 // The floored remainder by twelve, 0..11 for any number.
 int32_t PitchClass(int64_t pitch);
@@ -40,4 +40,4 @@ class KeyedScale {
     const int32_t* tones_;
 };
 
-}  // namespace ChoiralizerClassic
+}  // namespace mlh::ChoiralizerClassic

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace ChoiralizerClassic {
+namespace mlh::ChoiralizerClassic {
 
 // Row numbers of ScaleTable.
 enum ScaleRow : int32_t {
@@ -54,4 +54,4 @@ constexpr int32_t ParentRow(int32_t row) {
 
 constexpr bool IsPentatonic(int32_t row) { return ParentRow(row) != row; }
 
-}  // namespace ChoiralizerClassic
+}  // namespace mlh::ChoiralizerClassic

@@ -1,7 +1,7 @@
 // The factors of the voicing search, by scale steps. 1 is neutral, 0 rules a voicing out.
 #pragma once
 
-namespace ChoiralizerClassic {
+namespace mlh::ChoiralizerClassic {
 
 // Two voices an octave or a unison apart, by the degree of the doubled tone above the chord's root.
 inline constexpr float kDoubling[16] = {0.9f, 0.0f, 0.7f, 0.0f, 0.8f, 0.0f, 0.5f, 0.0f,
@@ -22,4 +22,4 @@ inline constexpr float kParallel[12] = {1.0f,   0.001f, 1.4f, 0.05f, 0.001f, 1.4
 // Parallel thirds that move by more than a single step.
 inline constexpr float kParallelThirdsLeaping = 1.01f;
 
-}  // namespace ChoiralizerClassic
+}  // namespace mlh::ChoiralizerClassic

@@ -1,7 +1,7 @@
 // What the chord tracker holds likely: weights of single chords, and costs saved by progressions.
 #pragma once
 
-namespace ChoiralizerClassic {
+namespace mlh::ChoiralizerClassic {
 
 // Weight of a triad by the scale degree of its root; degrees beyond weigh nothing.
 inline constexpr float kOpeningWeight[8] = {1.0f, 0.3f, 0.3f, 0.4f,
@@ -30,4 +30,4 @@ inline constexpr float kTransition[2][7][7] = {
     },
 };
 
-}  // namespace ChoiralizerClassic
+}  // namespace mlh::ChoiralizerClassic

@@ -6,6 +6,8 @@
 #include "dsp/SplitRadix.h"
 #include "dsp/kernels/Kernels.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
@@ -114,3 +116,5 @@ float Autocorrelation::PlainPowerSpectrum(const float* in) {
     }
     return AlternatingSum(in, n);
 }
+
+}  // namespace mlh

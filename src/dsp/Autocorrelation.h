@@ -7,6 +7,8 @@
 #include "dsp/FftPlan.h"
 #include "dsp/VecMemory.h"
 
+namespace mlh {
+
 /// The linear autocorrelation of n real values, without the share of half the sampling rate:
 ///
 ///     out[l] = 2n * sum over j of in[j] in[j + l]  -  (-1)^l * (sum over j of (-1)^j in[j])^2,   0 <= l < n
@@ -60,3 +62,5 @@ class Autocorrelation {
     std::unique_ptr<int32_t[]> bitReversal;
     VecPointer twiddles;
 };
+
+}  // namespace mlh

@@ -5,6 +5,8 @@
 
 #include "dsp/Codes.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr int32_t kLargestRequest = 1 << 26;
@@ -83,3 +85,5 @@ int32_t CcfCompute(CqrtfCcf_If* ccf, float* out, const float* a, const float* b,
     ccf->peakIndex = (lag - m + 1 + n) % n;
     return 0;
 }
+
+}  // namespace mlh

@@ -6,6 +6,8 @@
 #include "dsp/Fft.h"
 #include "dsp/VecMemory.h"
 
+namespace mlh {
+
 /// The linear cross-correlation of two real signals through one FFT each, and where its largest value stands.
 ///
 ///     CqrtfCcf_If* ccf;
@@ -59,3 +61,5 @@ int32_t CcfCompute(CqrtfCcf_If* ccf, float* out, const float* a, const float* b,
 /// The table entries, the same at all levels.
 int32_t CcfCreate(CqrtfCcf_If** ccf, int32_t size, int32_t mode);
 int32_t CcfDestroy(CqrtfCcf_If** ccf);
+
+}  // namespace mlh

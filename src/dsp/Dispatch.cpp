@@ -6,6 +6,8 @@
 #include "dsp/VecMemory.h"
 #include "dsp/kernels/Kernels.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr int32_t kHighestLevel = 6;
@@ -138,3 +140,5 @@ int32_t CurrentLevel() {
     const int32_t level = currentLevelTable.load(std::memory_order_acquire)->level;
     return level == kNotFilled ? 0 : level;
 }
+
+}  // namespace mlh

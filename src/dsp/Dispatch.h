@@ -5,6 +5,8 @@
 
 #include "dsp/OperationTable.h"
 
+namespace mlh {
+
 /// The choice of the processor level, made once per process.
 ///
 /// | Level | Needs  | Alignment of VecAlloc |
@@ -49,3 +51,5 @@ extern std::atomic<const LevelTable*> currentLevelTable;
 /// The operation table. Before the first InitDispatch it is that of level 0. Valid for the whole process; a
 /// loop may keep the reference.
 inline const OperationTable& Ops() { return currentLevelTable.load(std::memory_order_acquire)->operations; }
+
+}  // namespace mlh

@@ -9,6 +9,8 @@
 #include "dsp/Dispatch.h"
 #include "dsp/NarrowedMath.h"
 
+namespace mlh {
+
 namespace qMELODOR {
 
 namespace {
@@ -256,3 +258,5 @@ int32_t CreateEq(CEqIf** out, int32_t sampleRate, int32_t numChannels, int32_t t
 }
 
 }  // namespace qMELODOR
+
+}  // namespace mlh

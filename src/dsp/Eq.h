@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-namespace qMELODOR {
+namespace mlh::qMELODOR {
 
 /// Characteristics of the filter.
 enum EqType : int32_t {
@@ -62,4 +62,4 @@ class CEqIf {
 /// out, 5000003 for a null `out`, a rate or channel count below 1, or an unknown type.
 int32_t CreateEq(CEqIf** out, int32_t sampleRate, int32_t numChannels, int32_t type);
 
-}  // namespace qMELODOR
+}  // namespace mlh::qMELODOR

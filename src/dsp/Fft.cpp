@@ -7,6 +7,8 @@
 #include "dsp/SplitRadix.h"
 #include "dsp/kernels/Kernels.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr int64_t kLargestSize = int64_t{1} << 30;
@@ -170,3 +172,5 @@ template int32_t FFTDestroy<CqrtfFFTSSE3>(CqrtfFFT_If**);
 template int32_t FFTDestroy<CqrtfFFTSSE4>(CqrtfFFT_If**);
 template int32_t FFTDestroy<CqrtfFFTAVX>(CqrtfFFT_If**);
 #endif
+
+}  // namespace mlh

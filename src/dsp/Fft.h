@@ -6,6 +6,8 @@
 #include "dsp/FftPlan.h"
 #include "dsp/VecMemory.h"
 
+namespace mlh {
+
 /// A windowed real FFT, made and destroyed through the operation table:
 ///
 ///     CqrtfFFT_If* fft;
@@ -120,3 +122,5 @@ template <class FFT>
 int32_t FFTCreate(CqrtfFFT_If** fft, int32_t windowLength, int32_t zeroPadFactor, int32_t windowType);
 template <class FFT>
 int32_t FFTDestroy(CqrtfFFT_If** fft);
+
+}  // namespace mlh

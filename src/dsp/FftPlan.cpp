@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+namespace mlh {
+
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
@@ -185,3 +187,5 @@ QuarterPointPlan BuildQuarterPointPlan(int32_t points, int32_t lanes, float* tab
     PutPlaces(tables, fft);
     return plan;
 }
+
+}  // namespace mlh

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+namespace mlh {
+
 /// What the FFT kernels know about one transform length; kernels/RealFft.cpp tells the method and reads this.
 /// A column is a pair of vectors, the real and the imaginary parts of `lanes` complex numbers.
 struct FftPlan {
@@ -46,3 +48,5 @@ struct QuarterPointPlan {
 /// points: a power of two from ShortestFft(lanes) / 2 to 2^26; lanes: 4 or 8.
 FftPlanSizes GetQuarterPointPlanSizes(int32_t points, int32_t lanes);
 QuarterPointPlan BuildQuarterPointPlan(int32_t points, int32_t lanes, float* tables, float* init);
+
+}  // namespace mlh

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+namespace mlh {
+
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
@@ -42,3 +44,5 @@ void FillWindow(float* window, int32_t n, int32_t windowType) {
     if (windowType < 0 || windowType > 7) return;
     for (int32_t i = 0; i < n; ++i) window[i] = static_cast<float>(WindowValue(i, n, windowType));
 }
+
+}  // namespace mlh

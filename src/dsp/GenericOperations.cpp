@@ -4,6 +4,8 @@
 
 #include "dsp/Dispatch.h"
 
+namespace mlh {
+
 namespace Generic {
 
 namespace {
@@ -257,3 +259,5 @@ int32_t SpectrumReIndex(int32_t k) { return 2 * k; }
 int32_t SpectrumImIndex(int32_t k) { return 2 * k + 1; }
 
 }  // namespace Generic
+
+}  // namespace mlh

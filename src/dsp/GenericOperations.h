@@ -4,7 +4,7 @@
 
 /// Level 0 of the operation table: plain loops that say what each operation means (see OperationTable.h).
 /// They check nothing and always return 0.
-namespace Generic {
+namespace mlh::Generic {
 
 int32_t VecZero(float* dst, int32_t n);
 int32_t VecMaxIndex(const float* src, float* max, int32_t* index, int32_t n);
@@ -40,4 +40,4 @@ int32_t VecSinCos(float* sine, float* cosine, const float* src, int32_t n);
 int32_t SpectrumReIndex(int32_t k);
 int32_t SpectrumImIndex(int32_t k);
 
-}  // namespace Generic
+}  // namespace mlh::Generic

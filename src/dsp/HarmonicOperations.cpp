@@ -5,6 +5,8 @@
 #include "dsp/Dispatch.h"
 #include "dsp/kernels/Kernels.h"
 
+namespace mlh {
+
 namespace {
 
 // Many maxima run side by side, since one alone would wait for each comparison in turn.
@@ -74,3 +76,5 @@ const HarmonicOperations& HarmonicOps() {
 #endif
     return plain;
 }
+
+}  // namespace mlh

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+namespace mlh {
+
 /// The loops over the bins of a spectrum that find its pitch, one form per processor level like the operation
 /// table. They give the same bits at every level.
 ///
@@ -22,3 +24,5 @@ struct HarmonicOperations {
 
 /// Those of the current level.
 const HarmonicOperations& HarmonicOps();
+
+}  // namespace mlh

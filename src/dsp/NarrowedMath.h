@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-namespace Narrowed {
+namespace mlh::Narrowed {
 
 inline float Sin(float x) { return static_cast<float>(std::sin(static_cast<double>(x))); }
 inline float Cos(float x) { return static_cast<float>(std::cos(static_cast<double>(x))); }
@@ -12,4 +12,4 @@ inline float Tan(float x) { return static_cast<float>(std::tan(static_cast<doubl
 inline float Exp(float x) { return static_cast<float>(std::exp(static_cast<double>(x))); }
 inline float Log(float x) { return static_cast<float>(std::log(static_cast<double>(x))); }
 
-}  // namespace Narrowed
+}  // namespace mlh::Narrowed

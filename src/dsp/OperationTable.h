@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+namespace mlh {
+
 class CqrtfFFT_If;
 class CqrtfCcf_If;
 
@@ -113,3 +115,5 @@ struct OperationTable {
 inline constexpr int kOperationCount = 39;
 static_assert(sizeof(OperationTable) == kOperationCount * sizeof(void (*)()),
               "the layout of the table is fixed");
+
+}  // namespace mlh

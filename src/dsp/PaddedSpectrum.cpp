@@ -6,6 +6,8 @@
 #include "dsp/SplitRadix.h"
 #include "dsp/kernels/Kernels.h"
 
+namespace mlh {
+
 namespace {
 
 #ifdef MLH_KERNELS
@@ -59,3 +61,5 @@ void PaddedSpectrum::ComputePlain(float* out, const float* in) {
     RealSplitRadixForward(block, size, bitReversal.get(), twiddles.get());
     Ops().SpectrumMagnitude(out, block, size / 2);
 }
+
+}  // namespace mlh

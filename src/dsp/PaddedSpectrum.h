@@ -5,6 +5,8 @@
 
 #include "dsp/VecMemory.h"
 
+namespace mlh {
+
 struct PaddedSpectrumTables;
 
 /// The magnitudes of the spectrum of a block with zeros behind it, the same bits at every processor level:
@@ -36,3 +38,5 @@ class PaddedSpectrum {
     std::unique_ptr<int32_t[]> order;  // [size / 16] what PaddedSpectrumTables holds
     Kernel kernel = nullptr;
 };
+
+}  // namespace mlh

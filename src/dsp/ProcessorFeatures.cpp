@@ -7,6 +7,8 @@
 #define MLH_MSVC_X86
 #endif
 
+namespace mlh {
+
 namespace {
 
 struct Leaf1 {
@@ -63,3 +65,5 @@ uint32_t QueryProcessorFeatures() {
 }
 
 bool ProcessorHasFusedMultiplyAdd() { return Bit(QueryLeaf1().ecx, 12); }
+
+}  // namespace mlh

@@ -9,6 +9,8 @@
 #include "dsp/Codes.h"
 #include "dsp/Dispatch.h"
 
+namespace mlh {
+
 // Read times and table positions are fixed-point numbers: a time has 15 fraction bits, a table position 7.
 
 namespace {
@@ -386,3 +388,5 @@ int32_t GetRequiredInput(const CResampleBase* resampler, int32_t outFrames, floa
     return static_cast<int32_t>(
         std::clamp<double>(std::ceil(needed), 0.0, std::numeric_limits<int32_t>::max()));
 }
+
+}  // namespace mlh

@@ -4,6 +4,8 @@
 #include <type_traits>
 #include <vector>
 
+namespace mlh {
+
 /// Bandlimited sample-rate conversion at any ratio, which may change from call to call: a Kaiser-windowed
 /// sinc, kept as one wing of a finely sampled table and walked with linear interpolation (J. O. Smith and P.
 /// Gossett, "A flexible sampling-rate conversion method", ICASSP 1984).
@@ -142,3 +144,5 @@ int32_t DestroyResampler(CResampleBase** resampler);
 /// Input frames that the next call must bring to yield `outFrames` frames; 0 where it needs none, for a null
 /// object or for rates not above 0.
 int32_t GetRequiredInput(const CResampleBase* resampler, int32_t outFrames, float inRate, float outRate);
+
+}  // namespace mlh

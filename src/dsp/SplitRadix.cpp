@@ -3,6 +3,8 @@
 #include <cmath>
 #include <utility>
 
+namespace mlh {
+
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
@@ -251,3 +253,5 @@ void RealSplitRadixInverse(float* data, int32_t n, int32_t* bitReversal, float* 
     if (n > 4) ReverseBits(data, points, bitReversal + 2);
     TransformComplex<true>(data, points, twiddles);
 }
+
+}  // namespace mlh

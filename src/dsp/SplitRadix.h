@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+namespace mlh {
+
 /// A real FFT in place: a complex split-radix transform of half the length and the step between the two.
 ///
 /// Method: P. Duhamel and H. Hollmann, "Split radix FFT algorithm", 1984, decimation in time; the real step
@@ -29,3 +31,5 @@ void FillSplitRadixTables(int32_t n, int32_t* bitReversal, float* twiddles);
 int32_t SplitRadixBitReversalSize(int32_t n);
 /// Floats of twiddles: n for the butterflies, n/4 + 1 cosines for the real step.
 int32_t SplitRadixTwiddleSize(int32_t n);
+
+}  // namespace mlh

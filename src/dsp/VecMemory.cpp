@@ -8,6 +8,8 @@
 #include <malloc.h>
 #endif
 
+namespace mlh {
+
 namespace {
 
 class BadAllocation : public std::bad_alloc {
@@ -66,3 +68,5 @@ int32_t VecFree(float** vec) {
     }
     return 0;
 }
+
+}  // namespace mlh

@@ -5,6 +5,8 @@
 
 #include "dsp/Dispatch.h"
 
+namespace mlh {
+
 /// The memory behind VecAlloc and VecFree of the operation table.
 
 /// VecAlloc of the levels that promise this alignment: 8, 16 or 32 bytes. It is whole cache lines in fact.
@@ -24,3 +26,5 @@ inline VecPointer MakeVec(int32_t count) {
     Ops().VecZero(vec.get(), count);
     return vec;
 }
+
+}  // namespace mlh

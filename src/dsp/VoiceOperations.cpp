@@ -3,6 +3,8 @@
 #include "dsp/Dispatch.h"
 #include "dsp/kernels/Kernels.h"
 
+namespace mlh {
+
 namespace {
 
 void AddGrain(float* dst, const float* x, const float* window, float gain, int32_t n) {
@@ -49,3 +51,5 @@ const VoiceOperations& VoiceOps() {
 #endif
     return generic;
 }
+
+}  // namespace mlh

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+namespace mlh {
+
 /// The loops over every sample that a voice goes through, from grain to 16 bits. Like the operation table,
 /// there is one set per processor level; all of them give the same bits, whatever the alignment. Counts may
 /// be 0.
@@ -22,3 +24,5 @@ struct VoiceOperations {
 
 /// The set of the present level (see Dispatch.h).
 const VoiceOperations& VoiceOps();
+
+}  // namespace mlh

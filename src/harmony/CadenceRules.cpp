@@ -7,6 +7,8 @@
 #include "classic/ScaleTable.h"
 #include "harmony/FunctionTables.h"
 
+namespace mlh {
+
 namespace ChoiralizerV2 {
 
 namespace {
@@ -351,3 +353,5 @@ void AssignCadence(const CadenceMelody& melody, int32_t end, int32_t previousEnd
 }
 
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace ChoiralizerV2 {
+namespace mlh::ChoiralizerV2 {
 
 // What the rules read, one entry per note.
 struct CadenceMelody {
@@ -20,4 +20,4 @@ struct CadenceMelody {
 void AssignCadence(const CadenceMelody& melody, int32_t end, int32_t previousEnd,
                    std::vector<int32_t>& function);
 
-}  // namespace ChoiralizerV2
+}  // namespace mlh::ChoiralizerV2

@@ -10,6 +10,8 @@
 #include "harmony/ChordsInFunctions.h"
 #include "harmony/VoicingRules.h"
 
+namespace mlh {
+
 namespace ChoiralizerV2 {
 
 using ChoiralizerClassic::ClassicChord;
@@ -466,3 +468,5 @@ void CChoiralizerV2::SetRange(int32_t below, int32_t above) {
 }
 
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

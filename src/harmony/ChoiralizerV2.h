@@ -30,6 +30,8 @@
 #include "harmony/ChordModel.h"
 #include "harmony/VoicingCandidate.h"
 
+namespace mlh {
+
 namespace ChoiralizerClassic {
 class CChoiralizer;
 struct ClassicChord;
@@ -293,3 +295,5 @@ class CChoiralizerV2 final : public CChoiralizerV2If {
 };
 
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

@@ -5,6 +5,8 @@
 #include "classic/ScaleArithmetic.h"
 #include "classic/ScaleTable.h"
 
+namespace mlh {
+
 namespace ChoiralizerV2 {
 
 using ChoiralizerClassic::PitchClass;
@@ -133,3 +135,5 @@ std::string ChordName(int32_t root, int32_t typeCode, int32_t useFlats) {
 }
 
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <string>
 
-namespace ChoiralizerV2 {
+namespace mlh::ChoiralizerV2 {
 
 // One code space for triads (0 to 8) and seventh chords (9 to 17). Of the two fields of a ChordInfo the one
 // that does not apply holds ChordNoTriad or ChordNoSeventh.
@@ -88,4 +88,4 @@ int32_t PositionFromBass(const int32_t* tones, int32_t bassIndex, int32_t pitchC
 // a caller that has raised the root by 12 already gets the run after (upper-case flats). useFlats is 1 or 0.
 std::string ChordName(int32_t root, int32_t typeCode, int32_t useFlats);
 
-}  // namespace ChoiralizerV2
+}  // namespace mlh::ChoiralizerV2

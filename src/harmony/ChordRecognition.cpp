@@ -8,6 +8,8 @@
 #include "classic/ScaleArithmetic.h"
 #include "harmony/ChoiralizerV2.h"
 
+namespace mlh {
+
 namespace ChoiralizerV2 {
 
 using ChoiralizerClassic::PitchClass;
@@ -228,3 +230,5 @@ int32_t CChoiralizerV2::ListChordsWithTones(int32_t start, ChordInfo* out) {
 }
 
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

@@ -5,7 +5,7 @@
 
 #include "harmony/ChoiralizerV2.h"
 
-namespace ChoiralizerV2 {
+namespace mlh::ChoiralizerV2 {
 
 CChordsInFunctions::CChordsInFunctions() {
     for (size_t set = 0; set < lists.size(); ++set) {
@@ -81,4 +81,4 @@ std::vector<ChordCandidate> CChoiralizerV2::BuildChordCandidates(int32_t leadPit
     return candidates;
 }
 
-}  // namespace ChoiralizerV2
+}  // namespace mlh::ChoiralizerV2

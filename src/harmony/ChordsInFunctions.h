@@ -7,7 +7,7 @@
 
 #include "harmony/FunctionTables.h"
 
-namespace ChoiralizerV2 {
+namespace mlh::ChoiralizerV2 {
 
 // A chord with the pitches that the voices may take from it under one melody note.
 struct ChordCandidate {
@@ -46,4 +46,4 @@ class CChordsInFunctions {
 // Stores null, then a new instance. Returns 0 or kOutOfMemory.
 int32_t CreateChordsInFunctions(CChordsInFunctions** out);
 
-}  // namespace ChoiralizerV2
+}  // namespace mlh::ChoiralizerV2

@@ -13,6 +13,8 @@
 #include "harmony/ChoiralizerV2.h"
 #include "harmony/ProgressionTables.h"
 
+namespace mlh {
+
 namespace ChoiralizerV2 {
 
 namespace {
@@ -187,3 +189,5 @@ int32_t CChoiralizerV2::AssignFunctions() {
 }
 
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

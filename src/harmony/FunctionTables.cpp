@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+namespace mlh {
+
 namespace ChoiralizerV2 {
 
 namespace {
@@ -115,3 +117,5 @@ const int32_t DegreeFunctionTable[2 * 3 * 7] = {
 };
 
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

@@ -6,7 +6,7 @@
 
 #include "harmony/ChordModel.h"
 
-namespace ChoiralizerV2 {
+namespace mlh::ChoiralizerV2 {
 
 enum HarmonicFunction : int32_t {
     FunctionNone = 0,
@@ -41,4 +41,4 @@ extern const FunctionChordList FunctionChordTable[2][kFunctionCount];
 // so that the eighth degree of the chromatic scale reads on into the next row.
 extern const int32_t DegreeFunctionTable[2 * 3 * 7];
 
-}  // namespace ChoiralizerV2
+}  // namespace mlh::ChoiralizerV2

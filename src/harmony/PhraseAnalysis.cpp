@@ -11,6 +11,8 @@
 
 #include "harmony/ChoiralizerV2.h"
 
+namespace mlh {
+
 namespace ChoiralizerV2 {
 
 namespace {
@@ -203,3 +205,5 @@ int32_t CChoiralizerV2::AnalysePhrases() {
 }
 
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

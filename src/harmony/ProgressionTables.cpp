@@ -1,6 +1,6 @@
 #include "harmony/ProgressionTables.h"
 
-namespace ChoiralizerV2 {
+namespace mlh::ChoiralizerV2 {
 
 // Nothing but "none" follows "none".
 const float ProgressionTable[kFunctionCount][kFunctionCount][kFunctionCount] = {
@@ -120,4 +120,4 @@ const float DegreeFitTable[2][kFunctionCount][kFunctionCount][12] = {
 };
 // clang-format on
 
-}  // namespace ChoiralizerV2
+}  // namespace mlh::ChoiralizerV2

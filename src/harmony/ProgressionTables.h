@@ -4,7 +4,7 @@
 
 #include "harmony/FunctionTables.h"
 
-namespace ChoiralizerV2 {
+namespace mlh::ChoiralizerV2 {
 
 // [a][b][c]: weight of function c after b after a.
 extern const float ProgressionTable[kFunctionCount][kFunctionCount][kFunctionCount];
@@ -13,4 +13,4 @@ extern const float ProgressionTable[kFunctionCount][kFunctionCount][kFunctionCou
 // are weights; the search divides them by their sum.
 extern const float DegreeFitTable[2][kFunctionCount][kFunctionCount][12];
 
-}  // namespace ChoiralizerV2
+}  // namespace mlh::ChoiralizerV2

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace ChoiralizerV2 {
+namespace mlh::ChoiralizerV2 {
 
 VoicingShape MakeShape(const int32_t* voicing, int32_t key, const int32_t* scale) {
     VoicingShape shape;
@@ -17,4 +17,4 @@ VoicingShape MakeShape(const int32_t* voicing, int32_t key, const int32_t* scale
     return shape;
 }
 
-}  // namespace ChoiralizerV2
+}  // namespace mlh::ChoiralizerV2

@@ -7,7 +7,7 @@
 
 #include "harmony/ChordModel.h"
 
-namespace ChoiralizerV2 {
+namespace mlh::ChoiralizerV2 {
 
 // Four pitches, row 0 at the bottom; -1 is a silent row.
 using Voicing = std::array<int32_t, 4>;
@@ -56,4 +56,4 @@ struct WindowEntry {
 // Entry 0 is the setting under test, 1 the harmonised note before it, 2 and 3 those before.
 using VoicingWindow = std::array<WindowEntry, 4>;
 
-}  // namespace ChoiralizerV2
+}  // namespace mlh::ChoiralizerV2

@@ -10,6 +10,8 @@
 #include "harmony/ChoiralizerV2.h"
 #include "harmony/FunctionTables.h"
 
+namespace mlh {
+
 namespace ChoiralizerV2 {
 
 const float StepTable[15] = {0.2f, 0.001f, 1.4f, 0.05f, 0.0001f, 1.4f, 0.001f, 0.0f,
@@ -385,3 +387,5 @@ int32_t CreateVoicingRules(CVoicingRules** out) {
 }
 
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

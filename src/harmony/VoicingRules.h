@@ -13,7 +13,7 @@
 
 #include "harmony/VoicingCandidate.h"
 
-namespace ChoiralizerV2 {
+namespace mlh::ChoiralizerV2 {
 
 // One rule: the factor for window entry 0, under the settings of CVoicingRules.
 using VoicingRule = float (*)(const VoicingWindow& window, int32_t spacingStyle, int32_t key,
@@ -101,4 +101,4 @@ float HistoryScoreBound(const VoicingWindow& window);
 // Stores null, then a new instance without rules, which the caller deletes. Returns 0 or kOutOfMemory.
 int32_t CreateVoicingRules(CVoicingRules** out);
 
-}  // namespace ChoiralizerV2
+}  // namespace mlh::ChoiralizerV2

@@ -39,6 +39,8 @@
 #include "harmony/ChordsInFunctions.h"
 #include "harmony/VoicingRules.h"
 
+namespace mlh {
+
 namespace ChoiralizerV2 {
 
 namespace {
@@ -419,3 +421,5 @@ size_t CChoiralizerV2::BestInPlace(const CandidateList& list, int32_t note) cons
 }
 
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

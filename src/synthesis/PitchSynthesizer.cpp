@@ -8,6 +8,8 @@
 #include "dsp/Truncate.h"
 #include "synthesis/PitchSynthesizerImpl.h"
 
+namespace mlh {
+
 namespace {
 
 float SemitonesToRatio(double semitones) { return static_cast<float>(std::pow(2.0, semitones / 12.0)); }
@@ -177,3 +179,5 @@ int32_t CMELODORPitchSynthesizer::FindMark(const SynthSegment& segment, double s
     if (from >= 0 && reached > from && marks.GetPosition(reached) <= position) from = reached;
     return marks.FindNearest(from, position);
 }
+
+}  // namespace mlh

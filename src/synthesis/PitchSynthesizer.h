@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace mlh {
+
 class CAudioReader;
 class CMELODORPitchAnalysisIf;
 class CPitchMarksIf;
@@ -129,3 +131,5 @@ int32_t CreatePitchSynthesizer(CMELODORPitchSynthesizerIf** out, CAudioReader* r
                                CMELODORPitchAnalysisIf* analysis);
 // Destroys *synthesizer and clears it. 1 for null.
 int32_t DestroyPitchSynthesizer(CMELODORPitchSynthesizerIf** synthesizer);
+
+}  // namespace mlh

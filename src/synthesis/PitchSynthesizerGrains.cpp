@@ -32,6 +32,8 @@
 #include "dsp/VoiceOperations.h"
 #include "synthesis/PitchSynthesizerImpl.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr int32_t kSmallestBuffer = 65536;
@@ -325,3 +327,5 @@ void CMELODORPitchSynthesizer::SetPosition(double seconds) {
     blocksSincePosition = 0;
     currentMarkIndex = 0;
 }
+
+}  // namespace mlh

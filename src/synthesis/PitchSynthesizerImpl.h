@@ -15,6 +15,8 @@
 #include "synthesis/PitchSynthesizer.h"
 #include "synthesis/SynthSegment.h"
 
+namespace mlh {
+
 // The global parameters as rendering uses them.
 struct VoiceSettings {
     float timeScale = 1.0f;
@@ -135,3 +137,5 @@ class CMELODORPitchSynthesizer final : public CMELODORPitchSynthesizerIf {
     int32_t previousPeriod = 0;       // right width of the last grain, left width of the next
     int32_t currentPeriod = 0;        // right width of the grain being placed
 };
+
+}  // namespace mlh

@@ -7,6 +7,8 @@
 #include "dsp/Truncate.h"
 #include "synthesis/PitchSynthesizerImpl.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr int32_t kBadArgument = 1;
@@ -373,3 +375,5 @@ float CMELODORPitchSynthesizer::GetSegmentParameter(int32_t index, int32_t which
             return 0.0f;
     }
 }
+
+}  // namespace mlh

@@ -6,6 +6,8 @@
 #include "synthesis/PitchSynthesizerImpl.h"
 #include "synthesis/SynthSegment.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr double kLongestTransition = 0.075;      // s
@@ -195,3 +197,5 @@ float PitchShiftAt(const SynthSegment& segment, int32_t mark, double offset) {
 float GainAt(const SynthSegment& segment, double offset) {
     return FadeIn(segment, offset) * segment.gain * FadeOut(segment, offset);
 }
+
+}  // namespace mlh

@@ -6,6 +6,8 @@
 
 #include "analysis/PitchAnalysis.h"
 
+namespace mlh {
+
 class CMELODORPitchSynthesizer;
 class CPitchMarksIf;
 
@@ -63,3 +65,5 @@ float PitchShiftAt(const SynthSegment& segment, int32_t mark, double offset);
 
 // Gain with fades, linear.
 float GainAt(const SynthSegment& segment, double offset);
+
+}  // namespace mlh

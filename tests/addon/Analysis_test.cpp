@@ -10,6 +10,8 @@
 #include "support/SungTunes.h"
 #include "validation/Performance.h"
 
+namespace mlh {
+
 namespace {
 
 TEST(ProcessorLevel, IsTheBestOneOfTheMachineUpToTheLimit) {
@@ -118,3 +120,5 @@ TEST(ProcessorLevel, EveryOneFindsTheNotesThatWereSung) {
 }
 
 }  // namespace
+
+}  // namespace mlh

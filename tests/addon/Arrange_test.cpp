@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+namespace mlh {
+
 namespace {
 
 using mlh::ArrangedNote;
@@ -177,3 +179,5 @@ TEST(Arrange, SettingsOutOfRangeGiveNothing) {
 }
 
 }  // namespace
+
+}  // namespace mlh

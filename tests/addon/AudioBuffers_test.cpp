@@ -10,6 +10,8 @@
 #include "dsp/Dispatch.h"
 #include "support/MemoryReader.h"
 
+namespace mlh {
+
 namespace {
 
 void Fill(AudioSampleBuffer& buffer, float first) {
@@ -248,3 +250,5 @@ TEST(CTBuffer, CanBeEmpty) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -3,6 +3,8 @@
 
 #include "addon/AudioReaderWrapper.h"
 
+namespace mlh {
+
 namespace {
 
 using testing::Return;
@@ -47,3 +49,5 @@ TEST(AudioReaderWrapper, LeavesTheReaderToTheHost) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -10,6 +10,8 @@
 #include "support/SungTunes.h"
 #include "synthesis/PitchSynthesizer.h"
 
+namespace mlh {
+
 namespace {
 
 using AddOnIf = MalleoTuneHarmonyAddOnIf;
@@ -511,3 +513,5 @@ TEST(HarmonyAddOn, BlockSizeDoesNotChangeTheSound) {
 }
 
 }  // namespace
+
+}  // namespace mlh

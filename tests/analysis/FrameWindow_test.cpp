@@ -7,6 +7,8 @@
 #include "support/LiteralSegmentation.h"
 #include "support/RandomFrames.h"
 
+namespace mlh {
+
 namespace {
 
 // Voiced where `flags` has a v, 100 samples apart, pitches 60, 61, 62, ...
@@ -258,3 +260,5 @@ TEST(FirstOnOtherSide, CountsAPitchAtTheLevelAsAboveAndLeavesTheLastFrameOut) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -8,6 +8,8 @@
 
 #include "analysis/KeyProfiles.h"
 
+namespace mlh {
+
 namespace {
 
 using Notes = std::vector<AnalysisNote>;
@@ -195,3 +197,5 @@ TEST(ChooseKey, ProfilesAreDividedByTheirSums) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -9,6 +9,8 @@
 
 #include "support/SyntheticSinger.h"
 
+namespace mlh {
+
 namespace {
 
 using qrtSPAdapter::CKKF;
@@ -240,3 +242,5 @@ TEST(Kkf, ASearchBeyondTheLimitMovesInsideAsAWhole) {
 }
 
 }  // namespace
+
+}  // namespace mlh

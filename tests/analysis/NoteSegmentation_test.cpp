@@ -10,6 +10,8 @@
 #include "support/LiteralSegmentation.h"
 #include "support/RandomFrames.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr float kRate = 44100.0f;
@@ -942,3 +944,5 @@ TEST(SetFrames, RefreshesAllThreeArrays) {
 }
 
 }  // namespace
+
+}  // namespace mlh

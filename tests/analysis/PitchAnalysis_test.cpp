@@ -14,8 +14,11 @@
 #include <vector>
 
 #include "analysis/PitchMarks.h"
+#include "support/Paths.h"
 #include "support/Recordings.h"
 #include "support/SyntheticSinger.h"
+
+namespace mlh {
 
 namespace {
 
@@ -645,7 +648,7 @@ std::vector<AnnotatedNote> ReadAnnotation(const std::string& path) {
 TEST(PitchAnalysis, FindsTheNotesThatTwoListenersWroteDown) {
     Recording voice;
     std::string why;
-    if (!LoadRecording(MLH_VOICES_DIR, "vocadito_1.wav", voice, why)) GTEST_SKIP() << why;
+    if (!LoadRecording(VoicesDir(), "vocadito_1.wav", voice, why)) GTEST_SKIP() << why;
     const double rate = voice.sampleRate;
     Analysed analysed(static_cast<float>(rate));
     analysed.Feed(voice.Mono());
@@ -653,7 +656,7 @@ TEST(PitchAnalysis, FindsTheNotesThatTwoListenersWroteDown) {
     const auto notes = analysed.Notes();
     for (const char* listener : {"A1", "A2"}) {
         const auto annotation =
-            ReadAnnotation(MLH_VOICES_DIR "/vocadito_1.notes" + std::string(listener) + ".csv");
+            ReadAnnotation(VoicesDir() + "/vocadito_1.notes" + std::string(listener) + ".csv");
         if (annotation.empty()) GTEST_SKIP() << "no annotation " << listener;
         size_t sung = 0;
         size_t begun = 0;
@@ -679,13 +682,13 @@ TEST(PitchAnalysis, FindsTheNotesThatTwoListenersWroteDown) {
 TEST(PitchAnalysis, HearsTheKeyThatTheWrittenNotesHave) {
     Recording voice;
     std::string why;
-    if (!LoadRecording(MLH_VOICES_DIR, "vocadito_1.wav", voice, why)) GTEST_SKIP() << why;
+    if (!LoadRecording(VoicesDir(), "vocadito_1.wav", voice, why)) GTEST_SKIP() << why;
     const float rate = static_cast<float>(voice.sampleRate);
     Analysed sung(rate);
     sung.Feed(voice.Mono());
     ASSERT_EQ(sung->RunAllSteps(), 0);
     std::vector<AnalysisNote> notes;
-    for (const AnnotatedNote& note : ReadAnnotation(MLH_VOICES_DIR "/vocadito_1.notesA1.csv")) {
+    for (const AnnotatedNote& note : ReadAnnotation(VoicesDir() + "/vocadito_1.notesA1.csv")) {
         const int32_t length = static_cast<int32_t>(note.duration * rate);
         notes.push_back({static_cast<float>(note.pitch), 0.1f, length, 0, length, 0, 0});
     }
@@ -696,3 +699,5 @@ TEST(PitchAnalysis, HearsTheKeyThatTheWrittenNotesHave) {
 }
 
 }  // namespace
+
+}  // namespace mlh

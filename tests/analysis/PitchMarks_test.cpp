@@ -8,6 +8,8 @@
 
 #include "support/SyntheticSinger.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr int32_t kMin = std::numeric_limits<int32_t>::min();
@@ -411,3 +413,5 @@ TEST(PitchMarks, DistancesAtTheEndsOfTheRangeDoNotOverflow) {
 }
 
 }  // namespace
+
+}  // namespace mlh

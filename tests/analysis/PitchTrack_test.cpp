@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "support/Paths.h"
 #include "support/Recordings.h"
 #include "support/SyntheticSinger.h"
 
@@ -30,6 +31,8 @@ static size_t allocationCount = 0;
 }
 [[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete(void* memory, size_t) noexcept { std::free(memory); }
+
+namespace mlh {
 
 namespace {
 
@@ -1110,9 +1113,8 @@ TEST(PitchTrackRecording, AgreesWithAnAnnotatedSong) {
     Recording song;
     Annotation truth;
     std::string why;
-    if (!LoadRecording(MLH_VOICES_DIR, "vocadito_1.wav", song, why)) GTEST_SKIP() << why;
-    if (!LoadAnnotation(std::string(MLH_VOICES_DIR) + "/vocadito_1.f0.csv", truth))
-        GTEST_SKIP() << "no annotation";
+    if (!LoadRecording(VoicesDir(), "vocadito_1.wav", song, why)) GTEST_SKIP() << why;
+    if (!LoadAnnotation(VoicesDir() + "/vocadito_1.f0.csv", truth)) GTEST_SKIP() << "no annotation";
     const auto tracker = MakeTracker(song.sampleRate);
     const auto results = TrackAll(*tracker, song.Mono(), 100);
     std::vector<double> errors;
@@ -1138,7 +1140,7 @@ TEST(PitchTrackRecording, AgreesWithAnAnnotatedSong) {
 TEST(PitchTrackRecording, FindsTheLowestVoice) {
     Recording voice;
     std::string why;
-    if (!LoadRecording(MLH_VOICES_DIR, "vocobox_D2.wav", voice, why)) GTEST_SKIP() << why;
+    if (!LoadRecording(VoicesDir(), "vocobox_D2.wav", voice, why)) GTEST_SKIP() << why;
     const auto tracker = MakeTracker(voice.sampleRate);
     std::vector<double> pitches;
     for (const PitchTrackResult& result : TrackAll(*tracker, voice.Mono(), 100)) {
@@ -1150,3 +1152,5 @@ TEST(PitchTrackRecording, FindsTheLowestVoice) {
     EXPECT_GT(pitches[pitches.size() / 20], 65.0);
     EXPECT_LT(pitches[pitches.size() - pitches.size() / 20], 80.0);
 }
+
+}  // namespace mlh

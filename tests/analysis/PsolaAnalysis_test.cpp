@@ -11,6 +11,7 @@
 #include <new>
 #include <numbers>
 
+#include "support/Paths.h"
 #include "support/Recordings.h"
 #include "support/SyntheticSinger.h"
 
@@ -37,6 +38,8 @@ void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
 void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+
+namespace mlh {
 
 namespace {
 
@@ -1196,11 +1199,11 @@ TEST(PsolaAnalysisSegment, ThePeakRuleLooksHalfAPeriodBackAndOneSampleLessForth)
 
 TEST(PsolaAnalysis, MarksOfRealRecordingsFollowTheTrackersPeriods) {
     std::string why;
-    const std::vector<std::string> names = ListRecordings(MLH_VOICES_DIR, why);
+    const std::vector<std::string> names = ListRecordings(VoicesDir(), why);
     if (names.empty()) GTEST_SKIP() << why;
     for (const std::string& name : names) {
         Recording voice;
-        ASSERT_TRUE(LoadRecording(MLH_VOICES_DIR, name, voice, why)) << why;
+        ASSERT_TRUE(LoadRecording(VoicesDir(), name, voice, why)) << why;
         // A stretch from inside, to keep the test short.
         const Samples whole = voice.Mono();
         const size_t first = whole.size() / 3;
@@ -1225,15 +1228,15 @@ TEST(PsolaAnalysis, MarksOfRealRecordingsFollowTheTrackersPeriods) {
 TEST(PsolaAnalysis, PeriodsOfARealVoiceAgreeWithItsAnnotation) {
     Recording voice;
     std::string why;
-    if (!LoadRecording(MLH_VOICES_DIR, "vocadito_1.wav", voice, why)) GTEST_SKIP() << why;
-    const std::vector<PitchPoint> truth = LoadPitchCurve(MLH_VOICES_DIR, "vocadito_1.f0.csv", why);
+    if (!LoadRecording(VoicesDir(), "vocadito_1.wav", voice, why)) GTEST_SKIP() << why;
+    const std::vector<AnnotatedPitch> truth = LoadPitchCurve(VoicesDir(), "vocadito_1.f0.csv", why);
     if (truth.empty()) GTEST_SKIP() << why;
     Samples mono = voice.Mono();
     mono.resize(std::min(mono.size(), static_cast<size_t>(15 * voice.sampleRate)));
     const Marks marks = PlaceMarks(voice.sampleRate, mono);
     int32_t voiced = 0, good = 0;
     size_t next = 0;
-    for (const PitchPoint& point : truth) {
+    for (const AnnotatedPitch& point : truth) {
         const double position = point.seconds * voice.sampleRate;
         if (position >= static_cast<double>(mono.size())) break;
         while (next + 1 < marks.size() && marks[next].position <= position) ++next;
@@ -1247,3 +1250,5 @@ TEST(PsolaAnalysis, PeriodsOfARealVoiceAgreeWithItsAnnotation) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -6,6 +6,8 @@
 
 #include "support/SyntheticSinger.h"
 
+namespace mlh {
+
 namespace {
 
 TEST(SampleQueue, HoldsWhatAPlainQueueHoldsAndZerosBehindIt) {
@@ -59,3 +61,5 @@ TEST(SampleQueue, ClearLeavesOnlyZeros) {
 }
 
 }  // namespace
+
+}  // namespace mlh

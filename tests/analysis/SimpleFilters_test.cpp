@@ -7,6 +7,8 @@
 
 #include "support/SyntheticSinger.h"
 
+namespace mlh {
+
 namespace {
 
 TEST(SimpleFilters, TheFirIsAScaledFirstDifferenceAtMinusOneHalf) {
@@ -73,3 +75,5 @@ TEST(SimpleFilters, InPlaceGivesTheSame) {
 }
 
 }  // namespace
+
+}  // namespace mlh

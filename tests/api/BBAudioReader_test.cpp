@@ -5,6 +5,8 @@
 #include <array>
 #include <vector>
 
+namespace mlh {
+
 namespace {
 
 // Two rows of `frames` samples, filled with 9 so that a read shows what it wrote.
@@ -131,3 +133,5 @@ TEST(BBAudioReader, NegativeLengthCountsAsEmpty) {
 }
 
 }  // namespace
+
+}  // namespace mlh

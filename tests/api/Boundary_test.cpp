@@ -15,7 +15,10 @@
 #include <vector>
 
 #include "mlh/mlh.h"
+#include "support/Paths.h"
 #include "support/SungTunes.h"
+
+namespace mlh {
 
 namespace {
 
@@ -657,7 +660,7 @@ std::string Markdown(const std::vector<Row>& rows) {
 
 // The table in docs/c-interface.md is this one. MLH_WRITE_DOCS in the environment has it written anew.
 TEST(Boundary, TheDocumentPrintsTheTable) {
-    const std::string path = std::string(MLH_SOURCE_DIR) + "/docs/c-interface.md";
+    const std::string path = SourceDir() + "/docs/c-interface.md";
     const std::string mark =
         "<!-- The rest is printed by tests/api/Boundary_test.cpp: run it with MLH_WRITE_DOCS=1. -->\n";
     std::ifstream in(path);
@@ -680,7 +683,7 @@ TEST(Boundary, TheTableHasEveryFunctionWithArguments) {
     Untouched u;
     const Table table(u);
     for (const Row& row : table.rows()) functions.insert(row.function);
-    std::ifstream list(std::string(MLH_SOURCE_DIR) + "/cmake/exports.txt");
+    std::ifstream list(SourceDir() + "/cmake/exports.txt");
     int exports = 0;
     for (std::string line; std::getline(list, line);) {
         if (line.empty() || line[0] == '#') continue;
@@ -915,3 +918,5 @@ TEST(Boundary, BehindTheEndThereIsSilenceInBothCalls) {
 }
 
 }  // namespace
+
+}  // namespace mlh

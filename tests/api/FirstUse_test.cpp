@@ -10,6 +10,8 @@
 #include "support/HostJob.h"
 #include "support/SungTunes.h"
 
+namespace mlh {
+
 namespace {
 
 TEST(FirstUse, ThreadsThatComeFirstAtOnceHearWhatALaterOneHears) {
@@ -34,3 +36,5 @@ TEST(FirstUse, ThreadsThatComeFirstAtOnceHearWhatALaterOneHears) {
 }
 
 }  // namespace
+
+}  // namespace mlh

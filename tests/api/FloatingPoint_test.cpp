@@ -13,6 +13,8 @@
 #include <xmmintrin.h>
 #endif
 
+namespace mlh {
+
 namespace {
 
 // A scale, its middle as faint as only denormal numbers are.
@@ -84,3 +86,5 @@ TEST(FloatingPoint, NothingTrapsInAHostThatTraps) {
 #endif
 
 }  // namespace
+
+}  // namespace mlh

@@ -14,6 +14,8 @@
 #include "support/ProcessMemory.h"
 #include "support/SungTunes.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
@@ -233,3 +235,5 @@ TEST(HostileAudio, AnHourOfNoisePasses) {
 }
 
 }  // namespace
+
+}  // namespace mlh

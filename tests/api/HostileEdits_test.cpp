@@ -15,6 +15,8 @@
 #include "support/ScriptedVoice.h"
 #include "support/SungTunes.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
@@ -332,3 +334,5 @@ TEST(HostileEdits, SegmentsInRandomOrderOfEditsStayInOrder) {
 }
 
 }  // namespace
+
+}  // namespace mlh

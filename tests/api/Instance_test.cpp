@@ -13,6 +13,8 @@
 #include "mlh/mlh.h"
 #include "support/SungTunes.h"
 
+namespace mlh {
+
 namespace {
 
 struct Dispose {
@@ -452,3 +454,5 @@ TEST(Process16, AProcessCallStartsAgainWhileTheVoicesGoOn) {
 }
 
 }  // namespace
+
+}  // namespace mlh

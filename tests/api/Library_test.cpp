@@ -11,7 +11,10 @@
 #include <string>
 
 #include "mlh/mlh.h"
+#include "support/Paths.h"
 #include "support/Shell.h"
+
+namespace mlh {
 
 static_assert(sizeof(PitchItem) == 16 && offsetof(PitchItem, pitch) == 4 && offsetof(PitchItem, level) == 12);
 static_assert(sizeof(ChordItem) == 20 && offsetof(ChordItem, notes) == 4);
@@ -20,8 +23,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const fs::path kBinaries = MLH_BINARY_DIR;
-const fs::path kSources = MLH_SOURCE_DIR;
+const fs::path kBinaries = BinaryDir();
+const fs::path kSources = SourceDir();
 
 #ifndef _WIN32  // these look at the files of Linux; of mlh.dll, the test api/Dll does
 
@@ -138,3 +141,5 @@ TEST(Examples, TheCHostIsUnderAHundredLines) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -7,6 +7,8 @@
 #include <random>
 #include <vector>
 
+namespace mlh {
+
 namespace {
 
 using PitchElement = MalleoTuneHarmonyAddOnIf::PitchElement;
@@ -181,3 +183,5 @@ TEST(MidiConversion, AgreesWithThePlainWalkOnRandomNotes) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -50,6 +50,8 @@ void operator delete(void* memory) noexcept { Free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { Free(memory); }
 #pragma GCC diagnostic pop
 
+namespace mlh {
+
 namespace {
 
 constexpr int32_t kRate = 11025;
@@ -204,3 +206,5 @@ TEST(OutOfMemory, EveryAllocationOfAShortJobMayFail) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -13,6 +13,8 @@
 #include "support/HostJob.h"
 #include "support/SungTunes.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr int kThreads = 8;
@@ -98,3 +100,5 @@ TEST(Threads, AnInstanceMayMoveFromThreadToThread) {
 }
 
 }  // namespace
+
+}  // namespace mlh

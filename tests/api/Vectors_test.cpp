@@ -6,6 +6,8 @@
 #include <random>
 #include <vector>
 
+namespace mlh {
+
 namespace {
 
 struct Dispose {
@@ -144,3 +146,5 @@ TEST(ChordVector, InsertsByTimeBehindEquals) {
 }
 
 }  // namespace
+
+}  // namespace mlh

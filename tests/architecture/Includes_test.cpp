@@ -9,6 +9,10 @@
 #include <set>
 #include <string>
 
+#include "support/Paths.h"
+
+namespace mlh {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -41,7 +45,7 @@ std::set<std::string> ProjectIncludes(const fs::path& file) {
 std::string RoomOf(const std::string& path) { return path.substr(0, path.find('/')); }
 
 TEST(Includes, FollowTheArrowsBetweenTheRooms) {
-    const fs::path src = fs::path(MLH_SOURCE_DIR) / "src";
+    const fs::path src = fs::path(SourceDir()) / "src";
     int files = 0;
     for (const auto& entry : fs::recursive_directory_iterator(src)) {
         if (!entry.is_regular_file()) continue;
@@ -60,7 +64,7 @@ TEST(Includes, FollowTheArrowsBetweenTheRooms) {
 }
 
 TEST(Includes, LeavesIncludeNothingOfTheirRoom) {
-    const fs::path src = fs::path(MLH_SOURCE_DIR) / "src";
+    const fs::path src = fs::path(SourceDir()) / "src";
     for (const std::string leaf : {"addon/AudioBuffers.h", "addon/AudioReader.h", "addon/AudioBuffers.cpp"}) {
         for (const std::string& include : ProjectIncludes(src / leaf)) {
             EXPECT_TRUE(RoomOf(include) == "dsp" || kLeaves.count(include) > 0)
@@ -70,7 +74,7 @@ TEST(Includes, LeavesIncludeNothingOfTheirRoom) {
 }
 
 TEST(Includes, TheCommandSeesThePublicHeadersAlone) {
-    const fs::path cli = fs::path(MLH_SOURCE_DIR) / "cli";
+    const fs::path cli = fs::path(SourceDir()) / "cli";
     for (const auto& entry : fs::recursive_directory_iterator(cli)) {
         for (const std::string& include : ProjectIncludes(entry.path())) {
             EXPECT_TRUE(RoomOf(include) == "mlh" || fs::exists(cli / include))
@@ -80,3 +84,5 @@ TEST(Includes, TheCommandSeesThePublicHeadersAlone) {
 }
 
 }  // namespace
+
+}  // namespace mlh

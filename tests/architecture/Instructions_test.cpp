@@ -9,7 +9,10 @@
 #include <sstream>
 #include <string>
 
+#include "support/Paths.h"
 #include "support/Shell.h"
+
+namespace mlh {
 
 namespace {
 
@@ -97,7 +100,7 @@ TEST(Instructions, AreToldApart) {
 }
 
 TEST(Instructions, EveryObjectKeepsToItsLevel) {
-    std::ifstream list(MLH_BINARY_DIR "/objects-by-level.txt");
+    std::ifstream list(BinaryDir() + "/objects-by-level.txt");
     std::map<std::string, std::map<Extension, int>> ofLevel;
     int wide = 0;
     for (std::string level, object; list >> level >> object;) {
@@ -121,3 +124,5 @@ TEST(Instructions, EveryObjectKeepsToItsLevel) {
 }
 
 }  // namespace
+
+}  // namespace mlh

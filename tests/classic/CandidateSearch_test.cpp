@@ -13,8 +13,11 @@
 #include <vector>
 
 #include "classic/Choiralizer.h"
+#include "support/Paths.h"
 #include "support/PlainCandidateSearch.h"
 #include "support/Tunes.h"
+
+namespace mlh {
 
 using namespace ChoiralizerClassic;
 using testing::Each;
@@ -449,7 +452,7 @@ TEST(CandidateSearch, DoesTheSameInAnyKey) {
 
 TEST(CandidateSearch, KeepsParallelFifthsAndOctavesRareOnRealTunes) {
     std::string why;
-    const std::vector<Tune> tunes = LoadTunes(MLH_MELODIES_DIR, why);
+    const std::vector<Tune> tunes = LoadTunes(MelodiesDir(), why);
     if (tunes.empty()) {
         GTEST_SKIP() << why;
     }
@@ -494,3 +497,5 @@ TEST(CandidateSearch, KeepsParallelFifthsAndOctavesRareOnRealTunes) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -9,6 +9,8 @@
 #include <memory>
 #include <vector>
 
+namespace mlh {
+
 using namespace ChoiralizerClassic;
 using testing::Each;
 using testing::ElementsAre;
@@ -355,3 +357,5 @@ TEST(ResetHistory, MakesARunRepeatable) {
 }
 
 }  // namespace
+
+}  // namespace mlh

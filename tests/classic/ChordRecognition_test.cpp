@@ -7,6 +7,8 @@
 
 #include "classic/Choiralizer.h"
 
+namespace mlh {
+
 using namespace ChoiralizerClassic;
 
 namespace ChoiralizerClassic {
@@ -194,3 +196,5 @@ TEST(IsDiatonic, KnowsNoTriadsOnTheWholeToneAndChromaticScales) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -10,6 +10,8 @@
 
 #include "classic/Choiralizer.h"
 
+namespace mlh {
+
 using namespace ChoiralizerClassic;
 using testing::ElementsAre;
 
@@ -85,3 +87,5 @@ TEST(StackTypes, AreNotTakenInByDistancesThatWrap) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -10,7 +10,10 @@
 
 #include "classic/Choiralizer.h"
 #include "classic/TransitionTables.h"
+#include "support/Paths.h"
 #include "support/Tunes.h"
+
+namespace mlh {
 
 using namespace ChoiralizerClassic;
 
@@ -276,7 +279,7 @@ TEST(TrackChords, LeavesTheHistoryAlone) {
 
 TEST(TrackChords, FindsSensibleChordsForRealTunes) {
     std::string why;
-    const std::vector<Tune> tunes = LoadTunes(MLH_MELODIES_DIR, why);
+    const std::vector<Tune> tunes = LoadTunes(MelodiesDir(), why);
     if (tunes.empty()) {
         GTEST_SKIP() << why;
     }
@@ -312,3 +315,5 @@ TEST(TrackChords, FindsSensibleChordsForRealTunes) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -7,6 +7,8 @@
 
 #include "classic/Choiralizer.h"
 
+namespace mlh {
+
 using namespace ChoiralizerClassic;
 using testing::Each;
 using testing::ElementsAre;
@@ -382,3 +384,5 @@ TEST(DirectStyles, LeaveTheHistoryAlone) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -6,6 +6,8 @@
 
 #include "classic/ScaleTable.h"
 
+namespace mlh {
+
 using namespace ChoiralizerClassic;
 
 namespace {
@@ -98,3 +100,5 @@ TEST(ScaleArithmetic, ReadsAnUnknownRowAsMajor) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -12,6 +12,8 @@
 #include "classic/TransitionTables.h"
 #include "support/Checksum.h"
 
+namespace mlh {
+
 using namespace ChoiralizerClassic;
 
 namespace {
@@ -113,3 +115,5 @@ TEST(BlockChordTables, RandomStacksDescend) {
 }
 
 }  // namespace
+
+}  // namespace mlh

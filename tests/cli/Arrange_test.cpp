@@ -20,6 +20,8 @@
 #include "support/NotationReaders.h"
 #include "support/SungTunes.h"
 
+namespace mlh {
+
 namespace {
 
 using testing::HasSubstr;
@@ -327,3 +329,5 @@ TEST_F(Arrange, ARecordingIsArrangedAndEveryStyleIsSung) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -5,6 +5,8 @@
 
 #include "Errors.h"
 
+namespace mlh {
+
 namespace {
 
 using testing::AllOf;
@@ -154,3 +156,5 @@ TEST(Key, UsualSpellingsAreRead) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -17,7 +17,10 @@
 #include "mlh/analysis.h"
 #include "mlh/mlh.h"
 #include "support/CommandFolder.h"
+#include "support/Paths.h"
 #include "support/SungTunes.h"
+
+namespace mlh {
 
 namespace {
 
@@ -123,7 +126,7 @@ std::vector<std::string> ExamplesIn(const std::string& text) {
 TEST_F(Command, ExamplesOfHelpAndDocumentsRun) {
     WriteLead("lead.wav");
     fs::create_directory(Path("examples"));
-    fs::copy(MLH_SOURCE_DIR "/examples", Path("examples"));
+    fs::copy(SourceDir() + "/examples", Path("examples"));
     std::ofstream(Path("tune.tsv")) << "0 1 62 D:min\n1 1 65\n2 2 69 A:7\n4 1 64\n5 3 62 D:min\n";
     ASSERT_EQ(Run("arrange tune.tsv -q --midi melody.mid").status, 0);
     ASSERT_EQ(Run("arrange tune.tsv -q --midi voices.mid").status, 0);
@@ -139,7 +142,7 @@ TEST_F(Command, ExamplesOfHelpAndDocumentsRun) {
         run(Run(command + " --help").output);
     EXPECT_GE(count, 10u);
     for (const char* name : {"/README.md", "/docs/guide.md"}) {
-        std::ifstream file(std::string(MLH_SOURCE_DIR) + name);
+        std::ifstream file(SourceDir() + name);
         const std::size_t before = count;
         run(std::string(std::istreambuf_iterator<char>(file), {}));
         EXPECT_GT(count, before) << name;
@@ -438,8 +441,8 @@ TEST_F(Command, AnInterruptLeavesNoHalfWrittenFile) {
     ASSERT_GT(fs::file_size(Path("whole.csv")), 2u * 65536u);  // what a pipe holds
     const auto result = RunLine(
         "sh -c 'work=.unfinished-$$-pitch.csv; mkfifo $work; "
-        "(exec 3<$work; kill -INT $$) >/dev/null 2>&1 & exec " MLH_BINARY_DIR
-        "/mlh analyze long.wav --f0 pitch.csv'");
+        "(exec 3<$work; kill -INT $$) >/dev/null 2>&1 & exec " +
+        BinaryDir() + "/mlh analyze long.wav --f0 pitch.csv'");
     EXPECT_NE(result.status, 0);
     EXPECT_FALSE(fs::exists(Path("pitch.csv")));
     EXPECT_THAT(HalfWritten(), testing::IsEmpty());
@@ -453,7 +456,7 @@ TEST_F(Command, AFullDiskIsAFailureThatNamesTheFile) {
           "analyze lead.wav --json full.json", "analyze lead.wav --labels full.txt",
           "analyze lead.wav --midi full.mid", "arrange lead.wav --musicxml full.xml",
           "arrange lead.wav --picture full.svg", "arrange lead.wav --picture full.png"}) {
-        const auto result = RunLine("trap '' XFSZ && ulimit -f 0 && " MLH_BINARY_DIR "/mlh " + call + " -q");
+        const auto result = RunLine("trap '' XFSZ && ulimit -f 0 && " + BinaryDir() + "/mlh " + call + " -q");
         EXPECT_EQ(result.status, 1) << call;
         EXPECT_THAT(result.output, testing::StartsWith("mlh: cannot ")) << call;
         EXPECT_THAT(result.output, HasSubstr(" full.")) << call;
@@ -468,11 +471,11 @@ TEST_F(Command, AFullDiskIsAFailureThatNamesTheFile) {
 TEST_F(Command, WhatCannotBePrintedIsAFailure) {
     WriteLead("lead.wav");
     for (const std::string call : {"analyze lead.wav", "--version", "analyze --help"}) {
-        const auto result = RunLine("(" MLH_BINARY_DIR "/mlh " + call + " >/dev/full)");
+        const auto result = RunLine("(" + BinaryDir() + "/mlh " + call + " >/dev/full)");
         EXPECT_EQ(result.status, 1) << call;
         EXPECT_EQ(result.output, "mlh: cannot write to standard output\n") << call;
     }
-    EXPECT_EQ(RunLine("(" MLH_BINARY_DIR "/mlh analyze lead.wav -q >/dev/full)").status, 0);
+    EXPECT_EQ(RunLine("(" + BinaryDir() + "/mlh analyze lead.wav -q >/dev/full)").status, 0);
 }
 
 TEST_F(Command, FileNamesMayBeAnyBytes) {
@@ -505,7 +508,7 @@ TEST_F(Command, WhatOnlyFilesCanBeIsNotReadFromPipes) {
     WriteLead("lead.wav");
     ASSERT_EQ(Run("harmonize lead.wav -o lead.flac -q").status, 0);
     const auto pipe = [&](const std::string& file, const std::string& call) {
-        return RunLine("cat " + file + " | " MLH_BINARY_DIR "/mlh " + call + " -q");
+        return RunLine("cat " + file + " | " + BinaryDir() + "/mlh " + call + " -q");
     };
     EXPECT_EQ(pipe("lead.wav", "analyze /dev/stdin --csv a.csv").output, "");
     ASSERT_EQ(Run("analyze lead.wav -q --csv b.csv").status, 0);
@@ -517,7 +520,7 @@ TEST_F(Command, WhatOnlyFilesCanBeIsNotReadFromPipes) {
 TEST_F(Command, ChordsMayComeThroughAPipe) {
     WriteLead("lead.wav");
     ASSERT_EQ(Run("harmonize lead.wav --chords '0 C, 2.5 F' -o a.wav -q").status, 0);
-    const auto piped = RunLine("echo '0 C, 2.5 F' | " MLH_BINARY_DIR
+    const auto piped = RunLine("echo '0 C, 2.5 F' | " + BinaryDir() +
                                "/mlh harmonize lead.wav --chords /dev/stdin -o b.wav -q");
     EXPECT_EQ(piped.output, "");
     EXPECT_EQ(Text("a.wav"), Text("b.wav"));
@@ -550,3 +553,5 @@ TEST_F(Command, OnAPipeThereIsNoProgressBar) {
 }
 
 }  // namespace
+
+}  // namespace mlh

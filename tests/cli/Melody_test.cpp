@@ -4,6 +4,8 @@
 
 #include "Errors.h"
 
+namespace mlh {
+
 namespace {
 
 TEST(MelodyTable, RowsAreReadInOrderOfTime) {
@@ -27,3 +29,5 @@ TEST(MelodyTable, TimesThatAreNoMelodysAreRefused) {
 }
 
 }  // namespace
+
+}  // namespace mlh

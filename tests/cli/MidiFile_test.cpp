@@ -11,6 +11,8 @@
 #include "Choir.h"
 #include "Errors.h"
 
+namespace mlh {
+
 namespace {
 
 // A file name of this test's own, removed afterwards.
@@ -176,3 +178,5 @@ TEST(DealNotes, ALoneTrackIsDealtOutFromTheTop) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -6,6 +6,8 @@
 
 #include "Errors.h"
 
+namespace mlh {
+
 namespace {
 
 TEST(Gains, EntriesAreFactorsOrDecibelsForOneSideOrBoth) {
@@ -49,3 +51,5 @@ TEST(Mix, AStereoLeadKeepsItsSides) {
 }
 
 }  // namespace
+
+}  // namespace mlh

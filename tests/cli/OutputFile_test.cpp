@@ -19,6 +19,8 @@
 #include <unistd.h>
 #endif
 
+namespace mlh {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -157,3 +159,5 @@ TEST_F(OutputFiles, OfTheLongestNamesAreWritten) {
 #endif
 
 }  // namespace
+
+}  // namespace mlh

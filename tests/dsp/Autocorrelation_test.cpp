@@ -11,6 +11,8 @@
 #include "dsp/kernels/Kernels.h"
 #include "support/SyntheticSinger.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr float kGuard = 77.5f;
@@ -154,3 +156,5 @@ TEST(AutocorrelationTest, TheKernelsOfTheLevelDoWhatTheyPromise) {
 #endif
 
 }  // namespace
+
+}  // namespace mlh

@@ -9,6 +9,8 @@
 #include "LevelMain.h"
 #include "support/SyntheticSinger.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr int32_t kBadArgument = 5000003;
@@ -190,3 +192,5 @@ TEST(CrossCorrelationTest, LengthsUpToTheTransformLengthWrapAroundInsideTheBuffe
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -16,6 +16,8 @@
 #include "dsp/Fft.h"
 #include "support/FreshProcess.h"
 
+namespace mlh {
+
 namespace {
 
 int32_t BestLevel() {
@@ -213,3 +215,5 @@ TEST(DispatchTest, TheLowestOfBoundsThatComeAtOnceStays) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -10,6 +10,8 @@
 
 #include "support/SyntheticSinger.h"
 
+namespace mlh {
+
 using namespace qMELODOR;
 using Complex = std::complex<double>;
 
@@ -448,3 +450,5 @@ TEST(Eq, CreationRefusesWhatItCannotMake) {
     EXPECT_EQ(CreateEq(&eq, 0, 1, 3), 5000003);
     EXPECT_EQ(CreateEq(nullptr, 11025, 1, 3), 5000003);
 }
+
+}  // namespace mlh

@@ -10,6 +10,8 @@
 #include "dsp/kernels/Kernels.h"
 #include "support/SyntheticSinger.h"
 
+namespace mlh {
+
 // The kernels that the dispatch would not pick on this machine, and the plan that all of them share. What
 // callers see is tested level by level in Fft_test.
 namespace {
@@ -148,3 +150,5 @@ INSTANTIATE_TEST_SUITE_P(Levels, FftKernelsTest,
 #endif
 
 }  // namespace
+
+}  // namespace mlh

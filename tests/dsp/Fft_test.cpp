@@ -11,6 +11,8 @@
 #include "PlainFft.h"
 #include "support/SyntheticSinger.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr int32_t kBadArgument = 5000003;
@@ -296,3 +298,5 @@ TEST(FftTest, KernelCanBeReleasedAndPreparedAgain) {
 }
 
 }  // namespace
+
+}  // namespace mlh

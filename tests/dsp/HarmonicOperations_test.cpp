@@ -12,6 +12,8 @@
 #include "dsp/kernels/Kernels.h"
 #include "support/SyntheticSinger.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr float kGuard = 77.5f;
@@ -109,3 +111,5 @@ TEST(HarmonicOperationsTest, TheKernelsOfTheLevelRun) {
 #endif
 
 }  // namespace
+
+}  // namespace mlh

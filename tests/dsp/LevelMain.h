@@ -14,6 +14,8 @@
 
 #include "dsp/Dispatch.h"
 
+namespace mlh {
+
 inline int32_t requestedLevel = -1;
 
 inline uint32_t FeatureOfLevel(int32_t level) {
@@ -50,17 +52,19 @@ class LevelEnvironment : public ::testing::Environment {
     }
 };
 
+}  // namespace mlh
+
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
     for (int i = 1; i < argc; ++i) {
-        if (std::strncmp(argv[i], "--level=", 8) == 0) requestedLevel = std::atoi(argv[i] + 8);
+        if (std::strncmp(argv[i], "--level=", 8) == 0) mlh::requestedLevel = std::atoi(argv[i] + 8);
     }
-    if (requestedLevel >= 0 && !MachineHas(requestedLevel)) {
-        std::printf("this machine has no level %d\n", requestedLevel);
+    if (mlh::requestedLevel >= 0 && !mlh::MachineHas(mlh::requestedLevel)) {
+        std::printf("this machine has no level %d\n", mlh::requestedLevel);
         return 77;
     }
-    InitDispatch(requestedLevel);
-    std::printf("processor level %d\n", CurrentLevel());
-    ::testing::AddGlobalTestEnvironment(new LevelEnvironment);
+    mlh::InitDispatch(mlh::requestedLevel);
+    std::printf("processor level %d\n", mlh::CurrentLevel());
+    ::testing::AddGlobalTestEnvironment(new mlh::LevelEnvironment);
     return RUN_ALL_TESTS();
 }

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <random>
 
+namespace mlh {
+
 namespace {
 
 // The float nearest to what 80 bits give, for arguments from `from` to `to`.
@@ -33,3 +35,5 @@ TEST(NarrowedMath, GivesTheNearestFloats) {
 }
 
 }  // namespace
+
+}  // namespace mlh

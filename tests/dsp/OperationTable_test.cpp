@@ -14,6 +14,8 @@
 #include "LevelMain.h"
 #include "dsp/VecMemory.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
@@ -754,3 +756,5 @@ TEST(OperationTableTest, KernelsRefuseNullPointersAndCountsBelowOne) {
 }
 
 }  // namespace
+
+}  // namespace mlh

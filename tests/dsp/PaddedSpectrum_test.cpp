@@ -12,6 +12,8 @@
 #include "dsp/Fft.h"
 #include "support/SyntheticSinger.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr float kGuard = 77.5f;
@@ -101,3 +103,5 @@ TEST(PaddedSpectrumTest, WhatIsNotANumberStaysInItsBlock) {
 }
 
 }  // namespace
+
+}  // namespace mlh

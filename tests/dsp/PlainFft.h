@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace mlh {
+
 inline constexpr double kPi = 3.14159265358979323846;
 
 // A 32-bit transform has about 2^-24 of rounding noise per stage (-144 dB): -130 dB leaves room for the
@@ -49,3 +51,5 @@ double ErrorDb(const std::vector<float>& got, const std::vector<Want>& want, dou
     }
     return 10.0 * std::log10((error + 1e-300) / power);
 }
+
+}  // namespace mlh

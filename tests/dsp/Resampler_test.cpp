@@ -13,6 +13,8 @@
 
 #include "support/SyntheticSinger.h"
 
+namespace mlh {
+
 using Complex = std::complex<double>;
 
 namespace {
@@ -587,3 +589,5 @@ TEST(Resampler, CreationRefusesWhatItCannotMake) {
     EXPECT_EQ(DestroyResampler(&resampler), 5000003);
     EXPECT_EQ(DestroyResampler(nullptr), 5000003);
 }
+
+}  // namespace mlh

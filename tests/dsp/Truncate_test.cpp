@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 
+namespace mlh {
+
 namespace {
 
 constexpr int32_t kLowest = std::numeric_limits<int32_t>::min();
@@ -44,3 +46,5 @@ TEST(TruncateTest, NotANumberGivesTheSmallest) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -10,6 +10,8 @@
 #include "LevelMain.h"
 #include "support/SyntheticSinger.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
@@ -117,3 +119,5 @@ TEST(VoiceOperations, EverySampleOfSixteenBitsCanBeReached) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -8,6 +8,8 @@
 #include "mlh/mlh.h"
 #include "support/SyntheticSinger.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr int32_t kLongest = 4000;  // samples, of all channels together
@@ -138,3 +140,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     Require(mlhDestroyInstance(&handle) == MLH_OK);
     return 0;
 }
+
+}  // namespace mlh

@@ -9,6 +9,8 @@
 #include <limits>
 #include <string>
 
+namespace mlh {
+
 // What a fuzzing engine, or the replay in the tests, calls with each input. Defined by each target.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size);
 
@@ -76,3 +78,5 @@ class Bytes {
 inline void Require(bool holds) {
     if (!holds) __builtin_trap();
 }
+
+}  // namespace mlh

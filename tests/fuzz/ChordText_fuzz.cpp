@@ -8,6 +8,8 @@
 #include "Melody.h"
 #include "fuzz/Bytes.h"
 
+namespace mlh {
+
 namespace {
 
 void Check(const TimedChord& chord) {
@@ -51,3 +53,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     }
     return 0;
 }
+
+}  // namespace mlh

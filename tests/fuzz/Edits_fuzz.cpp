@@ -11,6 +11,8 @@
 #include "support/ScriptedVoice.h"
 #include "support/SyntheticSinger.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr int32_t kLongestBlock = 2000;
@@ -276,3 +278,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
         EditAddOn(bytes);
     return 0;
 }
+
+}  // namespace mlh

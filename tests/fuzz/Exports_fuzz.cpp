@@ -8,6 +8,8 @@
 #include "mlh/mlh.h"
 #include "support/SyntheticSinger.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr int32_t kInputSamples = 3000;
@@ -235,3 +237,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     while (!bytes.Empty()) host.Call();
     return 0;
 }
+
+}  // namespace mlh

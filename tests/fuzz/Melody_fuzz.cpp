@@ -15,6 +15,8 @@
 #include "fuzz/Bytes.h"
 #include "mlh/arrange.h"
 
+namespace mlh {
+
 namespace {
 
 // A file of this process's own, gone afterwards.
@@ -106,3 +108,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
         SetNotes(bytes);
     return 0;
 }
+
+}  // namespace mlh

@@ -17,6 +17,8 @@
 #include "MidiFile.h"
 #include "fuzz/Bytes.h"
 
+namespace mlh {
+
 namespace {
 
 #ifdef _WIN32
@@ -96,3 +98,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     }
     return 0;
 }
+
+}  // namespace mlh

@@ -8,6 +8,10 @@
 
 #include "fuzz/Bytes.h"
 
+namespace mlh {}  // namespace mlh
+
+using namespace mlh;
+
 int main(int count, char** arguments) {
     namespace fs = std::filesystem;
     std::vector<fs::path> files;

@@ -9,6 +9,8 @@
 #include "support/MemoryReader.h"
 #include "synthesis/PitchSynthesizer.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr std::size_t kMark = sizeof(PitchMark);
@@ -139,3 +141,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     DestroyPitchAnalysis(&analysis);
     return 0;
 }
+
+}  // namespace mlh

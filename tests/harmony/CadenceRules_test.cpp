@@ -9,6 +9,8 @@
 
 #include "harmony/FunctionTables.h"
 
+namespace mlh {
+
 namespace ChoiralizerV2 {
 namespace {
 
@@ -377,3 +379,5 @@ TEST(CadenceRules, LengthsThatAreNoNumbersDoNoHarm) {
 
 }  // namespace
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

@@ -14,7 +14,10 @@
 #include "classic/Choiralizer.h"
 #include "harmony/ChordsInFunctions.h"
 #include "harmony/VoicingRules.h"
+#include "support/Paths.h"
 #include "support/Tunes.h"
+
+namespace mlh {
 
 namespace ChoiralizerV2 {
 namespace {
@@ -1061,13 +1064,13 @@ TEST(ChoiralizerV2, NoSequenceOfCallsDoesHarm) {
 
 // All tunes, in their keys.
 struct KeyedTune {
-    ::Tune tune;
+    mlh::Tune tune;
     int32_t key, scale;
 };
 
 std::vector<KeyedTune> LoadKeyedTunes(std::string& why) {
     std::vector<KeyedTune> tunes;
-    for (::Tune& tune : LoadTunes(MLH_MELODIES_DIR, why)) {
+    for (mlh::Tune& tune : LoadTunes(MelodiesDir(), why)) {
         const int32_t key = tune.keyTonic < 0 ? 0 : tune.keyTonic;
         const int32_t scale = tune.keyMode == "minor" ? 5 : 0;
         tunes.push_back({std::move(tune), key, scale});
@@ -1150,3 +1153,5 @@ TEST(Tunes, EveryNoteOfEveryTuneGetsItsVoices) {
 
 }  // namespace
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

@@ -10,6 +10,8 @@
 #include "classic/ScaleTable.h"
 #include "support/Checksum.h"
 
+namespace mlh {
+
 namespace ChoiralizerV2 {
 namespace {
 
@@ -230,3 +232,5 @@ TEST(NoteNameTable, TheFourRunsNameTheSamePitches) {
 
 }  // namespace
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

@@ -11,6 +11,8 @@
 #include "classic/ScaleTable.h"
 #include "harmony/ChoiralizerV2.h"
 
+namespace mlh {
+
 namespace ChoiralizerV2 {
 namespace {
 
@@ -410,3 +412,5 @@ TEST(ListChordsWithTones, TakesAnyStart) {
 
 }  // namespace
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

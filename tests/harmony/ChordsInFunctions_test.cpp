@@ -10,6 +10,8 @@
 
 #include "harmony/ChoiralizerV2.h"
 
+namespace mlh {
+
 namespace ChoiralizerV2 {
 namespace {
 
@@ -136,3 +138,5 @@ TEST(BuildChordCandidates, PitchesBelowTheKeyCountByTheirDistance) {
 
 }  // namespace
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

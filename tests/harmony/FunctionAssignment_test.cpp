@@ -10,7 +10,10 @@
 #include "harmony/CadenceRules.h"
 #include "harmony/ChoiralizerV2.h"
 #include "harmony/ProgressionTables.h"
+#include "support/Paths.h"
 #include "support/Tunes.h"
+
+namespace mlh {
 
 namespace ChoiralizerV2 {
 namespace {
@@ -349,7 +352,7 @@ TEST(FunctionAssignment, AGapWhoseLikelihoodIsBeyondTheSmallestFloatKeepsNoFunct
 
 TEST(FunctionAssignment, RealTunesGetFunctionsOnAlmostAllNotesOfTheirScale) {
     std::string why;
-    const std::vector<Tune> tunes = LoadTunes(MLH_MELODIES_DIR, why);
+    const std::vector<Tune> tunes = LoadTunes(MelodiesDir(), why);
     if (tunes.empty()) GTEST_SKIP() << why;
     for (const Tune& tune : tunes) {
         TimedMelody melody;
@@ -369,3 +372,5 @@ TEST(FunctionAssignment, RealTunesGetFunctionsOnAlmostAllNotesOfTheirScale) {
 
 }  // namespace
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

@@ -9,6 +9,8 @@
 
 #include "support/Checksum.h"
 
+namespace mlh {
+
 namespace ChoiralizerV2 {
 namespace {
 
@@ -186,3 +188,5 @@ TEST(DegreeFunctionTable, EveryDegreeHasAFunctionOfItsOwn) {
 
 }  // namespace
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

@@ -7,7 +7,10 @@
 #include <vector>
 
 #include "harmony/ChoiralizerV2.h"
+#include "support/Paths.h"
 #include "support/Tunes.h"
+
+namespace mlh {
 
 namespace ChoiralizerV2 {
 namespace {
@@ -317,7 +320,7 @@ TEST(PhraseAnalysis, AgreesWithAPlainReadingOnRandomMelodies) {
 
 TEST(PhraseAnalysis, FindsPhrasesInRealTunes) {
     std::string why;
-    const std::vector<Tune> tunes = LoadTunes(MLH_MELODIES_DIR, why);
+    const std::vector<Tune> tunes = LoadTunes(MelodiesDir(), why);
     if (tunes.empty()) GTEST_SKIP() << why;
     int32_t withPhrases = 0;
     for (const Tune& tune : tunes) {
@@ -339,3 +342,5 @@ TEST(PhraseAnalysis, FindsPhrasesInRealTunes) {
 
 }  // namespace
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

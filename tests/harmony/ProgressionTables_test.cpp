@@ -4,6 +4,8 @@
 
 #include "support/Checksum.h"
 
+namespace mlh {
+
 namespace ChoiralizerV2 {
 namespace {
 
@@ -70,3 +72,5 @@ TEST(DegreeFitTable, TheTonesOfTheMainTriadsFitTheirFunctionBest) {
 
 }  // namespace
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

@@ -13,6 +13,8 @@
 #include "harmony/FunctionTables.h"
 #include "support/PlainVoicingSearch.h"
 
+namespace mlh {
+
 namespace ChoiralizerV2 {
 namespace {
 
@@ -625,3 +627,5 @@ TEST(ScoreBounds, AreNeverExceeded) {
 
 }  // namespace
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

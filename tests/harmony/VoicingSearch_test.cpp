@@ -16,7 +16,10 @@
 #include "harmony/ChoiralizerV2.h"
 #include "harmony/FunctionTables.h"
 #include "harmony/VoicingRules.h"
+#include "support/Paths.h"
 #include "support/PlainVoicingSearch.h"
+
+namespace mlh {
 
 namespace ChoiralizerV2 {
 namespace {
@@ -590,7 +593,7 @@ Chorale ReadChorale(const std::filesystem::path& path) {
 }
 
 TEST(VoicingSearch, WritesPartsOfRealTunesWithFewerFaultsThanTheComposer) {
-    const std::filesystem::path folder = MLH_MELODIES_DIR;
+    const std::filesystem::path folder = MelodiesDir();
     std::vector<std::filesystem::path> files;
     if (std::filesystem::is_directory(folder)) {
         for (const auto& entry : std::filesystem::directory_iterator(folder)) {
@@ -884,3 +887,5 @@ TEST_F(ChordAtNote, RefusesARowOfTheLeadThatDoesNotExist) {
 
 }  // namespace
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

@@ -12,6 +12,8 @@
 #include "support/MemoryReader.h"
 #include "support/ScriptedVoice.h"
 
+namespace mlh {
+
 class AnalysedRecording {
   public:
     AnalysedRecording(std::vector<std::vector<float>> rows, int32_t sampleRate)
@@ -45,3 +47,5 @@ class AnalysedRecording {
   private:
     static constexpr int32_t kBlock = 4096;
 };
+
+}  // namespace mlh

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace mlh {
+
 // Loudest difference between samples `from` and `to` against the loudest sample of `b` there [dB].
 inline double DifferenceDecibels(const std::vector<float>& a, const std::vector<float>& b, int32_t from,
                                  int32_t to) {
@@ -42,3 +44,5 @@ inline double TrackPeriod(const std::vector<float>& samples, int32_t start, int3
     }
     return 0.0;
 }
+
+}  // namespace mlh

@@ -9,6 +9,8 @@
 #include <type_traits>
 #include <vector>
 
+namespace mlh {
+
 // 64-bit FNV-1a (Fowler, Noll and Vo).
 class Hash {
   public:
@@ -40,3 +42,5 @@ uint64_t Checksum(const Table& table) {
     hash.Add(&table, sizeof table);
     return hash.Value();
 }
+
+}  // namespace mlh

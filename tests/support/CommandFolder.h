@@ -9,7 +9,10 @@
 #include <iterator>
 #include <string>
 
+#include "support/Paths.h"
 #include "support/Shell.h"
+
+namespace mlh {
 
 class CommandFolder : public testing::Test {
   protected:
@@ -29,9 +32,9 @@ class CommandFolder : public testing::Test {
     ShellResult RunLine(const std::string& line) const {
         return RunShell("cd " + folder.string() + " && " + line);
     }
-    ShellResult Run(const std::string& arguments) const {
-        return RunLine(MLH_BINARY_DIR "/mlh " + arguments);
-    }
+    ShellResult Run(const std::string& arguments) const { return RunLine(BinaryDir() + "/mlh " + arguments); }
 
     std::filesystem::path folder;
 };
+
+}  // namespace mlh

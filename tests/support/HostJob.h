@@ -10,6 +10,8 @@
 
 #include "mlh/mlh.h"
 
+namespace mlh {
+
 struct HostJob {
     int32_t channels = 1;
     int32_t sampleRate = 16000;
@@ -81,3 +83,5 @@ HostResult RunHostJob(const std::vector<Sample>& samples, const HostJob& job) {
     }
     return result;
 }
+
+}  // namespace mlh

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+namespace mlh {
+
 namespace {
 
 int Within(int64_t i, int count) {
@@ -484,3 +486,5 @@ void LiteralSegmentation::RefineNotes() {
         notes.push_back(note);
     }
 }
+
+}  // namespace mlh

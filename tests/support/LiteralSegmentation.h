@@ -8,6 +8,8 @@
 
 #include "analysis/NoteSegmentation.h"
 
+namespace mlh {
+
 struct LiteralSegmentation {
     LiteralSegmentation(const std::vector<AnalysisFrame>& frames, const SegmentationSettings& settings)
         : set(settings),
@@ -49,3 +51,5 @@ struct LiteralSegmentation {
 
     Window window;
 };
+
+}  // namespace mlh

@@ -5,8 +5,12 @@
 
 #include <cstdlib>
 
+namespace mlh {
+
 #define MLH_LONG_TEST()                                            \
     if (std::getenv("MLH_LONG_TESTS") == nullptr) {                \
         GTEST_SKIP() << "takes minutes: run by scripts/test-long"; \
     }                                                              \
     static_assert(true)
+
+}  // namespace mlh

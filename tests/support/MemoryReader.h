@@ -8,6 +8,8 @@
 
 #include "addon/AudioReader.h"
 
+namespace mlh {
+
 class MemoryReader final : public CAudioReader {
   public:
     MemoryReader(std::vector<std::vector<float>> rows, int32_t sampleRate)
@@ -46,3 +48,5 @@ class MemoryReader final : public CAudioReader {
     int32_t position = 0;
     int32_t reads = 0;
 };
+
+}  // namespace mlh

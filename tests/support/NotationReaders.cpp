@@ -8,6 +8,8 @@
 
 #include "support/Shell.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr int kPerQuarter = 24;
@@ -117,3 +119,5 @@ std::vector<std::vector<Part>> PartsOfScores(const std::vector<Score>& scores) {
     }
     return result;
 }
+
+}  // namespace mlh

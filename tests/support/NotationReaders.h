@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+namespace mlh {
+
 // A note in 24ths of a quarter note.
 struct Struck {
     int start;
@@ -27,3 +29,5 @@ struct Score {
 };
 // All scores in one run, in their order. An empty result where LilyPond complains.
 std::vector<std::vector<Part>> PartsOfScores(const std::vector<Score>& scores);
+
+}  // namespace mlh

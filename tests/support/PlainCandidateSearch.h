@@ -10,6 +10,8 @@
 
 #include "classic/ScaleTable.h"
 
+namespace mlh {
+
 struct PlainCandidateSearch {
     enum Rule : uint32_t {
         kOrderPenalty = 1,
@@ -322,3 +324,5 @@ struct PlainCandidateSearch {
         return f * s;
     }
 };
+
+}  // namespace mlh

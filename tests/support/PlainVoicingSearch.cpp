@@ -7,6 +7,8 @@
 #include "classic/ScaleTable.h"
 #include "harmony/FunctionTables.h"
 
+namespace mlh {
+
 namespace PlainVoicing {
 
 using namespace ChoiralizerV2;
@@ -273,3 +275,5 @@ Solution Solve(const Problem& problem) {
 }
 
 }  // namespace PlainVoicing
+
+}  // namespace mlh

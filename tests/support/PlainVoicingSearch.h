@@ -9,7 +9,7 @@
 #include "harmony/VoicingCandidate.h"
 #include "harmony/VoicingRules.h"
 
-namespace PlainVoicing {
+namespace mlh::PlainVoicing {
 
 struct Problem {
     std::vector<int32_t> pitches;    // the lead, one per note
@@ -39,4 +39,4 @@ void Trace(const Problem& problem, Solution& solution);
 // All three.
 Solution Solve(const Problem& problem);
 
-}  // namespace PlainVoicing
+}  // namespace mlh::PlainVoicing

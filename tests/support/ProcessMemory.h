@@ -5,6 +5,8 @@
 #include <fstream>
 #include <string>
 
+namespace mlh {
+
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr bool kMemoryIsMeasurable = false;
 #else
@@ -25,3 +27,5 @@ inline double PeakMemory() {
 }
 
 inline void ForgetPeakMemory() { std::ofstream("/proc/self/clear_refs") << "5"; }
+
+}  // namespace mlh

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+namespace mlh {
+
 std::vector<AnalysisFrame> FrameMaker::Noise(int32_t count, bool equalPositions) {
     const float voicedShare = Real(0.0f, 1.2f);
     const float low = Real(40.0f, 60.0f);
@@ -107,3 +109,5 @@ void FrameMaker::Shuffle(std::vector<AnalysisFrame>& frames, int32_t swaps) {
         std::swap(frames[static_cast<size_t>(Whole(0, last))], frames[static_cast<size_t>(Whole(0, last))]);
     }
 }
+
+}  // namespace mlh

@@ -7,6 +7,8 @@
 
 #include "analysis/PitchAnalysis.h"
 
+namespace mlh {
+
 class FrameMaker {
   public:
     explicit FrameMaker(uint32_t seed) : bits_(seed) {}
@@ -33,3 +35,5 @@ class FrameMaker {
   private:
     std::mt19937 bits_;
 };
+
+}  // namespace mlh

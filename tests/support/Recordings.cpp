@@ -6,6 +6,8 @@
 #include <fstream>
 #include <iterator>
 
+namespace mlh {
+
 namespace {
 
 enum FormatTag : uint32_t { kInteger = 1, kFloat = 3, kExtensible = 0xFFFE };
@@ -132,12 +134,15 @@ bool ParseWav(const std::vector<uint8_t>& bytes, Recording& recording, std::stri
     return refuse("no data");
 }
 
-std::vector<PitchPoint> LoadPitchCurve(const std::string& folder, const std::string& name, std::string& why) {
-    std::vector<PitchPoint> curve;
+std::vector<AnnotatedPitch> LoadPitchCurve(const std::string& folder, const std::string& name,
+                                           std::string& why) {
+    std::vector<AnnotatedPitch> curve;
     std::ifstream file(std::filesystem::path(folder) / name);
-    PitchPoint point{};
+    AnnotatedPitch point{};
     char comma = 0;
     while (file >> point.seconds >> comma >> point.hertz) curve.push_back(point);
     if (curve.empty()) why = "no pitch annotation " + name;
     return curve;
 }
+
+}  // namespace mlh

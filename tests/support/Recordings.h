@@ -2,12 +2,16 @@
 //
 //     Recording voice;
 //     std::string why;
-//     if (!LoadRecording(MLH_VOICES_DIR, "some.wav", voice, why)) GTEST_SKIP() << why;
+//     if (!LoadRecording(VoicesDir(), "some.wav", voice, why)) GTEST_SKIP() << why;
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "support/Paths.h"
+
+namespace mlh {
 
 struct Recording {
     std::string name;  // file name without folder
@@ -32,8 +36,11 @@ bool LoadRecording(const std::string& folder, const std::string& name, Recording
 bool ParseWav(const std::vector<uint8_t>& bytes, Recording& recording, std::string& why);
 
 // A pitch annotation of lines "seconds,hertz"; 0 Hz is unvoiced.
-struct PitchPoint {
+struct AnnotatedPitch {
     double seconds;
     double hertz;
 };
-std::vector<PitchPoint> LoadPitchCurve(const std::string& folder, const std::string& name, std::string& why);
+std::vector<AnnotatedPitch> LoadPitchCurve(const std::string& folder, const std::string& name,
+                                           std::string& why);
+
+}  // namespace mlh

@@ -4,6 +4,10 @@
 
 #include <cstring>
 
+#include "support/Paths.h"
+
+namespace mlh {
+
 namespace {
 
 // Builds WAV files byte by byte.
@@ -126,11 +130,11 @@ TEST(Recordings, SaysWhyAFileIsNotRead) {
 
 TEST(Recordings, ReadsEveryRealOne) {
     std::string why;
-    const std::vector<std::string> names = ListRecordings(MLH_VOICES_DIR, why);
+    const std::vector<std::string> names = ListRecordings(VoicesDir(), why);
     if (names.empty()) GTEST_SKIP() << why;
     for (const std::string& name : names) {
         Recording recording;
-        ASSERT_TRUE(LoadRecording(MLH_VOICES_DIR, name, recording, why)) << why;
+        ASSERT_TRUE(LoadRecording(VoicesDir(), name, recording, why)) << why;
         EXPECT_GT(recording.Frames(), recording.sampleRate) << name << ": all last over a second";
         float loudest = 0.0f;
         for (const float sample : recording.samples) loudest = std::max(loudest, std::abs(sample));
@@ -140,3 +144,5 @@ TEST(Recordings, ReadsEveryRealOne) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -11,6 +11,8 @@
 #include "support/MemoryReader.h"
 #include "synthesis/PitchSynthesizerImpl.h"
 
+namespace mlh {
+
 // Hands out what it was given and remembers that it was asked; everything else does nothing.
 class ScriptedAnalysis final : public CMELODORPitchAnalysisIf {
   public:
@@ -140,3 +142,5 @@ inline std::vector<std::vector<float>> Render(CMELODORPitchSynthesizerIf& voice,
     }
     return rows;
 }
+
+}  // namespace mlh

@@ -17,6 +17,8 @@
 #include <sys/wait.h>
 #endif
 
+namespace mlh {
+
 struct ShellResult {
     int status;          // exit status, -1 if it did not exit by itself
     std::string output;  // standard output and standard error
@@ -56,3 +58,5 @@ inline ShellResult RunShell(const std::string& command) {
 }
 
 #endif
+
+}  // namespace mlh

@@ -5,6 +5,8 @@
 
 #include "support/SyntheticSinger.h"
 
+namespace mlh {
+
 // Notes of `seconds` each, in the vowels a e i o u by turns, with a short rest behind every `phrase` notes
 // (0: none).
 inline SungRecording SingScale(const std::vector<double>& pitches, double seconds = 0.6, int phrase = 0,
@@ -24,3 +26,5 @@ inline SungRecording SingScale(const std::vector<double>& pitches, double second
 inline SungRecording SingPhrase(double sampleRate = 44100.0) {
     return SingScale({60, 62, 64, 65, 67, 64, 62, 60, 59, 60}, 0.6, 4, sampleRate);
 }
+
+}  // namespace mlh

@@ -7,6 +7,8 @@
 #include <map>
 #include <numbers>
 
+namespace mlh {
+
 namespace {
 
 constexpr double kPi = std::numbers::pi;
@@ -347,3 +349,5 @@ std::vector<float> Noise(std::size_t count, uint64_t seed, float peak) {
     for (float& sample : noise) sample = source.Next() * peak;
     return noise;
 }
+
+}  // namespace mlh

@@ -12,6 +12,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace mlh {
+
 struct SungNote {
     double pitch = 60.0;    // MIDI, fractions allowed; without meaning for a rest
     double duration = 0.5;  // seconds, its consonant included
@@ -70,3 +72,5 @@ class NoiseSource {
 
 // The source's first `count` samples.
 std::vector<float> Noise(std::size_t count, uint64_t seed = 5, float peak = 1.0f);
+
+}  // namespace mlh

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <numbers>
 
+namespace mlh {
+
 namespace {
 
 double Level(const std::vector<float>& x, double hertz, double rate, size_t from, size_t to) {
@@ -122,3 +124,5 @@ TEST(SyntheticSinger, NoiseIsUniformAndWithinItsLimits) {
 }
 
 }  // namespace
+
+}  // namespace mlh

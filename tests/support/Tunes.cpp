@@ -5,6 +5,8 @@
 #include <fstream>
 #include <sstream>
 
+namespace mlh {
+
 namespace {
 
 // The pitch class of a name like "C", "Bb" or "F#"; -1 for no name.
@@ -75,3 +77,5 @@ std::vector<Tune> LoadTunes(const std::string& folder, std::string& why) {
     }
     return tunes;
 }
+
+}  // namespace mlh

@@ -1,13 +1,17 @@
 // Real tunes for tests: tab-separated lead sheets below a folder that may be missing.
 //
 //     std::string why;
-//     std::vector<Tune> tunes = LoadTunes(MLH_MELODIES_DIR, why);
+//     std::vector<Tune> tunes = LoadTunes(MelodiesDir(), why);
 //     if (tunes.empty()) GTEST_SKIP() << why;
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "support/Paths.h"
+
+namespace mlh {
 
 struct TuneNote {
     float onset = 0.0f;  // beats
@@ -28,3 +32,5 @@ struct Tune {
 
 // All tunes of the folder, sorted by name. Empty, with a reason in `why`, where there is none.
 std::vector<Tune> LoadTunes(const std::string& folder, std::string& why);
+
+}  // namespace mlh

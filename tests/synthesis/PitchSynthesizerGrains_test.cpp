@@ -33,6 +33,8 @@ void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 #pragma GCC diagnostic pop
 
+namespace mlh {
+
 namespace {
 
 constexpr int32_t kRate = 44100;
@@ -928,3 +930,5 @@ TEST(Buffers, AreNotAllocatedInTheSteadyState) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -9,6 +9,8 @@
 
 #include "support/ScriptedVoice.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr double kRate = kScriptedRate;
@@ -543,3 +545,5 @@ TEST_F(PitchSynthesizerSegments, StayWhereNoClassIsNear) {
 }
 
 }  // namespace
+
+}  // namespace mlh

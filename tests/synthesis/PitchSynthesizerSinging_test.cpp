@@ -8,8 +8,11 @@
 
 #include "support/AnalysedRecording.h"
 #include "support/AudioMeasures.h"
+#include "support/Paths.h"
 #include "support/Recordings.h"
 #include "support/SungTunes.h"
+
+namespace mlh {
 
 namespace {
 
@@ -93,12 +96,12 @@ INSTANTIATE_TEST_SUITE_P(Semitones, ShiftedSungVoice,
 
 TEST(RealVoices, AreTheRecordingWhenNothingIsChanged) {
     std::string why;
-    const std::vector<std::string> names = ListRecordings(MLH_VOICES_DIR, why);
+    const std::vector<std::string> names = ListRecordings(VoicesDir(), why);
     if (names.empty()) GTEST_SKIP() << why;
     for (const std::string& name : names) {
         SCOPED_TRACE(name);
         Recording file;
-        ASSERT_TRUE(LoadRecording(MLH_VOICES_DIR, name, file, why)) << why;
+        ASSERT_TRUE(LoadRecording(VoicesDir(), name, file, why)) << why;
         std::vector<std::vector<float>> rows;
         for (int32_t c = 0; c < file.channels; ++c) rows.push_back(file.Channel(c));
         AnalysedRecording recording(std::move(rows), file.sampleRate);
@@ -110,7 +113,7 @@ TEST(RealVoices, AreShiftedByTheSemitonesAsked) {
     std::string why;
     for (const char* name : {"sms_singing-female.wav", "vocadito_10.wav", "gtsinger_zh10_Vibrato.wav"}) {
         Recording file;
-        if (!LoadRecording(MLH_VOICES_DIR, name, file, why)) GTEST_SKIP() << why;
+        if (!LoadRecording(VoicesDir(), name, file, why)) GTEST_SKIP() << why;
         AnalysedRecording recording({file.Mono()}, file.sampleRate);
         const std::vector<float>& source = recording.reader.GetRows()[0];
         const int32_t rate = file.sampleRate, window = rate / 25;
@@ -141,3 +144,5 @@ TEST(RealVoices, AreShiftedByTheSemitonesAsked) {
 }
 
 }  // namespace
+
+}  // namespace mlh

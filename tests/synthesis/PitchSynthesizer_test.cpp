@@ -12,6 +12,8 @@
 
 #include "support/ScriptedVoice.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
@@ -219,3 +221,5 @@ TEST_F(PitchSynthesizer, LooksUpWithoutMovingTheRendering) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -7,6 +7,8 @@
 
 #include "support/ScriptedVoice.h"
 
+namespace mlh {
+
 namespace {
 
 // Marks stand every 100 samples at 12.8 kHz, so that their times are exact in binary and a transition may
@@ -352,3 +354,5 @@ TEST_F(Transitions, FadeInScaledTime) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -28,6 +28,8 @@
 #include "validation/AudioFiles.h"
 #include "validation/Performance.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr int32_t kLevels[] = {0, 3, 4, 5, 6};
@@ -222,6 +224,10 @@ void Add(Alike& sum, const Alike& one) {
 }
 
 }  // namespace
+
+}  // namespace mlh
+
+using namespace mlh;
 
 int main(int argc, char** argv) {
     double seconds = 1e9;

@@ -29,6 +29,8 @@
 #include "support/Recordings.h"
 #include "support/SungTunes.h"
 
+namespace mlh {
+
 // Every allocation of the process is counted.
 
 extern "C" {
@@ -159,6 +161,10 @@ void RunOnce(const std::vector<float>& loop, int32_t rate, int32_t length, Cost&
 }
 
 }  // namespace
+
+}  // namespace mlh
+
+using namespace mlh;
 
 int main(int argc, char** argv) {
     int runs = 3;

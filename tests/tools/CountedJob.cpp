@@ -13,6 +13,8 @@
 #include "mlh/mlh.h"
 #include "support/SungTunes.h"
 
+namespace mlh {
+
 extern "C" {
 
 __attribute__((noinline)) int32_t CountedAnalysis(void* mlh, const SungRecording& lead) {
@@ -25,6 +27,10 @@ __attribute__((noinline)) int32_t CountedRendering(void* mlh, std::vector<int16_
 }
 
 }  // extern "C"
+
+}  // namespace mlh
+
+using namespace mlh;
 
 int main(int argc, char** argv) {
     const int level = argc == 2 ? std::atoi(argv[1]) : -1;

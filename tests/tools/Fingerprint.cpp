@@ -19,6 +19,8 @@
 #include "support/Recordings.h"
 #include "validation/Performance.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr double kSeconds = 3.0;  // of each recording
@@ -100,6 +102,10 @@ std::string Fingerprint(const Lead& lead) {
 }
 
 }  // namespace
+
+}  // namespace mlh
+
+using namespace mlh;
 
 int main(int argc, char** argv) {
     std::vector<Lead> leads = Songs();

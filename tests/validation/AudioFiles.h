@@ -1,7 +1,7 @@
 // Recordings of any format that libsndfile reads, for the tests of this room.
 //
 //     std::string why;
-//     const auto names = ListAudioFiles(MLH_VOICES_DIR, why);
+//     const auto names = ListAudioFiles(VoicesDir(), why);
 //     if (names.empty()) GTEST_SKIP() << why;
 #pragma once
 
@@ -11,11 +11,14 @@
 #include <string>
 #include <vector>
 
+#include "support/Paths.h"
 #include "support/Recordings.h"
 
 #ifdef MLH_HAVE_SNDFILE
 #include <sndfile.h>
 #endif
+
+namespace mlh {
 
 // The names of all sound files of the folder, sorted. Empty, with a reason in `why`, where there is none or
 // none can be read.
@@ -76,3 +79,5 @@ inline bool LoadAudioFile(const std::string& folder, const std::string& name, do
     return false;
 #endif
 }
+
+}  // namespace mlh

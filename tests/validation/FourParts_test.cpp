@@ -11,7 +11,10 @@
 
 #include "harmony/ChordModel.h"
 #include "mlh/arrange.h"
+#include "support/Paths.h"
 #include "support/Tunes.h"
+
+namespace mlh {
 
 namespace {
 
@@ -74,7 +77,7 @@ const std::vector<Case>& Cases(std::string& why) {
     static std::string reason;
     static const std::vector<Case> cases = [] {
         std::vector<Case> all;
-        std::vector<Tune> tunes = LoadTunes(MLH_MELODIES_DIR, reason);
+        std::vector<Tune> tunes = LoadTunes(MelodiesDir(), reason);
         for (std::size_t t = 0; t < tunes.size(); ++t) {
             Tune& tune = tunes[t];
             tune.notes.resize(std::min(tune.notes.size(), kNotes));
@@ -183,3 +186,5 @@ TEST(FourParts, NoOctavesInParallelFromChordToChord) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -8,9 +8,12 @@
 #include <cmath>
 #include <cstdio>
 
+#include "support/Paths.h"
 #include "synthesis/PitchSynthesizer.h"
 #include "validation/AudioFiles.h"
 #include "validation/Performance.h"
+
+namespace mlh {
 
 namespace {
 
@@ -81,11 +84,11 @@ void ExpectTheLead(Performance& performance, const std::string& name) {
 
 TEST(Identity, AVoiceOnTheLeadsOwnPitchesIsTheLeadOnEveryRecording) {
     std::string why;
-    const auto names = ListAudioFiles(MLH_VOICES_DIR, why);
+    const auto names = ListAudioFiles(VoicesDir(), why);
     if (names.empty()) GTEST_SKIP() << why;
     for (const std::string& name : names) {
         Recording recording;
-        ASSERT_TRUE(LoadAudioFile(MLH_VOICES_DIR, name, kLongest, recording, why)) << why;
+        ASSERT_TRUE(LoadAudioFile(VoicesDir(), name, kLongest, recording, why)) << why;
         Performance performance(recording);
         ExpectTheLead(performance, name);
     }
@@ -104,3 +107,5 @@ TEST(Identity, AVoiceOnTheLeadsOwnPitchesIsTheLeadAtEveryRate) {
 }
 
 }  // namespace
+
+}  // namespace mlh

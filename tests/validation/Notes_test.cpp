@@ -13,8 +13,11 @@
 #include <string>
 #include <vector>
 
+#include "support/Paths.h"
 #include "validation/AudioFiles.h"
 #include "validation/Performance.h"
+
+namespace mlh {
 
 namespace {
 
@@ -134,7 +137,7 @@ TEST(Notes, OfTheSyntheticSingerAreFoundWhereTheyAre) {
 
 std::vector<Note> ReadListenersNotes(const std::string& listener) {
     std::vector<Note> notes;
-    std::ifstream file(MLH_VOICES_DIR "/vocadito_1.notes" + listener + ".csv");
+    std::ifstream file(VoicesDir() + "/vocadito_1.notes" + listener + ".csv");
     double start, hertz, duration;
     char comma;
     while (file >> start >> comma >> hertz >> comma >> duration) {
@@ -146,7 +149,7 @@ std::vector<Note> ReadListenersNotes(const std::string& listener) {
 TEST(Notes, OfASongAreThoseThatListenersWrote) {
     Recording voice;
     std::string why;
-    if (!LoadRecording(MLH_VOICES_DIR, "vocadito_1.wav", voice, why)) GTEST_SKIP() << why;
+    if (!LoadRecording(VoicesDir(), "vocadito_1.wav", voice, why)) GTEST_SKIP() << why;
     const auto first = ReadListenersNotes("A1");
     const auto second = ReadListenersNotes("A2");
     if (first.empty() || second.empty()) GTEST_SKIP() << "the listeners' notes are missing";
@@ -167,10 +170,10 @@ TEST(Notes, OfASongAreThoseThatListenersWrote) {
 TEST(Notes, OfHeldVowelsAreTheMarkedOnes) {
     Recording voice;
     std::string why;
-    if (!LoadAudioFile(MLH_VOICES_DIR, "vocobox_c2-vowels.mp3", 1e9, voice, why)) GTEST_SKIP() << why;
+    if (!LoadAudioFile(VoicesDir(), "vocobox_c2-vowels.mp3", 1e9, voice, why)) GTEST_SKIP() << why;
     constexpr double kPitch = 47.5;  // of all of them, within 20 cents; the labels say C3
     std::vector<Note> truth;
-    std::ifstream file(MLH_VOICES_DIR "/vocobox_c2-vowels.markers.txt");
+    std::ifstream file(VoicesDir() + "/vocobox_c2-vowels.markers.txt");
     double start, end;
     std::string label;
     while (file >> start >> end >> label) truth.push_back({start, end, kPitch});
@@ -184,3 +187,5 @@ TEST(Notes, OfHeldVowelsAreTheMarkedOnes) {
 }
 
 }  // namespace
+
+}  // namespace mlh

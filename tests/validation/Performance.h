@@ -12,6 +12,8 @@
 #include "support/Recordings.h"
 #include "support/SyntheticSinger.h"
 
+namespace mlh {
+
 using Rows = std::vector<std::vector<float>>;  // samples per channel
 
 inline Rows RowsOf(const Recording& recording) {
@@ -108,3 +110,5 @@ class Performance {
     Reader reader_;
     AddOnIf* addOn_ = nullptr;
 };
+
+}  // namespace mlh

@@ -10,6 +10,8 @@
 #include <aubio/aubio.h>
 #endif
 
+namespace mlh {
+
 struct MeteredFrame {
     double time;       // [s] of the middle of its window
     float pitch;       // MIDI scale; 0 where none was found
@@ -75,3 +77,5 @@ class PitchMeter {
     int32_t rate_;
     int32_t window_ = 64;
 };
+
+}  // namespace mlh

@@ -17,6 +17,8 @@
 #include "validation/Performance.h"
 #include "validation/PitchMeter.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr double kEdge = 0.15;      // [s] of a vowel at either end that is not looked at
@@ -184,3 +186,5 @@ INSTANTIATE_TEST_SUITE_P(Rates, PitchTracking, ::testing::Values(22050, 44100, 4
                          [](const auto& tested) { return std::to_string(tested.param) + "Hz"; });
 
 }  // namespace
+
+}  // namespace mlh

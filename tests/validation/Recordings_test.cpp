@@ -8,7 +8,10 @@
 #include <vector>
 
 #include "mlh/mlh.h"
+#include "support/Paths.h"
 #include "validation/AudioFiles.h"
+
+namespace mlh {
 
 namespace {
 
@@ -100,11 +103,11 @@ class EveryRecording : public ::testing::Test {
   protected:
     void SetUp() override {
         std::string why;
-        const auto names = ListAudioFiles(MLH_VOICES_DIR, why);
+        const auto names = ListAudioFiles(VoicesDir(), why);
         if (names.empty()) GTEST_SKIP() << why;
         for (const std::string& name : names) {
             leads.emplace_back();
-            ASSERT_TRUE(LoadAudioFile(MLH_VOICES_DIR, name, kSeconds, leads.back(), why)) << why;
+            ASSERT_TRUE(LoadAudioFile(VoicesDir(), name, kSeconds, leads.back(), why)) << why;
         }
     }
     std::vector<Recording> leads;
@@ -166,3 +169,5 @@ TEST_F(EveryRecording, GoesThroughTheMixUnchangedWhereOnlyTheDryLeadIsHeard) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -14,6 +14,8 @@
 #include "mlh/analysis.h"
 #include "validation/Performance.h"
 
+namespace mlh {
+
 namespace {
 
 SungRecording SingLead(double lowest, double rate) {
@@ -113,3 +115,5 @@ TEST(Reproducibility, HoldsForInstancesOnThreadsOfTheirOwn) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -14,6 +14,9 @@
 
 #include "classic/ScaleTable.h"
 #include "harmony/ChoiralizerV2.h"
+#include "support/Paths.h"
+
+namespace mlh {
 
 namespace ChoiralizerV2 {
 namespace {
@@ -72,7 +75,7 @@ Setting SetTune(const Tune& tune, int32_t mode, int32_t voicesAbove) {
 
 std::vector<Tune> TunesWithChords(std::string& why) {
     std::vector<Tune> tunes;
-    for (Tune& tune : LoadTunes(MLH_MELODIES_DIR, why)) {
+    for (Tune& tune : LoadTunes(MelodiesDir(), why)) {
         if (tune.HasChords() && tune.keyTonic >= 0) tunes.push_back(std::move(tune));
     }
     return tunes;
@@ -151,3 +154,5 @@ TEST(Tunes, WithTheirOwnChordsKeepParallelsFew) {
 
 }  // namespace
 }  // namespace ChoiralizerV2
+
+}  // namespace mlh

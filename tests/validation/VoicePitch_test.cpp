@@ -13,10 +13,13 @@
 #include <string>
 #include <vector>
 
+#include "support/Paths.h"
 #include "synthesis/PitchSynthesizerImpl.h"
 #include "validation/AudioFiles.h"
 #include "validation/Performance.h"
 #include "validation/PitchMeter.h"
+
+namespace mlh {
 
 namespace {
 
@@ -173,12 +176,12 @@ TEST(VoicePitch, VoicesOfTheSyntheticSingerAreInTune) {
 TEST(VoicePitch, VoicesOfRecordingsAreInTune) {
     if (!PitchMeter::kAvailable) GTEST_SKIP() << PitchMeter::kWhyNot;
     std::string why;
-    const auto names = ListAudioFiles(MLH_VOICES_DIR, why);
+    const auto names = ListAudioFiles(VoicesDir(), why);
     if (names.empty()) GTEST_SKIP() << why;
     for (const std::string& name : names) {
         if (kNotOneVoice.count(name) > 0) continue;
         Recording recording;
-        ASSERT_TRUE(LoadAudioFile(MLH_VOICES_DIR, name, kRecordingSeconds, recording, why)) << why;
+        ASSERT_TRUE(LoadAudioFile(VoicesDir(), name, kRecordingSeconds, recording, why)) << why;
         Performance moved(recording);
         moved.SingMoved(kMoves);
         ExpectVoicesInTune(moved, name + ", moved");
@@ -188,3 +191,5 @@ TEST(VoicePitch, VoicesOfRecordingsAreInTune) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -14,6 +14,8 @@
 #include "dsp/kernels/Lanes.h"
 #include "dsp/kernels/Passes.h"
 
+namespace mlh {
+
 namespace {
 
 template <int32_t radix, class V>
@@ -107,9 +109,9 @@ template <>
 float AutocorrelationKernels<MLH_LEVEL, fma>::PowerSpectrum(const QuarterPointPlan& plan, const float* in,
                                                             float* power, float* work) {
 #ifdef __AVX__
-    if (plan.fft.lanes == 8) return ::PowerSpectrum<F8>(plan, in, power, work);
+    if (plan.fft.lanes == 8) return mlh::PowerSpectrum<F8>(plan, in, power, work);
 #endif
-    return ::PowerSpectrum<F4>(plan, in, power, work);
+    return mlh::PowerSpectrum<F4>(plan, in, power, work);
 }
 
 template <>
@@ -129,3 +131,5 @@ void AutocorrelationKernels<MLH_LEVEL, fma>::Lags(float* lags, const float* spec
         LagPairs(lags, spectrum, turns, V::Load(alternating), n, l);
     }
 }
+
+}  // namespace mlh

@@ -3,6 +3,8 @@
 
 #include "dsp/kernels/Vector.h"
 
+namespace mlh {
+
 namespace {
 
 /// V::lanes complex numbers.
@@ -88,3 +90,5 @@ inline void Transform(Complex<V>* x) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -2,6 +2,8 @@
 #include "dsp/kernels/Kernels.h"
 #include "dsp/kernels/Loops.h"
 
+namespace mlh {
+
 namespace {
 
 // 2 b * (b2 + 0.15) / 2 * (b3 + 0.15) / 3
@@ -57,3 +59,5 @@ void HarmonicKernels<MLH_LEVEL>::HarmonicProduct(float* product, const float* bi
     fill(n / 3, n / 2, Constant<2>{});
     fill(n / 2, n, Constant<1>{});
 }
+
+}  // namespace mlh

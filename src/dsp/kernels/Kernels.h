@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+namespace mlh {
+
 struct FftPlan;
 struct QuarterPointPlan;
 
@@ -95,3 +97,5 @@ struct VoiceKernels {
     static void MixTo16(int16_t* out, int32_t stride, const float* const* rows, const double* gains,
                         int32_t rowCount, int32_t frames);
 };
+
+}  // namespace mlh

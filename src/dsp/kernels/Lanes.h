@@ -7,6 +7,8 @@
 
 #include "dsp/kernels/Complex.h"
 
+namespace mlh {
+
 namespace {
 
 template <class V>
@@ -160,3 +162,5 @@ inline void StoreLanes(const Complex<V>* x, Square<V>& square) {
 }
 
 }  // namespace
+
+}  // namespace mlh

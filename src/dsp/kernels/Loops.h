@@ -3,6 +3,8 @@
 
 #include "dsp/kernels/Vector.h"
 
+namespace mlh {
+
 namespace {
 
 // element(V{}, i) for V::lanes numbers from i on, element(F1{}, i) for one; all of `from` to `to` - 1.
@@ -47,3 +49,5 @@ inline int32_t FirstIndexOf(const float* src, int32_t n, float value) {
 }
 
 }  // namespace
+
+}  // namespace mlh

@@ -4,6 +4,8 @@
 #include "dsp/kernels/Kernels.h"
 #include "dsp/kernels/Loops.h"
 
+namespace mlh {
+
 namespace {
 
 constexpr int32_t kNullPointer = -8;
@@ -327,3 +329,5 @@ int32_t Kernels<MLH_LEVEL>::VecSinCos(float* sine, float* cosine, const float* s
     if (const int32_t code = Check(n, sine, cosine, src)) return code;
     return Generic::VecSinCos(sine, cosine, src, n);
 }
+
+}  // namespace mlh

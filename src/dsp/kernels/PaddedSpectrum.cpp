@@ -9,6 +9,8 @@
 #include "dsp/kernels/Complex.h"
 #include "dsp/kernels/Kernels.h"
 
+namespace mlh {
+
 namespace {
 
 static_assert(!fma, "a fused butterfly has other bits");
@@ -138,3 +140,5 @@ void SpectrumKernels<MLH_LEVEL>::PaddedMagnitudes(const PaddedSpectrumTables& ta
     const Complex<F1> middle = Load<F1>(work + points / 2, t.imaginary);
     Magnitude(middle.re, middle.im).Store(out + points / 2);
 }
+
+}  // namespace mlh

@@ -6,6 +6,8 @@
 #include "dsp/FftPlan.h"
 #include "dsp/kernels/Complex.h"
 
+namespace mlh {
+
 namespace {
 
 // One pass joins `radix` columns that stand `srcStride` floats apart, for `count` columns in a row; they come
@@ -94,3 +96,5 @@ void Blocks(const FftPlan& plan, int32_t pass, float* data, int32_t columns, int
 }
 
 }  // namespace
+
+}  // namespace mlh

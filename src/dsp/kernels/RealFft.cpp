@@ -26,6 +26,8 @@
 #include "dsp/kernels/Lanes.h"
 #include "dsp/kernels/Passes.h"
 
+namespace mlh {
+
 namespace {
 
 // --- Step 1: the passes. The outermost pass moves the signal to or from the work buffer.
@@ -229,15 +231,17 @@ void Inverse(const FftPlan& plan, const float* in, float* out, float* work) {
 template <>
 void FftKernels<MLH_LEVEL, fma>::Forward(const FftPlan& plan, const float* in, float* out, float* work) {
 #ifdef __AVX__
-    if (plan.lanes == 8) return ::Forward<F8>(plan, in, out, work);
+    if (plan.lanes == 8) return mlh::Forward<F8>(plan, in, out, work);
 #endif
-    ::Forward<F4>(plan, in, out, work);
+    mlh::Forward<F4>(plan, in, out, work);
 }
 
 template <>
 void FftKernels<MLH_LEVEL, fma>::Inverse(const FftPlan& plan, const float* in, float* out, float* work) {
 #ifdef __AVX__
-    if (plan.lanes == 8) return ::Inverse<F8>(plan, in, out, work);
+    if (plan.lanes == 8) return mlh::Inverse<F8>(plan, in, out, work);
 #endif
-    ::Inverse<F4>(plan, in, out, work);
+    mlh::Inverse<F4>(plan, in, out, work);
 }
+
+}  // namespace mlh

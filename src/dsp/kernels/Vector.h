@@ -10,6 +10,8 @@
 
 #include <cstdint>
 
+namespace mlh {
+
 namespace {
 
 #ifdef __FMA__
@@ -190,3 +192,5 @@ using V = F4;
 #endif
 
 }  // namespace
+
+}  // namespace mlh

@@ -3,6 +3,8 @@
 #include "dsp/kernels/Kernels.h"
 #include "dsp/kernels/Loops.h"
 
+namespace mlh {
+
 namespace {
 
 // Four numbers of 64 bits.
@@ -91,3 +93,5 @@ void VoiceKernels<MLH_LEVEL>::MixTo16(int16_t* out, int32_t stride, const float*
         out += stride;
     }
 }
+
+}  // namespace mlh

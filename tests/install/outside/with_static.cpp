@@ -5,7 +5,7 @@
 
 namespace {
 
-class Silence final : public MalleoTuneHarmonyAddOnIf::AudioReader {
+class Silence final : public mlh::MalleoTuneHarmonyAddOnIf::AudioReader {
   public:
     int32_t SetPosition(int32_t) override { return 0; }
     int32_t Read(float** channels, int32_t frames) override {
@@ -21,8 +21,8 @@ class Silence final : public MalleoTuneHarmonyAddOnIf::AudioReader {
 
 int main() {
     Silence silence;
-    MalleoTuneHarmonyAddOnIf* mlh = nullptr;
-    if (MalleoTuneHarmonyAddOnIf::CreateInstance(&mlh, &silence) != 0 || mlh->Prepare() != 0) return 1;
+    mlh::MalleoTuneHarmonyAddOnIf* mlh = nullptr;
+    if (mlh::MalleoTuneHarmonyAddOnIf::CreateInstance(&mlh, &silence) != 0 || mlh->Prepare() != 0) return 1;
     const bool isSilence = mlh::GetAnalysis(*mlh).key == -1;
-    return MalleoTuneHarmonyAddOnIf::DestroyInstance(&mlh) == 0 && isSilence ? 0 : 1;
+    return mlh::MalleoTuneHarmonyAddOnIf::DestroyInstance(&mlh) == 0 && isSilence ? 0 : 1;
 }
