@@ -1,7 +1,7 @@
 // Lets the components read from the host's reader, so that they need not know the public interface.
 #pragma once
 
-#include "addon/AudioReader.h"
+#include "audio/AudioReader.h"
 #include "mlh/addon.h"
 
 namespace mlh {

@@ -6,9 +6,9 @@
 #include <limits>
 #include <new>
 
-#include "addon/AudioBuffers.h"
 #include "analysis/PitchAnalysis.h"
 #include "analysis/PitchMarks.h"
+#include "audio/AudioBuffers.h"
 #include "synthesis/PitchSynthesizer.h"
 
 namespace mlh {

@@ -11,9 +11,9 @@
 #include "analysis/NoteSegmentation.h"
 #include "analysis/PitchMarks.h"
 #include "analysis/PsolaAnalysis.h"
-#include "dsp/Codes.h"
+#include "base/Codes.h"
+#include "base/NarrowedMath.h"
 #include "dsp/Dispatch.h"
-#include "dsp/NarrowedMath.h"
 
 namespace mlh {
 

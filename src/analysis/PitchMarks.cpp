@@ -5,7 +5,7 @@
 #include <limits>
 #include <new>
 
-#include "dsp/Codes.h"
+#include "base/Codes.h"
 #include "dsp/Dispatch.h"
 
 namespace mlh {

@@ -5,10 +5,10 @@
 #include <cmath>
 #include <new>
 
-#include "dsp/Codes.h"
+#include "base/Codes.h"
+#include "base/NarrowedMath.h"
 #include "dsp/Dispatch.h"
 #include "dsp/HarmonicOperations.h"
-#include "dsp/NarrowedMath.h"
 
 namespace mlh {
 

@@ -28,9 +28,9 @@
 #include <limits>
 #include <new>
 
-#include "dsp/Codes.h"
+#include "base/Codes.h"
+#include "base/NarrowedMath.h"
 #include "dsp/Dispatch.h"
-#include "dsp/NarrowedMath.h"
 
 namespace mlh {
 

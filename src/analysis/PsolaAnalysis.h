@@ -22,8 +22,8 @@
 #include "analysis/Kkf.h"
 #include "analysis/PitchMarks.h"
 #include "analysis/PitchTrack.h"
-#include "analysis/SampleQueue.h"
 #include "analysis/SimpleFilters.h"
+#include "audio/SampleQueue.h"
 
 namespace mlh {
 

@@ -1,4 +1,4 @@
-#include "Version.h"
+#include "base/Version.h"
 
 #include <cstdio>
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "dsp/Codes.h"
+#include "base/Codes.h"
 
 namespace mlh {
 

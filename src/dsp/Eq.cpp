@@ -5,9 +5,9 @@
 #include <new>
 #include <vector>
 
-#include "dsp/Codes.h"
+#include "base/Codes.h"
+#include "base/NarrowedMath.h"
 #include "dsp/Dispatch.h"
-#include "dsp/NarrowedMath.h"
 
 namespace mlh {
 

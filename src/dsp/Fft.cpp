@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "dsp/Codes.h"
+#include "base/Codes.h"
 #include "dsp/FftWindow.h"
 #include "dsp/SplitRadix.h"
 #include "dsp/kernels/Kernels.h"

@@ -6,7 +6,7 @@
 #include <new>
 #include <numbers>
 
-#include "dsp/Codes.h"
+#include "base/Codes.h"
 #include "dsp/Dispatch.h"
 
 namespace mlh {

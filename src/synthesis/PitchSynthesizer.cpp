@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "addon/AudioReader.h"
 #include "analysis/PitchMarks.h"
-#include "dsp/Truncate.h"
+#include "audio/AudioReader.h"
+#include "base/Truncate.h"
 #include "synthesis/PitchSynthesizerImpl.h"
 
 namespace mlh {

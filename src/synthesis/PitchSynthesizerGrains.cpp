@@ -25,10 +25,10 @@
 #include <limits>
 #include <new>
 
-#include "addon/AudioReader.h"
 #include "analysis/PitchMarks.h"
-#include "dsp/NarrowedMath.h"
-#include "dsp/Truncate.h"
+#include "audio/AudioReader.h"
+#include "base/NarrowedMath.h"
+#include "base/Truncate.h"
 #include "dsp/VoiceOperations.h"
 #include "synthesis/PitchSynthesizerImpl.h"
 

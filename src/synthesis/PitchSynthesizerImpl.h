@@ -10,8 +10,8 @@
 #include <span>
 #include <vector>
 
-#include "addon/AudioBuffers.h"
 #include "analysis/PitchAnalysis.h"
+#include "audio/AudioBuffers.h"
 #include "synthesis/PitchSynthesizer.h"
 #include "synthesis/SynthSegment.h"
 

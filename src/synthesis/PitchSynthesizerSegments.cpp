@@ -2,9 +2,9 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "addon/AudioReader.h"
 #include "analysis/PitchMarks.h"
-#include "dsp/Truncate.h"
+#include "audio/AudioReader.h"
+#include "base/Truncate.h"
 #include "synthesis/PitchSynthesizerImpl.h"
 
 namespace mlh {

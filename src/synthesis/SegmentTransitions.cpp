@@ -2,7 +2,7 @@
 #include <cmath>
 
 #include "analysis/PitchMarks.h"
-#include "dsp/Truncate.h"
+#include "base/Truncate.h"
 #include "synthesis/PitchSynthesizerImpl.h"
 #include "synthesis/SynthSegment.h"
 

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "addon/AudioReader.h"
+#include "audio/AudioReader.h"
 
 namespace mlh {
 

@@ -1,4 +1,4 @@
-#include "dsp/Truncate.h"
+#include "base/Truncate.h"
 
 #include <gtest/gtest.h>
 

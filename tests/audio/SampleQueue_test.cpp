@@ -1,4 +1,4 @@
-#include "analysis/SampleQueue.h"
+#include "audio/SampleQueue.h"
 
 #include <gtest/gtest.h>
 

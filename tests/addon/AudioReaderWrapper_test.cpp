@@ -1,7 +1,7 @@
+#include "addon/AudioReaderWrapper.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include "addon/AudioReaderWrapper.h"
 
 namespace mlh {
 

@@ -1,4 +1,4 @@
-#include "dsp/NarrowedMath.h"
+#include "base/NarrowedMath.h"
 
 #include <gtest/gtest.h>
 

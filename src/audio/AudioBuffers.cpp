@@ -1,12 +1,12 @@
-#include "addon/AudioBuffers.h"
+#include "audio/AudioBuffers.h"
 
 #include <algorithm>
 #include <cstring>
 #include <limits>
 #include <utility>
 
-#include "addon/AudioReader.h"
-#include "dsp/Dispatch.h"
+#include "audio/AudioReader.h"
+#include "base/AlignedMemory.h"
 
 namespace mlh {
 
@@ -136,13 +136,13 @@ CTBuffer<float>::CTBuffer(int32_t numChannels)
 CTBuffer<float>::CTBuffer(int32_t numChannels, int32_t frames) : CTBuffer(numChannels) {
     size = std::max(frames, 0);
     for (int32_t c = 0; c < this->numChannels; ++c) {
-        channels[c] = Ops().VecAlloc(size);
-        Ops().VecZero(channels[c], size);
+        channels[c] = AllocateAlignedFloats(size);
+        std::fill_n(channels[c], size, 0.0f);
     }
 }
 
 CTBuffer<float>::~CTBuffer() {
-    for (int32_t c = 0; c < numChannels; ++c) Ops().VecFree(&channels[c]);
+    for (int32_t c = 0; c < numChannels; ++c) FreeAlignedFloats(&channels[c]);
 }
 
 }  // namespace mlh

@@ -1,4 +1,4 @@
-#include "addon/AudioBuffers.h"
+#include "audio/AudioBuffers.h"
 
 #include <gtest/gtest.h>
 
