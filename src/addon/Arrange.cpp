@@ -127,7 +127,8 @@ ArrangeChord ChordOfTones(CChoiralizerV2& engine, const int32_t* tones, int32_t 
 }  // namespace
 
 const std::vector<std::string>& ScaleNames() {
-    static const std::vector<std::string> names = {
+    // Never freed: hosts may ask until the process is gone.
+    static const auto& names = *new std::vector<std::string>{
         "major",      "dorian",           "phrygian",         "lydian",          "mixolydian",
         "minor",      "locrian",          "harmonic-minor",   "hungarian-minor", "double-harmonic",
         "whole-tone", "major-pentatonic", "minor-pentatonic", "chromatic"};

@@ -24,6 +24,7 @@
 #include <cmath>
 #include <limits>
 #include <new>
+#include <type_traits>
 
 #include "analysis/PitchMarks.h"
 #include "audio/AudioReader.h"
@@ -74,17 +75,22 @@ void FillWindowRow(float* row, int32_t halfLength) {
 
 constexpr int32_t kLongestKeptRow = 512;  // a period of 86 Hz at 44.1 kHz
 
-// The rows of lengths 1 to kLongestKeptRow, one behind the other: half a megabyte for all voices.
-const std::vector<float>& KeptWindowRows() {
-    static const std::vector<float> rows = [] {
-        std::vector<float> made;
-        for (int32_t length = 1; length <= kLongestKeptRow; ++length) {
-            made.resize(made.size() + static_cast<size_t>(length));
-            FillWindowRow(made.data() + made.size() - length, length);
-        }
-        return made;
-    }();
-    return rows;
+// The rows of lengths 1 to kLongestKeptRow, one after the other: half a megabyte for all voices. It has no
+// destructor, since hosts may render until the process is gone, after the statics of this library's sources.
+struct KeptWindowRows {
+    KeptWindowRows() {
+        for (int32_t length = 1; length <= kLongestKeptRow; ++length) FillWindowRow(Row(length), length);
+    }
+    float* Row(int32_t length) { return values.data() + length * (length - 1) / 2; }
+    const float* Row(int32_t length) const { return values.data() + length * (length - 1) / 2; }
+
+    std::array<float, kLongestKeptRow*(kLongestKeptRow + 1) / 2> values;
+};
+static_assert(std::is_trivially_destructible_v<KeptWindowRows>);
+
+const float* KeptWindowRow(int32_t length) {
+    static const KeptWindowRows rows;
+    return rows.Row(length);
 }
 
 // `last` keeps the read inside where rounding makes the position drift through a grain of absurd length.
@@ -253,7 +259,7 @@ int32_t CMELODORPitchSynthesizer::HalfLength(int32_t period, float total) const 
 // The window of a half of this length. Of the long ones the last is kept: the left half of a grain mostly has
 // the length of the right half before.
 const float* CMELODORPitchSynthesizer::WindowRow(int32_t halfLength) {
-    if (halfLength <= kLongestKeptRow) return KeptWindowRows().data() + halfLength * (halfLength - 1) / 2;
+    if (halfLength <= kLongestKeptRow) return KeptWindowRow(halfLength);
     if (halfLength != windowRowLength) {
         FillWindowRow(windowRow.data(), halfLength);
         windowRowLength = halfLength;
