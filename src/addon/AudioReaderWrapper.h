@@ -16,6 +16,7 @@ class AudioReaderWrapper final : public CAudioReader {
     int32_t GetLength() override { return reader->GetLength(); }
     int32_t GetNumChannels() override { return reader->GetNumChannels(); }
     int32_t GetSampleRate() override { return reader->GetSampleRate(); }
+    MalleoTuneHarmonyAddOnIf::AudioReader& GetHostReader() { return *reader; }
 
   private:
     MalleoTuneHarmonyAddOnIf::AudioReader* reader;

@@ -56,6 +56,7 @@ class MalleoTuneHarmonyAddOn final : public MalleoTuneHarmonyAddOnIf {
     // For tools and tests. The parts exist once Init has succeeded, the synthesizers from Prepare on.
     bool IsAnalysed() const { return analysed_; }
     int32_t GetSampleRate() { return reader_.GetSampleRate(); }
+    AudioReader& GetReader() { return reader_.GetHostReader(); }
     int32_t GetActiveVoices() const { return activeVoices_; }
     CMELODORPitchSynthesizerIf& GetSynthesizer(int32_t voice) { return *synthesizers_[voice]; }
     CMELODORPitchAnalysisIf& GetAnalysis() { return *analysis_; }

@@ -199,9 +199,12 @@ CMELODORPitchSynthesizer::PlaceResult CMELODORPitchSynthesizer::PlaceGrains(int3
         currentPeriod = OutputPeriod(sourcePeriod);
 
         GrowBuffersForGrain();
-        grainSource.ReadFromAudioReader(reader, 0, previousPeriod + currentPeriod,
-                                        std::max(marks.GetPosition(mark), 0) - previousPeriod, true, true);
-        OverlapAddGrain();
+        if (target + currentPeriod > silentBefore) {
+            grainSource.ReadFromAudioReader(reader, 0, previousPeriod + currentPeriod,
+                                            std::max(marks.GetPosition(mark), 0) - previousPeriod, true,
+                                            true);
+            OverlapAddGrain();
+        }
         accumulated += previousPeriod;
         previousPeriod = currentPeriod;
         target += currentPeriod;
@@ -238,9 +241,14 @@ void CMELODORPitchSynthesizer::SetGrainShape(const SynthSegment& segment) {
     grainWidth = step <= 1.0f ? 1.0f : 1.0f / step;
 }
 
-int32_t CMELODORPitchSynthesizer::OutputPeriod(int32_t sourcePeriod) const {
+int32_t CMELODORPitchSynthesizer::OutputPeriod(int32_t sourcePeriod) {
     const float period = static_cast<float>(sourcePeriod) * settings.transposition * periodRatio;
-    return std::clamp(TruncateToInt32(std::floor(period + 0.5f)), 1, kMaxPeriod);
+    if (!carriesRounding) return std::clamp(TruncateToInt32(std::floor(period + 0.5f)), 1, kMaxPeriod);
+    const float wanted = period + carriedRounding;
+    const int32_t whole = std::clamp(TruncateToInt32(std::floor(wanted + 0.5f)), 1, kMaxPeriod);
+    const float left = wanted - static_cast<float>(whole);
+    carriedRounding = left >= -0.5f && left <= 0.5f ? left : 0.0f;
+    return whole;
 }
 
 // How far the source moves on, so that it keeps up with the output's time.
@@ -309,6 +317,25 @@ void CMELODORPitchSynthesizer::OverlapAddGrain() {
         float* right = accumulator.GetChannel(c) + centre;
         VoiceOps().WriteGrain(right, x, falling, grainGain, rightLength);
     }
+}
+
+void CMELODORPitchSynthesizer::Restart() {
+    for (const auto& segment : segments) {
+        segment->positioned = 0;
+        segment->sourcePosition = 0.0;
+        segment->outputOffset = 0.0;
+        segment->currentMark = 0;
+    }
+    accumulator.Clear();
+    accumulated = previousPeriod = currentPeriod = 0;
+    carriedRounding = 0.0f;
+    lastSourcePosition = 0.0;
+    outputPosition = 0;
+    previousPosition = -1;
+    currentMarkIndex = currentSegmentIndex = 0;
+    lookupSegmentIndex = -1;
+    blocksSincePosition = 0;
+    speed = 1.0f;
 }
 
 void CMELODORPitchSynthesizer::SetPosition(double seconds) {

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <span>
 #include <vector>
@@ -57,6 +58,17 @@ class CMELODORPitchSynthesizer final : public CMELODORPitchSynthesizerIf {
     int32_t SetGlobalParameter(int32_t which, float value) override;
     float GetGlobalParameter(int32_t which) const override;
 
+    // For callers that know the whole voice beforehand.
+    // Replaces all segments by these, which follow each other in time; linear in their number. A negative
+    // glide share takes the measured one. Rendering must be restarted.
+    void ReplaceSegments(std::span<const SegmentInfo> infos);
+    // As a new voice stands: at 0, with nothing under construction. Segments and parameters stay.
+    void Restart();
+    // Grains that end at this output sample or before are placed without being heard, which costs little.
+    void KeepSilentBefore(int64_t outputSample) { silentBefore = outputSample; }
+    // Whether what rounding takes from or gives to a period goes into the next one; initially not.
+    void CarryRounding(bool carry) { carriesRounding = carry; }
+
     const VoiceSettings& GetSettings() const { return settings; }
     const SynthSegment& GetSegment(int32_t index) const { return *segments[index]; }
     int32_t GetCurrentMarkIndex() const { return currentMarkIndex; }  // mark of the grain placed last
@@ -97,7 +109,7 @@ class CMELODORPitchSynthesizer final : public CMELODORPitchSynthesizerIf {
     PlaceResult PlaceGrains(int32_t frames);
     SynthSegment* EnterSegmentAt(double target);
     void SetGrainShape(const SynthSegment& segment);
-    int32_t OutputPeriod(int32_t sourcePeriod) const;
+    int32_t OutputPeriod(int32_t sourcePeriod);
     float SourceAdvance(int32_t sourcePeriod) const;
     int32_t HalfLength(int32_t period, float total) const;
     const float* WindowRow(int32_t halfLength);
@@ -136,6 +148,9 @@ class CMELODORPitchSynthesizer final : public CMELODORPitchSynthesizerIf {
     int32_t accumulated = 0;          // samples of the accumulator that are complete
     int32_t previousPeriod = 0;       // right width of the last grain, left width of the next
     int32_t currentPeriod = 0;        // right width of the grain being placed
+    int64_t silentBefore = std::numeric_limits<int64_t>::min();  // [output samples]
+    bool carriesRounding = false;
+    float carriedRounding = 0.0f;  // [samples] that the last period was too short, -0.5 to 0.5
 };
 
 }  // namespace mlh

@@ -135,6 +135,22 @@ void CMELODORPitchSynthesizer::InsertSegment(const SegmentInfo& info) {
     LinkSegments();
 }
 
+void CMELODORPitchSynthesizer::ReplaceSegments(std::span<const SegmentInfo> infos) {
+    ClearSegments();
+    segments.reserve(infos.size());
+    for (const SegmentInfo& info : infos) {
+        auto segment = MakeSegment();
+        FillSegment(*segment, info, false);
+        if (info.glideInShare < 0.0f || info.glideOutShare < 0.0f) {
+            MeasureTransitions(*segment);  // its length is known by now
+            if (!(info.glideInShare < 0.0f)) segment->glideInShare = Share(info.glideInShare);
+            if (!(info.glideOutShare < 0.0f)) segment->glideOutShare = Share(info.glideOutShare);
+        }
+        segments.push_back(std::move(segment));
+    }
+    LinkSegments();
+}
+
 int32_t CMELODORPitchSynthesizer::SplitSegment(int32_t index, double offset) {
     SegmentInfo info;
     if (GetSegmentInfo(index, &info) != 0) return kNoSuchSegment;

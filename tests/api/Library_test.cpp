@@ -89,7 +89,7 @@ TEST(Header, CompilesAloneAsCAndCxx) {
         const auto result = RunShell("echo '#include <mlh/mlh.h>' | " + compiler + include + "-");
         EXPECT_EQ(result.status, 0) << compiler << "\n" << result.output;
     }
-    for (const std::string header : {"addon.h", "analysis.h", "arrange.h"}) {
+    for (const std::string header : {"addon.h", "analysis.h", "arrange.h", "voices.h"}) {
         const auto result =
             RunShell("echo '#include <mlh/" + header + ">' | c++ -std=c++20 -x c++" + include + "-");
         EXPECT_EQ(result.status, 0) << result.output;
