@@ -12,10 +12,10 @@ foreach(source ${MLH_BENCHMARK_SOURCES})
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bench)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
   target_compile_options(${name} PRIVATE -Wall -Wextra -ffp-contract=off)
-  target_link_libraries(${name} PRIVATE mlh_static benchmark::benchmark)
   if(TARGET mlh_test_support)
     target_link_libraries(${name} PRIVATE mlh_test_support)
   endif()
+  target_link_libraries(${name} PRIVATE mlh_internal benchmark::benchmark)
 endforeach()
 
 # The FFT is measured against a well known one where that is installed.

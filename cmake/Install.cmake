@@ -22,8 +22,17 @@ install(FILES ${PROJECT_BINARY_DIR}/mlhConfig.cmake ${PROJECT_BINARY_DIR}/mlhCon
 
 # The file finds its prefix from where it lies: packages are made for another one than the build was.
 file(RELATIVE_PATH MLH_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
-configure_file(${PROJECT_SOURCE_DIR}/cmake/mlh.pc.in ${PROJECT_BINARY_DIR}/mlh.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/mlh.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+set(MLH_PC_SHARED "-lmlh")
+set(MLH_PC_STATIC "-l:libmlh.a -lstdc++ -lm")
+if(CMAKE_EXECUTABLE_FORMAT STREQUAL "ELF")
+  # With --static the shared library is named before the static one; a program that has no use for it must not ask for
+  # it when it starts.
+  set(MLH_PC_SHARED "-Wl,--push-state,--as-needed -lmlh -Wl,--pop-state")
+endif()
+foreach(pc mlh mlh-static)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${pc}.pc.in ${PROJECT_BINARY_DIR}/${pc}.pc @ONLY)
+endforeach()
+install(FILES ${PROJECT_BINARY_DIR}/mlh.pc ${PROJECT_BINARY_DIR}/mlh-static.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 if(WIN32)
   install(FILES ${PROJECT_BINARY_DIR}/mlh.def ${PROJECT_BINARY_DIR}/mlh.lib DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endif()

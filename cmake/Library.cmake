@@ -1,11 +1,15 @@
-# The core: one set of objects, linked into a shared library that exports the C functions alone and
-# into a static one for hosts and tests that use the classes.
+# The core: one set of objects, linked into a shared library that exports the C functions alone, into a static one
+# that offers the classes of the headers too, and into an archive for the tests, which use what is inside.
 file(GLOB_RECURSE MLH_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/*.cpp)
 list(FILTER MLH_SOURCES EXCLUDE REGEX "/src/dsp/kernels/")
 
 # Rounding is part of the contract: no contraction of multiply-adds and no fast-math, in any build type. Nobody
 # reads errno, for whose sake a root would be a call.
 set(MLH_COMPILE_OPTIONS -Wall -Wextra -ffp-contract=off -fno-math-errno -fvisibility=hidden -fvisibility-inlines-hidden)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # Static members would else be one for the whole process, whatever the linker is told, and never be unloaded.
+  list(APPEND MLH_COMPILE_OPTIONS -fno-gnu-unique)
+endif()
 if(MLH_FUZZ)
   # What samples are compared with tells the fuzzing engine nothing, and watching it takes half of the time.
   list(APPEND MLH_COMPILE_OPTIONS -fno-sanitize-coverage=trace-cmp)
@@ -20,9 +24,16 @@ target_include_directories(mlh_objects PUBLIC ${PROJECT_SOURCE_DIR}/include PRIV
 target_compile_options(mlh_objects PRIVATE ${MLH_COMPILE_OPTIONS})
 include(${CMAKE_CURRENT_LIST_DIR}/Kernels.cmake)
 
-add_library(mlh_static STATIC $<TARGET_OBJECTS:mlh_objects> ${MLH_KERNEL_OBJECTS})
+set(MLH_EXPORT_LIST ${PROJECT_SOURCE_DIR}/cmake/exports.txt)
+set(MLH_CLASS_LIST ${PROJECT_SOURCE_DIR}/cmake/classes.txt)
+include(${CMAKE_CURRENT_LIST_DIR}/Localised.cmake)
+mlh_add_static(mlh_static OBJECTS $<TARGET_OBJECTS:mlh_objects> ${MLH_KERNEL_OBJECTS} LISTS ${MLH_EXPORT_LIST} ${MLH_CLASS_LIST})
 set_target_properties(mlh_static PROPERTIES OUTPUT_NAME mlh)
 target_include_directories(mlh_static PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
+
+# For tests, tools and benchmarks; not installed. A program links this one or mlh_static.
+add_library(mlh_internal STATIC $<TARGET_OBJECTS:mlh_objects> ${MLH_KERNEL_OBJECTS})
+target_include_directories(mlh_internal PUBLIC ${PROJECT_SOURCE_DIR}/include)
 
 add_library(mlh_shared SHARED $<TARGET_OBJECTS:mlh_objects> ${MLH_KERNEL_OBJECTS})
 set_target_properties(mlh_shared PROPERTIES OUTPUT_NAME mlh VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
@@ -30,13 +41,14 @@ target_include_directories(mlh_shared PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_
 
 if(MLH_COVERAGE)
   # In front of the callers' objects, whose own copies of inline functions count nothing.
-  target_link_options(mlh_static INTERFACE --coverage LINKER:--whole-archive,$<TARGET_FILE:mlh_static>,--no-whole-archive)
+  target_link_options(mlh_static INTERFACE --coverage)
+  target_link_options(mlh_internal INTERFACE --coverage LINKER:--whole-archive,$<TARGET_FILE:mlh_internal>,--no-whole-archive)
   target_link_options(mlh_shared PRIVATE --coverage)
 endif()
 
 # Only the functions of the list leave the shared library.
-file(STRINGS ${PROJECT_SOURCE_DIR}/cmake/exports.txt MLH_EXPORTS REGEX "^[A-Za-z]")
-set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.txt)
+file(STRINGS ${MLH_EXPORT_LIST} MLH_EXPORTS REGEX "^[A-Za-z]")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${MLH_EXPORT_LIST})
 if(WIN32)
   include(${CMAKE_CURRENT_LIST_DIR}/windows/Dll.cmake)
 else()

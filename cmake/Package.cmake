@@ -21,6 +21,8 @@ else()
   set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
 "Analyses a sung recording, derives up to three harmony voices from chords or from
 the melody alone, and renders them from the singer's own voice. Holds the command
-mlh, the shared and the static library, their headers and documents.")
+mlh, the shared library for programs that use the C functions of mlh.h, the static
+one for those that use the C++ classes of addon.h, analysis.h and arrange.h, the
+headers and documents.")
 endif()
 include(CPack)

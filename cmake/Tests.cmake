@@ -49,10 +49,11 @@ foreach(source ${MLH_TEST_SOURCES})
   set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
   target_compile_options(${target} PRIVATE -Wall -Wextra -ffp-contract=off)
-  target_link_libraries(${target} PRIVATE mlh_test_support mlh_static GTest::gmock GTest::gtest_main)
+  target_link_libraries(${target} PRIVATE mlh_test_support)
   if(room STREQUAL "cli" AND TARGET mlh_command)
     target_link_libraries(${target} PRIVATE mlh_command)
   endif()
+  target_link_libraries(${target} PRIVATE mlh_internal GTest::gmock GTest::gtest_main)
   if(room STREQUAL "validation" AND MLH_SNDFILE_FOUND)
     target_link_libraries(${target} PRIVATE PkgConfig::MLH_SNDFILE)
     target_compile_definitions(${target} PRIVATE MLH_HAVE_SNDFILE)
@@ -83,7 +84,7 @@ foreach(source ${MLH_TOOL_SOURCES})
   set_target_properties(tool_${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tools)
   target_include_directories(tool_${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
   target_compile_options(tool_${name} PRIVATE -Wall -Wextra -ffp-contract=off)
-  target_link_libraries(tool_${name} PRIVATE mlh_test_support mlh_static)
+  target_link_libraries(tool_${name} PRIVATE mlh_test_support mlh_internal)
   if(MLH_SNDFILE_FOUND)
     target_link_libraries(tool_${name} PRIVATE PkgConfig::MLH_SNDFILE)
     target_compile_definitions(tool_${name} PRIVATE MLH_HAVE_SNDFILE)
@@ -118,6 +119,13 @@ if(MLH_KERNEL_OBJECTS AND CMAKE_NM AND NOT MLH_SANITIZE AND NOT MLH_COVERAGE)
             -P ${PROJECT_SOURCE_DIR}/cmake/CheckKernelSymbols.cmake)
 endif()
 
+# The static library's names are those of the lists.
+if(MLH_LOCALISED AND CMAKE_NM)
+  add_test(NAME api/StaticSymbols
+    COMMAND ${CMAKE_COMMAND} -DNM=${CMAKE_NM} -DARCHIVE=$<TARGET_FILE:mlh_static> "-DLISTS=${MLH_EXPORT_LIST}|${MLH_CLASS_LIST}"
+            -P ${PROJECT_SOURCE_DIR}/cmake/CheckStaticSymbols.cmake)
+endif()
+
 if(WIN32)
   add_test(NAME api/Dll COMMAND ${CMAKE_COMMAND} -DOBJDUMP=${CMAKE_OBJDUMP} -DDLL=$<TARGET_FILE:mlh_shared>
     -DLIST=${PROJECT_SOURCE_DIR}/cmake/exports.txt -P ${PROJECT_SOURCE_DIR}/cmake/windows/CheckDll.cmake)
@@ -127,5 +135,6 @@ endif()
 if(NOT MLH_SANITIZE AND NOT MLH_COVERAGE AND NOT CMAKE_CROSSCOMPILING)
   add_test(NAME install/OutsideProject
     COMMAND ${CMAKE_COMMAND} -DBINARIES=${PROJECT_BINARY_DIR} -DSOURCE=${PROJECT_SOURCE_DIR}/tests/install/outside
-            -DWORK=${PROJECT_BINARY_DIR}/install-test -P ${PROJECT_SOURCE_DIR}/tests/install/check.cmake)
+            -DWORK=${PROJECT_BINARY_DIR}/install-test "-DLISTS=${MLH_EXPORT_LIST}|${MLH_CLASS_LIST}"
+            -DINTERNAL=$<$<BOOL:${MLH_LOCALISED}>:$<TARGET_FILE:mlh_internal>> -DNM=${CMAKE_NM} -P ${PROJECT_SOURCE_DIR}/tests/install/check.cmake)
 endif()

@@ -1,12 +1,15 @@
 # Installs the build, or unpacks a Debian package of it, into an empty folder, and builds and runs an outside project
 # against it.
-#   cmake -DBINARIES=... -DSOURCE=... -DWORK=... -P check.cmake
-#   cmake -DPACKAGE=mlh.deb -DSOURCE=... -DWORK=... -P check.cmake
+#   cmake -DBINARIES=... -DSOURCE=... -DWORK=... -DLISTS=exports.txt|classes.txt -P check.cmake
+#   cmake -DPACKAGE=mlh.deb -DSOURCE=... -DWORK=... -DLISTS=... -P check.cmake
+# With -DINTERNAL=libmlh_internal.a -DNM=nm the project also has hosts that define every name inside the library.
+cmake_policy(VERSION 3.21)
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE output ERROR_VARIABLE output)
   if(NOT status EQUAL 0)
     message(FATAL_ERROR "${ARGN}: ${status}\n${output}")
   endif()
+  set(run_output "${output}" PARENT_SCOPE)
 endfunction()
 
 file(REMOVE_RECURSE ${WORK})
@@ -17,18 +20,72 @@ if(PACKAGE)
 else()
   run(${CMAKE_COMMAND} --install ${BINARIES} --prefix ${WORK}/prefix)
 endif()
-run(${CMAKE_COMMAND} -S ${SOURCE} -B ${WORK}/build -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH=${WORK}/prefix)
-run(${CMAKE_COMMAND} --build ${WORK}/build)
+
+# All names inside the library, as functions of a host. What the headers define is the host's own already, and the
+# standard library's templates belong to both.
+set(names "")
+if(INTERNAL)
+  run(${NM} --defined-only --extern-only ${INTERNAL})
+  string(REGEX MATCHALL " [A-Zu] _Z[^\n]+" lines "${run_output}")
+  list(REMOVE_DUPLICATES lines)
+  set(number 0)
+  set(source "static const char* called;\nconst char* CalledNamesake(void) { return called; }\n")
+  foreach(line ${lines})
+    string(REGEX REPLACE "^ . " "" name "${line}")
+    if(name MATCHES "^_Z(N|NK|TV|TI|TS|GV|Z)[KN]*3mlh" AND
+       NOT name MATCHES "24MalleoTuneHarmonyAddOnIf|^_ZNK?3mlh(11PitchPoint|4Note|12SegmentChord|8Analysis|12ArrangeChord|11ArrangeNote|15ArrangeSettings|12ArrangedNote|10ScaleNames|11GetAnalysis|17GetProcessorLevel|21GetProcessorLevelName|19LimitProcessorLevel|7Arrange)[CDEBa]")
+      math(EXPR number "${number} + 1")
+      string(APPEND source "void n${number}(void) __asm__(\"${name}\");\nvoid n${number}(void) { called = \"${name}\"; }\n")
+    endif()
+  endforeach()
+  if(number LESS 300)
+    message(FATAL_ERROR "only ${number} names in ${INTERNAL}")
+  endif()
+  message("${number} names of the library are a host's, too")
+  set(names ${WORK}/names.c)
+  file(WRITE ${names} "${source}")
+endif()
+
+string(REPLACE "|" ";" lists "${LISTS}")
+run(${CMAKE_COMMAND} -S ${SOURCE} -B ${WORK}/build -DCMAKE_BUILD_TYPE=Debug -DCMAKE_PREFIX_PATH=${WORK}/prefix
+    "-DMLH_LISTS=${lists}" -DMLH_NAMES=${names})
+run(${CMAKE_COMMAND} --build ${WORK}/build --parallel 2)
 run(${WORK}/build/with_shared)
 run(${WORK}/build/with_static)
+run(${WORK}/build/c_with_static)
+run(${WORK}/build/with_everything)
+foreach(kind static shared)
+  run(${WORK}/build/plain_${kind})
+  set(plain "${run_output}")
+  foreach(host namesakes all_names)
+    if(EXISTS ${WORK}/build/${host}_${kind})
+      run(${WORK}/build/${host}_${kind})
+      if(NOT run_output STREQUAL plain)
+        message(FATAL_ERROR "${host}_${kind}: ${run_output}without namesakes: ${plain}")
+      endif()
+    endif()
+  endforeach()
+  message("${kind}: ${plain}")
+endforeach()
 
-# The same through pkg-config.
+# The same through pkg-config: by itself it names the shared library, with --static, or as mlh-static, the static one,
+# and the program needs no other.
 file(GLOB_RECURSE pc ${WORK}/prefix/*/mlh.pc)
 get_filename_component(pc_dir ${pc} DIRECTORY)
-execute_process(COMMAND ${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pc_dir} pkg-config --cflags --libs mlh
-  OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
-separate_arguments(flags)
 get_filename_component(lib_dir ${pc_dir} DIRECTORY)
-run(cc ${SOURCE}/with_shared.c ${flags} -Wl,-rpath,${lib_dir} -o ${WORK}/with_pkg_config)
+set(pkg_config "PKG_CONFIG_PATH=${pc_dir} pkg-config --cflags --libs")
+run(sh -c "cc ${SOURCE}/with_shared.c $(${pkg_config} mlh) -Wl,-rpath,${lib_dir} -o ${WORK}/with_pkg_config")
 run(${WORK}/with_pkg_config)
+run(ldd ${WORK}/with_pkg_config)
+if(NOT run_output MATCHES "${lib_dir}/libmlh\\.so\\.")
+  message(FATAL_ERROR "not linked with the shared library:\n${run_output}")
+endif()
+foreach(static "--static mlh" "mlh-static")
+  run(sh -c "g++ ${SOURCE}/with_static.cpp $(${pkg_config} ${static}) -o ${WORK}/with_pkg_config")
+  run(${WORK}/with_pkg_config)
+  run(ldd ${WORK}/with_pkg_config)
+  if(run_output MATCHES "libmlh")
+    message(FATAL_ERROR "${static}: linked with the shared library\n${run_output}")
+  endif()
+endforeach()
 file(REMOVE_RECURSE ${WORK})
