@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "classic/ScaleTable.h"
 #include "harmony/ChoiralizerV2.h"
+#include "theory/Scales.h"
 
 namespace mlh {
 
@@ -128,11 +128,13 @@ ArrangeChord ChordOfTones(CChoiralizerV2& engine, const int32_t* tones, int32_t 
 
 const std::vector<std::string>& ScaleNames() {
     // Never freed: hosts may ask until the process is gone.
-    static const auto& names = *new std::vector<std::string>{
-        "major",      "dorian",           "phrygian",         "lydian",          "mixolydian",
-        "minor",      "locrian",          "harmonic-minor",   "hungarian-minor", "double-harmonic",
-        "whole-tone", "major-pentatonic", "minor-pentatonic", "chromatic"};
-    static_assert(ChoiralizerClassic::kScaleRows == 14);
+    static const auto& names = *[] {
+        auto* list = new std::vector<std::string>;
+        for (const theory::Scale& scale : theory::kScales) {
+            list->push_back(scale.name);
+        }
+        return list;
+    }();
     return names;
 }
 

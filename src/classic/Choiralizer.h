@@ -16,7 +16,6 @@
 #include <cstdint>
 #include <vector>
 
-#include "classic/ScaleArithmetic.h"
 #include "classic/ScaleTable.h"
 
 namespace mlh::ChoiralizerClassic {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "classic/Choiralizer.h"
+#include "theory/ChordTypes.h"
 
 namespace mlh {
 
@@ -15,20 +16,28 @@ struct TriadShape {
     int32_t third, fifth;
     TriadType type;
 };
+constexpr TriadShape ShapeOf(TriadType type) {
+    return {theory::ToneOfCode(type, 1), theory::ToneOfCode(type, 2), type};
+}
 constexpr TriadShape kTriadShapes[] = {
-    {4, 7, TriadMajor},
-    {3, 7, TriadMinor},
-    {3, 6, TriadDiminished},
-    {4, 8, TriadAugmented},
+    ShapeOf(TriadMajor),
+    ShapeOf(TriadMinor),
+    ShapeOf(TriadDiminished),
+    ShapeOf(TriadAugmented),
 };
 
 struct SeventhShape {
     int32_t third, fifth, seventh;
     SeventhType type;
 };
+// This engine numbers the seventh chords from the end of the triads on.
+constexpr SeventhShape ShapeOf(SeventhType type) {
+    const int32_t code = type - SeventhMajor + theory::kFirstSeventhCode;
+    return {theory::ToneOfCode(code, 1), theory::ToneOfCode(code, 2), theory::ToneOfCode(code, 3), type};
+}
 constexpr SeventhShape kSeventhShapes[] = {
-    {4, 7, 11, SeventhMajor},          {3, 7, 10, SeventhMinor},     {4, 7, 10, SeventhDominant},
-    {3, 6, 10, SeventhHalfDiminished}, {3, 6, 9, SeventhDiminished}, {3, 7, 11, SeventhMinorMajor},
+    ShapeOf(SeventhMajor),          ShapeOf(SeventhMinor),      ShapeOf(SeventhDominant),
+    ShapeOf(SeventhHalfDiminished), ShapeOf(SeventhDiminished), ShapeOf(SeventhMinorMajor),
 };
 
 bool IsNoThird(int64_t low, int64_t high) { return high - low != 3 && high - low != 4; }

@@ -1,57 +1,41 @@
-// The scales that both harmony engines know, as rows of twelve flags.
+// The scales as both harmony engines read them: rows of twelve flags.
 #pragma once
 
 #include <cstdint>
 
+#include "theory/KeyedScale.h"
+#include "theory/PitchClass.h"
+#include "theory/Scales.h"
+
 namespace mlh::ChoiralizerClassic {
 
-// Row numbers of ScaleTable.
-enum ScaleRow : int32_t {
-    ScaleMajor = 0,
-    ScaleDorian,
-    ScalePhrygian,
-    ScaleLydian,
-    ScaleMixolydian,
-    ScaleMinor,
-    ScaleLocrian,
-    ScaleHarmonicMinor,
-    ScaleHungarianMinor,
-    ScaleDoubleHarmonic,
-    ScaleWholeTone,
-    ScaleMajorPentatonic,
-    ScaleMinorPentatonic,
-    ScaleChromatic,
+using theory::IsPentatonic;
+using theory::KeyedScale;
+using theory::kScaleRows;
+using theory::ParentRow;
+using theory::PitchClass;
+using enum theory::ScaleRow;
+
+struct ScaleFlags {
+    int32_t rows[kScaleRows][12];
 };
-inline constexpr int32_t kScaleRows = 14;
+constexpr ScaleFlags FlagsOfScales() {
+    ScaleFlags table{};
+    for (int32_t row = 0; row < kScaleRows; ++row) {
+        for (int32_t position = 0; position < 12; ++position) {
+            table.rows[row][position] = theory::kScales[row].flags[position];
+        }
+    }
+    return table;
+}
+inline constexpr ScaleFlags kScaleFlags = FlagsOfScales();
 
 // ScaleTable[row][semitones above the tonic] is 1 for a tone of the scale. The tonic always is one.
-inline constexpr int32_t ScaleTable[kScaleRows][12] = {
-    {1, 0, 1, 0, 1, 1, 0, 1, 0, 1, 0, 1},  // major
-    {1, 0, 1, 1, 0, 1, 0, 1, 0, 1, 1, 0},  // Dorian
-    {1, 1, 0, 1, 0, 1, 0, 1, 1, 0, 1, 0},  // Phrygian
-    {1, 0, 1, 0, 1, 0, 1, 1, 0, 1, 0, 1},  // Lydian
-    {1, 0, 1, 0, 1, 1, 0, 1, 0, 1, 1, 0},  // Mixolydian
-    {1, 0, 1, 1, 0, 1, 0, 1, 1, 0, 1, 0},  // natural minor
-    {1, 1, 0, 1, 0, 1, 1, 0, 1, 0, 1, 0},  // Locrian
-    {1, 0, 1, 1, 0, 1, 0, 1, 1, 0, 0, 1},  // harmonic minor
-    {1, 0, 1, 1, 0, 0, 1, 1, 1, 0, 0, 1},  // harmonic minor with raised fourth
-    {1, 1, 0, 0, 1, 1, 0, 1, 1, 0, 0, 1},  // double harmonic
-    {1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0},  // whole tone
-    {1, 0, 1, 0, 1, 0, 0, 1, 0, 1, 0, 0},  // major pentatonic
-    {1, 0, 0, 1, 0, 1, 0, 1, 0, 0, 1, 0},  // minor pentatonic
-    {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1},  // chromatic
-};
+inline constexpr const int32_t (&ScaleTable)[kScaleRows][12] = kScaleFlags.rows;
 
 // The flags of a row. An unknown row number reads as major.
 constexpr const int32_t* ScaleTones(int32_t row) {
-    return ScaleTable[row >= 0 && row < kScaleRows ? row : ScaleMajor];
+    return ScaleTable[row >= 0 && row < kScaleRows ? row : int32_t{ScaleMajor}];
 }
-
-// The seven-tone scale that a pentatonic one is cut from; every other scale is its own parent.
-constexpr int32_t ParentRow(int32_t row) {
-    return row == ScaleMajorPentatonic ? ScaleMajor : row == ScaleMinorPentatonic ? ScaleMinor : row;
-}
-
-constexpr bool IsPentatonic(int32_t row) { return ParentRow(row) != row; }
 
 }  // namespace mlh::ChoiralizerClassic

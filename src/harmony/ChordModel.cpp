@@ -2,35 +2,14 @@
 
 #include <cstdlib>
 
-#include "classic/ScaleArithmetic.h"
 #include "classic/ScaleTable.h"
+#include "theory/PitchClass.h"
 
 namespace mlh {
 
 namespace ChoiralizerV2 {
 
-using ChoiralizerClassic::PitchClass;
-
-const int32_t ChordToneTable[kChordTypeCount][4] = {
-    {0, 4, 7, 0},      // major
-    {0, 3, 7, 0},      // minor
-    {0, 3, 6, 0},      // diminished
-    {0, 4, 8, 0},      // augmented
-    {-1, -1, -1, -1},  // unknown triad
-    {-1, -1, -1, -1},  // no triad
-    {0, 5, 7, 0},      // suspended fourth
-    {0, 4, 7, 0},      // sixth
-    {0, 4, 7, 0},      // six-four
-    {0, 4, 7, 11},     // major seventh
-    {0, 3, 7, 10},     // minor seventh
-    {0, 4, 7, 10},     // dominant seventh
-    {0, 3, 6, 10},     // half-diminished seventh
-    {0, 3, 6, 9},      // diminished seventh
-    {0, 3, 7, 11},     // minor-major seventh
-    {-1, -1, -1, -1},  // unknown seventh
-    {-1, -1, -1, -1},  // no seventh
-    {0, 4, 8, 11},     // augmented major seventh
-};
+using theory::PitchClass;
 
 const char* const NoteNameTable[48] = {
     "C", "C#", "D", "D#", "E", "F", "F#", "G", "G#", "A", "A#", "B",  //

@@ -2,11 +2,13 @@
 // between two pitches of a scale.
 //
 // A pitch is a MIDI note number, -1 meaning none; a key is a pitch class 0 to 11, 0 being C; a scale is a row
-// of 12 flags from the tonic up (classic/ScaleTable.h). Everything here is constant data or a pure function.
+// of 12 flags from the tonic up (theory/Scales.h). Everything here is constant data or a pure function.
 #pragma once
 
 #include <cstdint>
 #include <string>
+
+#include "theory/ChordTypes.h"
 
 namespace mlh::ChoiralizerV2 {
 
@@ -40,7 +42,25 @@ constexpr int32_t kChordTypeCount = 18;
 constexpr int32_t kAboveClassicSeventh = 3;
 
 // Chord tones in semitones above the root, padded by repeating the root; -1 where a type has no tones.
-extern const int32_t ChordToneTable[kChordTypeCount][4];
+struct ChordTones {
+    int32_t rows[kChordTypeCount][4];
+};
+constexpr ChordTones TonesOfChords() {
+    ChordTones table{};
+    for (int32_t code = 0; code < kChordTypeCount; ++code) {
+        // An inverted triad has the tones of the major one.
+        const bool inverted = code == ChordSixth || code == ChordSixFour;
+        const theory::ChordType* type = theory::FindChordType(inverted ? int32_t{ChordMajor} : code);
+        for (int32_t tone = 0; tone < 4; ++tone) {
+            table.rows[code][tone] = type == nullptr      ? -1
+                                     : tone < type->count ? type->tones[tone].semitones
+                                                          : type->tones[0].semitones;
+        }
+    }
+    return table;
+}
+inline constexpr ChordTones kChordTones = TonesOfChords();
+inline constexpr const int32_t (&ChordToneTable)[kChordTypeCount][4] = kChordTones.rows;
 
 // Note names in four runs of 12: upper-case sharps, lower-case sharps, upper-case flats, lower-case flats.
 extern const char* const NoteNameTable[48];

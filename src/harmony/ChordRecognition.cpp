@@ -5,14 +5,15 @@
 #include <vector>
 
 #include "classic/ChordShapes.h"
-#include "classic/ScaleArithmetic.h"
 #include "harmony/ChoiralizerV2.h"
+#include "theory/ChordTypes.h"
+#include "theory/PitchClass.h"
 
 namespace mlh {
 
 namespace ChoiralizerV2 {
 
-using ChoiralizerClassic::PitchClass;
+using theory::PitchClass;
 
 namespace {
 
@@ -23,17 +24,30 @@ constexpr int32_t kToneListCapacity = 20;
 struct TriadSpelling {
     int32_t type, second, third;
 };
+constexpr TriadSpelling AsTriad(int32_t type, int32_t tonesOf) {
+    return {type, theory::ToneOfCode(tonesOf, 1), theory::ToneOfCode(tonesOf, 2)};
+}
+// From the fifth up: the root and the third an octave higher.
+constexpr TriadSpelling AsSixFour(int32_t type, int32_t tonesOf) {
+    const int32_t fifth = theory::ToneOfCode(tonesOf, 2);
+    return {type, 12 - fifth, 12 + theory::ToneOfCode(tonesOf, 1) - fifth};
+}
 constexpr TriadSpelling kTriadSpellings[] = {
-    {ChordMajor, 4, 7},     {ChordSixth, 4, 7}, {ChordMinor, 3, 7},   {ChordDiminished, 3, 6},
-    {ChordAugmented, 4, 8}, {ChordSus4, 5, 7},  {ChordSixFour, 5, 9},
+    AsTriad(ChordMajor, ChordMajor),         AsTriad(ChordSixth, ChordMajor),
+    AsTriad(ChordMinor, ChordMinor),         AsTriad(ChordDiminished, ChordDiminished),
+    AsTriad(ChordAugmented, ChordAugmented), AsTriad(ChordSus4, ChordSus4),
+    AsSixFour(ChordSixFour, ChordMajor),
 };
 struct SeventhSpelling {
     int32_t type, second, third, fourth;
 };
+constexpr SeventhSpelling AsSeventh(int32_t type) {
+    return {type, theory::ToneOfCode(type, 1), theory::ToneOfCode(type, 2), theory::ToneOfCode(type, 3)};
+}
 constexpr SeventhSpelling kSeventhSpellings[] = {
-    {ChordMajor7, 4, 7, 11},          {ChordMinor7, 3, 7, 10},     {ChordDominant7, 4, 7, 10},
-    {ChordHalfDiminished7, 3, 6, 10}, {ChordDiminished7, 3, 6, 9}, {ChordMinorMajor7, 3, 7, 11},
-    {ChordAugmentedMajor7, 4, 8, 11},
+    AsSeventh(ChordMajor7),          AsSeventh(ChordMinor7),      AsSeventh(ChordDominant7),
+    AsSeventh(ChordHalfDiminished7), AsSeventh(ChordDiminished7), AsSeventh(ChordMinorMajor7),
+    AsSeventh(ChordAugmentedMajor7),
 };
 
 using NoteStack = std::vector<int64_t>;

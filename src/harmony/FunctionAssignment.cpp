@@ -8,10 +8,11 @@
 // sung over the chord before them.
 #include <array>
 
-#include "classic/ScaleArithmetic.h"
 #include "harmony/CadenceRules.h"
 #include "harmony/ChoiralizerV2.h"
 #include "harmony/ProgressionTables.h"
+#include "theory/PitchClass.h"
+#include "theory/Scales.h"
 
 namespace mlh {
 
@@ -38,8 +39,7 @@ int32_t ComputeDegrees(const std::vector<int32_t>& pitches, int32_t key, const i
         if (aboveTonic.quality == 0) {
             out.alteration[i] = 0;
         } else {
-            out.alteration[i] =
-                scale[ChoiralizerClassic::PitchClass(int64_t{pitch} - key + 11)] != 0 ? 1 : -1;
+            out.alteration[i] = scale[theory::PitchClass(int64_t{pitch} - key + 11)] != 0 ? 1 : -1;
         }
     }
     return 0;
@@ -51,8 +51,7 @@ int32_t FunctionOfDegree(int32_t scaleRow, int32_t alteration, int32_t degree) {
 
 // Semitones above the tonic as the fit table counts them: by the degrees of the major scale, in minor too.
 int32_t ChromaticColumn(int32_t degree, int32_t alteration) {
-    constexpr int32_t kMajorOffsets[8] = {0, 2, 4, 5, 7, 9, 11, 12};
-    return ChoiralizerClassic::PitchClass(kMajorOffsets[degree] + alteration);
+    return theory::PitchClass(theory::StepOffset(theory::ScaleMajor, degree) + alteration);
 }
 
 float NormalisedFit(const float (&row)[12], int32_t column) {

@@ -2,6 +2,9 @@
 
 #include <cstddef>
 
+#include "theory/ChordTypes.h"
+#include "theory/PitchClass.h"
+
 namespace mlh {
 
 namespace ChoiralizerV2 {
@@ -18,75 +21,104 @@ struct ChordRow {
     const char* name;
 };
 
+// A chord on a root, both as pitch classes above the key: its tones by rising pitch class, a triad's padded
+// by repeating the first.
+constexpr ChordRow Row(int32_t root, ChordType type, int32_t bassIndex, float weight, const char* name,
+                       int32_t metFirst = -1) {
+    const theory::ChordType& chord = *theory::FindChordType(type);
+    ChordRow row{{metFirst, 0, 0, 0, 0}, bassIndex, weight, type, name};
+    int32_t* const tones = row.toneRun + 1;
+    for (int32_t i = 0; i < chord.count; ++i) {
+        const int32_t tone = theory::PitchClass(root + chord.tones[i].semitones);
+        int32_t place = i;
+        for (; place > 0 && tones[place - 1] > tone; --place) {
+            tones[place] = tones[place - 1];
+        }
+        tones[place] = tone;
+    }
+    if (chord.count == 3) {
+        tones[3] = tones[0];
+    }
+    return row;
+}
+
+// A triad whose type says which tone it stands on.
+constexpr ChordRow Inversion(int32_t root, ChordType triad, ChordType type, int32_t bassIndex, float weight,
+                             const char* name) {
+    ChordRow row = Row(root, triad, bassIndex, weight, name);
+    row.type = type;
+    return row;
+}
+
 constexpr ChordRow kNoChord[] = {
     {{-1, -1, -1, -1, -1}, -1, 1e-10f, ChordUnknownTriad, "No Chord"},
 };
 
 constexpr ChordRow kMajorTonic[] = {
-    {{-1, 0, 4, 7, 0}, 0, 1.2f, ChordMajor, "Major: First Degree Triad"},
-    {{-1, 0, 4, 7, 10}, 0, 0.01f, ChordDominant7, "Major: Secondary Dominant to Subdominant"},
-    {{-1, 0, 4, 9, 0}, 2, 0.01f, ChordMinor, "Major: Parallel Tonic"},
-    {{-1, 1, 4, 9, 1}, 2, 1.2f, ChordMajor, "Major: Sixth Degree Major Triad"},
+    Row(0, ChordMajor, 0, 1.2f, "Major: First Degree Triad"),
+    Row(0, ChordDominant7, 0, 0.01f, "Major: Secondary Dominant to Subdominant"),
+    Row(9, ChordMinor, 2, 0.01f, "Major: Parallel Tonic"),
+    Row(9, ChordMajor, 2, 1.2f, "Major: Sixth Degree Major Triad"),
 };
 
 constexpr ChordRow kMajorSubdominant[] = {
-    {{-1, 0, 5, 9, 0}, 1, 1.2f, ChordMajor, "Major: Fourth Degree Triad"},
-    {{-1, 2, 5, 9, 2}, 0, 1.2f, ChordMinor, "Major: Second Degree Triad"},
-    {{-1, 0, 2, 5, 9}, 1, 1.2f, ChordMinor7, "Major: Second Degree Seventh"},
-    {{-1, 1, 5, 8, 1}, 1, 1.2f, ChordSixth, "Major: Neapolitan"},
-    {{-1, 0, 3, 8, 0}, 2, 1.2f, ChordMajor, "Major: Flat Sixth Degree Triad"},
-    {{-1, 0, 2, 6, 9}, 1, 1.2f, ChordDominant7, "Major: Secondary Dominant Seventh"},
+    Row(5, ChordMajor, 1, 1.2f, "Major: Fourth Degree Triad"),
+    Row(2, ChordMinor, 0, 1.2f, "Major: Second Degree Triad"),
+    Row(2, ChordMinor7, 1, 1.2f, "Major: Second Degree Seventh"),
+    Inversion(1, ChordMajor, ChordSixth, 1, 1.2f, "Major: Neapolitan"),
+    Row(8, ChordMajor, 2, 1.2f, "Major: Flat Sixth Degree Triad"),
+    Row(2, ChordDominant7, 1, 1.2f, "Major: Secondary Dominant Seventh"),
 };
 
 constexpr ChordRow kMajorDominant[] = {
-    {{-1, 2, 7, 11, 2}, 1, 1.2f, ChordMajor, "Major: Fifth Degree Triad"},
-    {{-1, 2, 5, 7, 11}, 2, 1.2f, ChordDominant7, "Major: Dominant Seventh"},
-    {{-1, 0, 4, 7, 0}, 2, 1.2f, ChordSixFour, "Major: First Degree Six-Four"},
-    {{-1, 4, 7, 11, 4}, 0, 0.45f, ChordMinor, "Major: Third Degree Triad"},
-    {{-1, 2, 5, 11, 2}, 2, 1.2f, ChordDiminished, "Major: Seventh Degree Triad"},
-    {{2, 2, 5, 8, 11}, -1, 0.01f, ChordDiminished7, "Seventh Degree Diminished"},
-    {{11, 1, 4, 7, 10}, -1, 1e-10f, ChordDiminished7, "Third Degree Diminished"},
-    {{10, 0, 3, 6, 9}, -1, 0.01f, ChordDiminished7, "Sixth Degree Diminished"},
+    Row(7, ChordMajor, 1, 1.2f, "Major: Fifth Degree Triad"),
+    Row(7, ChordDominant7, 2, 1.2f, "Major: Dominant Seventh"),
+    Inversion(0, ChordMajor, ChordSixFour, 2, 1.2f, "Major: First Degree Six-Four"),
+    Row(4, ChordMinor, 0, 0.45f, "Major: Third Degree Triad"),
+    Row(11, ChordDiminished, 2, 1.2f, "Major: Seventh Degree Triad"),
+    Row(11, ChordDiminished7, -1, 0.01f, "Seventh Degree Diminished", 2),
+    Row(4, ChordDiminished7, -1, 1e-10f, "Third Degree Diminished", 11),
+    Row(9, ChordDiminished7, -1, 0.01f, "Sixth Degree Diminished", 10),
 };
 
 constexpr ChordRow kMajorSixth[] = {
-    {{-1, 0, 4, 9, 0}, 2, 1.2f, ChordMinor, "Major: Sixth Degree Triad"},
-    {{-1, 1, 4, 9, 1}, 2, 1.2f, ChordMajor, "Major: Sixth Degree Major Triad"},
+    Row(9, ChordMinor, 2, 1.2f, "Major: Sixth Degree Triad"),
+    Row(9, ChordMajor, 2, 1.2f, "Major: Sixth Degree Major Triad"),
 };
 
 constexpr ChordRow kMinorTonic[] = {
-    {{-1, 0, 3, 7, 0}, 0, 1.2f, ChordMinor, "Minor: First Degree Triad"},
-    {{-1, 0, 4, 7, 10}, 0, 0.45f, ChordDominant7, "Minor: Secondary Dominant to Subdominant"},
-    {{-1, 0, 4, 7, 0}, 0, 0.5f, ChordMajor, "Minor: First Degree Major Triad"},
-    {{-1, 3, 7, 10, 3}, 0, 0.5f, ChordMajor, "Minor: Third Degree Triad"},
-    {{-1, 3, 8, 11, 3}, 1, 1.2f, ChordMinor, "Minor: Sixth Degree Minor Triad"},
+    Row(0, ChordMinor, 0, 1.2f, "Minor: First Degree Triad"),
+    Row(0, ChordDominant7, 0, 0.45f, "Minor: Secondary Dominant to Subdominant"),
+    Row(0, ChordMajor, 0, 0.5f, "Minor: First Degree Major Triad"),
+    Row(3, ChordMajor, 0, 0.5f, "Minor: Third Degree Triad"),
+    Row(8, ChordMinor, 1, 1.2f, "Minor: Sixth Degree Minor Triad"),
 };
 
 constexpr ChordRow kMinorSubdominant[] = {
-    {{-1, 0, 5, 8, 0}, 1, 1.2f, ChordMinor, "Minor: Fourth Degree Triad"},
-    {{-1, 0, 5, 9, 0}, 1, 1.2f, ChordMajor, "Minor: Fourth Degree Major Triad"},
-    {{-1, 2, 5, 8, 2}, 0, 1.2f, ChordDiminished, "Minor: Second Degree Triad"},
-    {{-1, 2, 5, 9, 2}, 0, 1.2f, ChordMinor, "Minor: Second Degree Triad sharp Fifth"},
-    {{-1, 0, 2, 5, 8}, 0, 1.2f, ChordHalfDiminished7, "Minor: Second Degree Seventh"},
-    {{-1, 1, 5, 8, 1}, 1, 1.2f, ChordSixth, "Minor: Neapolitan"},
-    {{-1, 0, 2, 6, 9}, 1, 1.2f, ChordDominant7, "Minor: Secondary Dominant Seventh"},
+    Row(5, ChordMinor, 1, 1.2f, "Minor: Fourth Degree Triad"),
+    Row(5, ChordMajor, 1, 1.2f, "Minor: Fourth Degree Major Triad"),
+    Row(2, ChordDiminished, 0, 1.2f, "Minor: Second Degree Triad"),
+    Row(2, ChordMinor, 0, 1.2f, "Minor: Second Degree Triad sharp Fifth"),
+    Row(2, ChordHalfDiminished7, 0, 1.2f, "Minor: Second Degree Seventh"),
+    Inversion(1, ChordMajor, ChordSixth, 1, 1.2f, "Minor: Neapolitan"),
+    Row(2, ChordDominant7, 1, 1.2f, "Minor: Secondary Dominant Seventh"),
 };
 
 constexpr ChordRow kMinorDominant[] = {
-    {{-1, 2, 7, 10, 2}, 1, 1.2f, ChordMinor, "Minor: Fifth Degree Triad"},
-    {{-1, 2, 7, 11, 2}, 1, 1.2f, ChordMajor, "Minor: Fifth Degree Major Triad"},
-    {{-1, 2, 5, 7, 11}, 2, 1.2f, ChordDominant7, "Minor: Dominant Seventh"},
-    {{-1, 0, 3, 7, 0}, 2, 1.2f, ChordSixFour, "Minor: First Degree Six-Four"},
-    {{-1, 3, 7, 10, 3}, 0, 0.45f, ChordMajor, "Minor: Third Degree Triad"},
-    {{-1, 2, 5, 11, 2}, 2, 1.2f, ChordDiminished, "Minor: Seventh Degree Triad"},
-    {{2, 2, 5, 8, 11}, -1, 0.01f, ChordDiminished7, "Seventh Degree Diminished"},
-    {{11, 1, 4, 7, 10}, -1, 1e-10f, ChordDiminished7, "Third Degree Diminished"},
-    {{10, 0, 3, 6, 9}, -1, 0.01f, ChordDiminished7, "Sixth Degree Diminished"},
+    Row(7, ChordMinor, 1, 1.2f, "Minor: Fifth Degree Triad"),
+    Row(7, ChordMajor, 1, 1.2f, "Minor: Fifth Degree Major Triad"),
+    Row(7, ChordDominant7, 2, 1.2f, "Minor: Dominant Seventh"),
+    Inversion(0, ChordMinor, ChordSixFour, 2, 1.2f, "Minor: First Degree Six-Four"),
+    Row(3, ChordMajor, 0, 0.45f, "Minor: Third Degree Triad"),
+    Row(11, ChordDiminished, 2, 1.2f, "Minor: Seventh Degree Triad"),
+    Row(11, ChordDiminished7, -1, 0.01f, "Seventh Degree Diminished", 2),
+    Row(4, ChordDiminished7, -1, 1e-10f, "Third Degree Diminished", 11),
+    Row(9, ChordDiminished7, -1, 0.01f, "Sixth Degree Diminished", 10),
 };
 
 constexpr ChordRow kMinorSixth[] = {
-    {{-1, 0, 3, 8, 0}, 2, 1.2f, ChordMajor, "Minor: Sixth Degree Triad"},
-    {{-1, 3, 8, 11, 3}, 1, 1.2f, ChordMinor, "Minor: Sixth Degree Minor Triad"},
+    Row(8, ChordMajor, 2, 1.2f, "Minor: Sixth Degree Triad"),
+    Row(8, ChordMinor, 1, 1.2f, "Minor: Sixth Degree Minor Triad"),
 };
 
 template <size_t N>

@@ -20,12 +20,14 @@ namespace fs = std::filesystem;
 const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"base", {"base"}},
     {"audio", {"audio", "base"}},
+    {"theory", {"theory", "base"}},
     {"dsp", {"dsp", "base"}},
-    {"analysis", {"analysis", "audio", "dsp", "base"}},
+    {"analysis", {"analysis", "audio", "dsp", "theory", "base"}},
     {"synthesis", {"synthesis", "analysis", "audio", "dsp", "base"}},
-    {"classic", {"classic", "base"}},
-    {"harmony", {"harmony", "classic", "base"}},
-    {"addon", {"addon", "harmony", "classic", "synthesis", "analysis", "audio", "dsp", "base", "mlh"}},
+    {"classic", {"classic", "theory", "base"}},
+    {"harmony", {"harmony", "classic", "theory", "base"}},
+    {"addon",
+     {"addon", "harmony", "classic", "theory", "synthesis", "analysis", "audio", "dsp", "base", "mlh"}},
     {"api", {"api", "addon", "audio", "dsp", "base", "mlh"}},
 };
 

@@ -1,18 +1,15 @@
-#include "classic/ScaleArithmetic.h"
+#include "theory/KeyedScale.h"
 
 #include <gtest/gtest.h>
 
 #include <climits>
-
-#include "classic/ScaleTable.h"
-
 namespace mlh {
 
-using namespace ChoiralizerClassic;
+using namespace theory;
 
 namespace {
 
-TEST(ScaleArithmetic, PitchClassIsTheFlooredRemainder) {
+TEST(KeyedScale, PitchClassIsTheFlooredRemainder) {
     EXPECT_EQ(PitchClass(0), 0);
     EXPECT_EQ(PitchClass(71), 11);
     EXPECT_EQ(PitchClass(-1), 11);
@@ -20,7 +17,7 @@ TEST(ScaleArithmetic, PitchClassIsTheFlooredRemainder) {
     EXPECT_EQ(PitchClass(INT_MIN), 4);
 }
 
-TEST(ScaleArithmetic, PositionIsTheDistanceAboveTheTonic) {
+TEST(KeyedScale, PositionIsTheDistanceAboveTheTonic) {
     const KeyedScale d(2, ScaleMajor);
     EXPECT_EQ(d.Position(62), 0);
     EXPECT_EQ(d.Position(60), 10);
@@ -29,7 +26,7 @@ TEST(ScaleArithmetic, PositionIsTheDistanceAboveTheTonic) {
     EXPECT_EQ(KeyedScale(14, ScaleMajor).Position(62), 0);
 }
 
-TEST(ScaleArithmetic, CountsSignedScaleSteps) {
+TEST(KeyedScale, CountsSignedScaleSteps) {
     const KeyedScale c(0, ScaleMajor);
     EXPECT_EQ(c.CountSteps(60, 0), 0);
     EXPECT_EQ(c.CountSteps(60, 4), 2);
@@ -39,7 +36,7 @@ TEST(ScaleArithmetic, CountsSignedScaleSteps) {
     EXPECT_EQ(c.CountSteps(72, -24), -14);
 }
 
-TEST(ScaleArithmetic, CountsBareTonesFromAPitchOutOfTheScale) {
+TEST(KeyedScale, CountsBareTonesFromAPitchOutOfTheScale) {
     const KeyedScale c(0, ScaleMajor);
     EXPECT_EQ(c.CountSteps(61, 0), -1);
     EXPECT_EQ(c.CountSteps(61, 1), 0);
@@ -50,7 +47,7 @@ TEST(ScaleArithmetic, CountsBareTonesFromAPitchOutOfTheScale) {
     EXPECT_EQ(pentatonic.CountSteps(66, -1), 1);  // and back: minus (0 - 1)
 }
 
-TEST(ScaleArithmetic, WalksToTheKthToneCountingTheStart) {
+TEST(KeyedScale, WalksToTheKthToneCountingTheStart) {
     const KeyedScale c(0, ScaleMajor);
     EXPECT_EQ(c.WalkUp(0, 1), 0);
     EXPECT_EQ(c.WalkUp(0, 3), 4);
@@ -63,7 +60,7 @@ TEST(ScaleArithmetic, WalksToTheKthToneCountingTheStart) {
     EXPECT_EQ(c.WalkDown(6, 1), 1);
 }
 
-TEST(ScaleArithmetic, WalkingAndCountingAreInverse) {
+TEST(KeyedScale, WalkingAndCountingAreInverse) {
     for (int32_t row = 0; row < kScaleRows; ++row) {
         for (int32_t key = 0; key < 12; ++key) {
             const KeyedScale scale(key, row);
@@ -84,7 +81,7 @@ TEST(ScaleArithmetic, WalkingAndCountingAreInverse) {
     }
 }
 
-TEST(ScaleArithmetic, DegreeOfAPitchBetweenTwoTonesIsTheLowers) {
+TEST(KeyedScale, DegreeOfAPitchBetweenTwoTonesIsTheLowers) {
     const KeyedScale g(7, ScaleMajor);
     EXPECT_EQ(g.Degree(67), 0);
     EXPECT_EQ(g.Degree(66), 6);
@@ -93,7 +90,7 @@ TEST(ScaleArithmetic, DegreeOfAPitchBetweenTwoTonesIsTheLowers) {
     EXPECT_EQ(KeyedScale(0, ScaleChromatic).Degree(71), 11);
 }
 
-TEST(ScaleArithmetic, ReadsAnUnknownRowAsMajor) {
+TEST(KeyedScale, ReadsAnUnknownRowAsMajor) {
     for (const int32_t row : {-1, 14, INT_MAX, INT_MIN}) {
         EXPECT_EQ(KeyedScale(0, row).CountSteps(60, 12), 7);
     }
