@@ -22,6 +22,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <new>
 #include <type_traits>
@@ -40,6 +41,7 @@ namespace {
 constexpr int32_t kSmallestBuffer = 65536;
 constexpr int32_t kMaxPeriod = 4194304;  // samples; no pitch that is meant comes near
 constexpr int32_t kWindowSize = 32768;
+constexpr float kAlike = 0.2f;       // share by which neighbouring periods of one note may differ
 constexpr int32_t kScrubBlocks = 3;  // a scrub ends when that many blocks came without a SetPosition
 
 // Rises from 0 to 1 like the cube of a sine.
@@ -194,8 +196,10 @@ CMELODORPitchSynthesizer::PlaceResult CMELODORPitchSynthesizer::PlaceGrains(int3
         lastSourcePosition = segment->sourcePosition;
 
         SetGrainShape(*segment);
-        const int32_t sourcePeriod = marks.GetDistanceToNext(mark);
-        if (sourcePeriod < 0) return PlaceResult::Failed;
+        const int32_t distance = marks.GetDistanceToNext(mark);
+        if (distance < 0) return PlaceResult::Failed;
+        const float sourcePeriod =
+            carriesRounding ? PeriodAt(*segment, distance) : static_cast<float>(distance);
         currentPeriod = OutputPeriod(sourcePeriod);
 
         GrowBuffersForGrain();
@@ -241,8 +245,21 @@ void CMELODORPitchSynthesizer::SetGrainShape(const SynthSegment& segment) {
     grainWidth = step <= 1.0f ? 1.0f : 1.0f / step;
 }
 
-int32_t CMELODORPitchSynthesizer::OutputPeriod(int32_t sourcePeriod) {
-    const float period = static_cast<float>(sourcePeriod) * settings.transposition * periodRatio;
+// The period of the recording at the source position itself, between the distances of the marks around it: a
+// voice that takes the marks unevenly would otherwise take an uneven choice of long and short distances.
+float CMELODORPitchSynthesizer::PeriodAt(const SynthSegment& segment, int32_t distance) const {
+    const int32_t nearest = segment.currentMark;
+    const int32_t left = marks.GetPosition(nearest) <= segment.sourcePosition ? nearest : nearest - 1;
+    const int32_t first = marks.GetDistanceToNext(left);
+    const int32_t second = marks.GetDistanceToNext(left + 1);
+    const bool alike = first > 0 && second > 0 && std::abs(first - second) < kAlike * distance;
+    if (!alike) return static_cast<float>(distance);
+    const double share = std::clamp((segment.sourcePosition - marks.GetPosition(left)) / first, 0.0, 1.0);
+    return static_cast<float>(first + share * (second - first));
+}
+
+int32_t CMELODORPitchSynthesizer::OutputPeriod(float sourcePeriod) {
+    const float period = sourcePeriod * settings.transposition * periodRatio;
     if (!carriesRounding) return std::clamp(TruncateToInt32(std::floor(period + 0.5f)), 1, kMaxPeriod);
     const float wanted = period + carriedRounding;
     const int32_t whole = std::clamp(TruncateToInt32(std::floor(wanted + 0.5f)), 1, kMaxPeriod);
@@ -252,9 +269,9 @@ int32_t CMELODORPitchSynthesizer::OutputPeriod(int32_t sourcePeriod) {
 }
 
 // How far the source moves on, so that it keeps up with the output's time.
-float CMELODORPitchSynthesizer::SourceAdvance(int32_t sourcePeriod) const {
-    return static_cast<float>(sourcePeriod) * settings.transposition * speed * settings.inverseTimeScale *
-           periodRatio * segmentStretch;
+float CMELODORPitchSynthesizer::SourceAdvance(float sourcePeriod) const {
+    return sourcePeriod * settings.transposition * speed * settings.inverseTimeScale * periodRatio *
+           segmentStretch;
 }
 
 // How many output samples a half of a grain has: as far as its source reaches, and no further than a period

@@ -109,8 +109,9 @@ class CMELODORPitchSynthesizer final : public CMELODORPitchSynthesizerIf {
     PlaceResult PlaceGrains(int32_t frames);
     SynthSegment* EnterSegmentAt(double target);
     void SetGrainShape(const SynthSegment& segment);
-    int32_t OutputPeriod(int32_t sourcePeriod);
-    float SourceAdvance(int32_t sourcePeriod) const;
+    float PeriodAt(const SynthSegment& segment, int32_t distance) const;
+    int32_t OutputPeriod(float sourcePeriod);
+    float SourceAdvance(float sourcePeriod) const;
     int32_t HalfLength(int32_t period, float total) const;
     const float* WindowRow(int32_t halfLength);
     const float* ReadGrain(const float* source, float& position, float step, int32_t count);

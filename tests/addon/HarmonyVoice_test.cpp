@@ -52,20 +52,24 @@ double RootMeanSquare(const std::vector<float>& samples) {
     return std::sqrt(sum / static_cast<double>(samples.size()));
 }
 
-// The frequency of a partial near `guess` [Hz]: how far its phase turns from the first half to the second.
+// The frequency of the partial near `guess` [Hz]: how far its phase turns between two windows, which lie
+// further apart each time, so that no turn is missed.
 double Frequency(const std::vector<float>& samples, double rate, double guess) {
-    const std::size_t half = samples.size() / 2;
+    constexpr std::size_t kWindow = 4096;
     const auto phasor = [&](std::size_t first) {
         std::complex<double> sum = 0.0;
-        for (std::size_t i = 0; i < half; ++i) {
-            const double window = 1.0 - std::cos(2.0 * std::numbers::pi * (i + 0.5) / half);
+        for (std::size_t i = 0; i < kWindow; ++i) {
+            const double window = 1.0 - std::cos(2.0 * std::numbers::pi * (i + 0.5) / kWindow);
             sum += window * samples[first + i] *
                    std::polar(1.0, -2.0 * std::numbers::pi * guess / rate * static_cast<double>(first + i));
         }
         return sum;
     };
-    const double turned = std::arg(phasor(half) / phasor(0));
-    return guess + turned / (2.0 * std::numbers::pi) * rate / static_cast<double>(half);
+    for (std::size_t apart = 256; apart + kWindow <= samples.size(); apart *= 2) {
+        guess += std::arg(phasor(apart) / phasor(0)) / (2.0 * std::numbers::pi) * rate /
+                 static_cast<double>(apart);
+    }
+    return guess;
 }
 
 TEST(HarmonyVoice, SingsACopyOfTheRecordingAtFirst) {
@@ -203,24 +207,30 @@ TEST(HarmonyVoice, AMutedSegmentIsSilentAndAMovedOneSoundsWhereItWasMoved) {
     EXPECT_DOUBLE_EQ(voice->GetDuration(), performance.seconds() + 0.5);
 }
 
-// Within a cent: which marks serve twice on the way up is no even choice among long and short periods.
+// Marks that stand evenly on whole samples slide past a waveform that does not: that difference in frequency
+// reaches the output as it is, while the marks' own frequency is moved.
 TEST(HarmonyVoice, CarriedRoundingKeepsHighNotesInTune) {
     constexpr double kRate = 48000.0;
+    const double ratio = std::exp2(7.0 / 12.0);
     double worstWithout = 0.0;
     for (const double hertz : {311.0, 620.0, 880.0, 1046.5}) {
         Performance performance(Rows{HarmonicTone(hertz, kRate, 2.0)}, static_cast<int32_t>(kRate));
+        const auto marks = performance.Marks();
+        const std::size_t first = marks.size() / 4, last = 3 * marks.size() / 4;
+        const double marked =
+            kRate * static_cast<double>(last - first) / (marks[last].position - marks[first].position);
+        const double wanted = marked * ratio + (hertz - marked);
         const VoiceOwner voice = MakeVoice(performance);
         ASSERT_EQ(voice->SetSegments(Moved(voice->GetSegments(), 7.0f)), 0);
-        const double wanted = hertz * std::exp2(7.0 / 12.0);
         const auto cents = [&] {
             const double sung = Frequency(Render(*voice, 24000, 48000), kRate, wanted);
             return 1200.0 * std::log2(sung / wanted);
         };
         worstWithout = std::max(worstWithout, std::fabs(cents()));
         voice->CarryRounding(true);
-        EXPECT_NEAR(cents(), 0.0, 1.0) << hertz;
+        EXPECT_NEAR(cents(), 0.0, 0.5) << hertz;
     }
-    EXPECT_GT(worstWithout, 3.0);
+    EXPECT_GT(worstWithout, 10.0);
 }
 
 TEST(HarmonyVoice, DoesNotTouchTheAddOnsVoices) {
