@@ -25,18 +25,35 @@ bool Matches(const std::string& text, const char* pattern) {
     return std::regex_match(text, found->second);
 }
 
+// The instructions of AVX on floating-point values, of 16 and 32 bytes.
+constexpr const char* kAvxFloats =
+    "v(add|sub|mul|div|min|max|sqrt)[ps][sd]|v(addsub|hadd|hsub|and|andn|or|xor|shuf|unpckl|unpckh|blend|"
+    "blendv|"
+    "permil|test|maskmov|movmsk|mova|movu|movnt)p[sd]|v(rcp|rsqrt)[ps]s|vround[ps][sd]|vdpp[sd]|"
+    "vcmp[a-z_]*[ps][sd]|vu?comis[sd]|v(mov|movl|movh)[ps][sd]|vmov(hl|lh)ps|vmov(sl|sh|d)dup|vinsertps|"
+    "vextractps|vcvt(dq2p[sd]|p[sd]2dq|tp[sd]2dq|p[sd]2p[sd][xy]?|tp[sd]2dq[xy]?|pd2dq[xy]?|s[sd]2s[sd]|"
+    "t?s[sd]2si[lq]?|si2s[sd][lq]?)|vbroadcast(s[sd]|f128)|v(extract|insert|perm2)f128|vzero(all|upper)|"
+    "v(ld|st)mxcsr|vlddqu|vmovdq[au]|vmovntdq|vptest";
+
+// Those on integers, of 16 bytes alone.
+constexpr const char* kAvxIntegers =
+    "vp(add|sub)(u?s)?[bw]|vp(add|sub)[dq]|vpmull[wd]|vpmulhu?w|vpmulhrsw|vpmuludq|vpmuldq|vpmadd(wd|ubsw)|"
+    "vp(and|andn|or|xor)|vpcmp(eq|gt)[bwdq]|vpcmp[ei]str[im]|vp(max|min)[su][bwd]|vpavg[bw]|vpsadbw|vmpsadbw|"
+    "vpabs[bwd]|vpsign[bwd]|vph(add|sub)(w|d|sw)|vphminposuw|vps(ll|rl)[wdq]|vpsra[wd]|vps(ll|rl)dq|"
+    "vpack[su]s(wb|dw)|vpunpck[lh](bw|wd|dq|qdq)|vpshuf(b|d|lw|hw)|vpalignr|vpblendw|vpblendvb|"
+    "vpmov[sz]x(b[wdq]|w[dq]|dq)|vpmovmskb|vpextr[bwdq]|vpinsr[bwdq]|vmov[dq]|vmaskmovdqu|vmovntdqa";
+
 Extension ExtensionOf(const std::string& mnemonic, const std::string& operands) {
     if (mnemonic[0] == 'v') {
-        if (operands.find("%zmm") != std::string::npos || operands.find("{%k") != std::string::npos)
-            return kBeyond;
-        if (Matches(mnemonic, "vfn?m(add|sub).*")) return kFMA;
+        // Masks, and registers that only the longest vectors' encoding can name.
+        if (Matches(operands, ".*(%zmm|\\{%k|%k[0-7]|%[xy]mm(1[6-9]|2[0-9]|3[01])).*")) return kBeyond;
+        if (Matches(mnemonic, "vf(n?m(add|sub)|maddsub|msubadd)(132|213|231)[ps][sd]")) return kFMA;
+        // From a register, and not from memory, values are broadcast by AVX2 only.
+        if (Matches(mnemonic, "vbroadcasts[sd]") && Matches(operands, "\\s*%xmm.*")) return kBeyond;
+        if (Matches(mnemonic, kAvxFloats)) return kAVX;
         const bool wide = operands.find("%ymm") != std::string::npos;
-        const bool wideInteger = wide && Matches(mnemonic, "vp.*|vmpsadbw|vmovntdqa") &&
-                                 !Matches(mnemonic, "vptest|vperm2f128|vpermil.*");
-        if (wideInteger ||
-            Matches(mnemonic, "v(extract|insert|broadcast)i128|vp?gather.*|vps[lr][la]v.*|vcvtp[hs]2p[hs]"))
-            return kBeyond;
-        return kAVX;
+        // Whatever else there is on these registers came later: AVX2, with new instructions on 16 bytes too.
+        return !wide && Matches(mnemonic, kAvxIntegers) ? kAVX : kBeyond;
     }
     if (Matches(mnemonic, "addsubp[sd]|h(add|sub)p[sd]|mov(sl|sh|d)dup|lddqu|fisttpl?l?")) return kSSE3;
     if (Matches(mnemonic,
@@ -94,7 +111,22 @@ TEST(Instructions, AreToldApart) {
     EXPECT_EQ(ExtensionOf("vmulss", "%xmm0,%xmm1,%xmm2"), kAVX);
     EXPECT_EQ(ExtensionOf("vperm2f128", "$0x1,%ymm0,%ymm1,%ymm2"), kAVX);
     EXPECT_EQ(ExtensionOf("vfnmadd231ps", "%ymm0,%ymm1,%ymm2"), kFMA);
+    EXPECT_EQ(ExtensionOf("vpaddd", "%xmm0,%xmm1,%xmm2"), kAVX);
     EXPECT_EQ(ExtensionOf("vpaddd", "%ymm0,%ymm1,%ymm2"), kBeyond);
+    EXPECT_EQ(ExtensionOf("vbroadcastss", "(%rax),%ymm0"), kAVX);
+    EXPECT_EQ(ExtensionOf("vbroadcastss", "%xmm0,%xmm1"), kBeyond);
+    EXPECT_EQ(ExtensionOf("vcvtps2pd", "(%rax),%ymm0"), kAVX);
+    for (const char* avx2OnSixteenBytes :
+         {"vpbroadcastb", "vpbroadcastd", "vpbroadcastq", "vpsllvd", "vpsllvq", "vpsrlvd", "vpsravd",
+          "vpblendd", "vpmaskmovd", "vpmaskmovq", "vgatherdps", "vgatherqpd", "vpgatherdd", "vextracti128",
+          "vcvtph2ps"}) {
+        EXPECT_EQ(ExtensionOf(avx2OnSixteenBytes, "%xmm0,%xmm1,%xmm2"), kBeyond) << avx2OnSixteenBytes;
+    }
+    for (const char* avx2 : {"vpermd", "vpermps", "vpermq", "vpermpd", "vperm2i128", "vpmovmskb", "vpxor"}) {
+        EXPECT_EQ(ExtensionOf(avx2, "%ymm0,%ymm1,%ymm2"), kBeyond) << avx2;
+    }
+    EXPECT_EQ(ExtensionOf("vaddps", "%xmm17,%xmm1,%xmm2"), kBeyond);
+    EXPECT_EQ(ExtensionOf("vpternlogd", "$0xff,%xmm0,%xmm1,%xmm2"), kBeyond);
     EXPECT_EQ(ExtensionOf("vmulps", "%zmm0,%zmm1,%zmm2"), kBeyond);
     EXPECT_EQ(ExtensionOf("popcnt", "%eax,%eax"), kBeyond);
 }
