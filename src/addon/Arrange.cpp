@@ -1,10 +1,10 @@
 #include "mlh/arrange.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdlib>
 #include <cstring>
 
+#include "base/StandardLibrary.h"
 #include "harmony/ChoiralizerV2.h"
 #include "theory/Scales.h"
 
@@ -59,7 +59,7 @@ struct Parameters {
                 words = {settings.leadRow, 0, settings.spacing, 0};
                 break;
             case ArrangeStyle::Chords:
-                words = {settings.above, std::bit_cast<int32_t>(settings.spread), 0, 0};
+                words = {settings.above, BitCast<int32_t>(settings.spread), 0, 0};
                 break;
             case ArrangeStyle::Intervals: {
                 for (std::size_t i = 0; i < 4; ++i) {

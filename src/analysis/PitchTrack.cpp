@@ -1,12 +1,12 @@
 #include "analysis/PitchTrack.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <new>
 
 #include "base/Codes.h"
 #include "base/NarrowedMath.h"
+#include "base/Pi.h"
 #include "dsp/Dispatch.h"
 #include "dsp/HarmonicOperations.h"
 
@@ -159,7 +159,7 @@ CPTAnalysisNew::CPTAnalysisNew(int32_t sampleRate, int32_t fftSize, int32_t fram
       correlation(fftSize / 2) {
     InitDispatch(-1);
     for (int32_t i = 0; i < frameSize; ++i) {
-        const float angle = static_cast<float>(i) * 6.2831855f / static_cast<float>(frameSize - 1);
+        const float angle = static_cast<float>(i) * (2.0f * kPi32) / static_cast<float>(frameSize - 1);
         window[i] = (1.0f - Narrowed::Cos(angle)) * 0.5f;
     }
     combDivisor.resize(BinOf(kCombEndHz));

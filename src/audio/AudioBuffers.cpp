@@ -7,6 +7,7 @@
 
 #include "audio/AudioReader.h"
 #include "base/AlignedMemory.h"
+#include "base/StandardLibrary.h"
 
 namespace mlh {
 
@@ -33,7 +34,7 @@ AudioSampleBuffer::AudioSampleBuffer(int32_t numChannels, int32_t size)
     : numChannels(std::max(numChannels, 0)),
       size(std::max(size, 0)),
       allocatedBytes(ReportedBytes(this->numChannels, this->size)),
-      allocatedData(std::make_unique_for_overwrite<float[]>(BlockFloats(this->numChannels, this->size))) {
+      allocatedData(MakeUniqueForOverwrite<float[]>(BlockFloats(this->numChannels, this->size))) {
     MakeRoomForChannels(this->numChannels);
     PointIntoBlock();
 }

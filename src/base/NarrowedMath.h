@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cmath>
+#include <cstdint>
 
 namespace mlh::Narrowed {
 
@@ -11,5 +12,8 @@ inline float Cos(float x) { return static_cast<float>(std::cos(static_cast<doubl
 inline float Tan(float x) { return static_cast<float>(std::tan(static_cast<double>(x))); }
 inline float Exp(float x) { return static_cast<float>(std::exp(static_cast<double>(x))); }
 inline float Log(float x) { return static_cast<float>(std::log(static_cast<double>(x))); }
+inline float Power(float base, int32_t exponent) {
+    return static_cast<float>(std::pow(static_cast<double>(base), static_cast<double>(exponent)));
+}
 
 }  // namespace mlh::Narrowed

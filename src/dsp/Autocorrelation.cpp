@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "base/Pi.h"
 #include "dsp/Dispatch.h"
 #include "dsp/SplitRadix.h"
 #include "dsp/kernels/Kernels.h"
@@ -9,8 +10,6 @@
 namespace mlh {
 
 namespace {
-
-constexpr double kPi = 3.14159265358979323846;
 
 void PlainLags(float* lags, const float* spectrum, const float* turns, float removed, int32_t n) {
     const float* const cosines = turns;

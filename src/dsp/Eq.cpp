@@ -7,6 +7,7 @@
 
 #include "base/Codes.h"
 #include "base/NarrowedMath.h"
+#include "base/Pi.h"
 #include "dsp/Dispatch.h"
 
 namespace mlh {
@@ -15,7 +16,6 @@ namespace qMELODOR {
 
 namespace {
 
-constexpr float kPi = 3.14159265f;
 constexpr float kLn10 = 2.30258509f;
 constexpr float kRootOfTwo = 1.4142135f;
 
@@ -76,7 +76,7 @@ EqCoefficients HighPass(float K, float K2) {
 }
 
 EqCoefficients OnePole(float frequency) {
-    const float c = Narrowed::Cos(2.0f * kPi * frequency);
+    const float c = Narrowed::Cos(2.0f * kPi32 * frequency);
     const float p = (2.0f - c) - std::sqrt((c - 2.0f) * (c - 2.0f) - 1.0f);
     const float b0 = 1.0f - p;
     return {b0, 0.0f, 0.0f, b0 - 1.0f, 0.0f};
@@ -84,7 +84,7 @@ EqCoefficients OnePole(float frequency) {
 
 // a1 and a2 in the usual sign of a denominator.
 EqCoefficients TransferFunction(int32_t type, float frequency, float gainDb, float q) {
-    const float K = Narrowed::Tan(kPi * frequency);
+    const float K = Narrowed::Tan(kPi32 * frequency);
     const float K2 = K * K;
     const float V = Narrowed::Exp(gainDb * 0.05f * kLn10);
     switch (type) {

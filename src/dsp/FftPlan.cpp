@@ -2,11 +2,12 @@
 
 #include <cmath>
 
+#include "base/Pi.h"
+
 namespace mlh {
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
 // Blocks of the first pass are set this far apart beyond their length (in floats, one cache line): lines that
 // lie a power of two apart would throw each other out of the cache.
 constexpr int32_t kBlockPadding = 16;

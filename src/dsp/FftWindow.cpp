@@ -2,11 +2,11 @@
 
 #include <cmath>
 
+#include "base/Pi.h"
+
 namespace mlh {
 
 namespace {
-
-constexpr double kPi = 3.14159265358979323846;
 
 double Triangle(int32_t i, int32_t n) {
     const double h = (n - 1) / 2.0;

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "base/Pi.h"
 #include "dsp/Dispatch.h"
 
 namespace mlh {
@@ -9,9 +10,8 @@ namespace mlh {
 namespace Generic {
 
 namespace {
-constexpr float kPi = 3.14159265358979f;
-constexpr float kTwoPi = 6.28318530717959f;
-constexpr float kHalfPi = 1.57079632679490f;
+constexpr float kTwoPi = 2.0f * kPi32;
+constexpr float kHalfPi = 0.5f * kPi32;
 
 // term(0) + ... + term(n - 1), in the order of the operation table: the same bits at all levels.
 template <class Term>
@@ -207,7 +207,7 @@ int32_t SpectrumPhase(float* dst, const float* src, int32_t n) {
         const float re = src[2 * k], im = src[2 * k + 1];
         dst[k] = re == 0.0f && im != 0.0f ? kHalfPi : std::atan2(im, re);
     }
-    dst[0] = kPi;
+    dst[0] = kPi32;
     return 0;
 }
 
@@ -239,8 +239,8 @@ int32_t SpectrumConjugate(float* dst, int32_t n) {
 
 int32_t VecWrapPhase(float* dst, const float* src, int32_t n) {
     for (int32_t i = 0; i < n; ++i) {
-        const float y = src[i] + kPi;
-        dst[i] = y + kTwoPi * std::floor(-y / kTwoPi) + kPi;
+        const float y = src[i] + kPi32;
+        dst[i] = y + kTwoPi * std::floor(-y / kTwoPi) + kPi32;
     }
     return 0;
 }

@@ -3,11 +3,11 @@
 #include <cmath>
 #include <utility>
 
+#include "base/Pi.h"
+
 namespace mlh {
 
 namespace {
-
-constexpr double kPi = 3.14159265358979323846;
 
 struct Complex {
     float re, im;

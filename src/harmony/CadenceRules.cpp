@@ -1,9 +1,9 @@
 #include "harmony/CadenceRules.h"
 
 #include <algorithm>
-#include <compare>
 #include <initializer_list>
 
+#include "base/StandardLibrary.h"
 #include "classic/ScaleTable.h"
 #include "harmony/FunctionTables.h"
 
@@ -301,7 +301,7 @@ int32_t ApproachOf(const std::vector<int32_t>& degree, int32_t end) {
 // Mean of the middle two for an even count. `values` must not be empty.
 float MedianOf(std::vector<float> values) {
     // A total order, so that times that are not numbers do no harm.
-    std::sort(values.begin(), values.end(), [](float a, float b) { return std::strong_order(a, b) < 0; });
+    std::sort(values.begin(), values.end(), [](float a, float b) { return IsBeforeInTotalOrder(a, b); });
     const size_t middle = values.size() / 2;
     return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2.0f;
 }

@@ -1,11 +1,11 @@
 #include "harmony/ChoiralizerV2.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <new>
 #include <utility>
 
+#include "base/StandardLibrary.h"
 #include "classic/Choiralizer.h"
 #include "harmony/ChordsInFunctions.h"
 #include "harmony/VoicingRules.h"
@@ -336,7 +336,7 @@ int32_t CChoiralizerV2::CalculateClassic() {
 int32_t CChoiralizerV2::PrepareClassic(int32_t intervals[4]) {
     if (mode >= 0 && mode <= 2) {
         classic->SetVoiceMode(mode);
-        classic->SetSpread(std::bit_cast<float>(params[1]));
+        classic->SetSpread(BitCast<float>(params[1]));
         classic->SetVoicesAbove(params[0]);
     } else if (mode == 3) {
         const int32_t* pairs = nullptr;

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <new>
 
+#include "base/NarrowedMath.h"
 #include "classic/ScaleTable.h"
 #include "harmony/ChoiralizerV2.h"
 #include "harmony/FunctionTables.h"
@@ -29,11 +30,9 @@ constexpr float kCadence = 2.0f;
 constexpr float kResolution = 2.0f;
 constexpr float kProgression = 1.2f;
 
-float Log(float x) { return static_cast<float>(std::log(static_cast<double>(x))); }
-float Exp(float x) { return static_cast<float>(std::exp(static_cast<double>(x))); }
-float Power(float base, int32_t exponent) {
-    return static_cast<float>(std::pow(static_cast<double>(base), static_cast<double>(exponent)));
-}
+using Narrowed::Exp;
+using Narrowed::Log;
+using Narrowed::Power;
 
 bool IsSeventhType(int32_t chordType) { return chordType >= ChordMajor7; }
 

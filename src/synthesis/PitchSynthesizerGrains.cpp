@@ -30,6 +30,7 @@
 #include "analysis/PitchMarks.h"
 #include "audio/AudioReader.h"
 #include "base/NarrowedMath.h"
+#include "base/Pi.h"
 #include "base/Truncate.h"
 #include "dsp/VoiceOperations.h"
 #include "synthesis/PitchSynthesizerImpl.h"
@@ -48,7 +49,7 @@ constexpr int32_t kScrubBlocks = 3;  // a scrub ends when that many blocks came 
 std::array<float, kWindowSize> MakeWindowTable() {
     std::array<float, kWindowSize> table;
     for (int32_t i = 0; i < kWindowSize; ++i) {
-        const float s = Narrowed::Sin(static_cast<float>(i) * 1.5707964f / 32767.0f);
+        const float s = Narrowed::Sin(static_cast<float>(i) * (0.5f * kPi32) / 32767.0f);
         table[i] = s * s * s;
     }
     return table;

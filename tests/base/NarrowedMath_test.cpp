@@ -32,6 +32,15 @@ TEST(NarrowedMath, GivesTheNearestFloats) {
         Narrowed::Exp, [](long double x) { return std::exp(x); }, -20.0f, 20.0f);
     ExpectNearestFloats(
         Narrowed::Log, [](long double x) { return std::log(x); }, 1e-6f, 100.0f);
+    ExpectNearestFloats([](float x) { return Narrowed::Power(x, 7); },
+                        [](long double x) { return std::pow(x, 7.0L); }, 0.01f, 2.0f);
+}
+
+TEST(NarrowedMath, TakesExponentsThatNoFloatHolds) {
+    EXPECT_EQ(Narrowed::Power(0.999999f, 16777217),
+              static_cast<float>(std::pow(static_cast<double>(0.999999f), 16777217.0)));
+    EXPECT_EQ(Narrowed::Power(0.95f, INT32_MAX), 0.0f);
+    EXPECT_EQ(Narrowed::Power(3.0f, 0), 1.0f);
 }
 
 }  // namespace
