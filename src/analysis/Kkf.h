@@ -16,13 +16,13 @@ class CKKF {
     CKKF(const CKKF&) = delete;
     CKKF& operator=(const CKKF&) = delete;
 
-    // Prepares for signals of up to size / 2 samples each. Returns 0, the code of CcfCreate, or 1000001
+    // Prepares for signals of up to size / 2 samples each. Returns 0, the code of CcfCreate, or kOutOfMemory
     // without memory.
     virtual int32_t Configure(int32_t size);
 
     // Correlates a with b, which must not be the shorter one. Lag p, at GetOutput()[size / 2 + p], is the sum
     // of a[n + p] * b[n] times size. So where b is a taken `d` samples later, a signal of period P peaks at
-    // lag d - P. Returns 0, or 5000003 with nothing done for lengths that do not fit.
+    // lag d - P. Returns 0, or kBadArgument with nothing done for lengths that do not fit.
     int32_t Correlate(const float* a, int32_t lenA, const float* b, int32_t lenB);
 
     // The lag of the largest positive value around lag `centre`, `radius` to each side; `centre` itself where

@@ -34,7 +34,7 @@ static_assert(sizeof(AnalysisNote) == 28);
 // One thread at a time. Arrays handed out belong to the object and hold until the next call that
 // rebuilds them (a step, SetFrames, SetNotes, BuildFrames, Deserialize).
 //
-// Codes: 0 success, 5000002 wrong state, 5000003 bad argument.
+// Codes: 0 success, kWrongState wrong state, kBadArgument bad argument.
 class CMELODORPitchAnalysisIf {
   public:
     virtual ~CMELODORPitchAnalysisIf() = default;
@@ -50,14 +50,14 @@ class CMELODORPitchAnalysisIf {
     //   0 frames from marks        1 normalised energies     2 jump rejection
     //   3 vibrato flattening       4 outlier repair          5 median levelling
     //   6 step marking             7 note segmentation       8 note refinement
-    // 5000002 for step 0 without marks. Any other number does nothing and gives 0.
+    // kWrongState for step 0 without marks. Any other number does nothing and gives 0.
     virtual int32_t RunStep(int32_t step) = 0;
-    // The whole chain. 5000002 without marks.
+    // The whole chain. kWrongState without marks.
     virtual int32_t RunAllSteps() = 0;
 
     // Stores the note array and returns its length.
     virtual int32_t GetNotes(const AnalysisNote** notes) = 0;
-    // Pitch and mean energy of the frames `first` to `last` - 1. 5000003 unless 0 <= first <= last, both
+    // Pitch and mean energy of the frames `first` to `last` - 1. kBadArgument unless 0 <= first <= last, both
     // below the frame count. An empty range has no finite energy.
     virtual int32_t GetFrameRangeStats(float* pitch, float* energy, int32_t first, int32_t last) = 0;
     // Places the marks of one stretch again, at a pitch given by the caller: `length` samples of each
@@ -114,11 +114,11 @@ class CMELODORPitchAnalysisIf {
 };
 
 // Creates an analysis that fills and reads `marks`, which the caller owns and which must outlive it.
-// 5000003, with *out untouched, unless 7999 < sampleRate < 256000 [Hz], 1 <= channelCount <= 47 and
+// kBadArgument, with *out untouched, unless 7999 < sampleRate < 256000 [Hz], 1 <= channelCount <= 47 and
 // marks is not null.
 int32_t CreatePitchAnalysis(CMELODORPitchAnalysisIf** out, CPitchMarksIf* marks, float sampleRate,
                             int32_t channelCount);
-// Deletes *analysis and clears it. 5000003 for null.
+// Deletes *analysis and clears it. kBadArgument for null.
 int32_t DestroyPitchAnalysis(CMELODORPitchAnalysisIf** analysis);
 
 }  // namespace mlh

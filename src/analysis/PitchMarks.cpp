@@ -6,6 +6,7 @@
 #include <new>
 
 #include "base/Codes.h"
+#include "base/Truncate.h"
 #include "dsp/Dispatch.h"
 
 namespace mlh {
@@ -111,9 +112,7 @@ int32_t CPitchMarks::GetDistanceToNext(int32_t i) const {
 
 int32_t CPitchMarks::GetPeriod(int32_t i) const {
     if (!Has(i)) return -1;
-    const float period = records[i].period;
-    constexpr float limit = 2147483648.0f;
-    return period >= -limit && period < limit ? static_cast<int32_t>(period) : 0;
+    return TruncateToInt32OrZero(records[i].period);
 }
 
 float CPitchMarks::GetTransient(int32_t i) const { return Has(i) ? records[i].transient : -1.0f; }

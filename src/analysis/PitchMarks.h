@@ -37,7 +37,7 @@ class CPitchMarksIf {
     // Keeps the last n marks only, moved to the front; n is limited to 0 .. count. Returns 0.
     virtual int32_t KeepNewest(int32_t n) = 0;
 
-    // Makes room for that many marks, keeping those already there. Honoured once: 5000002 if the list was
+    // Makes room for that many marks, keeping those already there. Honoured once: kWrongState if the list was
     // reserved or set before.
     virtual int32_t Reserve(int32_t capacity) = 0;
 
@@ -46,7 +46,7 @@ class CPitchMarksIf {
     virtual int32_t GetRecords(const PitchMark** records) const = 0;
     virtual int32_t GetCount() const = 0;
 
-    // Replaces everything by a copy of n marks. 5000003 where an unreserved list already has a capacity
+    // Replaces everything by a copy of n marks. kBadArgument where an unreserved list already has a capacity
     // other than n, and for a null array or a negative n.
     virtual int32_t SetRecords(const PitchMark* records, int32_t n) = 0;
 
@@ -79,7 +79,8 @@ class CPitchMarksIf {
     virtual int32_t FindAfter(int32_t& index, int32_t distance) const = 0;
 };
 
-// Makes an empty list, which the caller deletes. Returns 0, 1000001 without memory, 5000003 for null.
+// Makes an empty list, which the caller deletes. Returns 0, kOutOfMemory without memory, kBadArgument for
+// null.
 int32_t CreatePitchMarks(CPitchMarksIf** out);
 
 class CPitchMarks final : public CPitchMarksIf {

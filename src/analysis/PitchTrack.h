@@ -166,10 +166,10 @@ class CPitchTrack {
     /// Input samples that one Process call may bring.
     static constexpr int32_t kMaxInput = CPTPreProcess::kCapacity;
 
-    /// Stores null first. Returns 0, 5000004 for a rate below 8000 Hz, 1000001 when memory is out, 5000003
-    /// for a null `out`, no channel or another mode.
+    /// Stores null first. Returns 0, kRateTooLow for a rate below 8000 Hz, kOutOfMemory when memory is out,
+    /// kBadArgument for a null `out`, no channel or another mode.
     static int32_t Create(CPitchTrack** out, int32_t sampleRate, int32_t channelCount, int32_t mode);
-    /// Deletes the tracker and clears the pointer. Returns 0, or 5000003 for null.
+    /// Deletes the tracker and clears the pointer. Returns 0, or kBadArgument for null.
     static int32_t Destroy(CPitchTrack** tracker);
 
     virtual ~CPitchTrack();
@@ -177,8 +177,8 @@ class CPitchTrack {
     CPitchTrack& operator=(const CPitchTrack&) = delete;
 
     /// Takes 0 to kMaxInput samples per channel, interleaved, and analyses every frame that completes;
-    /// `result` is that of the last one and stays as it was when none completed. Returns 0, or 5000003 with
-    /// nothing taken.
+    /// `result` is that of the last one and stays as it was when none completed. Returns 0, or kBadArgument
+    /// with nothing taken.
     int32_t Process(const float* samples, int32_t count, PitchTrackResult* result);
     /// Input samples that the next call needs to advance by one hop: more at first, and varying a little
     /// where the rate is no multiple of 11025. A call may complete 0, 1 or 2 frames.

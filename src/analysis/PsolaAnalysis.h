@@ -36,15 +36,15 @@ class CPSOLAAnalysisIf {
     virtual int32_t Reset() = 0;
 
     // Takes input and places all the marks it can. The channels are summed, not averaged. Null `channels`
-    // adds nothing and works on what is buffered, as if no more input came. Returns 0, or 5000003, taking
-    // nothing, for a negative count or one above GetFreeSpace(), and 5000002 before Initialize.
+    // adds nothing and works on what is buffered, as if no more input came. Returns 0, or kBadArgument,
+    // taking nothing, for a negative count or one above GetFreeSpace(), and kWrongState before Initialize.
     virtual int32_t AnalyzeBlock(const float* const* channels, int32_t frameCount) = 0;
 
     // Skips a fixed stretch and puts an empty mark behind it. Returns 0.
     virtual int32_t InsertHop() = 0;
 
     // The recording ends here: places the remaining marks and one at the exact end, all of whose other
-    // fields are 0. Returns 0, or 5000002 before Initialize.
+    // fields are 0. Returns 0, or kWrongState before Initialize.
     virtual int32_t Finish() = 0;
 
     // How many frames AnalyzeBlock can take now. With the default buffer, blocks of 4096 always fit.
@@ -67,7 +67,7 @@ class CPSOLAAnalysis : public CPSOLAAnalysisEnhIf {
                    bool enhanced, int32_t bufferSize);
     ~CPSOLAAnalysis() override = default;
 
-    // To be called once, before anything else. 0, 1000001 where a part can't be made, 5000003 for
+    // To be called once, before anything else. 0, kOutOfMemory where a part can't be made, kBadArgument for
     // arguments out of the ranges above.
     int32_t Initialize();
 
@@ -80,7 +80,7 @@ class CPSOLAAnalysis : public CPSOLAAnalysisEnhIf {
     // Places the marks of one stretch of a finished recording again, at a pitch that the caller knows.
     // `source` holds one array of `length` samples per channel, taken from mark `markIndex` on;
     // `midiPitch` is 69 for 440 Hz. The marks between are replaced, those before and behind stay. Feed no
-    // more input afterwards without a Reset. Returns 0, or 5000003 for an index or length out of range.
+    // more input afterwards without a Reset. Returns 0, or kBadArgument for an index or length out of range.
     int32_t ReanalyzeSegment(const float* const* source, int32_t length, int32_t markIndex, float midiPitch);
 
     // The tracker's threshold for voices from 160 Hz up, in dB; 0 at first. Without a tracker it is 0.

@@ -16,13 +16,10 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/Codes.h"
 #include "classic/ScaleTable.h"
 
 namespace mlh::ChoiralizerClassic {
-
-// What operations return besides 0.
-inline constexpr int32_t kOutOfMemory = 1000001;
-inline constexpr int32_t kBadArgument = 5000003;
 
 // A chord as this engine takes it.
 struct ClassicChord {

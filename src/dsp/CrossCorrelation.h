@@ -15,9 +15,9 @@ namespace mlh {
 ///     CcfCompute(ccf, lags, a, b, lengths);
 ///     Ops().CcfDestroy(&ccf);                  // or CcfPointer
 ///
-/// CcfCreate stores null first and returns 0, or 5000003 for a size below 2 or above 2^26. Mode 0 is plain,
-/// any other value normalised: divided by the shorter length and both deviations. CcfDestroy clears the
-/// pointer and returns 0, or 5000003 for a null pointer.
+/// CcfCreate stores null first and returns 0, or kBadArgument for a size below 2 or above 2^26. Mode 0 is
+/// plain, any other value normalised: divided by the shorter length and both deviations. CcfDestroy clears
+/// the pointer and returns 0, or kBadArgument for a null pointer.
 ///
 /// An object serves one thread at a time and allocates nothing after its creation.
 class CqrtfCcf_If {
@@ -55,7 +55,7 @@ using CcfPointer = std::unique_ptr<CqrtfCcf_If>;
 
 /// Correlates a (lengths[0] samples) with b (lengths[1] samples): lag p is the sum of a[j + p] * b[j].
 /// out: null, or lengths[0] + lengths[1] - 1 floats, from lag -(m - 1) up, m being the shorter length.
-/// Returns 0, or 5000003 with nothing done for a null object or signal, or a length out of 1 to Size().
+/// Returns 0, or kBadArgument with nothing done for a null object or signal, or a length out of 1 to Size().
 int32_t CcfCompute(CqrtfCcf_If* ccf, float* out, const float* a, const float* b, const int32_t lengths[2]);
 
 /// The table entries, the same at all levels.

@@ -58,8 +58,8 @@ class CEqIf {
     virtual ~CEqIf() = default;
 };
 
-/// Makes a filter of one EqType; the caller deletes it. Stores null first. Returns 0, 1000001 when memory is
-/// out, 5000003 for a null `out`, a rate or channel count below 1, or an unknown type.
+/// Makes a filter of one EqType; the caller deletes it. Stores null first. Returns 0, kOutOfMemory when
+/// memory is out, kBadArgument for a null `out`, a rate or channel count below 1, or an unknown type.
 int32_t CreateEq(CEqIf** out, int32_t sampleRate, int32_t numChannels, int32_t type);
 
 }  // namespace mlh::qMELODOR

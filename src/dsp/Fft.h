@@ -15,10 +15,10 @@ namespace mlh {
 ///     fft->Forward(spectrum, samples);
 ///     Ops().FFTDestroy(&fft);
 ///
-/// FFTCreate stores null first and returns 0, or 5000003 unless windowLength is a power of two of at least 4
-/// and zeroPadFactor one of at least 1 (and their product at most 2^30). FFTDestroy clears the pointer and
-/// returns 0, or 5000003 with nothing done for a null pointer or an object of another level. Deleting the
-/// object is always right, whatever the level is now: FFTPointer does that.
+/// FFTCreate stores null first and returns 0, or kBadArgument unless windowLength is a power of two of at
+/// least 4 and zeroPadFactor one of at least 1 (and their product at most 2^30). FFTDestroy clears the
+/// pointer and returns 0, or kBadArgument with nothing done for a null pointer or an object of another level.
+/// Deleting the object is always right, whatever the level is now: FFTPointer does that.
 ///
 /// Spectra are packed (see OperationTable.h) and have fftSize = windowLength * zeroPadFactor floats. Nothing
 /// is scaled: Inverse(Forward(x)) is fftSize * x. An object serves one thread at a time and allocates nothing

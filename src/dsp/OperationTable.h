@@ -21,8 +21,8 @@ class CqrtfCcf_If;
 /// the (real) bin n/2, elements 2k and 2k+1 are the real and imaginary part of bin k, 0 < k < n/2. `nBins` is
 /// n/2 for the whole of it, the first pair counted as one bin.
 ///
-/// The status is 0; at levels 3 to 6 also -8 for a null pointer and -6 for a count below 1, with nothing
-/// done. At level 0 nothing is checked.
+/// The status is 0; at levels 3 to 6 also kNullVector for a null pointer and kBadCount for a count below 1,
+/// with nothing done. At level 0 nothing is checked.
 struct OperationTable {
     // Memory. Alignment: 8 bytes at level 0, 16 at levels 3 to 5, 32 at level 6.
 

@@ -4,9 +4,10 @@
 #include <cmath>
 #include <limits>
 #include <new>
-#include <numbers>
 
 #include "base/Codes.h"
+#include "base/Pi.h"
+#include "base/Truncate.h"
 #include "dsp/Dispatch.h"
 
 namespace mlh {
@@ -37,7 +38,7 @@ double BesselI0(double x) {
 double FilterValue(int32_t i, int32_t length, double rolloff, double beta) {
     if (i == 0) return rolloff;
     const double x = i / 256.0;
-    const double sinc = std::sin(std::numbers::pi * x * rolloff) / (std::numbers::pi * x);
+    const double sinc = std::sin(kPi * x * rolloff) / (kPi * x);
     const double position = static_cast<double>(i) / (length - 1);
     return sinc * (BesselI0(beta * std::sqrt(1.0 - position * position)) / BesselI0(beta));
 }
@@ -385,8 +386,7 @@ int32_t GetRequiredInput(const CResampleBase* resampler, int32_t outFrames, floa
     } else {
         needed -= resampler->GetWriteIndex();
     }
-    return static_cast<int32_t>(
-        std::clamp<double>(std::ceil(needed), 0.0, std::numeric_limits<int32_t>::max()));
+    return std::max(TruncateToInt32(std::ceil(needed)), 0);
 }
 
 }  // namespace mlh

@@ -35,7 +35,7 @@ class CResampleBase {
                             int32_t frames) = 0;
     /// Back to the state after Init.
     virtual void Reset() = 0;
-    /// Allocates the buffers and builds the filter. Returns 0, or 1000001 when memory is out.
+    /// Allocates the buffers and builds the filter. Returns 0, or kOutOfMemory when memory is out.
     virtual int32_t Init() = 0;
     /// Frees the buffers; Init brings them back.
     virtual void Release() = 0;
@@ -133,12 +133,12 @@ enum ResampleKind : int32_t { kResampleFloat = 0, kResampleInt = 1 };
 /// channels  channels that a call may have at most
 /// kind      0 float, 1 int16
 /// flag      has no effect
-/// Returns 0, 5000003 for an argument out of range, 1000001 when the object can't be allocated. When its
-/// buffers can't, the result is 0 and *out stays null.
+/// Returns 0, kBadArgument for an argument out of range, kOutOfMemory when the object can't be allocated.
+/// When its buffers can't, the result is 0 and *out stays null.
 int32_t CreateResampler(CResampleBase** out, int32_t quality, int32_t capacity, int32_t channels,
                         int32_t kind, int32_t flag);
 
-/// Deletes the converter and clears the pointer. Returns 0, or 5000003 for null.
+/// Deletes the converter and clears the pointer. Returns 0, or kBadArgument for null.
 int32_t DestroyResampler(CResampleBase** resampler);
 
 /// Input frames that the next call must bring to yield `outFrames` frames; 0 where it needs none, for a null

@@ -27,6 +27,7 @@
 #include <string>
 #include <vector>
 
+#include "base/Codes.h"
 #include "harmony/ChordModel.h"
 #include "harmony/VoicingCandidate.h"
 
@@ -38,10 +39,6 @@ struct ClassicChord;
 }  // namespace ChoiralizerClassic
 
 namespace ChoiralizerV2 {
-
-// What operations return besides 0. Setters return 0.
-inline constexpr int32_t kOutOfMemory = 1000001;  // factories only
-inline constexpr int32_t kBadArgument = 5000003;  // or missing state
 
 struct ChordCandidate;
 class CChordsInFunctions;
@@ -69,6 +66,7 @@ struct NoteList {
 // runs.
 using HarmonyParams = int32_t;
 
+// Setters return 0; the other codes are those of components, kBadArgument also where state is missing.
 class CChoiralizerV2If {
   public:
     // Key (pitch class of the tonic) and scales (rows of the scale table) of all that follows. Not

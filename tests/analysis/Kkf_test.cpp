@@ -7,6 +7,7 @@
 #include <numbers>
 #include <vector>
 
+#include "base/Codes.h"
 #include "support/SyntheticSinger.h"
 
 namespace mlh {
@@ -43,8 +44,8 @@ void SetOutput(CKKF& correlator, const std::vector<int32_t>& heights) {
 
 TEST(Kkf, ConfigureHandsOnTheCorrelatorsRefusal) {
     CKKF correlator;
-    EXPECT_EQ(correlator.Configure(0), 5000003);
-    EXPECT_EQ(correlator.Configure(-64), 5000003);
+    EXPECT_EQ(correlator.Configure(0), kBadArgument);
+    EXPECT_EQ(correlator.Configure(-64), kBadArgument);
     EXPECT_EQ(correlator.Configure(512), 0);
     EXPECT_EQ(correlator.GetSize(), 512);
 }
@@ -85,12 +86,12 @@ TEST(Kkf, WhatIsNoLagIsExactlyZeroWhateverWasThereBefore) {
 TEST(Kkf, LengthsThatDoNotFitAreRefused) {
     CKKF correlator;
     std::vector<float> a(64);
-    EXPECT_EQ(correlator.Correlate(a.data(), 1, a.data(), 1), 5000003) << "not configured";
+    EXPECT_EQ(correlator.Correlate(a.data(), 1, a.data(), 1), kBadArgument) << "not configured";
     ASSERT_EQ(correlator.Configure(64), 0);
-    EXPECT_EQ(correlator.Correlate(a.data(), 0, a.data(), 1), 5000003);
-    EXPECT_EQ(correlator.Correlate(a.data(), 1, a.data(), -1), 5000003);
-    EXPECT_EQ(correlator.Correlate(a.data(), 33, a.data(), 1), 5000003);
-    EXPECT_EQ(correlator.Correlate(a.data(), 1, a.data(), 33), 5000003);
+    EXPECT_EQ(correlator.Correlate(a.data(), 0, a.data(), 1), kBadArgument);
+    EXPECT_EQ(correlator.Correlate(a.data(), 1, a.data(), -1), kBadArgument);
+    EXPECT_EQ(correlator.Correlate(a.data(), 33, a.data(), 1), kBadArgument);
+    EXPECT_EQ(correlator.Correlate(a.data(), 1, a.data(), 33), kBadArgument);
     EXPECT_EQ(correlator.Correlate(a.data(), 32, a.data(), 32), 0);
 }
 

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "analysis/PitchMarks.h"
+#include "base/Codes.h"
 #include "support/Paths.h"
 #include "support/Recordings.h"
 #include "support/SyntheticSinger.h"
@@ -21,9 +22,6 @@
 namespace mlh {
 
 namespace {
-
-constexpr int32_t kWrongState = 5000002;
-constexpr int32_t kBadArgument = 5000003;
 
 // An analysis with its marks.
 struct Analysed {

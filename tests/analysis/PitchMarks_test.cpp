@@ -6,6 +6,7 @@
 #include <limits>
 #include <memory>
 
+#include "base/Codes.h"
 #include "support/SyntheticSinger.h"
 
 namespace mlh {
@@ -63,7 +64,7 @@ TEST(PitchMarks, CreationStoresAnEmptyListWithoutAnArray) {
     EXPECT_EQ(records, nullptr);
     EXPECT_EQ(marks->GetCount(), 0);
     EXPECT_EQ(marks->GetLastPosition(), -1);
-    EXPECT_EQ(CreatePitchMarks(nullptr), 5000003);
+    EXPECT_EQ(CreatePitchMarks(nullptr), kBadArgument);
 }
 
 TEST(PitchMarks, AppendPutsEachArgumentIntoTheFieldOfItsName) {
@@ -194,10 +195,10 @@ TEST(PitchMarks, ReserveIsHonouredOnce) {
     CPitchMarks marks;
     EXPECT_EQ(marks.Reserve(100), 0);
     EXPECT_EQ(marks.GetCapacity(), 100);
-    EXPECT_EQ(marks.Reserve(200), 5000002);
+    EXPECT_EQ(marks.Reserve(200), kWrongState);
     EXPECT_EQ(marks.GetCapacity(), 100);
     marks.Clear();
-    EXPECT_EQ(marks.Reserve(200), 5000002);
+    EXPECT_EQ(marks.Reserve(200), kWrongState);
 }
 
 TEST(PitchMarks, ReserveKeepsMarksThatAreThere) {
@@ -237,15 +238,15 @@ TEST(PitchMarks, SetRecordsCopiesWhatItIsGiven) {
     given[0].position = 99;
     EXPECT_EQ(Positions(marks), (std::vector<int32_t>{1, 7}));
     EXPECT_EQ(marks.GetPeriod(1), 12);
-    EXPECT_EQ(marks.Reserve(5), 5000002) << "set counts as reserved";
+    EXPECT_EQ(marks.Reserve(5), kWrongState) << "set counts as reserved";
 }
 
 TEST(PitchMarks, SetRecordsOnAnUnreservedListMustMeetItsCapacity) {
     const PitchMark given[3] = {};
     CPitchMarks marks;
     AppendAt(marks, {0, 5});
-    EXPECT_EQ(marks.SetRecords(given, 3), 5000003);
-    EXPECT_EQ(marks.SetRecords(given, 1), 5000003);
+    EXPECT_EQ(marks.SetRecords(given, 3), kBadArgument);
+    EXPECT_EQ(marks.SetRecords(given, 1), kBadArgument);
     EXPECT_EQ(Positions(marks), (std::vector<int32_t>{0, 5}));
     EXPECT_EQ(marks.SetRecords(given, 2), 0);
     EXPECT_EQ(marks.GetCount(), 2);
@@ -266,8 +267,8 @@ TEST(PitchMarks, SetRecordsOnAReservedListTakesAnySize) {
 TEST(PitchMarks, SetRecordsRefusesWhatIsNoArray) {
     const PitchMark given[1] = {};
     CPitchMarks marks;
-    EXPECT_EQ(marks.SetRecords(given, -1), 5000003);
-    EXPECT_EQ(marks.SetRecords(nullptr, 1), 5000003);
+    EXPECT_EQ(marks.SetRecords(given, -1), kBadArgument);
+    EXPECT_EQ(marks.SetRecords(nullptr, 1), kBadArgument);
     EXPECT_EQ(marks.Reserve(1), 0) << "nothing was set";
 }
 

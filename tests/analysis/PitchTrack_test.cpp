@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "base/Codes.h"
 #include "support/Paths.h"
 #include "support/Recordings.h"
 #include "support/SyntheticSinger.h"
@@ -409,10 +410,10 @@ TEST(PitchTrack, CallsOutOfRangeAreRefused) {
     const std::vector<float> samples = Noise(CPitchTrack::kMaxInput + 1);
     PitchTrackResult result;
     result.level = -1.0f;
-    EXPECT_EQ(tracker->Process(samples.data(), CPitchTrack::kMaxInput + 1, &result), 5000003);
-    EXPECT_EQ(tracker->Process(samples.data(), -1, &result), 5000003);
-    EXPECT_EQ(tracker->Process(nullptr, 10, &result), 5000003);
-    EXPECT_EQ(tracker->Process(samples.data(), 10, nullptr), 5000003);
+    EXPECT_EQ(tracker->Process(samples.data(), CPitchTrack::kMaxInput + 1, &result), kBadArgument);
+    EXPECT_EQ(tracker->Process(samples.data(), -1, &result), kBadArgument);
+    EXPECT_EQ(tracker->Process(nullptr, 10, &result), kBadArgument);
+    EXPECT_EQ(tracker->Process(samples.data(), 10, nullptr), kBadArgument);
     EXPECT_EQ(result.level, -1.0f);
     EXPECT_EQ(tracker->GetHopInInputSamples(), 529);  // nothing taken
     EXPECT_EQ(tracker->Process(nullptr, 0, &result), 0);
@@ -421,17 +422,17 @@ TEST(PitchTrack, CallsOutOfRangeAreRefused) {
 
 TEST(PitchTrack, CreationRefusesWhatItCannotMake) {
     CPitchTrack* tracker = reinterpret_cast<CPitchTrack*>(8);
-    EXPECT_EQ(CPitchTrack::Create(&tracker, 7999, 1, 1), 5000004);
+    EXPECT_EQ(CPitchTrack::Create(&tracker, 7999, 1, 1), kRateTooLow);
     EXPECT_EQ(tracker, nullptr);
-    EXPECT_EQ(CPitchTrack::Create(&tracker, 44100, 0, 1), 5000003);
-    EXPECT_EQ(CPitchTrack::Create(&tracker, 44100, 1, 2), 5000003);
-    EXPECT_EQ(CPitchTrack::Create(&tracker, 44100, 1, -1), 5000003);
-    EXPECT_EQ(CPitchTrack::Create(nullptr, 44100, 1, 1), 5000003);
+    EXPECT_EQ(CPitchTrack::Create(&tracker, 44100, 0, 1), kBadArgument);
+    EXPECT_EQ(CPitchTrack::Create(&tracker, 44100, 1, 2), kBadArgument);
+    EXPECT_EQ(CPitchTrack::Create(&tracker, 44100, 1, -1), kBadArgument);
+    EXPECT_EQ(CPitchTrack::Create(nullptr, 44100, 1, 1), kBadArgument);
     EXPECT_EQ(CPitchTrack::Create(&tracker, 8000, 1, 1), 0);
     EXPECT_EQ(CPitchTrack::Destroy(&tracker), 0);
     EXPECT_EQ(tracker, nullptr);
-    EXPECT_EQ(CPitchTrack::Destroy(&tracker), 5000003);
-    EXPECT_EQ(CPitchTrack::Destroy(nullptr), 5000003);
+    EXPECT_EQ(CPitchTrack::Destroy(&tracker), kBadArgument);
+    EXPECT_EQ(CPitchTrack::Destroy(nullptr), kBadArgument);
 }
 
 TEST(PitchTrack, TheThresholdRejectsHighVoicesOnly) {

@@ -11,6 +11,7 @@
 #include <new>
 #include <numbers>
 
+#include "base/Codes.h"
 #include "support/Paths.h"
 #include "support/Recordings.h"
 #include "support/SyntheticSinger.h"
@@ -172,19 +173,20 @@ TEST(PsolaAnalysis, AnEmptyListGetsItsFirstMarkAndAnotherStaysAsItIs) {
 TEST(PsolaAnalysis, ArgumentsOutOfRangeAreRefusedAtInitialization) {
     CPitchMarks marks;
     const float nan = std::numeric_limits<float>::quiet_NaN();
-    EXPECT_EQ(CPSOLAAnalysis(nullptr, 44100.0f, 2048, 1, true, 0).Initialize(), 5000003);
-    EXPECT_EQ(CPSOLAAnalysis(&marks, nan, 2048, 1, true, 0).Initialize(), 5000003);
-    EXPECT_EQ(CPSOLAAnalysis(&marks, -1.0f, 2048, 1, true, 0).Initialize(), 5000003);
+    EXPECT_EQ(CPSOLAAnalysis(nullptr, 44100.0f, 2048, 1, true, 0).Initialize(), kBadArgument);
+    EXPECT_EQ(CPSOLAAnalysis(&marks, nan, 2048, 1, true, 0).Initialize(), kBadArgument);
+    EXPECT_EQ(CPSOLAAnalysis(&marks, -1.0f, 2048, 1, true, 0).Initialize(), kBadArgument);
     EXPECT_EQ(CPSOLAAnalysis(&marks, std::numeric_limits<float>::infinity(), 2048, 1, true, 0).Initialize(),
-              5000003);
+              kBadArgument);
     for (const int32_t blockSize : {std::numeric_limits<int32_t>::min(), -1, 0, 512, 2047, 131072, 1 << 30}) {
-        EXPECT_EQ(CPSOLAAnalysis(&marks, 44100.0f, blockSize, 1, true, 0).Initialize(), 5000003) << blockSize;
+        EXPECT_EQ(CPSOLAAnalysis(&marks, 44100.0f, blockSize, 1, true, 0).Initialize(), kBadArgument)
+            << blockSize;
     }
-    EXPECT_EQ(CPSOLAAnalysis(&marks, 44100.0f, 2048, 0, true, 0).Initialize(), 5000003);
-    EXPECT_EQ(CPSOLAAnalysis(&marks, 44100.0f, 2048, 1, true, -1).Initialize(), 5000003);
-    EXPECT_EQ(CPSOLAAnalysis(&marks, 44100.0f, 2048, 1, true, 8191).Initialize(), 5000003);
+    EXPECT_EQ(CPSOLAAnalysis(&marks, 44100.0f, 2048, 0, true, 0).Initialize(), kBadArgument);
+    EXPECT_EQ(CPSOLAAnalysis(&marks, 44100.0f, 2048, 1, true, -1).Initialize(), kBadArgument);
+    EXPECT_EQ(CPSOLAAnalysis(&marks, 44100.0f, 2048, 1, true, 8191).Initialize(), kBadArgument);
     EXPECT_EQ(CPSOLAAnalysis(&marks, 44100.0f, 2048, 1, true, 8192).Initialize(), 0);
-    EXPECT_EQ(CPSOLAAnalysis(&marks, 7999.5f, 2048, 1, true, 0).Initialize(), 1000001)
+    EXPECT_EQ(CPSOLAAnalysis(&marks, 7999.5f, 2048, 1, true, 0).Initialize(), kOutOfMemory)
         << "no tracker at such a rate";
     EXPECT_EQ(CPSOLAAnalysis(&marks, 7999.5f, 2048, 1, false, 0).Initialize(), 0) << "none needed";
 }
@@ -194,11 +196,11 @@ TEST(PsolaAnalysis, NothingWorksBeforeInitialization) {
     CMELODORExtendedAnalysis analysis(&marks, 44100.0f, 2048, 1, true, 0);
     const float sample = 1.0f;
     const float* channels[] = {&sample};
-    EXPECT_EQ(analysis.AnalyzeBlock(channels, 1), 5000002);
-    EXPECT_EQ(analysis.Finish(), 5000002);
-    EXPECT_EQ(analysis.Reset(), 5000002);
-    EXPECT_EQ(analysis.InsertHop(), 5000002);
-    EXPECT_EQ(analysis.ReanalyzeSegment(channels, 1, 0, 60.0f), 5000002);
+    EXPECT_EQ(analysis.AnalyzeBlock(channels, 1), kWrongState);
+    EXPECT_EQ(analysis.Finish(), kWrongState);
+    EXPECT_EQ(analysis.Reset(), kWrongState);
+    EXPECT_EQ(analysis.InsertHop(), kWrongState);
+    EXPECT_EQ(analysis.ReanalyzeSegment(channels, 1, 0, 60.0f), kWrongState);
     EXPECT_EQ(analysis.GetVoicingThreshold(), 0.0f);
     EXPECT_EQ(marks.GetCount(), 1);
 }
@@ -712,9 +714,9 @@ TEST(PsolaAnalysis, MoreThanFitsIsRefusedAndNothingTaken) {
     const Samples voice = SingSomething(44100.0).samples;
     Placer placer(44100.0);
     const float* rows[] = {voice.data()};
-    EXPECT_EQ(placer.analysis.AnalyzeBlock(rows, 32769), 5000003);
-    EXPECT_EQ(placer.analysis.AnalyzeBlock(rows, -1), 5000003);
-    EXPECT_EQ(placer.analysis.AnalyzeBlock(rows, std::numeric_limits<int32_t>::min()), 5000003);
+    EXPECT_EQ(placer.analysis.AnalyzeBlock(rows, 32769), kBadArgument);
+    EXPECT_EQ(placer.analysis.AnalyzeBlock(rows, -1), kBadArgument);
+    EXPECT_EQ(placer.analysis.AnalyzeBlock(rows, std::numeric_limits<int32_t>::min()), kBadArgument);
     EXPECT_EQ(placer.analysis.GetFreeSpace(), 32768);
     placer.AnalyzeAll(voice);
     EXPECT_TRUE(Same(Copy(placer.marks), PlaceMarks(44100.0, voice)));
@@ -790,7 +792,7 @@ TEST(PsolaAnalysis, ManyHopsStopTheMarksButNothingElse) {
     const Samples tone = HarmonicTone(200.0, 44100.0, 1.0);
     const float* rows[] = {tone.data()};
     EXPECT_EQ(placer.analysis.AnalyzeBlock(rows, 30000), 0);
-    EXPECT_EQ(placer.analysis.AnalyzeBlock(rows, 30000), 5000003);
+    EXPECT_EQ(placer.analysis.AnalyzeBlock(rows, 30000), kBadArgument);
     EXPECT_EQ(placer.marks.GetCount(), 101);
     EXPECT_EQ(placer.analysis.Finish(), 0);
 }
@@ -1101,10 +1103,10 @@ TEST(PsolaAnalysisSegment, ArgumentsOutOfRangeAreRefused) {
     Reanalyzed segment;
     const float* rows[] = {segment.tone.data()};
     const int32_t count = segment.placer.marks.GetCount();
-    EXPECT_EQ(segment.placer.analysis.ReanalyzeSegment(nullptr, 100, 0, 60.0f), 5000003);
-    EXPECT_EQ(segment.placer.analysis.ReanalyzeSegment(rows, -1, 0, 60.0f), 5000003);
-    EXPECT_EQ(segment.placer.analysis.ReanalyzeSegment(rows, 100, -1, 60.0f), 5000003);
-    EXPECT_EQ(segment.placer.analysis.ReanalyzeSegment(rows, 100, count, 60.0f), 5000003);
+    EXPECT_EQ(segment.placer.analysis.ReanalyzeSegment(nullptr, 100, 0, 60.0f), kBadArgument);
+    EXPECT_EQ(segment.placer.analysis.ReanalyzeSegment(rows, -1, 0, 60.0f), kBadArgument);
+    EXPECT_EQ(segment.placer.analysis.ReanalyzeSegment(rows, 100, -1, 60.0f), kBadArgument);
+    EXPECT_EQ(segment.placer.analysis.ReanalyzeSegment(rows, 100, count, 60.0f), kBadArgument);
     EXPECT_TRUE(Same(Copy(segment.placer.marks), segment.before));
 }
 

@@ -45,6 +45,17 @@ TEST(TruncateTest, NotANumberGivesTheSmallest) {
     EXPECT_EQ(Truncated(-std::numeric_limits<double>::quiet_NaN()), kLowest);
 }
 
+TEST(TruncateOrZero, GivesZeroOutOfRange) {
+    EXPECT_EQ(TruncateToInt32OrZero(2.9f), 2);
+    EXPECT_EQ(TruncateToInt32OrZero(-2.9f), -2);
+    EXPECT_EQ(TruncateToInt32OrZero(2147483520.0f), 2147483520);
+    EXPECT_EQ(TruncateToInt32OrZero(2147483648.0f), 0);
+    EXPECT_EQ(TruncateToInt32OrZero(-2147483648.0f), std::numeric_limits<int32_t>::min());
+    EXPECT_EQ(TruncateToInt32OrZero(-2147483904.0f), 0);
+    EXPECT_EQ(TruncateToInt32OrZero(std::numeric_limits<float>::infinity()), 0);
+    EXPECT_EQ(TruncateToInt32OrZero(std::numeric_limits<float>::quiet_NaN()), 0);
+}
+
 }  // namespace
 
 }  // namespace mlh

@@ -9,6 +9,8 @@
 #include <memory>
 #include <vector>
 
+#include "base/Codes.h"
+
 namespace mlh {
 
 using namespace ChoiralizerClassic;
@@ -34,7 +36,7 @@ std::vector<int32_t> Offsets(const CChoiralizer& engine) {
 const ClassicChord kCMajor = {0, 3, TriadMajor, SeventhNone};
 const ClassicChord kEmpty = {0, 3, TriadNone, SeventhNone};
 
-TEST(Choiralizer, RefusesToBeCreatedIntoNothing) { EXPECT_EQ(CChoiralizer::Create(nullptr), 5000003); }
+TEST(Choiralizer, RefusesToBeCreatedIntoNothing) { EXPECT_EQ(CChoiralizer::Create(nullptr), kBadArgument); }
 
 TEST(Choiralizer, StartsWithThreeVoicesInCMajor) {
     const auto engine = NewEngine();

@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "base/Codes.h"
 #include "classic/Choiralizer.h"
 
 namespace mlh {

@@ -7,13 +7,12 @@
 #include <vector>
 
 #include "LevelMain.h"
+#include "base/Codes.h"
 #include "support/SyntheticSinger.h"
 
 namespace mlh {
 
 namespace {
-
-constexpr int32_t kBadArgument = 5000003;
 
 CcfPointer MakeCcf(int32_t size, int32_t mode = 0) {
     CqrtfCcf_If* ccf = nullptr;

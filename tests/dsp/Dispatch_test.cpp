@@ -12,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include "base/Codes.h"
 #include "dsp/CrossCorrelation.h"
 #include "dsp/Fft.h"
 #include "support/FreshProcess.h"
@@ -148,7 +149,7 @@ TEST(DispatchTest, ObjectsOfAHigherLevelAreRefusedAfterTheLevelWentDown) {
         CqrtfFFT_If* fft = nullptr;
         if (Ops().FFTCreate(&fft, 16, 1, 0) != 0) return false;
         InitDispatch(0);
-        const bool refused = Ops().FFTDestroy(&fft) == 5000003 && fft != nullptr;
+        const bool refused = Ops().FFTDestroy(&fft) == kBadArgument && fft != nullptr;
         delete fft;
         return refused;
     });

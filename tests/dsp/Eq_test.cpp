@@ -8,6 +8,7 @@
 #include <numbers>
 #include <vector>
 
+#include "base/Codes.h"
 #include "support/SyntheticSinger.h"
 
 namespace mlh {
@@ -443,12 +444,12 @@ TEST(Eq, EveryTypeSaysWhichItIs) {
 
 TEST(Eq, CreationRefusesWhatItCannotMake) {
     CEqIf* eq = reinterpret_cast<CEqIf*>(8);
-    EXPECT_EQ(CreateEq(&eq, 11025, 1, 7), 5000003);
+    EXPECT_EQ(CreateEq(&eq, 11025, 1, 7), kBadArgument);
     EXPECT_EQ(eq, nullptr);
-    EXPECT_EQ(CreateEq(&eq, 11025, 1, -1), 5000003);
-    EXPECT_EQ(CreateEq(&eq, 11025, 0, 3), 5000003);
-    EXPECT_EQ(CreateEq(&eq, 0, 1, 3), 5000003);
-    EXPECT_EQ(CreateEq(nullptr, 11025, 1, 3), 5000003);
+    EXPECT_EQ(CreateEq(&eq, 11025, 1, -1), kBadArgument);
+    EXPECT_EQ(CreateEq(&eq, 11025, 0, 3), kBadArgument);
+    EXPECT_EQ(CreateEq(&eq, 0, 1, 3), kBadArgument);
+    EXPECT_EQ(CreateEq(nullptr, 11025, 1, 3), kBadArgument);
 }
 
 }  // namespace mlh

@@ -9,13 +9,12 @@
 
 #include "LevelMain.h"
 #include "PlainFft.h"
+#include "base/Codes.h"
 #include "support/SyntheticSinger.h"
 
 namespace mlh {
 
 namespace {
-
-constexpr int32_t kBadArgument = 5000003;
 
 FFTPointer MakeFFT(int32_t windowLength, int32_t zeroPadFactor = 1, int32_t windowType = 0) {
     CqrtfFFT_If* fft = nullptr;

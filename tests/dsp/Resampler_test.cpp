@@ -11,6 +11,7 @@
 #include <numbers>
 #include <vector>
 
+#include "base/Codes.h"
 #include "support/SyntheticSinger.h"
 
 namespace mlh {
@@ -571,14 +572,14 @@ TEST(Resampler, IntegerSamplesFollowTheIntegerRule) {
 
 TEST(Resampler, CreationRefusesWhatItCannotMake) {
     CResampleBase* resampler = reinterpret_cast<CResampleBase*>(8);
-    EXPECT_EQ(CreateResampler(&resampler, 0, 100, 1, 0, 0), 5000003);
+    EXPECT_EQ(CreateResampler(&resampler, 0, 100, 1, 0, 0), kBadArgument);
     EXPECT_EQ(resampler, nullptr);
-    EXPECT_EQ(CreateResampler(&resampler, 121, 100, 1, 0, 0), 5000003);
-    EXPECT_EQ(CreateResampler(&resampler, 3, 100, 1, 2, 0), 5000003);
-    EXPECT_EQ(CreateResampler(&resampler, 3, 100, 1, -1, 0), 5000003);
-    EXPECT_EQ(CreateResampler(&resampler, 3, -1, 1, 0, 0), 5000003);
-    EXPECT_EQ(CreateResampler(&resampler, 3, 100, 0, 0, 0), 5000003);
-    EXPECT_EQ(CreateResampler(nullptr, 3, 100, 1, 0, 0), 5000003);
+    EXPECT_EQ(CreateResampler(&resampler, 121, 100, 1, 0, 0), kBadArgument);
+    EXPECT_EQ(CreateResampler(&resampler, 3, 100, 1, 2, 0), kBadArgument);
+    EXPECT_EQ(CreateResampler(&resampler, 3, 100, 1, -1, 0), kBadArgument);
+    EXPECT_EQ(CreateResampler(&resampler, 3, -1, 1, 0, 0), kBadArgument);
+    EXPECT_EQ(CreateResampler(&resampler, 3, 100, 0, 0, 0), kBadArgument);
+    EXPECT_EQ(CreateResampler(nullptr, 3, 100, 1, 0, 0), kBadArgument);
     for (int32_t quality : {1, 120}) {
         for (int32_t kind : {0, 1}) {
             ASSERT_EQ(CreateResampler(&resampler, quality, 100, 1, kind, 1), 0);
@@ -586,8 +587,8 @@ TEST(Resampler, CreationRefusesWhatItCannotMake) {
             EXPECT_EQ(resampler, nullptr);
         }
     }
-    EXPECT_EQ(DestroyResampler(&resampler), 5000003);
-    EXPECT_EQ(DestroyResampler(nullptr), 5000003);
+    EXPECT_EQ(DestroyResampler(&resampler), kBadArgument);
+    EXPECT_EQ(DestroyResampler(nullptr), kBadArgument);
 }
 
 }  // namespace mlh

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "base/Codes.h"
 #include "classic/Choiralizer.h"
 #include "harmony/ChordsInFunctions.h"
 #include "harmony/VoicingRules.h"
@@ -26,8 +27,6 @@ using ChoiralizerClassic::CChoiralizer;
 using ChoiralizerClassic::ClassicChord;
 using Chords = std::vector<ChordInfo>;
 using Row = std::vector<int32_t>;
-
-static_assert(kOutOfMemory == 1000001 && kBadArgument == 5000003);
 
 // A melody of one beat per note.
 struct Tune {

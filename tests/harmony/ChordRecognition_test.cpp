@@ -8,6 +8,7 @@
 #include <set>
 #include <vector>
 
+#include "base/Codes.h"
 #include "classic/ScaleTable.h"
 #include "harmony/ChoiralizerV2.h"
 
@@ -231,9 +232,9 @@ TEST(ChordFromPitches, TakesNotesOfAnyValue) {
     CChoiralizerV2 engine;
     ChordInfo chord;
     int32_t pitches[4];
-    EXPECT_EQ(engine.ChordFromPitches(&chord, nullptr), 5000003);
-    EXPECT_EQ(engine.ChordFromPitches(nullptr, pitches), 5000003);
-    EXPECT_EQ(engine.GetChordPitches(chord, nullptr), 5000003);
+    EXPECT_EQ(engine.ChordFromPitches(&chord, nullptr), kBadArgument);
+    EXPECT_EQ(engine.ChordFromPitches(nullptr, pitches), kBadArgument);
+    EXPECT_EQ(engine.GetChordPitches(chord, nullptr), kBadArgument);
 }
 
 TEST(GetChordPitches, SpellsTriadsFromMiddleC) {

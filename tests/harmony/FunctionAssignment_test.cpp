@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "base/Codes.h"
 #include "harmony/CadenceRules.h"
 #include "harmony/ChoiralizerV2.h"
 #include "harmony/ProgressionTables.h"
@@ -130,7 +131,7 @@ TEST(FunctionAssignment, AnchorsAreKeptWhateverTheirPitch) {
 
 TEST(FunctionAssignment, ANoteWithoutAPitchIsABadArgument) {
     for (const std::vector<int32_t>& pitch : {std::vector<int32_t>{-1}, {60, -1, 60}, {60, 62, -5}}) {
-        EXPECT_EQ(Assign({pitch, std::vector<float>(pitch.size(), 1.0f)}).code, 5000003);
+        EXPECT_EQ(Assign({pitch, std::vector<float>(pitch.size(), 1.0f)}).code, kBadArgument);
     }
 }
 

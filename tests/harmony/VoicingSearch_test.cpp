@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "base/Codes.h"
 #include "classic/ScaleTable.h"
 #include "harmony/ChoiralizerV2.h"
 #include "harmony/FunctionTables.h"
@@ -829,10 +830,10 @@ TEST_F(ChordAtNote, BreaksTheLinkOfTheNoteBehindAnInheritedOne) {
 TEST_F(ChordAtNote, ChangesNothingWhereNothingFits) {
     Engine engine(Tune());
     const ChordInfo chord = Triad(0, ChordMajor);
-    EXPECT_EQ(engine->SetChordAtNote(chord, 0), 5000003);  // before any run
+    EXPECT_EQ(engine->SetChordAtNote(chord, 0), kBadArgument);  // before any run
     ASSERT_EQ(engine->Calculate(), 0);
-    EXPECT_EQ(engine->SetChordAtNote(chord, 10), 5000003);
-    EXPECT_EQ(engine->SetChordAtNote(chord, -1), 5000003);
+    EXPECT_EQ(engine->SetChordAtNote(chord, 10), kBadArgument);
+    EXPECT_EQ(engine->SetChordAtNote(chord, -1), kBadArgument);
     const Voicing before = engine.At(4);
     const std::string name = engine.Chord(4).name;
     engine->SetChordAtNote(Triad(0, ChordMajor, 3), 4);  // a triad has no third inversion
@@ -882,7 +883,7 @@ TEST_F(ChordAtNote, RefusesARowOfTheLeadThatDoesNotExist) {
     ASSERT_EQ(engine->Calculate(), 0);
     const HarmonyParams outside[4] = {7, 3, 1, 0};
     engine->SetParams(outside);
-    EXPECT_EQ(engine->SetChordAtNote(Triad(0, ChordMajor), 2), 5000003);
+    EXPECT_EQ(engine->SetChordAtNote(Triad(0, ChordMajor), 2), kBadArgument);
 }
 
 }  // namespace

@@ -8,8 +8,8 @@ struct FftPlan;
 struct QuarterPointPlan;
 
 /// The operations of the table (see OperationTable.h) as built for one processor level. Only the operation
-/// table calls them, and only on a machine that has the level. Each returns 0, or -8 for a null pointer or -6
-/// for a count below 1, with nothing done.
+/// table calls them, and only on a machine that has the level. Each returns 0, or kNullVector
+/// for a null pointer or kBadCount for a count below 1, with nothing done.
 template <int32_t level>
 struct Kernels {
     static int32_t VecZero(float* dst, int32_t n);

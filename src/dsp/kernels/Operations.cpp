@@ -1,5 +1,7 @@
 // The vector operations of the level MLH_LEVEL. They give the bits of the plain loops.
 
+#include "base/Codes.h"
+#include "base/Pi.h"
 #include "dsp/GenericOperations.h"
 #include "dsp/kernels/Kernels.h"
 #include "dsp/kernels/Loops.h"
@@ -8,12 +10,9 @@ namespace mlh {
 
 namespace {
 
-constexpr int32_t kNullPointer = -8;
-constexpr int32_t kBadCount = -6;
-
 template <class... Pointers>
 int32_t Check(int32_t n, Pointers... pointers) {
-    if ((!pointers || ...)) return kNullPointer;
+    if ((!pointers || ...)) return kNullVector;
     return n < 1 ? kBadCount : 0;
 }
 
@@ -314,7 +313,7 @@ int32_t Kernels<MLH_LEVEL>::VecWrapPhase(float* dst, const float* src, int32_t n
     if (const int32_t code = Check(n, dst, src)) return code;
     const auto wrap = [](auto phase) {
         using T = decltype(phase);
-        const T pi = T::Broadcast(3.14159265358979f), twoPi = T::Broadcast(6.28318530717959f);
+        const T pi = T::Broadcast(kPi32), twoPi = T::Broadcast(2.0f * kPi32);
         const T y = phase + pi;
         return y + twoPi * Floor(Negate(y) / twoPi) + pi;
     };
