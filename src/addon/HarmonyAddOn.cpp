@@ -1,7 +1,6 @@
 #include "addon/HarmonyAddOn.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <limits>
 #include <new>
@@ -9,6 +8,9 @@
 #include "analysis/PitchAnalysis.h"
 #include "analysis/PitchMarks.h"
 #include "audio/AudioBuffers.h"
+#include "base/Codes.h"
+#include "base/PitchUnits.h"
+#include "base/StandardLibrary.h"
 #include "synthesis/PitchSynthesizer.h"
 
 namespace mlh {
@@ -26,14 +28,6 @@ constexpr float kMuted = -1.0f;  // pitch of no note
 
 constexpr int32_t kVoiceParameters = 4;  // those from the formant shift on
 
-int32_t NearestNote(float pitch) {
-    constexpr double kLimit = 2147483648.0;
-    const double shifted = static_cast<double>(pitch) + 0.5;
-    if (!(shifted > -kLimit)) return std::numeric_limits<int32_t>::min();
-    if (shifted >= kLimit) return std::numeric_limits<int32_t>::max();
-    return static_cast<int32_t>(shifted);
-}
-
 }  // namespace
 
 void MalleoTuneHarmonyAddOn::AnalysisDeleter::operator()(CMELODORPitchAnalysisIf* analysis) const {
@@ -45,37 +39,37 @@ void MalleoTuneHarmonyAddOn::SynthesizerDeleter::operator()(CMELODORPitchSynthes
 }
 
 int32_t MalleoTuneHarmonyAddOnIf::CreateInstance(MalleoTuneHarmonyAddOnIf** out, AudioReader* reader) {
-    if (out == nullptr) return 2;
+    if (out == nullptr) return kAddOnBadArgument;
     *out = nullptr;
     if (reader == nullptr || reader->GetSampleRate() < kMinSampleRate || reader->GetNumChannels() < 1)
-        return 2;
+        return kAddOnBadArgument;
     std::unique_ptr<MalleoTuneHarmonyAddOn> created(new (std::nothrow) MalleoTuneHarmonyAddOn(reader));
-    if (!created || created->Init() != 0) return 1;
+    if (!created || created->Init() != 0) return kAddOnFailed;
     *out = created.release();
     return 0;
 }
 
 int32_t MalleoTuneHarmonyAddOnIf::DestroyInstance(MalleoTuneHarmonyAddOnIf** handle) {
-    if (handle == nullptr || *handle == nullptr) return 2;
+    if (handle == nullptr || *handle == nullptr) return kAddOnBadArgument;
     delete *handle;
     *handle = nullptr;
     return 0;
 }
 
 MalleoTuneHarmonyAddOn::MalleoTuneHarmonyAddOn(AudioReader* reader)
-    : reader_(reader), harmonyParams_{1, std::bit_cast<int32_t>(0.5f), 0, 0} {}
+    : reader_(reader), harmonyParams_{1, BitCast<int32_t>(0.5f), 0, 0} {}
 
 MalleoTuneHarmonyAddOn::~MalleoTuneHarmonyAddOn() = default;
 
 int32_t MalleoTuneHarmonyAddOn::Init() {
     CPitchMarksIf* marks = nullptr;
-    if (CreatePitchMarks(&marks) != 0) return 1;
+    if (CreatePitchMarks(&marks) != 0) return kAddOnFailed;
     pitchMarks_.reset(marks);
     pitchMarks_->Reserve(kReservedMarks);
 
     CMELODORPitchAnalysisIf* analysis = nullptr;
     const float rate = static_cast<float>(reader_.GetSampleRate());
-    if (CreatePitchAnalysis(&analysis, marks, rate, reader_.GetNumChannels()) != 0) return 1;
+    if (CreatePitchAnalysis(&analysis, marks, rate, reader_.GetNumChannels()) != 0) return kAddOnFailed;
     analysis_.reset(analysis);
 
     ChoiralizerV2::CChoiralizerV2If* harmony = nullptr;
@@ -86,7 +80,7 @@ int32_t MalleoTuneHarmonyAddOn::Init() {
 
 int32_t MalleoTuneHarmonyAddOn::Prepare() {
     if (analysed_) return 0;
-    if (!FeedAnalysis() || !CreateSynthesizers()) return 1;
+    if (!FeedAnalysis() || !CreateSynthesizers()) return kAddOnFailed;
     analysed_ = true;
     SetKey(analysis_->EstimateKey(0));
     SetHarmonyMode(0);
@@ -153,17 +147,17 @@ int32_t MalleoTuneHarmonyAddOn::SetHarmonyMode(int32_t mode) {
 int32_t MalleoTuneHarmonyAddOn::GetHarmonyMode() { return harmonyMode_; }
 
 int32_t MalleoTuneHarmonyAddOn::SetSpread(float spread) {
-    if (!(spread >= 0.0f && spread <= 1.0f)) return 2;
-    harmonyParams_[1] = std::bit_cast<int32_t>(spread);
+    if (!(spread >= 0.0f && spread <= 1.0f)) return kAddOnBadArgument;
+    harmonyParams_[1] = BitCast<int32_t>(spread);
     harmony_->SetParams(harmonyParams_.data());
     dirty_ = true;
     return 0;
 }
 
-float MalleoTuneHarmonyAddOn::GetSpread() { return std::bit_cast<float>(harmonyParams_[1]); }
+float MalleoTuneHarmonyAddOn::GetSpread() { return BitCast<float>(harmonyParams_[1]); }
 
 int32_t MalleoTuneHarmonyAddOn::SetVoicesAbove(int32_t count) {
-    if (count < 0 || count > 3) return 2;
+    if (count < 0 || count > 3) return kAddOnBadArgument;
     harmonyParams_[0] = count;
     harmony_->SetParams(harmonyParams_.data());
     dirty_ = true;
@@ -173,7 +167,7 @@ int32_t MalleoTuneHarmonyAddOn::SetVoicesAbove(int32_t count) {
 int32_t MalleoTuneHarmonyAddOn::GetVoicesAbove() { return harmonyParams_[0]; }
 
 int32_t MalleoTuneHarmonyAddOn::SetVoicePitchVector(int32_t voice, PitchVector pitches) {
-    if (voice < 0 || voice >= kMaxVoices || pitches.size() != leadPitch_.size()) return 2;
+    if (voice < 0 || voice >= kMaxVoices || pitches.size() != leadPitch_.size()) return kAddOnBadArgument;
     // Where chords have split the lead since the last update, the voice still has its old elements.
     PitchVector& own = voicePitch_[voice];
     const std::size_t count = std::min(own.size(), pitches.size());
@@ -193,7 +187,7 @@ MalleoTuneHarmonyAddOnIf::PitchVector MalleoTuneHarmonyAddOn::GetLeadPitchVector
 }
 
 int32_t MalleoTuneHarmonyAddOn::SetKey(int32_t key) {
-    if (!analysed_) return 3;
+    if (!analysed_) return kAddOnNotReady;
     const int32_t scale = key >= 12 ? kMinorScale : kMajorScale;
     harmony_->SetKey(key % 12);
     harmony_->SetInputScale(scale);
@@ -211,8 +205,10 @@ int32_t MalleoTuneHarmonyAddOn::GetKey() {
 
 int32_t MalleoTuneHarmonyAddOn::SetVoiceParameter(int32_t voice, int32_t kind, float value) {
     if (voice < 0 || voice >= activeVoices_) return 0;
-    if (kind < 0 || kind >= kVoiceParameters) return 4;
-    return synthesizers_[voice]->SetGlobalParameter(kind + GlobalFormantShift, value) == 0 ? 0 : 4;
+    if (kind < 0 || kind >= kVoiceParameters) return kAddOnVoiceRefused;
+    return synthesizers_[voice]->SetGlobalParameter(kind + GlobalFormantShift, value) == 0
+               ? 0
+               : kAddOnVoiceRefused;
 }
 
 float MalleoTuneHarmonyAddOn::GetVoiceParameter(int32_t voice, int32_t kind) {
@@ -229,7 +225,7 @@ void MalleoTuneHarmonyAddOn::RebuildLead() {
     latestEnd_.clear();
     float latest = -std::numeric_limits<float>::infinity();
     for (int32_t i = 0; i < count; ++i) {
-        melody_[i].pitch = NearestNote(lead.GetSegmentParameter(i, SegmentTargetPitch));
+        melody_[i].pitch = NoteTowardsZero(lead.GetSegmentParameter(i, SegmentTargetPitch));
         SegmentInfo info;
         lead.GetSegmentInfo(i, &info);
         leadPitch_.emplace_back(static_cast<float>(info.sourceStart), info.detectedPitch,
@@ -279,8 +275,8 @@ int32_t MalleoTuneHarmonyAddOn::ApplyChord(ChordElement chord) {
 }
 
 int32_t MalleoTuneHarmonyAddOn::SetChordVector(ChordVector chords) {
-    if (!analysed_) return 3;
-    if (chords.empty() || harmonyMode_ == kManualMode) return 2;
+    if (!analysed_) return kAddOnNotReady;
+    if (chords.empty() || harmonyMode_ == kManualMode) return kAddOnBadArgument;
     for (int32_t v = 0; v < activeVoices_; ++v) synthesizers_[v]->Reset();
 
     // The elements looked up are those of before the loop, while the segments are already split: a chord

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "analysis/KeyProfiles.h"
+#include "base/PitchUnits.h"
 
 namespace mlh {
 
@@ -30,7 +31,7 @@ float EstimateTuning(const std::vector<AnalysisNote>& notes) {
     double distanceToSemitones = 0.0;
     double distanceToMidpoints = 0.0;
     for (const AnalysisNote& note : notes) {
-        const float toSemitone = note.pitch - std::floor(note.pitch + 0.5f);
+        const float toSemitone = note.pitch - NearestSemitone32(note.pitch);
         const float toMidpoint = note.pitch - (std::floor(note.pitch) + 0.5f);
         const double length = note.length;
         total += length;
@@ -55,7 +56,7 @@ std::array<float, 12> WeighPitchClasses(const std::vector<AnalysisNote>& notes, 
                                         int32_t transpose) {
     std::array<double, 12> sums{};
     for (const AnalysisNote& note : notes) {
-        const float pitch = std::floor(note.pitch + 0.5f - tuning + static_cast<float>(transpose));
+        const float pitch = NearestTunedSemitone32(note.pitch, tuning, transpose);
         if (!std::isfinite(pitch)) continue;
         const int32_t remainder = static_cast<int32_t>(std::fmod(pitch, 12.0f));
         sums[(remainder + 12) % 12] += note.length;

@@ -12,7 +12,8 @@
 #include "analysis/PitchMarks.h"
 #include "analysis/PsolaAnalysis.h"
 #include "base/Codes.h"
-#include "base/NarrowedMath.h"
+#include "base/PitchUnits.h"
+#include "base/Truncate.h"
 #include "dsp/Dispatch.h"
 
 namespace mlh {
@@ -26,10 +27,7 @@ constexpr uint32_t kFormat = 20203;
 constexpr int32_t kHeaderSize = 16;
 
 int32_t SecondsToSamples(float seconds, float sampleRate) {
-    const double samples = std::floor(seconds * sampleRate);
-    if (std::isnan(samples)) return std::numeric_limits<int32_t>::min();
-    return static_cast<int32_t>(std::clamp<double>(samples, std::numeric_limits<int32_t>::min(),
-                                                   std::numeric_limits<int32_t>::max()));
+    return TruncateToInt32(std::floor(seconds * sampleRate));
 }
 
 // 32-bit words in network byte order.
@@ -177,9 +175,7 @@ class CMELODORPitchAnalysis final : public CMELODORPitchAnalysisIf {
         for (size_t k = 0; k < frames.size(); ++k) {
             const int32_t i = static_cast<int32_t>(k);
             AnalysisFrame& frame = frames[k];
-            const int32_t period = marks_->GetPeriod(i);
-            const float hertz = sampleRate_ / static_cast<float>(period);
-            frame.pitch = period < 1 ? 0.0f : Narrowed::Log(hertz / 440.0f) * 12.0f * 1.442695f + 69.0f;
+            frame.pitch = PeriodToPitch32(marks_->GetPeriod(i), sampleRate_);
             frame.position = marks_->GetPosition(i);
             frame.voiced = marks_->GetHarmonicity(i) != 0.0f;
             frame.energy = marks_->GetEnergy(i);

@@ -29,7 +29,7 @@
 #include <new>
 
 #include "base/Codes.h"
-#include "base/NarrowedMath.h"
+#include "base/PitchUnits.h"
 #include "dsp/Dispatch.h"
 
 namespace mlh {
@@ -254,7 +254,7 @@ void CPSOLAAnalysis::FollowTracker() {
     } else {
         SetPeriod(tracked.pitchHz);
     }
-    if (std::floor(period + 0.5f) < 1.0f) {
+    if (NearestPeriod32(period) < 1.0f) {
         windows.window = blockSize / 4;
         windows.halfWindow = blockSize / 8;
         windows.quarterWindow = blockSize / 16;
@@ -416,7 +416,7 @@ int32_t CPSOLAAnalysis::ReanalyzeSegment(const float* const* source, int32_t len
 
     CPitchMarks placed;
     placed.Reserve(blockSize);
-    SetPeriod(440.0f * Narrowed::Exp((midiPitch - 69.0f) / 17.31234f));
+    SetPeriod(PitchToHertz32(midiPitch));
     FollowPeriod(kRadiusReanalysis);
     PlaceSegmentMarks(source, length, start, placed);
     if (placed.GetCount() > 0) ReplaceMarks(markIndex, placed);

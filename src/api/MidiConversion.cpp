@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <limits>
 
+#include "base/PitchUnits.h"
+
 namespace mlh {
 
 namespace {
@@ -57,15 +59,6 @@ class ChordEventTable {
     bool sorted_ = true;
 };
 
-// Halves away from zero. Not by std::round: on Windows it takes the largest number below a half up to 1.
-int32_t NoteNumber(float pitch) {
-    constexpr float kLimit = 2147483648.0f;
-    if (!(pitch > -kLimit)) return std::numeric_limits<int32_t>::min();
-    if (pitch >= kLimit) return std::numeric_limits<int32_t>::max();
-    return static_cast<int32_t>(
-        std::copysign(std::floor(std::fabs(static_cast<double>(pitch)) + 0.5), pitch));
-}
-
 // Which elements belong to each event, in the order of the elements.
 std::vector<std::vector<std::size_t>> GroupByEvent(const std::vector<std::size_t>& events,
                                                    std::size_t count) {
@@ -110,8 +103,8 @@ MalleoTuneHarmonyAddOnIf::ChordVector ChordsFromNotes(const MalleoTuneHarmonyAdd
     chords.reserve(events.size());
     int32_t slots[4] = {-1, -1, -1, -1};
     for (std::size_t e = 0; e < events.size(); ++e) {
-        for (std::size_t i : ending[e]) EndNote(slots, NoteNumber(notes[i].GetPitch()));
-        for (std::size_t i : starting[e]) StartNote(slots, NoteNumber(notes[i].GetPitch()));
+        for (std::size_t i : ending[e]) EndNote(slots, NoteAwayFromZero(notes[i].GetPitch()));
+        for (std::size_t i : starting[e]) StartNote(slots, NoteAwayFromZero(notes[i].GetPitch()));
         chords.emplace_back(events[e], slots[0], slots[1], slots[2], slots[3]);
     }
     return chords;

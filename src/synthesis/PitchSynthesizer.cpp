@@ -5,28 +5,24 @@
 
 #include "analysis/PitchMarks.h"
 #include "audio/AudioReader.h"
+#include "base/Codes.h"
+#include "base/PitchUnits.h"
 #include "base/Truncate.h"
 #include "synthesis/PitchSynthesizerImpl.h"
 
 namespace mlh {
 
-namespace {
-
-float SemitonesToRatio(double semitones) { return static_cast<float>(std::pow(2.0, semitones / 12.0)); }
-
-}  // namespace
-
 int32_t CreatePitchSynthesizer(CMELODORPitchSynthesizerIf** out, CAudioReader* reader, CPitchMarksIf* marks,
                                CMELODORPitchAnalysisIf* analysis) {
-    if (out == nullptr) return 1;
+    if (out == nullptr) return kVoiceBadArgument;
     *out = nullptr;
-    if (reader == nullptr || marks == nullptr || analysis == nullptr) return 1;
+    if (reader == nullptr || marks == nullptr || analysis == nullptr) return kVoiceBadArgument;
 
     // The cleaning chain has cleared voiced flags to cut notes; a grain wants to know what really is voiced.
     analysis->BuildFrames();
     const AnalysisFrame* frames = nullptr;
     const int32_t frameCount = analysis->GetFrames(&frames);
-    if (frameCount < 1) return 1;
+    if (frameCount < 1) return kVoiceBadArgument;
     analysis->NormalizeFrames();
     const AnalysisNote* notes = nullptr;
     const int32_t noteCount = analysis->GetNotes(&notes);
@@ -37,7 +33,7 @@ int32_t CreatePitchSynthesizer(CMELODORPitchSynthesizerIf** out, CAudioReader* r
 }
 
 int32_t DestroyPitchSynthesizer(CMELODORPitchSynthesizerIf** synthesizer) {
-    if (synthesizer == nullptr || *synthesizer == nullptr) return 1;
+    if (synthesizer == nullptr || *synthesizer == nullptr) return kVoiceBadArgument;
     delete static_cast<CMELODORPitchSynthesizer*>(*synthesizer);
     *synthesizer = nullptr;
     return 0;
@@ -71,15 +67,15 @@ void CMELODORPitchSynthesizer::Reset() {
 int32_t CMELODORPitchSynthesizer::SetGlobalParameter(int32_t which, float value) {
     switch (which) {
         case GlobalTimeScale:
-            if (!(value > 0.0f) || !std::isfinite(value)) return 1;
+            if (!(value > 0.0f) || !std::isfinite(value)) return kVoiceBadArgument;
             settings.timeScale = value;
             settings.inverseTimeScale = 1.0f / value;
             return 0;
         case GlobalTransposition:
-            settings.transposition = SemitonesToRatio(-static_cast<double>(value));
+            settings.transposition = SemitonesToRatio32(-static_cast<double>(value));
             return 0;
         case GlobalFormantShift:
-            settings.formantShift = SemitonesToRatio(value);
+            settings.formantShift = SemitonesToRatio32(value);
             settings.formantShiftSemitones = value;
             return 0;
         case GlobalPitchCorrection:
@@ -92,7 +88,7 @@ int32_t CMELODORPitchSynthesizer::SetGlobalParameter(int32_t which, float value)
             settings.transitionScale = value;
             return 0;
         default:
-            return 1;
+            return kVoiceBadArgument;
     }
 }
 
@@ -101,7 +97,7 @@ float CMELODORPitchSynthesizer::GetGlobalParameter(int32_t which) const {
         case GlobalTimeScale:
             return settings.timeScale;
         case GlobalTransposition:  // the reciprocal of what was set, infinite at 0; callers know it so
-            return static_cast<float>(1.0 / (12.0 * std::log2(static_cast<double>(settings.transposition))));
+            return static_cast<float>(1.0 / RatioToSemitones(static_cast<double>(settings.transposition)));
         case GlobalFormantShift:
             return settings.formantShiftSemitones;
         case GlobalPitchCorrection:
@@ -128,7 +124,7 @@ float CMELODORPitchSynthesizer::GetOutputPitchAt(double seconds) {
     const double offset = outputSample - OutputStart(*segment);
     const int32_t mark = FindMark(*segment, SourcePositionAt(*segment, offset));
     if (!IsVoiced(*segment, mark)) return -1.0f;
-    const double transposition = -12.0 * std::log2(static_cast<double>(settings.transposition));
+    const double transposition = -RatioToSemitones(static_cast<double>(settings.transposition));
     return MarkPitch(*segment, mark) + PitchShiftAt(*segment, mark, offset) +
            static_cast<float>(transposition);
 }

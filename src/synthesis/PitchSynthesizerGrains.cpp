@@ -31,6 +31,7 @@
 #include "audio/AudioReader.h"
 #include "base/NarrowedMath.h"
 #include "base/Pi.h"
+#include "base/PitchUnits.h"
 #include "base/Truncate.h"
 #include "dsp/VoiceOperations.h"
 #include "synthesis/PitchSynthesizerImpl.h"
@@ -238,7 +239,7 @@ SynthSegment* CMELODORPitchSynthesizer::EnterSegmentAt(double target) {
 
 void CMELODORPitchSynthesizer::SetGrainShape(const SynthSegment& segment) {
     const float semitones = PitchShiftAt(segment, segment.currentMark, segment.outputOffset);
-    periodRatio = static_cast<float>(std::pow(2.0, static_cast<double>(semitones) / -12.0));
+    periodRatio = SemitonesToRatio32(-static_cast<double>(semitones));
     grainGain = GainAt(segment, segment.outputOffset);
     segmentStretch = segment.stretch;
     segmentFormantRatio = segment.formantRatio;
@@ -261,9 +262,9 @@ float CMELODORPitchSynthesizer::PeriodAt(const SynthSegment& segment, int32_t di
 
 int32_t CMELODORPitchSynthesizer::OutputPeriod(float sourcePeriod) {
     const float period = sourcePeriod * settings.transposition * periodRatio;
-    if (!carriesRounding) return std::clamp(TruncateToInt32(std::floor(period + 0.5f)), 1, kMaxPeriod);
+    if (!carriesRounding) return std::clamp(TruncateToInt32(NearestPeriod32(period)), 1, kMaxPeriod);
     const float wanted = period + carriedRounding;
-    const int32_t whole = std::clamp(TruncateToInt32(std::floor(wanted + 0.5f)), 1, kMaxPeriod);
+    const int32_t whole = std::clamp(TruncateToInt32(NearestPeriod32(wanted)), 1, kMaxPeriod);
     const float left = wanted - static_cast<float>(whole);
     carriedRounding = left >= -0.5f && left <= 0.5f ? left : 0.0f;
     return whole;

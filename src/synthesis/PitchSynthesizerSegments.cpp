@@ -4,6 +4,8 @@
 
 #include "analysis/PitchMarks.h"
 #include "audio/AudioReader.h"
+#include "base/Codes.h"
+#include "base/PitchUnits.h"
 #include "base/Truncate.h"
 #include "synthesis/PitchSynthesizerImpl.h"
 
@@ -11,18 +13,14 @@ namespace mlh {
 
 namespace {
 
-constexpr int32_t kBadArgument = 1;
-constexpr int32_t kNoSuchSegment = 2;
 constexpr float kPitchWithoutNotes = 60.0f;
 
 // Shares are held at 1 at most.
 float Share(float value) { return value > 1.0f ? 1.0f : value; }
 
-float FormantRatio(float semitones) {
-    return static_cast<float>(std::pow(2.0, static_cast<double>(semitones) / 12.0));
-}
+float FormantRatio(float semitones) { return SemitonesToRatio32(static_cast<double>(semitones)); }
 
-float FormantShift(float ratio) { return static_cast<float>(12.0 * std::log2(static_cast<double>(ratio))); }
+float FormantShift(float ratio) { return static_cast<float>(RatioToSemitones(static_cast<double>(ratio))); }
 
 int32_t WholeSamples(double seconds, float sampleRate) {
     return std::max(TruncateToInt32(seconds * static_cast<double>(sampleRate)), 0);
@@ -154,7 +152,7 @@ void CMELODORPitchSynthesizer::ReplaceSegments(std::span<const SegmentInfo> info
 int32_t CMELODORPitchSynthesizer::SplitSegment(int32_t index, double offset) {
     SegmentInfo info;
     if (GetSegmentInfo(index, &info) != 0) return kNoSuchSegment;
-    if (!(offset <= info.targetEnd - info.targetStart)) return kBadArgument;
+    if (!(offset <= info.targetEnd - info.targetStart)) return kVoiceBadArgument;
 
     // The source point is reckoned from the target's start: the two coincide as long as nothing was moved.
     const double splitTarget = info.targetStart + offset;
@@ -172,7 +170,7 @@ int32_t CMELODORPitchSynthesizer::SplitSegment(int32_t index, double offset) {
 
 int32_t CMELODORPitchSynthesizer::MergeSegments(int32_t first, int32_t second) {
     if (!HasSegment(first) || !HasSegment(second)) return kNoSuchSegment;
-    if (std::abs(first - second) != 1) return kBadArgument;
+    if (std::abs(first - second) != 1) return kVoiceBadArgument;
     const int32_t lower = std::min(first, second);
     SegmentInfo info, other;
     GetSegmentInfo(lower, &info);
@@ -289,12 +287,12 @@ int32_t CMELODORPitchSynthesizer::GetSegmentTimes(int32_t index, double* start, 
 }
 
 float CMELODORPitchSynthesizer::CorrectedTargetPitch(const SynthSegment& segment) const {
-    const float toSemitone = std::floor(segment.detectedPitch + 0.5f) - segment.detectedPitch;
+    const float toSemitone = NearestSemitone32(segment.detectedPitch) - segment.detectedPitch;
     return toSemitone * settings.pitchCorrection + segment.targetPitch;
 }
 
 int32_t CMELODORPitchSynthesizer::QuantizeToScale(const std::vector<int32_t>& pitchClasses) {
-    if (pitchClasses.empty() || pitchClasses.size() > 11) return kBadArgument;
+    if (pitchClasses.empty() || pitchClasses.size() > 11) return kVoiceBadArgument;
     for (const auto& segment : segments) {
         const float pitch = CorrectedTargetPitch(*segment);
         float inOctave = std::fmod(pitch, 12.0f);
@@ -309,7 +307,7 @@ int32_t CMELODORPitchSynthesizer::QuantizeToScale(const std::vector<int32_t>& pi
                 toScale = distance;
             }
         }
-        SetTargetPitch(*segment, pitch - std::copysign(std::floor(std::abs(toScale) + 0.5f), toScale));
+        SetTargetPitch(*segment, pitch - NearestInterval32(toScale));
     }
     return 0;
 }
@@ -355,7 +353,7 @@ int32_t CMELODORPitchSynthesizer::SetSegmentParameter(int32_t index, int32_t whi
             segment.gain = value;
             return 0;
         default:
-            return kBadArgument;
+            return kVoiceBadArgument;
     }
 }
 
