@@ -6,16 +6,13 @@
 #include "addon/HarmonyAddOn.h"
 #include "analysis/PitchAnalysis.h"
 #include "analysis/PitchMarks.h"
+#include "base/Codes.h"
 #include "mlh/voices.h"
 #include "synthesis/PitchSynthesizerImpl.h"
 
 namespace mlh {
 
 namespace {
-
-constexpr int32_t kSuccess = 0;
-constexpr int32_t kBadArgument = 2;
-constexpr int32_t kNotPrepared = 3;
 
 // The voice is always rendered in these blocks, counted from 0: where a voice ends, what sounds depends on
 // how it is cut.
@@ -110,7 +107,7 @@ class HarmonyVoice final : public HarmonyVoiceIf {
     }
 
     int32_t SetSegments(const std::vector<VoiceSegment>& segments) override {
-        if (!FollowEachOther(segments)) return kBadArgument;
+        if (!FollowEachOther(segments)) return kAddOnBadArgument;
         std::vector<SegmentInfo> infos;
         infos.reserve(segments.size());
         for (const VoiceSegment& segment : segments) infos.push_back(ToInfo(segment));
@@ -128,7 +125,7 @@ class HarmonyVoice final : public HarmonyVoiceIf {
 
     int32_t Render(float* const* out, int32_t first, int32_t frames) override {
         const int32_t channels = reader_.GetNumChannels();
-        if (out == nullptr || first < 0 || frames < 0 || channels > 2) return kBadArgument;
+        if (out == nullptr || first < 0 || frames < 0 || channels > 2) return kAddOnBadArgument;
         for (int32_t done = 0; done < frames;) {
             const int64_t position = static_cast<int64_t>(first) + done;
             const auto offset = static_cast<int32_t>(position % kBlock);
@@ -187,19 +184,20 @@ class HarmonyVoice final : public HarmonyVoiceIf {
 
 int32_t HarmonyVoiceIf::CreateInstance(HarmonyVoiceIf** out, MalleoTuneHarmonyAddOnIf* addOn,
                                        MalleoTuneHarmonyAddOnIf::AudioReader* reader) {
-    if (out == nullptr) return kBadArgument;
+    if (out == nullptr) return kAddOnBadArgument;
     *out = nullptr;
     auto* own = dynamic_cast<MalleoTuneHarmonyAddOn*>(addOn);
-    if (own == nullptr) return kBadArgument;
-    if (!own->IsAnalysed()) return kNotPrepared;
+    if (own == nullptr) return kAddOnBadArgument;
+    if (!own->IsAnalysed()) return kAddOnNotReady;
     if (reader == nullptr) reader = &own->GetReader();
-    if (reader->GetNumChannels() < 1 || reader->GetSampleRate() != own->GetSampleRate()) return kBadArgument;
+    if (reader->GetNumChannels() < 1 || reader->GetSampleRate() != own->GetSampleRate())
+        return kAddOnBadArgument;
     *out = new HarmonyVoice(*own, *reader);
     return kSuccess;
 }
 
 int32_t HarmonyVoiceIf::DestroyInstance(HarmonyVoiceIf** handle) {
-    if (handle == nullptr || *handle == nullptr) return kBadArgument;
+    if (handle == nullptr || *handle == nullptr) return kAddOnBadArgument;
     delete static_cast<HarmonyVoice*>(*handle);
     *handle = nullptr;
     return kSuccess;

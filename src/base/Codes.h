@@ -6,6 +6,8 @@
 
 namespace mlh {
 
+inline constexpr int32_t kSuccess = 0;
+
 struct Code {
     int32_t value;
     const char* text;
@@ -17,7 +19,7 @@ inline constexpr int32_t kWrongState = 5000002;
 inline constexpr int32_t kBadArgument = 5000003;
 inline constexpr int32_t kRateTooLow = 5000004;
 inline constexpr Code kComponentCodes[] = {
-    {0, "success"},
+    {kSuccess, "success"},
     {kOutOfMemory, "out of memory"},
     {kWrongState, "too early, too late, or nothing there to work on"},
     {kBadArgument, "an argument is missing or out of range"},
@@ -28,7 +30,7 @@ inline constexpr Code kComponentCodes[] = {
 inline constexpr int32_t kNullVector = -8;
 inline constexpr int32_t kBadCount = -6;
 inline constexpr Code kOperationCodes[] = {
-    {0, "success"},
+    {kSuccess, "success"},
     {kNullVector, "a vector is missing"},
     {kBadCount, "a count is below 1"},
 };
@@ -37,7 +39,7 @@ inline constexpr Code kOperationCodes[] = {
 inline constexpr int32_t kVoiceBadArgument = 1;
 inline constexpr int32_t kNoSuchSegment = 2;
 inline constexpr Code kVoiceCodes[] = {
-    {0, "success"},
+    {kSuccess, "success"},
     {kVoiceBadArgument, "an argument is missing or out of range"},
     {kNoSuchSegment, "there is no segment of that index"},
 };
@@ -48,7 +50,7 @@ inline constexpr int32_t kAddOnBadArgument = 2;
 inline constexpr int32_t kAddOnNotReady = 3;
 inline constexpr int32_t kAddOnVoiceRefused = 4;
 inline constexpr Code kAddOnCodes[] = {
-    {0, "success"},
+    {kSuccess, "success"},
     {kAddOnFailed, "something inside could not be built, or an edit does not fit"},
     {kAddOnBadArgument, "a value is out of range, or a vector is missing or of the wrong length"},
     {kAddOnNotReady, "there is no instance, or no input assigned yet"},
