@@ -1,15 +1,11 @@
-// How the command fails: by an exception with a one-line message that says what to do.
+// The command fails as the library does that it is a guest of: by UsageError with exit status 2, by Failure
+// with exit status 1.
 #pragma once
 
-#include <stdexcept>
-#include <string>
+#include "choir/Errors.h"
 
-// The user asked for something impossible or misspelt: exit status 2.
-struct UsageError : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
+namespace mlh::cli {
 
-// Something went wrong while working: exit status 1.
-struct Failure : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
+using namespace choir;  // the command's own names stand beside those of its one library
+
+}  // namespace mlh::cli

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <utility>
 
+namespace mlh::cli {
+
 namespace {
 
 constexpr int kWidth = 40;          // [characters] of the bar
@@ -15,8 +17,12 @@ constexpr int kLine = kWidth + 19;  // [characters] of the line
 Progress::Progress(std::string label, bool quiet)
     : label_(std::move(label)), enabled_(!quiet && isatty(fileno(stderr)) != 0) {}
 
-Progress::~Progress() {
+Progress::~Progress() { Finish(); }
+
+void Progress::Finish() {
     if (drawn_) std::fprintf(stderr, "\r%*s\r", kLine, "");
+    drawn_ = false;
+    enabled_ = false;
 }
 
 void Progress::Update(double share) {
@@ -30,3 +36,5 @@ void Progress::Update(double share) {
                  "########################################", kWidth - filled, "", percent);
     std::fflush(stderr);
 }
+
+}  // namespace mlh::cli

@@ -4,6 +4,8 @@
 #include <chrono>
 #include <string>
 
+namespace mlh::cli {
+
 // Draws on standard error, only if that is a terminal, and only once the work has taken a second. The line is
 // wiped when the work is done.
 class Progress {
@@ -14,6 +16,7 @@ class Progress {
     Progress& operator=(const Progress&) = delete;
 
     void Update(double share);  // 0 to 1
+    void Finish();              // wipes the line
 
   private:
     std::string label_;
@@ -22,3 +25,5 @@ class Progress {
     int percent_ = -1;
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
+
+}  // namespace mlh::cli

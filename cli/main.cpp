@@ -6,17 +6,19 @@
 #include <new>
 #include <string>
 
-#include "Commands.h"
 #include "Errors.h"
-#include "OutputFile.h"
-#include "Paths.h"
-#include "Text.h"
+#include "Say.h"
+#include "commands/Commands.h"
+#include "files/OutputFile.h"
+#include "files/Paths.h"
 #include "mlh/analysis.h"
 #include "mlh/mlh.h"
 
 #ifdef _WIN32
 #include <windows.h>
 #endif
+
+namespace mlh::cli {
 
 namespace {
 
@@ -90,7 +92,7 @@ int FinishPrinting(int status) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int Main(int argc, char** argv) {
     PrepareConsole();
     RemoveUnfinishedFilesOnSignals();
     CLI::App app("Vocal harmony: one sung line becomes a choir of the same singer.", "mlh");
@@ -124,3 +126,7 @@ int main(int argc, char** argv) {
         return Complain(error.what(), kFailed);
     }
 }
+
+}  // namespace mlh::cli
+
+int main(int argc, char** argv) { return mlh::cli::Main(argc, argv); }

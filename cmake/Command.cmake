@@ -1,18 +1,17 @@
-# The mlh command. It sees include/ only, like any other host.
+# The mlh command, a guest of the choir library.
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(MLH_COMMAND_LIBS REQUIRED IMPORTED_TARGET sndfile smf cairo pugixml)
 find_package(CLI11 REQUIRED)
-find_package(nlohmann_json REQUIRED)
 
-file(GLOB MLH_COMMAND_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/cli/*.cpp)
+file(GLOB_RECURSE MLH_COMMAND_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/cli/*.cpp)
 list(REMOVE_ITEM MLH_COMMAND_SOURCES ${PROJECT_SOURCE_DIR}/cli/main.cpp)
 if(EXISTS ${PROJECT_SOURCE_DIR}/cli/main.cpp)
   add_library(mlh_command STATIC ${MLH_COMMAND_SOURCES})
   target_include_directories(mlh_command PUBLIC ${PROJECT_SOURCE_DIR}/cli ${PROJECT_SOURCE_DIR}/include)
   target_compile_options(mlh_command PRIVATE -Wall -Wextra)
-  target_link_libraries(mlh_command PUBLIC PkgConfig::MLH_COMMAND_LIBS CLI11::CLI11 nlohmann_json::nlohmann_json)
+  target_link_libraries(mlh_command PUBLIC mlhchoir_internal PkgConfig::MLH_COMMAND_LIBS CLI11::CLI11)
   add_executable(mlh ${PROJECT_SOURCE_DIR}/cli/main.cpp)
-  target_link_libraries(mlh PRIVATE mlh_command mlh_static)
+  target_link_libraries(mlh PRIVATE mlh_command mlh_internal)
   if(WIN32)
     enable_language(RC)
     configure_file(${PROJECT_SOURCE_DIR}/cmake/windows/command.rc.in ${PROJECT_BINARY_DIR}/mlh-command.rc @ONLY)

@@ -15,12 +15,12 @@
 #include <tuple>
 #include <vector>
 
-#include "AudioFile.h"
+#include "files/AudioFile.h"
 #include "support/CommandFolder.h"
 #include "support/NotationReaders.h"
 #include "support/SungTunes.h"
 
-namespace mlh {
+namespace mlh::cli {
 
 namespace {
 
@@ -330,4 +330,4 @@ TEST_F(Arrange, ARecordingIsArrangedAndEveryStyleIsSung) {
 
 }  // namespace
 
-}  // namespace mlh
+}  // namespace mlh::cli

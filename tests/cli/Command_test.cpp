@@ -12,15 +12,15 @@
 #include <string>
 #include <system_error>
 
-#include "AudioFile.h"
-#include "MidiFile.h"
+#include "files/AudioFile.h"
+#include "files/MidiFile.h"
 #include "mlh/analysis.h"
 #include "mlh/mlh.h"
 #include "support/CommandFolder.h"
 #include "support/Paths.h"
 #include "support/SungTunes.h"
 
-namespace mlh {
+namespace mlh::cli {
 
 namespace {
 
@@ -284,7 +284,7 @@ TEST_F(Command, NoChordAtTheStartDoesNotSilenceTheChoir) {
 
 TEST_F(Command, MidiNotesDriveTheVoices) {
     WriteLead("lead.wav");
-    MidiSong song;
+    Song song;
     song.tracks.push_back({"low", {{0.0, 2.0, 48.0, 1.0}}});
     song.tracks.push_back({"high", {{1.0, 2.0, 72.0, 1.0}}});
     WriteMidiFile(Path("voices.mid"), song);
@@ -330,7 +330,7 @@ TEST_F(Command, AnalyzeFindsTheNotesThatWereSung) {
     EXPECT_THAT(Text("a.csv"), HasSubstr("start_s,end_s,pitch_midi,frequency_hz,note,cents,level\n"));
     EXPECT_THAT(Text("a.txt"), HasSubstr("\tC4\n"));
     EXPECT_THAT(Text("a.f0"), HasSubstr(",0.000\n"));
-    const MidiSong song = ReadMidiFile(Path("a.mid"));
+    const Song song = ReadMidiFile(Path("a.mid"));
     ASSERT_EQ(song.tracks.at(0).notes.size(), 10u);
     EXPECT_EQ(song.tracks[0].notes[4].pitch, 67.0);
     EXPECT_THAT(Text("a.svg"), HasSubstr("<svg"));
@@ -554,4 +554,4 @@ TEST_F(Command, OnAPipeThereIsNoProgressBar) {
 
 }  // namespace
 
-}  // namespace mlh
+}  // namespace mlh::cli

@@ -1,4 +1,4 @@
-#include "MidiFile.h"
+#include "files/MidiFile.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -8,10 +8,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "Choir.h"
 #include "Errors.h"
 
-namespace mlh {
+namespace mlh::cli {
 
 namespace {
 
@@ -25,14 +24,15 @@ struct TemporaryFile {
 };
 
 TEST(MidiFile, WhatIsWrittenIsReadBack) {
-    MidiSong song;
+    Song song;
     song.tempo = {{0.0, 90.0, 3, 4}, {4.5, 60.0, 6, 8}};
     song.key = 21;  // A minor
     song.tracks.push_back({"melody", {{0.0, 1.0, 60.0, 1.0}, {1.0, 1.5, 62.4, 0.5}, {2.0, 4.0, 59.5, 0.25}}});
     song.tracks.push_back({"below", {{0.5, 3.0, 48.0, 0.8}}});
     TemporaryFile file(".mid");
-    WriteMidiFile(file.path, song, {{0.0, "C"}, {2.0, "G7"}});
-    const MidiSong read = ReadMidiFile(file.path);
+    song.texts = {{0.0, "C"}, {2.0, "G7"}};
+    WriteMidiFile(file.path, song);
+    const Song read = ReadMidiFile(file.path);
     ASSERT_EQ(read.tempo.size(), 2u);
     EXPECT_NEAR(read.tempo[0].bpm, 90.0, 0.001);
     EXPECT_EQ(read.tempo[0].beatsPerBar, 3);
@@ -56,7 +56,7 @@ TEST(MidiFile, WhatIsWrittenIsReadBack) {
 }
 
 TEST(MidiFile, ATempoBelowWhatMidiCanSayBecomesTheLowest) {
-    MidiSong song;
+    Song song;
     song.tempo = {{0.0, 1.0, 4, 4}};
     song.tracks.push_back({"", {{0.0, 60.0, 60.0, 1.0}}});
     TemporaryFile file(".mid");
@@ -65,7 +65,7 @@ TEST(MidiFile, ATempoBelowWhatMidiCanSayBecomesTheLowest) {
 }
 
 TEST(MidiFile, AKeyStruckAgainEndsTheNoteBefore) {
-    MidiSong song;
+    Song song;
     song.tracks.push_back({"", {{0.0, 2.0, 60.0, 1.0}, {1.0, 3.0, 60.0, 1.0}}});
     TemporaryFile file(".mid");
     WriteMidiFile(file.path, song);
@@ -91,7 +91,7 @@ std::string OneTrack(const std::string& events, const std::string& division = st
            events;
 }
 
-MidiSong ReadBytes(const std::string& bytes) {
+Song ReadBytes(const std::string& bytes) {
     TemporaryFile file(".mid");
     std::ofstream(file.path, std::ios::binary) << bytes;
     return ReadMidiFile(file.path);
@@ -103,7 +103,7 @@ const std::string kEnd("\0\xFF\x2F\0", 4);
 TEST(MidiFile, ReadsRunningStatusAndTextsOfAnyLength) {
     const std::string text = std::string("\0\xFF\1\x81\x10", 5) + std::string(144, 't');
     for (const std::string& before : {std::string(), std::string("\0\xFF\3\4name", 8)}) {
-        const MidiSong song = ReadBytes(OneTrack(before + kNote + kEnd));
+        const Song song = ReadBytes(OneTrack(before + kNote + kEnd));
         ASSERT_EQ(song.tracks.size(), 1u);
         EXPECT_EQ(song.tracks[0].name, before.empty() ? "" : "name");
         ASSERT_EQ(song.tracks[0].notes.size(), 1u);
@@ -116,7 +116,7 @@ TEST(MidiFile, ReadsRunningStatusAndTextsOfAnyLength) {
 TEST(MidiFile, TicksMayBePartsOfASecond) {
     // 25 frames of 40 ticks: a tempo changes nothing.
     const std::string tempo("\0\xFF\x51\3\x0F\x42\x40", 7);
-    const MidiSong song = ReadBytes(OneTrack(tempo + kNote + kEnd, "\xE7\x28"));
+    const Song song = ReadBytes(OneTrack(tempo + kNote + kEnd, "\xE7\x28"));
     EXPECT_DOUBLE_EQ(song.tracks.at(0).notes.at(0).end, 0.096);
 }
 
@@ -150,33 +150,6 @@ TEST(MidiFile, DamagedFilesAreRefused) {
         EXPECT_THROW(ReadBytes(bytes), Failure) << testing::PrintToString(bytes);
 }
 
-TEST(DealNotes, TracksDriveAVoiceEach) {
-    const std::vector<MidiTrack> tracks = {{"", {{0, 1, 60, 1}, {1, 2, 62, 1}}}, {"", {{0.5, 2, 55, 1}}}};
-    const auto changes = DealNotes(tracks, 2);
-    ASSERT_EQ(changes.size(), 4u);
-    EXPECT_EQ(changes[0].pitches, (std::vector<double>{60, -1}));
-    EXPECT_EQ(changes[1].pitches, (std::vector<double>{60, 55}));
-    EXPECT_EQ(changes[2].pitches, (std::vector<double>{62, 55}));
-    EXPECT_EQ(changes[3].pitches, (std::vector<double>{-1, -1}));
-}
-
-TEST(DealNotes, OfOverlappingNotesInATrackTheLastSounds) {
-    const auto changes = DealNotes({{"", {{0, 3, 60, 1}, {1, 2, 62, 1}}}, {"", {}}}, 2);
-    ASSERT_EQ(changes.size(), 4u);
-    EXPECT_EQ(changes[1].pitches[0], 62.0);
-    EXPECT_EQ(changes[2].pitches[0], 60.0);
-}
-
-TEST(DealNotes, ALoneTrackIsDealtOutFromTheTop) {
-    const std::vector<MidiTrack> chordal = {
-        {"", {{0, 2, 60, 1}, {0, 1, 64, 1}, {0, 2, 67, 1}, {1, 2, 65, 1}}}};
-    EXPECT_EQ(CountVoices(chordal), 3);
-    const auto changes = DealNotes(chordal, 3);
-    EXPECT_EQ(changes[0].pitches, (std::vector<double>{67, 64, 60}));
-    EXPECT_EQ(changes[1].pitches, (std::vector<double>{67, 65, 60}));
-    EXPECT_EQ(changes[2].pitches, (std::vector<double>{-1, -1, -1}));
-}
-
 }  // namespace
 
-}  // namespace mlh
+}  // namespace mlh::cli

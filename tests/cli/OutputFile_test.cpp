@@ -1,4 +1,4 @@
-#include "OutputFile.h"
+#include "files/OutputFile.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,7 +9,7 @@
 #include <iterator>
 
 #include "Errors.h"
-#include "InputFile.h"
+#include "files/InputFile.h"
 #include "support/CommandFolder.h"
 
 #ifndef _WIN32
@@ -19,7 +19,7 @@
 #include <unistd.h>
 #endif
 
-namespace mlh {
+namespace mlh::cli {
 
 namespace {
 
@@ -160,4 +160,4 @@ TEST_F(OutputFiles, OfTheLongestNamesAreWritten) {
 
 }  // namespace
 
-}  // namespace mlh
+}  // namespace mlh::cli

@@ -3,16 +3,16 @@
 #include <cstdint>
 #include <string>
 
-#include "Chords.h"
-#include "Errors.h"
-#include "Melody.h"
+#include "choir/Errors.h"
+#include "choir/chords/ChordText.h"
+#include "choir/score/Melody.h"
 #include "fuzz/Bytes.h"
 
-namespace mlh {
+namespace mlh::choir {
 
 namespace {
 
-void Check(const TimedChord& chord) {
+void Check(const Chord& chord) {
     Require(chord.root >= -1 && chord.root < 12 && chord.bass >= -1 && chord.bass < 12);
     Require((chord.root < 0) == chord.intervals.empty());
     if (chord.root >= 0) TonesOf(CodesOf(ReduceChord(chord.intervals)));
@@ -38,7 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     OrComplain([&] {
         double before = -HUGE_VAL;
         for (const TimedChord& chord : ParseChordSheet(text, "sheet", bpm, beats)) {
-            Check(chord);
+            Check(chord.chord);
             Require(chord.time >= before);
             before = chord.time;
         }
@@ -54,4 +54,4 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     return 0;
 }
 
-}  // namespace mlh
+}  // namespace mlh::choir

@@ -7,15 +7,16 @@
 #include <string>
 #include <vector>
 
-#include "Arrangement.h"
 #include "Errors.h"
-#include "Melody.h"
-#include "MidiFile.h"
-#include "MusicXml.h"
+#include "choir/document/Reports.h"
+#include "choir/score/Arrangement.h"
+#include "files/MelodyFile.h"
+#include "files/MidiFile.h"
+#include "files/MusicXml.h"
 #include "fuzz/Bytes.h"
 #include "mlh/arrange.h"
 
-namespace mlh {
+namespace mlh::cli {
 
 namespace {
 
@@ -61,7 +62,7 @@ void SetTable(Bytes& bytes) {
         Require(!ArrangementAsJson(arrangement).empty());
         ToPerformance(arrangement);
         const TemporaryFile midi(".mid"), score(".musicxml");
-        WriteArrangementMidi(midi.path, arrangement);
+        WriteMidiFile(midi.path, ToSong(arrangement));
         WriteMusicXml(score.path, arrangement);
         Require(ReadMidiFile(midi.path).tracks.size() <= 4);
     } catch (const Failure&) {
@@ -109,4 +110,4 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     return 0;
 }
 
-}  // namespace mlh
+}  // namespace mlh::cli

@@ -11,28 +11,28 @@
 #include <sys/mman.h>
 #endif
 
-#include "Choir.h"
 #include "Errors.h"
-#include "Melody.h"
-#include "MidiFile.h"
+#include "choir/voicing/NoteDealing.h"
+#include "files/MelodyFile.h"
+#include "files/MidiFile.h"
 #include "fuzz/Bytes.h"
 
-namespace mlh {
+namespace mlh::cli {
 
 namespace {
 
 #ifdef _WIN32
 
-class InputFile {
+class FileOnDisk {
   public:
-    InputFile(const uint8_t* data, std::size_t size) {
+    FileOnDisk(const uint8_t* data, std::size_t size) {
         std::ofstream file(path_, std::ios::binary);
         file.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
         Require(file.good());
     }
-    ~InputFile() { std::filesystem::remove(path_); }
-    InputFile(const InputFile&) = delete;
-    InputFile& operator=(const InputFile&) = delete;
+    ~FileOnDisk() { std::filesystem::remove(path_); }
+    FileOnDisk(const FileOnDisk&) = delete;
+    FileOnDisk& operator=(const FileOnDisk&) = delete;
     std::string path() const { return path_.string(); }
 
   private:
@@ -43,14 +43,14 @@ class InputFile {
 #else
 
 // A file in memory with a name.
-class InputFile {
+class FileOnDisk {
   public:
-    InputFile(const uint8_t* data, std::size_t size) : descriptor_(memfd_create("input", 0)) {
+    FileOnDisk(const uint8_t* data, std::size_t size) : descriptor_(memfd_create("input", 0)) {
         Require(descriptor_ >= 0 && write(descriptor_, data, size) == static_cast<ssize_t>(size));
     }
-    ~InputFile() { close(descriptor_); }
-    InputFile(const InputFile&) = delete;
-    InputFile& operator=(const InputFile&) = delete;
+    ~FileOnDisk() { close(descriptor_); }
+    FileOnDisk(const FileOnDisk&) = delete;
+    FileOnDisk& operator=(const FileOnDisk&) = delete;
     std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
 
   private:
@@ -59,7 +59,7 @@ class InputFile {
 
 #endif
 
-void Check(const MidiSong& song) {
+void Check(const Song& song) {
     Require(!song.tempo.empty() && song.tempo[0].beat == 0.0);
     double beat = 0.0;
     for (const TempoChange& change : song.tempo) {
@@ -67,7 +67,7 @@ void Check(const MidiSong& song) {
         beat = change.beat;
     }
     Require(!song.key || (*song.key >= 0 && *song.key < 24));
-    for (const MidiTrack& track : song.tracks) {
+    for (const NoteLine& track : song.tracks) {
         Require(!track.notes.empty());
         for (const TimedNote& note : track.notes) {
             Require(std::isfinite(note.start) && note.start >= 0.0 && note.end > note.start);
@@ -79,9 +79,9 @@ void Check(const MidiSong& song) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
-    const InputFile file(data, size);
+    const FileOnDisk file(data, size);
     try {
-        const MidiSong song = ReadMidiFile(file.path());
+        const Song song = ReadMidiFile(file.path());
         Check(song);
         const int voices = CountVoices(song.tracks);
         Require(voices >= 1 && voices <= 4);
@@ -99,4 +99,4 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     return 0;
 }
 
-}  // namespace mlh
+}  // namespace mlh::cli

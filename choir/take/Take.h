@@ -1,0 +1,37 @@
+// A recording of one voice, and what was sung in it.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "choir/Types.h"
+#include "choir/take/AddOn.h"
+#include "mlh/analysis.h"
+
+namespace mlh::choir {
+
+class Take {
+  public:
+    // Analyses the whole recording, whose samples must outlive the take. Throws Failure when the library
+    // cannot analyse it, and what `progress` throws.
+    explicit Take(const AudioView& audio, const ProgressCallback& progress = {});
+
+    const AudioView& audio() const { return audio_; }
+    // Everything that the core's analysis found.
+    const Analysis& analysis() const { return analysis_; }
+    const std::vector<SungNote>& notes() const { return notes_; }
+    const std::vector<CurvePoint>& curve() const { return curve_; }
+
+    // An add-on that has analysed the take. The first call hands out the one that the take was made with,
+    // each further one analyses the recording again.
+    std::unique_ptr<AddOn> ReleaseAddOn(const ProgressCallback& progress = {});
+
+  private:
+    AudioView audio_;
+    std::unique_ptr<AddOn> addOn_;
+    Analysis analysis_;
+    std::vector<SungNote> notes_;
+    std::vector<CurvePoint> curve_;
+};
+
+}  // namespace mlh::choir

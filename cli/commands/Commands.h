@@ -1,0 +1,26 @@
+// The commands of mlh. Each adds itself, with its options and help, and runs when it is parsed.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+
+namespace mlh::cli {
+
+void AddHarmonizeCommand(CLI::App& app);
+void AddAnalyzeCommand(CLI::App& app);
+void AddArrangeCommand(CLI::App& app);
+
+// Lets numbers from `least` to `most` through; NaN is none of them.
+inline CLI::Validator Between(double least, double most) {
+    std::ostringstream range;
+    range << least << " to " << most;
+    const auto check = [least, most, text = range.str()](const std::string& given) {
+        const double value = std::strtod(given.c_str(), nullptr);
+        return value >= least && value <= most ? std::string() : given + " is not from " + text;
+    };
+    return CLI::Validator(check, range.str());
+}
+
+}  // namespace mlh::cli

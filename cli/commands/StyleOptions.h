@@ -1,0 +1,39 @@
+// The options that say how a melody is set: shared by arrange and harmonize.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
+
+#include "Errors.h"
+#include "choir/score/Melody.h"
+#include "mlh/arrange.h"
+
+namespace mlh::cli {
+
+struct StyleOptions {
+    std::string style;  // set to the command's default first
+    std::string key;
+    std::string scale;
+    // Empty where the user left them out.
+    std::string lead;
+    std::string spacing;
+    std::string variant;
+    std::string intervals;
+    std::optional<int> interval;
+};
+
+// Adds --style and what belongs to single styles, except voices, spread and key, which commands have anyway.
+void AddStyleOptions(CLI::App& command, StyleOptions& options);
+
+// The settings that the options ask for. Throws UsageError for a name that the
+// style does not know, and for an option of another style.
+mlh::ArrangeSettings ToSettings(const StyleOptions& options);
+
+// The key of --key, nothing where it is left out. Throws UsageError.
+std::optional<MelodyKey> GivenKey(const StyleOptions& options);
+
+// The key asked for by --key and --scale, else the melody's own, else the one that its notes suggest.
+MelodyKey KeyFor(const StyleOptions& options, const Melody& melody);
+
+}  // namespace mlh::cli

@@ -1,0 +1,28 @@
+// Melodies from files.
+#pragma once
+
+#include <string>
+
+#include "Errors.h"
+#include "choir/score/Melody.h"
+
+namespace mlh::cli {
+
+struct MelodySource {
+    std::string path;
+    int track = 0;     // of a MIDI file, counted from 1 among those with notes; 0: the first
+    double bpm = 0.0;  // 0: of the source, or 120
+    bool quiet = false;
+};
+
+// Reads a MIDI file, a table or a recording, told apart by their first bytes. A table has a row per note:
+// onset, duration, pitch and, if wanted, chord ('-' for none), separated by tabs, spaces, commas or
+// semicolons; times in beats, the pitch as a MIDI note number, further columns not read. Lines that start
+// with '#' are comments, of which "# title:", "# key:", "# meter:", "# tempo:" and "# upbeat:" are heard.
+// Throws Failure or UsageError with a one-line reason.
+Melody ReadMelody(const MelodySource& source);
+
+// A table in memory; `source` names it in messages.
+Melody ParseMelodyTable(const std::string& text, const std::string& source);
+
+}  // namespace mlh::cli

@@ -1,0 +1,15 @@
+// Arrangements as sheet music.
+#pragma once
+
+#include <string>
+
+#include "Errors.h"
+#include "choir/score/Arrangement.h"
+
+namespace mlh::cli {
+
+// Writes a MusicXML 4.0 score: a part for each voice, chord symbols above the first, key, metre and tempo of
+// the melody, ties over bar lines, rests. The file appears whole or not at all.
+void WriteMusicXml(const std::string& path, const Arrangement& arrangement);
+
+}  // namespace mlh::cli
