@@ -97,6 +97,10 @@ foreach(source ${MLH_TOOL_SOURCES})
   endif()
 endforeach()
 
+if(TARGET base_Version_test)
+  target_compile_definitions(base_Version_test PRIVATE MLH_PROJECT_VERSION="${PROJECT_VERSION}")
+endif()
+
 # Instructions are counted in the build that the bounds were made with.
 if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND MLH_KERNEL_OBJECTS AND NOT MLH_SANITIZE
    AND NOT MLH_COVERAGE AND NOT CMAKE_CROSSCOMPILING)

@@ -82,11 +82,11 @@ typedef void (*MlhDebugMessageCallback)(const char* message, ...);
 
 /* ---- Version and debugging ------------------------------------------------------------------ */
 
-/* Version of the core, four numbers ("2.2.3.20942"). The text is a static buffer, made anew by each
-   call.                                                                                     [any] */
+/* Version of the core, four numbers with dots between. The text is a static buffer, made again by
+   each call.                                                                                [any] */
 MLH_EXPORT const char* mlGetVersionString(void);
 
-/* Version of the harmony library, three numbers ("1.0.4"). Static buffer as above.          [any] */
+/* Version of the harmony library, three numbers. Static buffer as above.                    [any] */
 MLH_EXPORT const char* mlhGetVersionString(void);
 
 /* Stores a callback for the whole process and calls it once with "hello". Returns 0; a null callback
