@@ -39,7 +39,6 @@ namespace {
 
 constexpr int32_t kTrackerRate = 11025;
 constexpr int32_t kMinSampleRate = 8000;
-constexpr int32_t kRingSize = 16384;
 
 constexpr int32_t kResamplerQuality = 3;
 constexpr float kLowPassHz = 4000.0f;
@@ -454,60 +453,40 @@ CPitchTrack::Sizes CPitchTrack::SizesOfMode(int32_t mode) {
 CPitchTrack::CPitchTrack(int32_t sampleRate, int32_t channelCount, Sizes sizes)
     : preProcess(sampleRate, channelCount),
       analysis(kTrackerRate, sizes.fftSize, sizes.frameSize),
-      sizes(sizes),
-      ring(kRingSize),
-      mask(kRingSize - 1),
-      frame(sizes.frameSize) {
-    static_assert(std::has_single_bit(static_cast<uint32_t>(kRingSize)));
+      sizes(sizes) {
     InitDispatch(-1);
+    samples.Allocate(sizes.frameSize + preProcess.GetLargestOutput(), 0);
     Reset();
 }
 
 CPitchTrack::~CPitchTrack() = default;
 
 void CPitchTrack::Reset() {
-    std::fill(ring.begin(), ring.end(), 0.0f);
-    std::fill(frame.begin(), frame.end(), 0.0f);
-    // The first hop completes a frame: silence stands before it.
-    readIndex = kRingSize - sizes.frameSize + sizes.hop;
-    writeIndex = 0;
+    // The first hop completes a frame: silence is before it.
+    samples.Clear();
+    samples.Append(sizes.frameSize - sizes.hop);
     peakLevel = 0.0f;
     result = {};
     preProcess.Reset();
     analysis.Reset();
 }
 
-int32_t CPitchTrack::Process(const float* samples, int32_t count, PitchTrackResult* out) {
+int32_t CPitchTrack::Process(const float* input, int32_t count, PitchTrackResult* out) {
     if (count < 0 || count > kMaxInput || out == nullptr) return kBadArgument;
-    if (samples == nullptr && count > 0) return kBadArgument;
-    std::span<const float> arrived = preProcess.Process(samples, count);
-    do {
-        // In parts, since one call can bring more than the ring has room for.
-        arrived = arrived.subspan(Write(arrived));
-        while (Buffered() >= sizes.frameSize) {
-            AnalyzeNextFrame();
-            *out = result;
-        }
-    } while (!arrived.empty());
+    if (input == nullptr && count > 0) return kBadArgument;
+    const std::span<const float> arrived = preProcess.Process(input, count);
+    std::copy(arrived.begin(), arrived.end(), samples.Append(static_cast<int32_t>(arrived.size())));
+    while (samples.Size() >= sizes.frameSize) {
+        AnalyzeNextFrame();
+        *out = result;
+    }
     return 0;
 }
 
-size_t CPitchTrack::Write(std::span<const float> samples) {
-    const size_t count = std::min(samples.size(), static_cast<size_t>(kRingSize - 1 - Buffered()));
-    const size_t untilWrap = std::min(count, ring.size() - static_cast<size_t>(writeIndex));
-    std::copy_n(samples.begin(), untilWrap, ring.begin() + writeIndex);
-    std::copy_n(samples.begin() + untilWrap, count - untilWrap, ring.begin());
-    writeIndex = (writeIndex + static_cast<int32_t>(count)) & mask;
-    return count;
-}
-
 void CPitchTrack::AnalyzeNextFrame() {
-    const int32_t untilWrap = std::min(sizes.frameSize, kRingSize - readIndex);
-    std::copy_n(ring.begin() + readIndex, untilWrap, frame.begin());
-    std::copy_n(ring.begin(), sizes.frameSize - untilWrap, frame.begin() + untilWrap);
-    analysis.Analyze(frame.data(), &result);
+    analysis.Analyze(samples.Data(), &result);
     if (result.level > peakLevel) peakLevel = result.level;
-    readIndex = (readIndex + sizes.hop) & mask;
+    samples.Drop(sizes.hop);
 }
 
 int32_t CPitchTrack::GetHopInInputSamples() const { return preProcess.GetRequiredInput(sizes.hop); }

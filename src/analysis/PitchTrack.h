@@ -6,6 +6,7 @@
 #include <span>
 #include <vector>
 
+#include "audio/SampleQueue.h"
 #include "dsp/Autocorrelation.h"
 #include "dsp/Eq.h"
 #include "dsp/PaddedSpectrum.h"
@@ -36,6 +37,8 @@ class CPTPreProcess {
 
     /// Takes 0 to kCapacity interleaved frames. The samples at 11025 Hz are valid until the next call.
     std::span<const float> Process(const float* samples, int32_t frames);
+    /// No call gives more samples than that.
+    int32_t GetLargestOutput() const { return static_cast<int32_t>(output.size()); }
     /// Frames that the next call must bring to yield `outFrames` samples.
     int32_t GetRequiredInput(int32_t outFrames) const;
     void Reset();
@@ -198,21 +201,14 @@ class CPitchTrack {
 
     CPitchTrack(int32_t sampleRate, int32_t channelCount, Sizes sizes);
     static Sizes SizesOfMode(int32_t mode);
-    int32_t Buffered() const { return (writeIndex - readIndex) & mask; }
-    size_t Write(std::span<const float> samples);
     void AnalyzeNextFrame();
 
     CPTPreProcess preProcess;
     CPTAnalysisNew analysis;
     Sizes sizes;
 
-    std::vector<float> ring;
-    int32_t mask;  // size of the ring less one
-    int32_t readIndex;
-    int32_t writeIndex;
-
-    std::vector<float> frame;
-    float peakLevel;  // the largest level seen
+    SampleQueue samples;  // at the tracker's rate, from the start of the next frame on
+    float peakLevel;      // the largest level seen
     PitchTrackResult result;
 };
 
