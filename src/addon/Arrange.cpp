@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/Numbering.h"
 #include "base/StandardLibrary.h"
 #include "harmony/ChoiralizerV2.h"
 #include "theory/Scales.h"
@@ -18,27 +19,25 @@ using ChoiralizerV2::HarmonyParams;
 using ChoiralizerV2::NoteItem;
 using ChoiralizerV2::NoteList;
 
-constexpr int32_t kOwnMode = 7;
-constexpr int32_t kIntervalMode = 3;
 constexpr int32_t kReach = 24;      // semitones that a four-part setting covers around the lead
 constexpr int32_t kReachOfRow = 8;  // of which lie above it, for each row above the lead's
 
-int32_t ModeOf(const ArrangeSettings& settings) {
+HarmonyMode ModeOf(const ArrangeSettings& settings) {
     switch (settings.style) {
         case ArrangeStyle::FourPart:
-            return kOwnMode;
+            return HarmonyMode::FourPart;
         case ArrangeStyle::Chords:
-            return 4 - settings.voices;
+            return ModeOfVoices(settings.voices);
         case ArrangeStyle::Intervals:
-            return kIntervalMode;
+            return HarmonyMode::Intervals;
         case ArrangeStyle::Block:
-            return 4;
+            return HarmonyMode::Block;
         case ArrangeStyle::Fourths:
-            return 5;
+            return HarmonyMode::OpenFourths;
         case ArrangeStyle::Fixed:
-            return 6;
+            return HarmonyMode::FixedInterval;
         default:
-            return 8;
+            return HarmonyMode::Double;
     }
 }
 
@@ -148,7 +147,7 @@ std::vector<ArrangedNote> Arrange(const std::vector<ArrangeNote>& melody, const 
     engine.SetKey(settings.key);
     engine.SetInputScale(settings.scale);
     engine.SetOutputScale(settings.scale);
-    engine.SetMode(ModeOf(settings));
+    engine.SetMode(NumberOf(ModeOf(settings)));
     engine.SetParams(parameters.words.data());
     const bool own = settings.style == ArrangeStyle::FourPart;
     if (own) {

@@ -9,6 +9,7 @@
 #include "analysis/PitchMarks.h"
 #include "audio/AudioBuffers.h"
 #include "base/Codes.h"
+#include "base/Numbering.h"
 #include "base/PitchUnits.h"
 #include "base/StandardLibrary.h"
 #include "synthesis/PitchSynthesizer.h"
@@ -20,8 +21,7 @@ namespace {
 constexpr int32_t kMinSampleRate = 11025;   // [Hz] of the pitch tracker
 constexpr int32_t kReservedMarks = 0x8000;  // more are possible, but grow the list
 constexpr int32_t kAnalysisBlock = 4096;    // [frames]
-constexpr int32_t kManualMode = 3;
-constexpr int32_t kLeadRow = 3;  // row of the engine that carries the melody
+constexpr int32_t kManualMode = NumberOf(AddOnMode::Manual);
 constexpr int32_t kMajorScale = 0;
 constexpr int32_t kMinorScale = 5;
 constexpr float kMuted = -1.0f;  // pitch of no note
@@ -83,7 +83,7 @@ int32_t MalleoTuneHarmonyAddOn::Prepare() {
     if (!FeedAnalysis() || !CreateSynthesizers()) return kAddOnFailed;
     analysed_ = true;
     SetKey(analysis_->EstimateKey(0));
-    SetHarmonyMode(0);
+    SetHarmonyMode(NumberOf(AddOnMode::ThreeVoices));
     SetSpread(0.5f);
     RebuildLead();
     return Update();
@@ -116,7 +116,7 @@ bool MalleoTuneHarmonyAddOn::CreateSynthesizers() {
 void MalleoTuneHarmonyAddOn::Process(float** voices, int32_t frames) {
     const int32_t channels = reader_.GetNumChannels();
     const bool canRender = analysed_ && channels <= 2;  // a synthesizer knows mono and stereo
-    for (int32_t v = 0; v < kMaxVoices; ++v) {
+    for (int32_t v = 0; v < kVoiceCount; ++v) {
         float** out = voices + v * channels;
         if (canRender && v < activeVoices_) {
             synthesizers_[v]->Process(out, frames);
@@ -167,7 +167,7 @@ int32_t MalleoTuneHarmonyAddOn::SetVoicesAbove(int32_t count) {
 int32_t MalleoTuneHarmonyAddOn::GetVoicesAbove() { return harmonyParams_[0]; }
 
 int32_t MalleoTuneHarmonyAddOn::SetVoicePitchVector(int32_t voice, PitchVector pitches) {
-    if (voice < 0 || voice >= kMaxVoices || pitches.size() != leadPitch_.size()) return kAddOnBadArgument;
+    if (voice < 0 || voice >= kVoiceCount || pitches.size() != leadPitch_.size()) return kAddOnBadArgument;
     // Where chords have split the lead since the last update, the voice still has its old elements.
     PitchVector& own = voicePitch_[voice];
     const std::size_t count = std::min(own.size(), pitches.size());
@@ -177,7 +177,7 @@ int32_t MalleoTuneHarmonyAddOn::SetVoicePitchVector(int32_t voice, PitchVector p
 }
 
 MalleoTuneHarmonyAddOnIf::PitchVector MalleoTuneHarmonyAddOn::GetVoicePitchVector(int32_t voice) {
-    if (voice < 0 || voice >= kMaxVoices || !voicesReady_) return {};
+    if (voice < 0 || voice >= kVoiceCount || !voicesReady_) return {};
     return voicePitch_[voice];
 }
 
@@ -244,7 +244,7 @@ void MalleoTuneHarmonyAddOn::RebuildLead() {
 
 // Entering the manual mode: voice 0 sings the lead, the others rest.
 void MalleoTuneHarmonyAddOn::ResetVoicesToLead() {
-    for (int32_t v = 0; v < kMaxVoices; ++v) {
+    for (int32_t v = 0; v < kVoiceCount; ++v) {
         voicePitch_[v] = leadPitch_;
         if (v == 0) continue;
         for (PitchElement& element : voicePitch_[v]) element.SetPitch(kMuted);
@@ -263,7 +263,7 @@ int32_t MalleoTuneHarmonyAddOn::FindLeadElementAt(float time) const {
 int32_t MalleoTuneHarmonyAddOn::ApplyChord(ChordElement chord) {
     if (!analysed_) return 0;
     const int32_t first = FindLeadElementAt(static_cast<float>(synthesizers_[0]->GetPosition()));
-    for (int32_t v = 0; v < kMaxVoices; ++v) {
+    for (int32_t v = 0; v < kVoiceCount; ++v) {
         PitchVector& voice = voicePitch_[v];
         for (std::size_t i = static_cast<std::size_t>(first); i < voice.size(); ++i) {
             voice[i].SetPitch(static_cast<float>(chord.GetNotes()[v]));
@@ -334,7 +334,7 @@ int32_t MalleoTuneHarmonyAddOn::Update() {
     if (!analysed_) return 0;
     if (dirty_) {
         if (harmonyMode_ == kManualMode) {
-            activeVoices_ = kMaxVoices;
+            activeVoices_ = kVoiceCount;
         } else {
             harmony_->Calculate();
             harmony_->GetVoices(&harmonyRows_);
@@ -349,8 +349,8 @@ int32_t MalleoTuneHarmonyAddOn::Update() {
 
 void MalleoTuneHarmonyAddOn::AssignRows() {
     if (harmonyMode_ == kManualMode) {
-        activeVoices_ = kMaxVoices;
-        for (int32_t v = 0; v < kMaxVoices; ++v) voiceRow_[v] = v;
+        activeVoices_ = kVoiceCount;
+        for (int32_t v = 0; v < kVoiceCount; ++v) voiceRow_[v] = v;
         return;
     }
     // Where memory ran out between lead and rows they differ in length; what has no entry rests.
@@ -361,11 +361,11 @@ void MalleoTuneHarmonyAddOn::AssignRows() {
     // A row whose first note is silent is taken for absent as a whole.
     voiceRow_[0] = kLeadRow;
     activeVoices_ = 1;
-    for (int32_t r = 0; r < kMaxVoices; ++r) {
+    for (int32_t r = 0; r < kVoiceCount; ++r) {
         if (r != kLeadRow && pitchAt(r, 0) != -1) voiceRow_[activeVoices_++] = r;
     }
     // Voices that are not active follow whatever row they had before.
-    for (int32_t v = 0; v < kMaxVoices; ++v) {
+    for (int32_t v = 0; v < kVoiceCount; ++v) {
         voicePitch_[v].clear();
         for (std::size_t i = 0; i < leadPitch_.size(); ++i) {
             const PitchElement& lead = leadPitch_[i];

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "addon/AudioReaderWrapper.h"
+#include "base/Numbering.h"
 #include "harmony/ChoiralizerV2.h"
 #include "mlh/addon.h"
 
@@ -64,8 +65,6 @@ class MalleoTuneHarmonyAddOn final : public MalleoTuneHarmonyAddOnIf {
     ChoiralizerV2::CChoiralizerV2If& GetHarmony() { return *harmony_; }
 
   private:
-    static constexpr int32_t kMaxVoices = 4;
-
     bool FeedAnalysis();
     bool CreateSynthesizers();
     void RebuildLead();
@@ -85,7 +84,7 @@ class MalleoTuneHarmonyAddOn final : public MalleoTuneHarmonyAddOnIf {
     struct SynthesizerDeleter {
         void operator()(CMELODORPitchSynthesizerIf* synthesizer) const;
     };
-    std::array<std::unique_ptr<CMELODORPitchSynthesizerIf, SynthesizerDeleter>, kMaxVoices> synthesizers_;
+    std::array<std::unique_ptr<CMELODORPitchSynthesizerIf, SynthesizerDeleter>, kVoiceCount> synthesizers_;
 
     // The engine keeps a pointer to the words: voices above, and the bits of the spread. Its own mode, which
     // this add-on never asks for but which is what it starts in, reads a third one.
@@ -94,16 +93,16 @@ class MalleoTuneHarmonyAddOn final : public MalleoTuneHarmonyAddOnIf {
     std::vector<ChoiralizerV2::NoteItem> melody_;     // one per segment, only pitch filled
     ChoiralizerV2::NoteList* harmonyRows_ = nullptr;  // four rows in the engine
 
-    PitchVector leadPitch_;                           // one element per segment of synthesizer 0
-    std::vector<float> latestEnd_;                    // of leadPitch_ up to and including each element
-    std::array<PitchVector, kMaxVoices> voicePitch_;  // aligned with leadPitch_
-    int32_t activeVoices_ = 0;                        // how many synthesizers render
-    std::array<int32_t, kMaxVoices> voiceRow_{};      // the engine's row that each of them sings
+    PitchVector leadPitch_;                            // one element per segment of synthesizer 0
+    std::vector<float> latestEnd_;                     // of leadPitch_ up to and including each element
+    std::array<PitchVector, kVoiceCount> voicePitch_;  // aligned with leadPitch_
+    int32_t activeVoices_ = 0;                         // how many synthesizers render
+    std::array<int32_t, kVoiceCount> voiceRow_{};      // the engine's row that each of them sings
     bool analysed_ = false;
-    bool voicesReady_ = false;          // there is a harmony
-    bool dirty_ = true;                 // Update must recompute
-    float chordSplitThreshold_ = 0.2f;  // [s]
-    int32_t harmonyMode_ = 0;
+    bool voicesReady_ = false;                                // there is a harmony
+    bool dirty_ = true;                                       // Update must recompute
+    float chordSplitThreshold_ = 0.2f;                        // [s]
+    int32_t harmonyMode_ = NumberOf(AddOnMode::ThreeVoices);  // or whatever a host has set
 };
 
 }  // namespace mlh

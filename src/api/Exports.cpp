@@ -7,6 +7,7 @@
 #include "api/HarmonyInstance.h"
 #include "api/MidiConversion.h"
 #include "api/Vectors.h"
+#include "base/Numbering.h"
 #include "mlh/mlh.h"
 
 using namespace mlh;
@@ -92,19 +93,19 @@ PitchVector* mlhGetPitchVector(void* handle, uint32_t voice, uint8_t legato, uin
     MalleoTuneHarmonyAddOnIf* addOn = GetAddOn(handle);
     if (addOn == nullptr || voice >= static_cast<uint32_t>(kMixRows)) return nullptr;
     auto vector = std::make_unique<PitchVector>();
-    vector->items = voice == 0 ? addOn->GetLeadPitchVector()
-                               : addOn->GetVoicePitchVector(static_cast<int32_t>(voice) - 1);
+    vector->items = voice == kHostLead ? addOn->GetLeadPitchVector()
+                                       : addOn->GetVoicePitchVector(AddOnVoice(static_cast<int32_t>(voice)));
     if (legato == 0 && velocity == 0) return vector.release();
     return mlhPitchVectorAdjust(vector.get(), legato, velocity);
 }
 
 int32_t mlhSetPitchVector(void* handle, int32_t voice, const PitchVector* vector) {
     if (handle == nullptr) return MLH_NOT_READY;
-    if (vector == nullptr || voice < 1 || voice > 4) return MLH_BAD_ARGUMENT;
+    if (vector == nullptr || !IsHostVoice(voice)) return MLH_BAD_ARGUMENT;
     MalleoTuneHarmonyAddOnIf* addOn = GetAddOn(handle);
     if (addOn == nullptr) return MLH_NOT_READY;
     const DefaultFloatingPoint computing;
-    const int32_t status = addOn->SetVoicePitchVector(voice - 1, vector->items);
+    const int32_t status = addOn->SetVoicePitchVector(AddOnVoice(voice), vector->items);
     return status != MLH_OK ? status : addOn->Update();
 }
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "api/BlockLoop.h"
+#include "base/Numbering.h"
 #include "dsp/VoiceOperations.h"
 #include "mlh/mlh.h"
 
@@ -29,11 +30,10 @@ void HarmonyInstance::AssignInput(const int16_t* samples16, const float* samples
 
 int32_t HarmonyInstance::SetParams(bool autoHarmony, int32_t voices, int32_t voicesAbove, float spread,
                                    int32_t keyRoot, bool keyIsMinor) {
-    constexpr int32_t kManualMode = 3;
     if (!addOn) return MLH_NOT_READY;
-    if (voices < (autoHarmony ? 2 : 1) || voices > 4) return MLH_BAD_ARGUMENT;
+    if (voices < (autoHarmony ? 2 : 1) || voices > kVoiceCount) return MLH_BAD_ARGUMENT;
     outputVoiceCount = voices;
-    addOn->SetHarmonyMode(autoHarmony ? 4 - voices : kManualMode);
+    addOn->SetHarmonyMode(autoHarmony ? NumberOf(ModeOfVoices(voices)) : NumberOf(AddOnMode::Manual));
     addOn->SetSpread(spread);
     addOn->SetVoicesAbove(voicesAbove);
     addOn->SetKey(keyRoot % 12 + (keyIsMinor ? 12 : 0));

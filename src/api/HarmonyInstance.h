@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "api/BBAudioReader.h"
+#include "base/Numbering.h"
 #include "mlh/addon.h"
 
 namespace mlh {
@@ -16,7 +17,6 @@ struct AddOnDeleter {
 };
 
 // Gains of voice v on channel c at 2 * v + c; row 0 is the dry lead. The row stride is 2 for mono too.
-inline constexpr int32_t kMixRows = 5;
 inline constexpr double kDefaultMixGains[2 * kMixRows] = {0.5, 0.5, 0.5, 0.0, 0.0, 0.5, 0.3, 0.2, 0.2, 0.3};
 
 struct HarmonyInstance {

@@ -5,6 +5,7 @@
 #include <new>
 #include <utility>
 
+#include "base/Numbering.h"
 #include "base/StandardLibrary.h"
 #include "classic/Choiralizer.h"
 #include "harmony/ChordsInFunctions.h"
@@ -18,7 +19,7 @@ using ChoiralizerClassic::ClassicChord;
 
 namespace {
 
-constexpr int32_t kOwnMode = 7;
+constexpr int32_t kOwnMode = NumberOf(HarmonyMode::FourPart);
 
 // Lead in the top row, open spacing.
 constexpr HarmonyParams kDefaultParams[4] = {3, 3, 1, 0};
@@ -317,7 +318,7 @@ int32_t CChoiralizerV2::CalculateClassic() {
     if (int32_t code = PrepareClassic(intervals); code != 0) {
         return code;
     }
-    if (mode < 0 || mode > 8) {
+    if (mode < 0 || mode > NumberOf(HarmonyMode::Double)) {
         return 0;
     }
 
@@ -334,11 +335,11 @@ int32_t CChoiralizerV2::CalculateClassic() {
 
 // Sets the classic engine up for the mode; in mode 3 reads the intervals.
 int32_t CChoiralizerV2::PrepareClassic(int32_t intervals[4]) {
-    if (mode >= 0 && mode <= 2) {
+    if (mode >= NumberOf(HarmonyMode::ThreeVoices) && mode <= NumberOf(HarmonyMode::OneVoice)) {
         classic->SetVoiceMode(mode);
         classic->SetSpread(BitCast<float>(params[1]));
         classic->SetVoicesAbove(params[0]);
-    } else if (mode == 3) {
+    } else if (mode == NumberOf(HarmonyMode::Intervals)) {
         const int32_t* pairs = nullptr;
         if (params != kDefaultParams) {  // which holds no pointer
             std::memcpy(&pairs, params, sizeof pairs);
@@ -357,27 +358,29 @@ int32_t CChoiralizerV2::PrepareClassic(int32_t intervals[4]) {
 void CChoiralizerV2::VoiceClassicNote(size_t note, const ClassicChord& chord, const int32_t intervals[4]) {
     const int32_t pitch = notePitch[note];
     int32_t* result = scratchVoicing.data();
-    switch (mode) {
-        case 0:
-        case 1:
-        case 2:
+    switch (static_cast<HarmonyMode>(mode)) {
+        case HarmonyMode::ThreeVoices:
+        case HarmonyMode::TwoVoices:
+        case HarmonyMode::OneVoice:
             classic->VoiceChord(pitch, result, chord);
             break;
-        case 3:
+        case HarmonyMode::Intervals:
             classic->VoiceIntervals(pitch, result, intervals);
             break;
-        case 4:
+        case HarmonyMode::Block:
             classic->VoiceBlock(pitch, note + 1 < NoteCount() ? notePitch[note + 1] : pitch, result,
                                 params[0]);
             break;
-        case 5:
+        case HarmonyMode::OpenFourths:
             classic->VoiceOpenFourths(pitch, result, params[0]);
             break;
-        case 6:
+        case HarmonyMode::FixedInterval:
             classic->VoiceFixedInterval(pitch, result, params[0]);
             break;
-        case 8:
+        case HarmonyMode::Double:
             classic->VoiceDouble(pitch, result, params[0], params[1] == 1 ? 2 : params[1] == -1 ? 1 : 0);
+            break;
+        default:
             break;
     }
 }

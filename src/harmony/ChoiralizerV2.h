@@ -28,6 +28,7 @@
 #include <vector>
 
 #include "base/Codes.h"
+#include "base/Numbering.h"
 #include "harmony/ChordModel.h"
 #include "harmony/VoicingCandidate.h"
 
@@ -253,8 +254,8 @@ class CChoiralizerV2 final : public CChoiralizerV2If {
     int32_t topVoice = 3;
     int32_t rangeBelow = 24;
     int32_t rangeAbove = 0;
-    std::array<int32_t, 12> scaleMap{};  // the classic engine's offsets as they are at the start
-    int32_t mode = 7;
+    std::array<int32_t, 12> scaleMap{};              // the classic engine's offsets as they are at the start
+    int32_t mode = NumberOf(HarmonyMode::FourPart);  // or whatever a caller has set
     const HarmonyParams* params;
 
     NoteList melody;

@@ -22,7 +22,6 @@ namespace ChoiralizerV2 {
 namespace {
 
 constexpr int32_t kMiddleC = 60;
-constexpr int32_t kLeadRow = 3;
 
 // Semitones above the root; -1 at the end of a triad.
 const std::map<std::string, std::array<int32_t, 4>> kQualities = {
