@@ -6,6 +6,7 @@
 #include <cmath>
 #include <vector>
 
+#include "mlh/reader.h"
 #include "support/FreshProcess.h"
 #include "support/SungTunes.h"
 #include "validation/Performance.h"
@@ -74,18 +75,6 @@ class ForeignAddOn final : public MalleoTuneHarmonyAddOnIf {
     float GetVoiceParameter(int32_t, int32_t) override { return 0.0f; }
 };
 
-class Silence final : public MalleoTuneHarmonyAddOnIf::AudioReader {
-  public:
-    int32_t SetPosition(int32_t) override { return 0; }
-    int32_t Read(float** channels, int32_t frames) override {
-        std::fill_n(channels[0], frames, 0.0f);
-        return 0;
-    }
-    int32_t GetLength() override { return 0; }
-    int32_t GetNumChannels() override { return 1; }
-    int32_t GetSampleRate() override { return 44100; }
-};
-
 TEST(GetAnalysis, IsEmptyForAnAddOnThatHasAnalysedNothing) {
     const auto isEmpty = [](MalleoTuneHarmonyAddOnIf& addOn) {
         const mlh::Analysis analysis = mlh::GetAnalysis(addOn);
@@ -94,7 +83,7 @@ TEST(GetAnalysis, IsEmptyForAnAddOnThatHasAnalysedNothing) {
     };
     ForeignAddOn foreign;
     EXPECT_TRUE(isEmpty(foreign));
-    Silence reader;
+    MemoryReader reader(nullptr, 0, 1, 44100);
     MalleoTuneHarmonyAddOnIf* addOn = nullptr;
     ASSERT_EQ(MalleoTuneHarmonyAddOnIf::CreateInstance(&addOn, &reader), 0);
     EXPECT_TRUE(isEmpty(*addOn));

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "mlh/analysis.h"
+#include "support/RowReader.h"
 #include "support/SungTunes.h"
 #include "synthesis/PitchSynthesizer.h"
 
@@ -16,37 +17,22 @@ namespace {
 
 using AddOnIf = MalleoTuneHarmonyAddOnIf;
 
-// A host's own reader, which counts what it is asked for.
-class HostReader final : public AddOnIf::AudioReader {
+// A host's own reader, which notes what it is asked for.
+class HostReader final : public MemoryReader {
   public:
-    HostReader(std::vector<float> samples, int32_t rate, int32_t channels = 1)
-        : samples(std::move(samples)), rate(rate), channels(channels) {}
-
-    int32_t SetPosition(int32_t frame) override {
-        position = std::max(frame, 0);
-        return 0;
+    HostReader(std::vector<float> mono, int32_t rate, int32_t channels = 1)
+        : samples(Interleaved(std::vector(static_cast<size_t>(channels), mono))) {
+        Assign(samples.data(), static_cast<int32_t>(mono.size()), channels, rate);
     }
     int32_t Read(float** out, int32_t frames) override {
-        const int32_t present = std::min(frames, GetLength() - position);
-        for (int32_t c = 0; c < channels; ++c) {
-            if (out[c] == nullptr) continue;
-            for (int32_t i = 0; i < frames; ++i) out[c][i] = i < present ? samples[position + i] : 0.0f;
-        }
-        position += present;
-        reads.push_back(present);
-        return present;
+        reads.push_back(MemoryReader::Read(out, frames));
+        return reads.back();
     }
-    int32_t GetLength() override { return static_cast<int32_t>(samples.size()); }
-    int32_t GetNumChannels() override { return channels; }
-    int32_t GetSampleRate() override { return rate; }
 
     std::vector<int32_t> reads;
 
   private:
     std::vector<float> samples;
-    int32_t rate;
-    int32_t channels;
-    int32_t position = 0;
 };
 
 struct Fixture {

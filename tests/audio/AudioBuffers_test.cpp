@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "dsp/Dispatch.h"
-#include "support/MemoryReader.h"
+#include "support/RowReader.h"
 
 namespace mlh {
 
@@ -152,7 +152,7 @@ TEST(AudioSampleBuffer, CopiesNothingForACountBelowOne) {
 
 class ReadFromAudioReader : public testing::Test {
   protected:
-    static MemoryReader Reader(int32_t channels) {
+    static RowReader Reader(int32_t channels) {
         std::vector<std::vector<float>> rows;
         for (int32_t c = 0; c < channels; ++c)
             rows.push_back(Ramp(1.0f + 100.0f * static_cast<float>(c), 20));
@@ -161,7 +161,7 @@ class ReadFromAudioReader : public testing::Test {
     // What reading frames 5, 6, 7 into samples 1, 2, 3 leaves in each channel of a buffer of 9s.
     static std::vector<std::vector<float>> Read(int32_t readerChannels, int32_t bufferChannels, bool left,
                                                 bool right) {
-        MemoryReader reader = Reader(readerChannels);
+        RowReader reader = Reader(readerChannels);
         AudioSampleBuffer buffer(bufferChannels, 5);
         std::vector<std::vector<float>> result;
         for (int32_t c = 0; c < bufferChannels; ++c) std::fill_n(buffer.GetChannel(c), 5, 9.0f);
@@ -199,7 +199,7 @@ TEST_F(ReadFromAudioReader, FillsAMonoBufferFromTheSideAskedFor) {
 }
 
 TEST_F(ReadFromAudioReader, ReadsNothingForACountBelowOneOrWithoutChannels) {
-    MemoryReader reader = Reader(1);
+    RowReader reader = Reader(1);
     AudioSampleBuffer buffer(1, 2);
     Fill(buffer, 3.0f);
     buffer.ReadFromAudioReader(reader, 0, 0, 5, true, true);
@@ -210,14 +210,14 @@ TEST_F(ReadFromAudioReader, ReadsNothingForACountBelowOneOrWithoutChannels) {
 }
 
 TEST_F(ReadFromAudioReader, StartsAtFrameZeroForANegativePosition) {
-    MemoryReader reader = Reader(1);
+    RowReader reader = Reader(1);
     AudioSampleBuffer buffer(1, 4);
     buffer.ReadFromAudioReader(reader, 0, 4, -3, true, true);
     EXPECT_EQ(Samples(buffer, 0), Ramp(1.0f, 4));
 }
 
 TEST_F(ReadFromAudioReader, IsSilentBehindTheEnd) {
-    MemoryReader reader = Reader(2);
+    RowReader reader = Reader(2);
     AudioSampleBuffer buffer(2, 4);
     buffer.ReadFromAudioReader(reader, 0, 4, 18, true, true);
     EXPECT_EQ(Samples(buffer, 0), (std::vector<float>{19, 20, 0, 0}));

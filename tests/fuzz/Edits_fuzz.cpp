@@ -159,24 +159,22 @@ void EditSegments(Bytes& bytes) {
     voice.Process(rows, std::clamp(toRender, 0, kLongestBlock));
 }
 
-class ToneReader final : public MalleoTuneHarmonyAddOnIf::AudioReader {
+class ToneReader final : public MemoryReader {
   public:
-    explicit ToneReader(int32_t channels) : reader_(Rows(channels), 11025) {}
-    int32_t SetPosition(int32_t frame) override { return reader_.SetPosition(frame); }
-    int32_t Read(float** channels, int32_t frames) override { return reader_.Read(channels, frames); }
-    int32_t GetLength() override { return reader_.GetLength(); }
-    int32_t GetNumChannels() override { return reader_.GetNumChannels(); }
-    int32_t GetSampleRate() override { return reader_.GetSampleRate(); }
+    explicit ToneReader(int32_t channels)
+        : samples_(Interleaved(std::vector(static_cast<std::size_t>(channels), Tones()))) {
+        Assign(samples_.data(), static_cast<int32_t>(samples_.size()) / channels, channels, 11025);
+    }
 
   private:
-    static std::vector<std::vector<float>> Rows(int32_t channels) {
+    static std::vector<float> Tones() {
         std::vector<float> tones = HarmonicTone(147.0, 11025.0, 0.25);
         tones.resize(tones.size() + 400);
         const auto higher = HarmonicTone(233.0, 11025.0, 0.3);
         tones.insert(tones.end(), higher.begin(), higher.end());
-        return std::vector<std::vector<float>>(static_cast<std::size_t>(channels), tones);
+        return tones;
     }
-    MemoryReader reader_;
+    std::vector<float> samples_;
 };
 
 void EditAddOn(Bytes& bytes) {

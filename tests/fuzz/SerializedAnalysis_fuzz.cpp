@@ -6,7 +6,7 @@
 #include "analysis/PitchAnalysis.h"
 #include "analysis/PitchMarks.h"
 #include "fuzz/Bytes.h"
-#include "support/MemoryReader.h"
+#include "support/RowReader.h"
 #include "synthesis/PitchSynthesizer.h"
 
 namespace mlh {
@@ -80,7 +80,7 @@ std::vector<uint8_t> Serialized(CMELODORPitchAnalysisIf& analysis) {
 }
 
 void Sing(CMELODORPitchAnalysisIf& analysis, CPitchMarks& marks) {
-    MemoryReader reader({std::vector<float>(kLength, 0.25f)}, 11025);
+    RowReader reader({std::vector<float>(kLength, 0.25f)}, 11025);
     CMELODORPitchSynthesizerIf* voice = nullptr;
     if (CreatePitchSynthesizer(&voice, &reader, &marks, &analysis) != 0) return;
     std::vector<float> out(kLength + 500);

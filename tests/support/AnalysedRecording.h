@@ -9,7 +9,7 @@
 
 #include "analysis/PitchAnalysis.h"
 #include "analysis/PitchMarks.h"
-#include "support/MemoryReader.h"
+#include "support/RowReader.h"
 #include "support/ScriptedVoice.h"
 
 namespace mlh {
@@ -40,7 +40,7 @@ class AnalysedRecording {
         return VoiceOwner(voice);
     }
 
-    MemoryReader reader;
+    RowReader reader;
     CPitchMarks marks;
     std::unique_ptr<CMELODORPitchAnalysisIf> analysis;
 

@@ -1,51 +1,54 @@
-// A recording in memory, read as the components read the host's: one row of samples per channel.
+// A recording in memory, one row of samples per channel, read as the components read the host's. It counts
+// the reads.
 #pragma once
 
-#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 #include <vector>
 
 #include "audio/AudioReader.h"
+#include "mlh/reader.h"
 
 namespace mlh {
 
-class MemoryReader final : public CAudioReader {
+// The samples of rows of equal length, frame by frame.
+inline std::vector<float> Interleaved(const std::vector<std::vector<float>>& rows) {
+    std::vector<float> samples;
+    for (std::size_t i = 0; !rows.empty() && i < rows.front().size(); ++i) {
+        for (const std::vector<float>& row : rows) samples.push_back(row[i]);
+    }
+    return samples;
+}
+
+class RowReader final : public CAudioReader {
   public:
-    MemoryReader(std::vector<std::vector<float>> rows, int32_t sampleRate)
-        : rows(std::move(rows)), sampleRate(sampleRate) {}
-
-    int32_t SetPosition(int32_t frame) override {
-        position = std::max(frame, 0);
-        return 0;
+    RowReader(std::vector<std::vector<float>> rows, int32_t sampleRate)
+        : rows(std::move(rows)), samples(Interleaved(this->rows)) {
+        const std::size_t frames = this->rows.empty() ? 0 : this->rows.front().size();
+        reader.Assign(samples.data(), static_cast<int32_t>(frames), static_cast<int32_t>(this->rows.size()),
+                      sampleRate);
     }
+    RowReader(const RowReader&) = delete;  // the reader's samples are its own
+    RowReader& operator=(const RowReader&) = delete;
 
-    // Null entries of `channels` are skipped.
+    int32_t SetPosition(int32_t frame) override { return reader.SetPosition(frame); }
     int32_t Read(float** channels, int32_t frames) override {
-        const int32_t present = std::min(frames, GetLength() - position);
-        const int32_t copied = std::max(present, 0);
-        for (size_t c = 0; c < rows.size(); ++c) {
-            if (channels[c] == nullptr) continue;
-            if (copied > 0) std::copy_n(rows[c].data() + position, copied, channels[c]);
-            std::fill(channels[c] + copied, channels[c] + frames, 0.0f);
-        }
-        position += present;
         ++reads;
-        return present;
+        return reader.Read(channels, frames);
     }
+    int32_t GetLength() override { return reader.GetLength(); }
+    int32_t GetNumChannels() override { return reader.GetNumChannels(); }
+    int32_t GetSampleRate() override { return reader.GetSampleRate(); }
 
-    int32_t GetLength() override { return rows.empty() ? 0 : static_cast<int32_t>(rows.front().size()); }
-    int32_t GetNumChannels() override { return static_cast<int32_t>(rows.size()); }
-    int32_t GetSampleRate() override { return sampleRate; }
-
-    int32_t GetPosition() const { return position; }
+    int32_t GetPosition() const { return reader.GetPosition(); }
     int32_t GetReadCount() const { return reads; }
     const std::vector<std::vector<float>>& GetRows() const { return rows; }
 
   private:
     std::vector<std::vector<float>> rows;
-    int32_t sampleRate;
-    int32_t position = 0;
+    std::vector<float> samples;
+    MemoryReader reader;
     int32_t reads = 0;
 };
 

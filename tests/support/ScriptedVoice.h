@@ -8,7 +8,7 @@
 
 #include "analysis/PitchAnalysis.h"
 #include "analysis/PitchMarks.h"
-#include "support/MemoryReader.h"
+#include "support/RowReader.h"
 #include "synthesis/PitchSynthesizerImpl.h"
 
 namespace mlh {
@@ -102,7 +102,7 @@ struct ScriptedRecording {
         return VoiceOwner(voice);
     }
 
-    MemoryReader reader;
+    RowReader reader;
     CPitchMarks marks;
     ScriptedAnalysis analysis;
 };
