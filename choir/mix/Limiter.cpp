@@ -1,4 +1,4 @@
-#include "mix/Limiter.h"
+#include "choir/mix/Limiter.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "voicing/Pieces.h"
+#include "choir/voicing/Pieces.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "voicing/Ranges.h"
+#include "choir/voicing/Ranges.h"
 
 #include <algorithm>
 #include <cctype>

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "voicing/Voicing.h"
+#include "choir/voicing/Voicing.h"
 
 namespace mlh::choir {
 

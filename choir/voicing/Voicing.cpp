@@ -1,11 +1,11 @@
-#include "voicing/Voicing.h"
+#include "choir/voicing/Voicing.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <map>
 #include <tuple>
 
-#include "voicing/VoicingPrices.h"
+#include "choir/voicing/VoicingPrices.h"
 
 namespace mlh::choir {
 

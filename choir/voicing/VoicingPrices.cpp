@@ -1,4 +1,4 @@
-#include "voicing/VoicingPrices.h"
+#include "choir/voicing/VoicingPrices.h"
 
 namespace mlh::choir {
 

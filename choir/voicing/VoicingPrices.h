@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "voicing/Voicing.h"
+#include "choir/voicing/Voicing.h"
 
 namespace mlh::choir {
 

@@ -1,4 +1,4 @@
-#include "mix/Presets.h"
+#include "choir/mix/Presets.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "score/Quantize.h"
+#include "choir/score/Quantize.h"
 
 #include <gtest/gtest.h>
 

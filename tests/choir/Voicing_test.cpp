@@ -1,4 +1,4 @@
-#include "voicing/Voicing.h"
+#include "choir/voicing/Voicing.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "voicing/Ranges.h"
+#include "choir/voicing/Ranges.h"
 
 namespace mlh::choir {
 
