@@ -35,6 +35,10 @@ target_include_directories(mlh_static PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_
 add_library(mlh_internal STATIC $<TARGET_OBJECTS:mlh_objects> ${MLH_KERNEL_OBJECTS})
 target_include_directories(mlh_internal PUBLIC ${PROJECT_SOURCE_DIR}/include)
 
+if(EMSCRIPTEN)
+  return() # There are no shared libraries in a browser.
+endif()
+
 add_library(mlh_shared SHARED $<TARGET_OBJECTS:mlh_objects> ${MLH_KERNEL_OBJECTS})
 set_target_properties(mlh_shared PROPERTIES OUTPUT_NAME mlh VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
 target_include_directories(mlh_shared PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
