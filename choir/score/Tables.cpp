@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "base/PitchUnits.h"
 #include "choir/Text.h"
 #include "choir/score/Music.h"
 
@@ -14,8 +15,8 @@ double Cents(double pitch) { return 100.0 * (pitch - NearestNote(pitch)); }
 
 }  // namespace
 
-double ReferencePitch(double tuning) { return 440.0 * std::pow(2.0, tuning / 12.0); }
-double Frequency(double pitch) { return 440.0 * std::pow(2.0, (pitch - 69.0) / 12.0); }
+double ReferencePitch(double tuning) { return kConcertHertz * SemitonesToRatio(tuning); }
+double Frequency(double pitch) { return PitchToHertz(pitch); }
 
 std::string NoteTable(const std::vector<TimedNote>& notes, bool flats) {
     std::string table = "   #    start      end   note  cents       Hz\n";

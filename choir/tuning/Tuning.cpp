@@ -4,6 +4,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "base/PitchUnits.h"
+
 namespace mlh::choir {
 
 namespace {
@@ -258,7 +260,9 @@ void LimitSlope(std::vector<Tuning::Point>& curve) {
 
 Tuning Tuning::OfReference(double hertz) {
     Tuning tuning;
-    if (hertz > 0.0 && std::isfinite(hertz)) tuning.offset_ = ToNearest(12.0 * std::log2(hertz / 440.0));
+    if (hertz > 0.0 && std::isfinite(hertz)) {
+        tuning.offset_ = ToNearest(RatioToSemitones(hertz / kConcertHertz));
+    }
     return tuning;
 }
 
@@ -336,7 +340,7 @@ double PureOffset(int semitonesAboveRoot) {
     static constexpr double kRatios[12] = {1.0,       16.0 / 15, 9.0 / 8, 6.0 / 5, 5.0 / 4, 4.0 / 3,
                                            45.0 / 32, 3.0 / 2,   8.0 / 5, 5.0 / 3, 9.0 / 5, 15.0 / 8};
     const int tone = ((semitonesAboveRoot % 12) + 12) % 12;
-    return 12.0 * std::log2(kRatios[tone]) - tone;
+    return RatioToSemitones(kRatios[tone]) - tone;
 }
 
 double PitchOfHarmony(const Tuning& tuning, Intonation intonation, int note, int root, double start,

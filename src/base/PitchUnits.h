@@ -19,13 +19,15 @@ inline constexpr int32_t kSemitonesPerOctave = 12;
 
 // ---- Ratios and semitones -----------------------------------------------------------------------
 
-// Computed in 64 bits, narrowed at the end.
-inline float SemitonesToRatio32(double semitones) {
-    return static_cast<float>(std::pow(2.0, semitones / kSemitonesPerOctave));
-}
+inline double SemitonesToRatio(double semitones) { return std::pow(2.0, semitones / kSemitonesPerOctave); }
+// Narrowed at the end.
+inline float SemitonesToRatio32(double semitones) { return static_cast<float>(SemitonesToRatio(semitones)); }
 inline double RatioToSemitones(double ratio) { return kSemitonesPerOctave * std::log2(ratio); }
 
 // ---- Frequencies and pitches --------------------------------------------------------------------
+
+// In 64 bits, for what is shown.
+inline double PitchToHertz(double pitch) { return kConcertHertz * SemitonesToRatio(pitch - kConcertPitch); }
 
 // Both ways in 32 bits, by natural logarithms, each with the constant of its own: there and back is the same
 // but for about a hundred-thousandth of the distance from A4.
