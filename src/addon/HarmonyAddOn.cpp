@@ -28,6 +28,11 @@ constexpr float kMuted = -1.0f;  // pitch of no note
 
 constexpr int32_t kVoiceParameters = 4;  // those from the formant shift on
 
+bool AreEqual(const ChoiralizerV2::ChordInfo& a, const ChoiralizerV2::ChordInfo& b) {
+    return a.root == b.root && a.triadType == b.triadType && a.seventhType == b.seventhType &&
+           a.inversion == b.inversion && a.name == b.name;
+}
+
 }  // namespace
 
 void MalleoTuneHarmonyAddOn::AnalysisDeleter::operator()(CMELODORPitchAnalysisIf* analysis) const {
@@ -140,7 +145,7 @@ int32_t MalleoTuneHarmonyAddOn::SetHarmonyMode(int32_t mode) {
     if (mode >= 0 && mode < kManualMode) harmony_->SetMode(mode);
     if (mode == kManualMode) ResetVoicesToLead();
     harmonyMode_ = mode;
-    dirty_ = true;
+    NoteChange();
     return 0;
 }
 
@@ -150,7 +155,7 @@ int32_t MalleoTuneHarmonyAddOn::SetSpread(float spread) {
     if (!(spread >= 0.0f && spread <= 1.0f)) return kAddOnBadArgument;
     harmonyParams_[1] = BitCast<int32_t>(spread);
     harmony_->SetParams(harmonyParams_.data());
-    dirty_ = true;
+    NoteChange();
     return 0;
 }
 
@@ -160,7 +165,7 @@ int32_t MalleoTuneHarmonyAddOn::SetVoicesAbove(int32_t count) {
     if (count < 0 || count > 3) return kAddOnBadArgument;
     harmonyParams_[0] = count;
     harmony_->SetParams(harmonyParams_.data());
-    dirty_ = true;
+    NoteChange();
     return 0;
 }
 
@@ -168,16 +173,19 @@ int32_t MalleoTuneHarmonyAddOn::GetVoicesAbove() { return harmonyParams_[0]; }
 
 int32_t MalleoTuneHarmonyAddOn::SetVoicePitchVector(int32_t voice, PitchVector pitches) {
     if (voice < 0 || voice >= kVoiceCount || pitches.size() != leadPitch_.size()) return kAddOnBadArgument;
+    SettleVoices();
+    pushed_ = false;
     // Where chords have split the lead since the last update, the voice still has its old elements.
     PitchVector& own = voicePitch_[voice];
     const std::size_t count = std::min(own.size(), pitches.size());
     for (std::size_t i = 0; i < count; ++i) own[i].SetPitch(pitches[i].GetPitch());
-    dirty_ = true;
+    NoteChange();
     return 0;
 }
 
 MalleoTuneHarmonyAddOnIf::PitchVector MalleoTuneHarmonyAddOn::GetVoicePitchVector(int32_t voice) {
     if (voice < 0 || voice >= kVoiceCount || !voicesReady_) return {};
+    SettleVoices();
     return voicePitch_[voice];
 }
 
@@ -194,7 +202,7 @@ int32_t MalleoTuneHarmonyAddOn::SetKey(int32_t key) {
     harmony_->SetOutputScale(scale);
     harmony_->SetQuantize(1);
     harmony_->SetScaleMap(1);
-    dirty_ = true;
+    NoteChange();
     return 0;
 }
 
@@ -244,6 +252,8 @@ void MalleoTuneHarmonyAddOn::RebuildLead() {
 
 // Entering the manual mode: voice 0 sings the lead, the others rest.
 void MalleoTuneHarmonyAddOn::ResetVoicesToLead() {
+    chordTails_.Clear();
+    pushed_ = false;
     for (int32_t v = 0; v < kVoiceCount; ++v) {
         voicePitch_[v] = leadPitch_;
         if (v == 0) continue;
@@ -260,13 +270,18 @@ int32_t MalleoTuneHarmonyAddOn::FindLeadElementAt(float time) const {
     return leadPitch_[static_cast<std::size_t>(index)].GetStart() < time ? static_cast<int32_t>(index) : 0;
 }
 
+// In the automatic modes Update puts the engine's rows over all that a chord could write.
 int32_t MalleoTuneHarmonyAddOn::ApplyChord(ChordElement chord) {
     if (!analysed_) return 0;
-    const int32_t first = FindLeadElementAt(static_cast<float>(synthesizers_[0]->GetPosition()));
-    for (int32_t v = 0; v < kVoiceCount; ++v) {
-        PitchVector& voice = voicePitch_[v];
-        for (std::size_t i = static_cast<std::size_t>(first); i < voice.size(); ++i) {
-            voice[i].SetPitch(static_cast<float>(chord.GetNotes()[v]));
+    if (harmonyMode_ == kManualMode) {
+        const int32_t first = FindLeadElementAt(static_cast<float>(synthesizers_[0]->GetPosition()));
+        VoicePitches pitches;
+        for (int32_t v = 0; v < kVoiceCount; ++v) pitches[v] = static_cast<float>(chord.GetNotes()[v]);
+        chordTails_.Assign(first, pitches);
+        if (pushed_) {
+            pushed_ = false;  // should memory run out on the way
+            PushChordToSynthesizers(pitches, first);
+            pushed_ = true;
         }
     }
     Update();
@@ -292,7 +307,7 @@ int32_t MalleoTuneHarmonyAddOn::SetChordVector(ChordVector chords) {
         SetChordOfSegments(chords[k], FindLeadElementAt(chords[k].GetTime()), next);
     }
     SetChordOfSegments(chords.back(), next, count);
-    dirty_ = true;
+    NoteChange();
     return 0;
 }
 
@@ -330,20 +345,50 @@ void MalleoTuneHarmonyAddOn::SetChordOfSegments(const ChordElement& chord, int32
     }
 }
 
+void MalleoTuneHarmonyAddOn::NoteChange() {
+    dirty_ = true;
+    calculated_ = false;
+    settled_ = false;
+}
+
+// True when calculating again would give the same: what the engine makes depends on its settings and on its
+// chords, which it rewrites, and this was a repetition that left them alone.
+bool MalleoTuneHarmonyAddOn::Calculate() {
+    ChoiralizerV2::ChordInfo* chords = nullptr;
+    std::vector<ChoiralizerV2::ChordInfo> before;
+    if (calculated_) {
+        harmony_->GetChords(&chords);
+        before.assign(chords, chords + harmony_->GetChordCount());
+    }
+    harmony_->Calculate();
+    harmony_->GetVoices(&harmonyRows_);
+    if (!calculated_) {
+        calculated_ = true;
+        return false;
+    }
+    harmony_->GetChords(&chords);
+    return std::equal(before.begin(), before.end(), chords, chords + harmony_->GetChordCount(), AreEqual);
+}
+
 int32_t MalleoTuneHarmonyAddOn::Update() {
     if (!analysed_) return 0;
+    if (settled_) {  // chords that come in an automatic mode change nothing
+        dirty_ = false;
+        return 0;
+    }
+    bool settles = false;
     if (dirty_) {
         if (harmonyMode_ == kManualMode) {
             activeVoices_ = kVoiceCount;
         } else {
-            harmony_->Calculate();
-            harmony_->GetVoices(&harmonyRows_);
+            settles = Calculate();
         }
         voicesReady_ = true;
         dirty_ = false;
     }
     AssignRows();
     PushToSynthesizers();
+    settled_ = settles;
     return 0;
 }
 
@@ -353,6 +398,8 @@ void MalleoTuneHarmonyAddOn::AssignRows() {
         for (int32_t v = 0; v < kVoiceCount; ++v) voiceRow_[v] = v;
         return;
     }
+    chordTails_.Clear();
+    pushed_ = false;
     // Where memory ran out between lead and rows they differ in length; what has no entry rests.
     const auto pitchAt = [this](int32_t row, std::size_t i) {
         const ChoiralizerV2::NoteList& list = harmonyRows_[row];
@@ -375,20 +422,49 @@ void MalleoTuneHarmonyAddOn::AssignRows() {
     }
 }
 
+void MalleoTuneHarmonyAddOn::SettleVoices() {
+    for (int32_t v = 0; v < kVoiceCount; ++v) {
+        const auto size = static_cast<int32_t>(voicePitch_[v].size());
+        chordTails_.ForEach(size, [&](int32_t i, const VoicePitches& pitches) {
+            voicePitch_[v][static_cast<std::size_t>(i)].SetPitch(pitches[v]);
+        });
+    }
+    chordTails_.Clear();
+}
+
+// How many segments of a voice sing its elements. One that was not active when chords split the others may
+// have more segments than elements.
+int32_t MalleoTuneHarmonyAddOn::CountSungSegments(int32_t voice) const {
+    const auto elements = static_cast<int32_t>(voicePitch_[voice].size());
+    return std::min(synthesizers_[voice]->GetSegmentCount(), elements);
+}
+
 void MalleoTuneHarmonyAddOn::PushToSynthesizers() {
+    if (pushed_) return;
+    SettleVoices();
     for (int32_t v = 0; v < activeVoices_; ++v) {
         CMELODORPitchSynthesizerIf& synthesizer = *synthesizers_[v];
-        // A voice that was not active when chords split the others may have more segments than elements.
-        const auto count = std::min<std::size_t>(static_cast<std::size_t>(synthesizer.GetSegmentCount()),
-                                                 voicePitch_[v].size());
-        for (std::size_t i = 0; i < count; ++i) {
-            const auto segment = static_cast<int32_t>(i);
-            const float pitch = voicePitch_[v][i].GetPitch();
+        const int32_t count = CountSungSegments(v);
+        for (int32_t i = 0; i < count; ++i) {
+            const float pitch = voicePitch_[v][static_cast<std::size_t>(i)].GetPitch();
             const bool muted = pitch == kMuted;
             // Muting leaves the target pitch, towards which the neighbours glide.
-            if (!muted) synthesizer.SetSegmentParameter(segment, SegmentTargetPitch, pitch);
-            synthesizer.SetSegmentParameter(segment, SegmentGain, muted ? 0.0f : 1.0f);
+            if (!muted) synthesizer.SetSegmentParameter(i, SegmentTargetPitch, pitch);
+            synthesizer.SetSegmentParameter(i, SegmentGain, muted ? 0.0f : 1.0f);
         }
+    }
+    pushed_ = harmonyMode_ == kManualMode;
+}
+
+// The same where all segments from `first` on sing one chord of the manual mode.
+void MalleoTuneHarmonyAddOn::PushChordToSynthesizers(const VoicePitches& pitches, int32_t first) {
+    for (int32_t v = 0; v < kVoiceCount; ++v) {
+        CMELODORPitchSynthesizerIf& synthesizer = *synthesizers_[v];
+        const int32_t end = CountSungSegments(v);
+        if (first >= end) continue;
+        const bool muted = pitches[v] == kMuted;
+        if (!muted) synthesizer.SetSegmentParameters(first, end, SegmentTargetPitch, pitches[v]);
+        synthesizer.SetSegmentParameters(first, end, SegmentGain, muted ? 0.0f : 1.0f);
     }
 }
 

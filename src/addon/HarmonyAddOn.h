@@ -15,6 +15,7 @@
 #include "base/Numbering.h"
 #include "harmony/ChoiralizerV2.h"
 #include "mlh/addon.h"
+#include "synthesis/TailRuns.h"
 
 namespace mlh {
 
@@ -65,6 +66,8 @@ class MalleoTuneHarmonyAddOn final : public MalleoTuneHarmonyAddOnIf {
     ChoiralizerV2::CChoiralizerV2If& GetHarmony() { return *harmony_; }
 
   private:
+    using VoicePitches = std::array<float, kVoiceCount>;
+
     bool FeedAnalysis();
     bool CreateSynthesizers();
     void RebuildLead();
@@ -72,8 +75,13 @@ class MalleoTuneHarmonyAddOn final : public MalleoTuneHarmonyAddOnIf {
     int32_t FindLeadElementAt(float time) const;
     void SplitSegmentsAt(float time);
     void SetChordOfSegments(const ChordElement& chord, int32_t first, int32_t end);
+    void NoteChange();
+    bool Calculate();
     void AssignRows();
     void PushToSynthesizers();
+    void PushChordToSynthesizers(const VoicePitches& pitches, int32_t first);
+    void SettleVoices();
+    int32_t CountSungSegments(int32_t voice) const;
 
     std::unique_ptr<CPitchMarksIf> pitchMarks_;  // shared by analysis and synthesizers, so it outlives them
     struct AnalysisDeleter {
@@ -96,12 +104,18 @@ class MalleoTuneHarmonyAddOn final : public MalleoTuneHarmonyAddOnIf {
     PitchVector leadPitch_;                            // one element per segment of synthesizer 0
     std::vector<float> latestEnd_;                     // of leadPitch_ up to and including each element
     std::array<PitchVector, kVoiceCount> voicePitch_;  // aligned with leadPitch_
-    int32_t activeVoices_ = 0;                         // how many synthesizers render
-    std::array<int32_t, kVoiceCount> voiceRow_{};      // the engine's row that each of them sings
+    // What the manual mode's chords wrote over voicePitch_, each to the end. Whatever reads or changes
+    // voicePitch_ settles or forgets it first.
+    TailRuns<VoicePitches> chordTails_;
+    bool pushed_ = false;                          // the synthesizers have the voices of the manual mode
+    int32_t activeVoices_ = 0;                     // how many synthesizers render
+    std::array<int32_t, kVoiceCount> voiceRow_{};  // the engine's row that each of them sings
     bool analysed_ = false;
-    bool voicesReady_ = false;                                // there is a harmony
-    bool dirty_ = true;                                       // Update must recompute
-    float chordSplitThreshold_ = 0.2f;                        // [s]
+    bool voicesReady_ = false;          // there is a harmony
+    bool dirty_ = true;                 // Update must recompute
+    bool calculated_ = false;           // since the last change of what the engine reads
+    bool settled_ = false;              // and recomputing would change nothing
+    float chordSplitThreshold_ = 0.2f;  // [s]
     int32_t harmonyMode_ = NumberOf(AddOnMode::ThreeVoices);  // or whatever a host has set
 };
 

@@ -1,6 +1,8 @@
 #include "api/Vectors.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstddef>
 #include <memory>
 #include <new>
 
@@ -22,6 +24,32 @@ bool Dispose(Vector* vector) {
 template <class Vector>
 int32_t GetTotal(const Vector* vector) {
     return vector ? static_cast<int32_t>(vector->items.size()) : -1;
+}
+
+float TimeOf(const PitchElement& element) { return element.GetStart(); }
+float TimeOf(const ChordElement& element) { return element.GetTime(); }
+
+// Inserts before the first element that is later. In a vector in order the place is looked for from the end,
+// where hosts mostly add; one with a NaN among its times, or whose times fall somewhere, is searched from the
+// front.
+template <class Vector, class Element>
+void Insert(Vector& vector, const Element& element) {
+    auto& items = vector.items;
+    std::size_t ordered = vector.ordered;
+    while (ordered < items.size() && (ordered == 0 ? !std::isnan(TimeOf(items[0]))
+                                                   : TimeOf(items[ordered]) >= TimeOf(items[ordered - 1]))) {
+        ++ordered;
+    }
+    const float time = TimeOf(element);
+    std::size_t index = items.size();
+    if (ordered == items.size()) {
+        while (index > 0 && TimeOf(items[index - 1]) > time) --index;
+    } else {
+        const auto isLater = [&](const Element& e) { return TimeOf(e) > time; };
+        index = static_cast<std::size_t>(std::find_if(items.begin(), items.end(), isLater) - items.begin());
+    }
+    items.insert(items.begin() + static_cast<std::ptrdiff_t>(index), element);
+    vector.ordered = std::min(ordered, index);
 }
 
 }  // namespace
@@ -59,19 +87,14 @@ bool mlhPitchVectorSetItem(PitchVector* vector, uint32_t index, PitchItem item) 
 bool mlhPitchVectorAddItem(PitchVector* vector, PitchItem item) {
     if (vector == nullptr) return false;
     const DefaultFloatingPoint computing;
-    const auto later = std::find_if(vector->items.begin(), vector->items.end(),
-                                    [&](const PitchElement& e) { return e.GetStart() > item.start; });
-    vector->items.insert(later, PitchElement(item.start, item.pitch, item.duration, item.level));
+    Insert(*vector, PitchElement(item.start, item.pitch, item.duration, item.level));
     return true;
 }
 
 bool mlhChordVectorAddItem(ChordVector* vector, ChordItem item) {
     if (vector == nullptr) return false;
     const DefaultFloatingPoint computing;
-    const auto later = std::find_if(vector->items.begin(), vector->items.end(),
-                                    [&](const ChordElement& e) { return e.GetTime() > item.time; });
-    vector->items.insert(later,
-                         ChordElement(item.time, item.notes[0], item.notes[1], item.notes[2], item.notes[3]));
+    Insert(*vector, ChordElement(item.time, item.notes[0], item.notes[1], item.notes[2], item.notes[3]));
     return true;
 }
 

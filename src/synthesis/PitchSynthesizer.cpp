@@ -137,6 +137,7 @@ float CMELODORPitchSynthesizer::GetOutputGainAt(double seconds) {
 
 // Callers mostly go forward, so the segment found last is tried first and the start of the list last.
 const SynthSegment* CMELODORPitchSynthesizer::LookUpSegment(double outputSample) {
+    SettleSegments();
     int32_t found = FindSegment(outputSample, lookupSegmentIndex);
     if (found < 0 && lookupSegmentIndex > 0) found = FindSegment(outputSample, 0);
     lookupSegmentIndex = found;

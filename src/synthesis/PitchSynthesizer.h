@@ -60,6 +60,7 @@ enum SegmentParameter : int32_t {
     SegmentModulationKeep,
     SegmentGain,
 };
+inline constexpr int32_t kSegmentParameters = SegmentGain + 1;
 
 // The indices of SetGlobalParameter and GetGlobalParameter.
 enum GlobalParameter : int32_t {
@@ -116,6 +117,10 @@ class CMELODORPitchSynthesizerIf {
     virtual int32_t GetSegmentTimes(int32_t index, double* start, double* end) const = 0;
 
     virtual int32_t SetSegmentParameter(int32_t index, int32_t which, float value) = 0;
+    // SetSegmentParameter for each segment from `first` up to `end`, that one excluded; 2 if they are not all
+    // there. As long as `end` stays the same the cost does not depend on how many segments lie between: each
+    // gets its value when it is asked for.
+    virtual int32_t SetSegmentParameters(int32_t first, int32_t end, int32_t which, float value) = 0;
     virtual float GetSegmentParameter(int32_t index, int32_t which) const = 0;  // 0 out of range
     // 1 for an unknown index or a time scale that is not finite and above 0.
     virtual int32_t SetGlobalParameter(int32_t which, float value) = 0;

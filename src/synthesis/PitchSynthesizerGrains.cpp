@@ -226,6 +226,7 @@ SynthSegment* CMELODORPitchSynthesizer::EnterSegmentAt(double target) {
     const int32_t passed = currentSegmentIndex < 0 ? GetSegmentCount() : currentSegmentIndex;
     for (int32_t i = from; i < passed; ++i) segments[i]->positioned = 0;
     if (currentSegmentIndex < 0) return nullptr;
+    SettleSegmentsAround(currentSegmentIndex);
 
     SynthSegment& segment = *segments[currentSegmentIndex];
     segment.outputOffset = target - OutputStart(segment);

@@ -5,6 +5,7 @@
 //     SegmentTransitions.cpp         pitch and gain of a segment from moment to moment
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -15,6 +16,7 @@
 #include "audio/AudioBuffers.h"
 #include "synthesis/PitchSynthesizer.h"
 #include "synthesis/SynthSegment.h"
+#include "synthesis/TailRuns.h"
 
 namespace mlh {
 
@@ -54,6 +56,7 @@ class CMELODORPitchSynthesizer final : public CMELODORPitchSynthesizerIf {
     int32_t QuantizeToScale(const std::vector<int32_t>& pitchClasses) override;
     int32_t GetSegmentTimes(int32_t index, double* start, double* end) const override;
     int32_t SetSegmentParameter(int32_t index, int32_t which, float value) override;
+    int32_t SetSegmentParameters(int32_t first, int32_t end, int32_t which, float value) override;
     float GetSegmentParameter(int32_t index, int32_t which) const override;
     int32_t SetGlobalParameter(int32_t which, float value) override;
     float GetGlobalParameter(int32_t which) const override;
@@ -70,7 +73,10 @@ class CMELODORPitchSynthesizer final : public CMELODORPitchSynthesizerIf {
     void CarryRounding(bool carry) { carriesRounding = carry; }
 
     const VoiceSettings& GetSettings() const { return settings; }
-    const SynthSegment& GetSegment(int32_t index) const { return *segments[index]; }
+    const SynthSegment& GetSegment(int32_t index) const {
+        SettleSegments();
+        return *segments[index];
+    }
     int32_t GetCurrentMarkIndex() const { return currentMarkIndex; }  // mark of the grain placed last
     int32_t GetCurrentPeriod() const { return currentPeriod; }        // its right width [output samples]
     float GetSpeed() const { return speed; }                          // scrub factor
@@ -82,6 +88,8 @@ class CMELODORPitchSynthesizer final : public CMELODORPitchSynthesizerIf {
 
     // The segment list.
     bool HasSegment(int32_t index) const;
+    void SettleSegments() const;
+    void SettleSegmentsAround(int32_t index) const;
     std::unique_ptr<SynthSegment> MakeSegment() const;
     void BuildSegments();
     void AppendSegment(float pitch, double start, double end, double noteEnd, int32_t firstMark,
@@ -125,6 +133,12 @@ class CMELODORPitchSynthesizer final : public CMELODORPitchSynthesizerIf {
     const float sampleRate;
 
     std::vector<std::unique_ptr<SynthSegment>> segments;
+    // What SetSegmentParameters gave, by parameter. Whatever reads or changes segments settles it first:
+    // rendering in those that it comes to, all else in the whole list.
+    mutable std::array<TailRuns<float>, kSegmentParameters> tails;
+    mutable bool hasTails = false;
+    int32_t tailEnd = 0;                // of all tails
+    mutable int32_t settledAround = 0;  // the segment that was settled last with its neighbours, else -1
     VoiceSettings settings;
 
     AudioSampleBuffer output;           // the block of the caller

@@ -38,6 +38,50 @@ void SetTargetPitch(SynthSegment& segment, float pitch) {
     segment.pitchOffset = pitch - segment.detectedPitch;
 }
 
+// 0, or 1 for an unknown parameter.
+int32_t SetParameter(SynthSegment& segment, int32_t which, float value) {
+    switch (which) {
+        case SegmentTargetPitch:
+            SetTargetPitch(segment, value);
+            return 0;
+        case SegmentGlideInShare:
+            segment.glideInShare = Share(value);
+            return 0;
+        case SegmentGlideOutShare:
+            segment.glideOutShare = Share(value);
+            return 0;
+        case SegmentGlideInExtra:
+            segment.glideInExtra = value;
+            return 0;
+        case SegmentGlideOutExtra:
+            segment.glideOutExtra = value;
+            return 0;
+        case SegmentFadeInShare:
+            segment.fadeInShare = Share(value);
+            return 0;
+        case SegmentFadeOutShare:
+            segment.fadeOutShare = Share(value);
+            return 0;
+        case SegmentFadeInLevel:
+            segment.fadeInLevel = value;
+            return 0;
+        case SegmentFadeOutLevel:
+            segment.fadeOutLevel = value;
+            return 0;
+        case SegmentFormantShift:
+            segment.formantRatio = FormantRatio(value);
+            return 0;
+        case SegmentModulationKeep:
+            segment.modulationKeep = value;
+            return 0;
+        case SegmentGain:
+            segment.gain = value;
+            return 0;
+        default:
+            return kVoiceBadArgument;
+    }
+}
+
 // Where the note's end comes out in the target range.
 double TargetNoteEnd(const SynthSegment& segment, double targetStart, double targetEnd) {
     const float sourceLength = static_cast<float>(segment.sourceEnd - segment.sourceStart);
@@ -115,15 +159,20 @@ bool CMELODORPitchSynthesizer::HasSegment(int32_t index) const {
 }
 
 int32_t CMELODORPitchSynthesizer::RemoveSegment(int32_t index) {
+    SettleSegments();
     if (!HasSegment(index)) return kNoSuchSegment;
     segments.erase(segments.begin() + index);
     LinkSegments();
     return 0;
 }
 
-void CMELODORPitchSynthesizer::ClearSegments() { segments.clear(); }
+void CMELODORPitchSynthesizer::ClearSegments() {
+    SettleSegments();
+    segments.clear();
+}
 
 void CMELODORPitchSynthesizer::InsertSegment(const SegmentInfo& info) {
+    SettleSegments();
     const auto startsLater = [&](const auto& other) {
         return other->targetStart * static_cast<double>(settings.timeScale) > info.targetStart;
     };
@@ -182,6 +231,7 @@ int32_t CMELODORPitchSynthesizer::MergeSegments(int32_t first, int32_t second) {
 }
 
 int32_t CMELODORPitchSynthesizer::GetSegmentInfo(int32_t index, SegmentInfo* info) const {
+    SettleSegments();
     if (!HasSegment(index)) return kNoSuchSegment;
     const SynthSegment& segment = *segments[index];
     info->modulationKeep = segment.modulationKeep;
@@ -208,6 +258,7 @@ int32_t CMELODORPitchSynthesizer::GetSegmentInfo(int32_t index, SegmentInfo* inf
 
 int32_t CMELODORPitchSynthesizer::SetSegmentInfo(int32_t index, const SegmentInfo& info,
                                                  bool adjustNeighbours) {
+    SettleSegments();
     if (!HasSegment(index)) return kNoSuchSegment;
     FillSegment(*segments[index], info, adjustNeighbours);
     return 0;
@@ -292,6 +343,7 @@ float CMELODORPitchSynthesizer::CorrectedTargetPitch(const SynthSegment& segment
 }
 
 int32_t CMELODORPitchSynthesizer::QuantizeToScale(const std::vector<int32_t>& pitchClasses) {
+    SettleSegments();
     if (pitchClasses.empty() || pitchClasses.size() > 11) return kVoiceBadArgument;
     for (const auto& segment : segments) {
         const float pitch = CorrectedTargetPitch(*segment);
@@ -314,50 +366,48 @@ int32_t CMELODORPitchSynthesizer::QuantizeToScale(const std::vector<int32_t>& pi
 
 int32_t CMELODORPitchSynthesizer::SetSegmentParameter(int32_t index, int32_t which, float value) {
     if (!HasSegment(index)) return kNoSuchSegment;
-    SynthSegment& segment = *segments[index];
-    switch (which) {
-        case SegmentTargetPitch:
-            SetTargetPitch(segment, value);
-            return 0;
-        case SegmentGlideInShare:
-            segment.glideInShare = Share(value);
-            return 0;
-        case SegmentGlideOutShare:
-            segment.glideOutShare = Share(value);
-            return 0;
-        case SegmentGlideInExtra:
-            segment.glideInExtra = value;
-            return 0;
-        case SegmentGlideOutExtra:
-            segment.glideOutExtra = value;
-            return 0;
-        case SegmentFadeInShare:
-            segment.fadeInShare = Share(value);
-            return 0;
-        case SegmentFadeOutShare:
-            segment.fadeOutShare = Share(value);
-            return 0;
-        case SegmentFadeInLevel:
-            segment.fadeInLevel = value;
-            return 0;
-        case SegmentFadeOutLevel:
-            segment.fadeOutLevel = value;
-            return 0;
-        case SegmentFormantShift:
-            segment.formantRatio = FormantRatio(value);
-            return 0;
-        case SegmentModulationKeep:
-            segment.modulationKeep = value;
-            return 0;
-        case SegmentGain:
-            segment.gain = value;
-            return 0;
-        default:
-            return kVoiceBadArgument;
+    SettleSegments();
+    return SetParameter(*segments[index], which, value);
+}
+
+int32_t CMELODORPitchSynthesizer::SetSegmentParameters(int32_t first, int32_t end, int32_t which,
+                                                       float value) {
+    if (first < 0 || first > end || end > GetSegmentCount()) return kNoSuchSegment;
+    if (which < 0 || which >= kSegmentParameters) return kVoiceBadArgument;
+    if (first == end) return 0;
+    if (end != tailEnd) SettleSegments();
+    tails[which].Assign(first, value);
+    tailEnd = end;
+    hasTails = true;
+    settledAround = -1;
+    return 0;
+}
+
+void CMELODORPitchSynthesizer::SettleSegments() const {
+    if (!hasTails) return;
+    for (int32_t which = 0; which < kSegmentParameters; ++which) {
+        tails[which].ForEach(tailEnd,
+                             [&](int32_t i, float value) { SetParameter(*segments[i], which, value); });
+        tails[which].Clear();
     }
+    hasTails = false;
+}
+
+// A segment glides towards its neighbours' pitches, so these count too.
+void CMELODORPitchSynthesizer::SettleSegmentsAround(int32_t index) const {
+    if (!hasTails || index == settledAround) return;
+    const int32_t end = std::min(index + 2, tailEnd);
+    for (int32_t i = std::max(index - 1, 0); i < end; ++i) {
+        for (int32_t which = 0; which < kSegmentParameters; ++which) {
+            const float* const value = tails[which].Find(i);
+            if (value != nullptr) SetParameter(*segments[i], which, *value);
+        }
+    }
+    settledAround = index;
 }
 
 float CMELODORPitchSynthesizer::GetSegmentParameter(int32_t index, int32_t which) const {
+    SettleSegments();
     if (!HasSegment(index)) return 0.0f;
     const SynthSegment& segment = *segments[index];
     switch (which) {

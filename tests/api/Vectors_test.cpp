@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
+#include <cmath>
 #include <memory>
 #include <random>
 #include <vector>
@@ -87,6 +90,54 @@ TEST(PitchVector, AnItemAtNoTimeIsAppended) {
     const Pitches vector = Make({{5, 60, 1, 0}, {std::nanf(""), 61, 1, 0}, {1, 62, 1, 0}});
     EXPECT_EQ(mlhPitchVectorGetItem(vector.get(), 0).pitch, 62.0f);
     EXPECT_EQ(mlhPitchVectorGetItem(vector.get(), 2).pitch, 61.0f);
+}
+
+// The place is that before the first later one, sought from the front, whatever times came before.
+TEST(PitchVector, InsertsAsASearchFromTheFrontWould) {
+    const float times[] = {-INFINITY, -1.0f, -0.0f, 0.0f, 0.5f, 1.0f, 1.5f, 2.0f, INFINITY, std::nanf("")};
+    std::mt19937 random(8);
+    for (int round = 0; round < 500; ++round) {
+        const uint32_t kinds = round % 2 == 0 ? 9 : 10;  // without not-a-numbers, and with
+        std::vector<PitchItem> expected;
+        Pitches vector(mlhGetNewPitchVector());
+        Chords chords(mlhGetNewChordVector());
+        for (int i = 0; i < 25; ++i) {
+            const float start = times[random() % kinds];
+            const auto later = std::find_if(expected.begin(), expected.end(),
+                                            [&](const PitchItem& e) { return e.start > start; });
+            expected.insert(later, {start, static_cast<float>(i), 1, 0});
+            mlhPitchVectorAddItem(vector.get(), {start, static_cast<float>(i), 1, 0});
+            mlhChordVectorAddItem(chords.get(), {start, {i, -1, -1, -1}});
+            if (random() % 8 == 0) {  // the same goes for a vector that the library made
+                vector.reset(mlhPitchVectorAdjust(vector.get(), 1, 0));
+            }
+        }
+        for (uint32_t i = 0; i < expected.size(); ++i) {
+            ASSERT_EQ(mlhPitchVectorGetItem(vector.get(), i).pitch, expected[i].pitch) << round << " " << i;
+            ASSERT_EQ(static_cast<float>(mlhChordVectorGetItem(chords.get(), i).notes[0]), expected[i].pitch);
+        }
+    }
+}
+
+// A search from the front takes a hundred times as long for ten times the items.
+TEST(Vectors, AddingInRisingOrderCostsTheSameForEachItem) {
+    const auto seconds = [](int count) {
+        double least = 1e9;
+        for (int run = 0; run < 5; ++run) {
+            const Pitches pitches(mlhGetNewPitchVector());
+            const Chords chords(mlhGetNewChordVector());
+            const auto start = std::chrono::steady_clock::now();
+            for (int i = 0; i < count; ++i) {
+                const float time = static_cast<float>(i / 2);  // each twice
+                mlhPitchVectorAddItem(pitches.get(), {time, 60, 1, 0});
+                mlhChordVectorAddItem(chords.get(), {time, {60, -1, -1, -1}});
+            }
+            const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - start;
+            least = std::min(least, spent.count());
+        }
+        return least;
+    };
+    EXPECT_LT(seconds(30000), 30.0 * seconds(3000));
 }
 
 TEST(PitchVectorAdjust, LegatoReachesTheNextStartAndKeepsTheLastDuration) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
 #include <vector>
 
 #include "support/ScriptedVoice.h"
@@ -542,6 +543,97 @@ TEST_F(PitchSynthesizerSegments, RefuseScalesOfNoneOrAllClasses) {
 TEST_F(PitchSynthesizerSegments, StayWhereNoClassIsNear) {
     ASSERT_EQ(voice->QuantizeToScale({40, -30}), 0);
     EXPECT_EQ(Segment(1).targetPitch, 60.25f);
+}
+
+TEST_F(PitchSynthesizerSegments, AreSetTogetherOnlyWhereAllOfThemAre) {
+    EXPECT_EQ(voice->SetSegmentParameters(-1, 4, SegmentGain, 0.5f), 2);
+    EXPECT_EQ(voice->SetSegmentParameters(0, 5, SegmentGain, 0.5f), 2);
+    EXPECT_EQ(voice->SetSegmentParameters(3, 2, SegmentGain, 0.5f), 2);
+    EXPECT_EQ(voice->SetSegmentParameters(0, 4, -1, 0.5f), 1);
+    EXPECT_EQ(voice->SetSegmentParameters(0, 4, kSegmentParameters, 0.5f), 1);
+    EXPECT_EQ(voice->SetSegmentParameters(2, 2, SegmentGain, 0.5f), 0);
+    for (int32_t i = 0; i < 4; ++i) EXPECT_EQ(voice->GetSegmentParameter(i, SegmentGain), 1.0f);
+    EXPECT_EQ(voice->SetSegmentParameters(1, 3, SegmentGain, 0.5f), 0);
+    const float gains[] = {1.0f, 0.5f, 0.5f, 1.0f};
+    for (int32_t i = 0; i < 4; ++i) EXPECT_EQ(voice->GetSegmentParameter(i, SegmentGain), gains[i]);
+}
+
+// Whenever the segments get what they were given, and whatever else is done to them.
+TEST(PitchSynthesizerSegmentsTogether, AreSegmentsSetOneByOne) {
+    for (uint32_t seed = 1; seed <= 60; ++seed) {
+        std::mt19937 random(seed);
+        const auto below = [&](int32_t n) {
+            return static_cast<int32_t>(random() % static_cast<uint32_t>(n));
+        };
+        ScriptedRecording recording = RecordingOfNotes(ThreeNotes());
+        const VoiceOwner together = recording.MakeVoice();
+        const VoiceOwner single = recording.MakeVoice();
+        const auto both = [&](auto edit) {
+            edit(*together);
+            edit(*single);
+        };
+        for (int step = 0; step < 80; ++step) {
+            SCOPED_TRACE(testing::Message() << seed << " " << step);
+            const int32_t count = single->GetSegmentCount();
+            const int32_t index = count > 0 ? below(count) : 0;
+            const int32_t which = below(kSegmentParameters);
+            const float value = which == SegmentTargetPitch ? 55.0f + static_cast<float>(below(20))
+                                                            : 0.25f * static_cast<float>(below(5));
+            const double seconds = 0.01 * below(220);
+            switch (below(14)) {
+                case 0:
+                    both([&](auto& voice) { voice.SplitSegment(index, 0.05); });
+                    break;
+                case 1:
+                    if (count > 2) both([&](auto& voice) { voice.MergeSegments(index, index + 1); });
+                    break;
+                case 2:
+                    if (below(4) == 0) both([&](auto& voice) { voice.Reset(); });
+                    break;
+                case 3:
+                    if (below(3) == 0) both([&](auto& voice) { voice.QuantizeToScale({0, 4, 7}); });
+                    break;
+                case 4:
+                    both([&](auto& voice) { voice.SetSegmentParameter(index, which, value); });
+                    break;
+                case 5:
+                    both([&](auto& voice) {
+                        SegmentInfo info;
+                        if (voice.GetSegmentInfo(index, &info) != 0) return;
+                        info.gain *= 0.5f;
+                        voice.SetSegmentInfo(index, info, true);
+                    });
+                    break;
+                case 6:
+                    if (count > 2 && below(4) == 0) both([&](auto& voice) { voice.RemoveSegment(index); });
+                    break;
+                case 7:
+                    both([&](auto& voice) { voice.SetPosition(seconds); });
+                    break;
+                case 8:
+                    ASSERT_EQ(together->GetOutputPitchAt(seconds), single->GetOutputPitchAt(seconds));
+                    ASSERT_EQ(together->GetOutputGainAt(seconds), single->GetOutputGainAt(seconds));
+                    break;
+                case 9:
+                case 10: {
+                    const int32_t frames = 1 + below(4000);
+                    ASSERT_EQ(Render(*together, 1, frames), Render(*single, 1, frames));
+                    break;
+                }
+                default: {
+                    const int32_t end = below(4) == 0 ? below(count + 1) : count;
+                    const int32_t first = below(end + 1);
+                    ASSERT_EQ(together->SetSegmentParameters(first, end, which, value), 0);
+                    for (int32_t i = first; i < end; ++i) single->SetSegmentParameter(i, which, value);
+                }
+            }
+        }
+        for (int32_t i = 0; i < single->GetSegmentCount(); ++i) {
+            for (int32_t which = 0; which < kSegmentParameters; ++which) {
+                ASSERT_EQ(together->GetSegmentParameter(i, which), single->GetSegmentParameter(i, which));
+            }
+        }
+    }
 }
 
 }  // namespace

@@ -1,8 +1,13 @@
-// What a recording costs, by its length: processor time of analysis and of rendering (four voices without
-// chords), and the most memory held at a time beside the host's samples. Both must grow no faster than the
-// recording. Used by scripts/measure-cost.
+// What a recording costs, by its length: processor time of analysis and of rendering (four voices), and the
+// most memory held at a time beside the host's samples. Both must grow no faster than the recording. Used by
+// scripts/measure-cost.
 //
-//     tool_Cost [--runs N] [--minutes A,B,...] [recording.wav]
+//     tool_Cost [--runs N] [--minutes A,B,...] [--mode M] [recording.wav]
+//
+// The modes: melody (the default), which is without chords; chords, two each second; pitches, the manual mode
+// with a pitch for each note and voice; midi, the manual mode with four chords each second, as they come
+// while it renders; unheard, the same chords in an automatic mode. Setting chords and pitches counts as
+// rendering.
 //
 // The recording, or else a phrase of the synthetic singer, is repeated until it has the length. Each length
 // is run N times and the least time counts, so that what else the machine does matters little. Memory is told
@@ -17,6 +22,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <sstream>
 #include <string>
@@ -130,7 +136,34 @@ struct Cost {
     int32_t notes = 0;
 };
 
-void RunOnce(const std::vector<float>& loop, int32_t rate, int32_t length, Cost& cost) {
+using AddOnIf = MalleoTuneHarmonyAddOnIf;
+
+bool IsMode(const std::string& name) {
+    const char* const names[] = {"melody", "chords", "pitches", "midi", "unheard"};
+    return std::find(std::begin(names), std::end(names), name) != std::end(names);
+}
+
+AddOnIf::ChordElement ChordAt(double seconds, int32_t number) {
+    const int32_t root = 48 + 5 * number % 12;
+    return AddOnIf::ChordElement(static_cast<float>(seconds), root, root + 4, root + 7,
+                                 number % 3 - 1 + root);
+}
+
+void SetUp(AddOnIf& addOn, const std::string& mode, double seconds) {
+    if (mode == "chords") {
+        AddOnIf::ChordVector chords;
+        for (int32_t i = 0; 0.5 * i < seconds; ++i) chords.push_back(ChordAt(0.5 * i, i));
+        addOn.SetChordVector(chords);
+    }
+    if (mode == "pitches" || mode == "midi") addOn.SetHarmonyMode(3);
+    if (mode == "pitches") {
+        for (int32_t v = 0; v < 4; ++v) addOn.SetVoicePitchVector(v, addOn.GetLeadPitchVector());
+    }
+    addOn.Update();
+}
+
+void RunOnce(const std::vector<float>& loop, int32_t rate, int32_t length, const std::string& mode,
+             Cost& cost) {
     std::vector<float> scratch(4 * kBlock);
     float* rows[] = {scratch.data(), scratch.data() + kBlock, scratch.data() + 2 * kBlock,
                      scratch.data() + 3 * kBlock};
@@ -145,8 +178,17 @@ void RunOnce(const std::vector<float>& loop, int32_t rate, int32_t length, Cost&
     MalleoTuneHarmonyAddOnIf* addOn = nullptr;
     if (MalleoTuneHarmonyAddOnIf::CreateInstance(&addOn, &reader) != 0 || addOn->Prepare() != 0) std::exit(2);
     const double analysed = UserSeconds();
-    for (int32_t first = 0; first < length; first += kBlock)
-        addOn->Process(rows, std::min(kBlock, length - first));
+    SetUp(*addOn, mode, static_cast<double>(length) / rate);
+    const bool queued = mode == "midi" || mode == "unheard";
+    const int32_t block = queued ? std::min(rate / 4, kBlock) : kBlock;
+    double due = 0.0;  // of the next chord [s]
+    for (int32_t first = 0; first < length; first += block) {
+        if (queued && due * rate <= first) {
+            addOn->ApplyChord(ChordAt(due, first / block));
+            due += 0.25;
+        }
+        addOn->Process(rows, std::min(block, length - first));
+    }
     const double rendered = UserSeconds();
 
     auto& own = *static_cast<MalleoTuneHarmonyAddOn*>(addOn);
@@ -172,6 +214,7 @@ int main(int argc, char** argv) {
     std::vector<float> loop;
     int32_t rate = 44100;
     std::string name = "the synthetic singer";
+    std::string mode = "melody";
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--runs") == 0 && i + 1 < argc) {
             runs = std::max(1, std::atoi(argv[++i]));
@@ -179,6 +222,12 @@ int main(int argc, char** argv) {
             std::stringstream list(argv[++i]);
             minutes.clear();
             for (std::string item; std::getline(list, item, ',');) minutes.push_back(std::atof(item.c_str()));
+        } else if (std::strcmp(argv[i], "--mode") == 0 && i + 1 < argc) {
+            mode = argv[++i];
+            if (!IsMode(mode)) {
+                std::fprintf(stderr, "no such mode: %s\n", mode.c_str());
+                return 2;
+            }
         } else {
             Recording recording;
             std::string why;
@@ -196,11 +245,11 @@ int main(int argc, char** argv) {
     std::vector<Cost> costs(minutes.size());
     for (int run = 0; run < runs; ++run) {  // in turn, so that a busy spell spreads over all lengths
         for (std::size_t i = 0; i < minutes.size(); ++i) {
-            RunOnce(loop, rate, static_cast<int32_t>(60.0 * minutes[i] * rate), costs[i]);
+            RunOnce(loop, rate, static_cast<int32_t>(60.0 * minutes[i] * rate), mode, costs[i]);
         }
     }
 
-    std::printf("%s, %d Hz, least of %d runs\n", name.c_str(), rate, runs);
+    std::printf("%s, %d Hz, %s, least of %d runs\n", name.c_str(), rate, mode.c_str(), runs);
     std::printf(
         "minutes  marks/s  notes/s  analysis s  per s of audio  rendering s  per s of audio  peak heap MiB  "
         "resident MiB\n");
