@@ -33,7 +33,7 @@ if(INTERNAL)
   foreach(line ${lines})
     string(REGEX REPLACE "^ . " "" name "${line}")
     if(name MATCHES "^_Z(N|NK|TV|TI|TS|GV|Z)[KN]*3mlh" AND
-       NOT name MATCHES "24MalleoTuneHarmonyAddOnIf|^_ZNK?3mlh(11PitchPoint|4Note|12SegmentChord|8Analysis|12ArrangeChord|11ArrangeNote|15ArrangeSettings|12ArrangedNote|10ScaleNames|11GetAnalysis|17GetProcessorLevel|21GetProcessorLevelName|19LimitProcessorLevel|7Arrange)[CDEBa]")
+       NOT name MATCHES "24MalleoTuneHarmonyAddOnIf|14HarmonyVoiceIf|12MemoryReader|^_ZNK?3mlh(11PitchPoint|4Note|12SegmentChord|8Analysis|12ArrangeChord|11ArrangeNote|15ArrangeSettings|12ArrangedNote|10ScaleNames|11GetAnalysis|17GetProcessorLevel|21GetProcessorLevelName|19LimitProcessorLevel|7Arrange)[CDEBa]")
       math(EXPR number "${number} + 1")
       string(APPEND source "void n${number}(void) __asm__(\"${name}\");\nvoid n${number}(void) { called = \"${name}\"; }\n")
     endif()
