@@ -1,5 +1,7 @@
 # The choir library, a guest of the core.
-find_package(nlohmann_json REQUIRED)
+if(NOT TARGET nlohmann_json::nlohmann_json)
+  find_package(nlohmann_json REQUIRED)
+endif()
 
 file(GLOB_RECURSE MLH_CHOIR_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/choir/*.cpp)
 add_library(mlhchoir_objects OBJECT ${MLH_CHOIR_SOURCES})
