@@ -126,7 +126,8 @@ class CChoiralizer {
     static ClassicChord IdentifyChord(int32_t a, int32_t b, int32_t c, int32_t d);
 
     // The chords of the output scale that contain a note: entries 0..2 the triads with it as root, third and
-    // fifth, entries 3..6 the seventh chords. Out of the scale: TriadNone, SeventhNone on the note.
+    // fifth, entries 3..6 the seventh chords. On a pentatonic scale a triad that lacks a tone is TriadNone;
+    // seventh chords are those of the parent scale. Out of the scale: TriadNone, SeventhNone on the note.
     void ChordsOfNote(int32_t note, ClassicChord* chords, int32_t n) const;
 
     // Whether a chord is the one that the output scale gives on its root.

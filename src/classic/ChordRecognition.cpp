@@ -25,19 +25,13 @@ struct ThirdStack {
     bool LiesIn(const KeyedScale& scale, int32_t root, int32_t tones) const {
         return std::all_of(offset, offset + tones, [&](int32_t o) { return scale.InScale(root + o); });
     }
-};
 
-// The scale's chord of 3 or 4 notes on a root, recognised. A pentatonic scale has only those chords of its
-// parent that do without the missing tones.
-ClassicChord ScaleChord(const KeyedScale& parent, const KeyedScale& scale, bool pentatonic, int32_t root,
-                        int32_t notes) {
-    const ThirdStack stack(parent, root);
-    if (pentatonic && !stack.LiesIn(scale, root, notes)) {
-        return {root, 0, TriadNone, TriadNone};
+    // The chord of its first 3 or 4 tones, its root counted from the stack's.
+    ClassicChord Identify(int32_t tones) const {
+        return CChoiralizer::IdentifyChord(offset[0], offset[1], offset[2],
+                                           tones > 3 ? offset[3] : offset[0]);
     }
-    const int32_t* o = stack.offset;
-    return CChoiralizer::IdentifyChord(o[0], o[1], o[2], notes > 3 ? o[3] : o[0]);
-}
+};
 
 }  // namespace
 
@@ -85,9 +79,15 @@ void CChoiralizer::ChordsOfNote(int32_t note, ClassicChord* chords, int32_t n) c
         const int32_t stepsBelow = 2 * (isTriad ? i : i - 3);
         const int32_t root =
             PitchClass(pitchClass - scale.WalkDown(scale.Position(pitchClass), stepsBelow + 1));
-        const ClassicChord found = ScaleChord(parent, scale, pentatonic, root, isTriad ? 3 : 4);
-        chords[i] = isTriad ? ClassicChord{root, 3, found.triadType, SeventhNone}
-                            : ClassicChord{root, 4, TriadNone, found.seventhType};
+        const ThirdStack stack(parent, root);
+        if (isTriad) {
+            // A pentatonic scale has only those triads of its parent that do without the missing tones.
+            const bool isLacking = pentatonic && !stack.LiesIn(scale, root, 3);
+            chords[i] = {root, 3, isLacking ? int32_t{TriadNone} : stack.Identify(3).triadType, SeventhNone};
+        } else {
+            // Seventh chords are the parent's, whether or not the scale has all their tones.
+            chords[i] = {root, 4, TriadNone, stack.Identify(4).seventhType};
+        }
     }
 }
 
@@ -97,9 +97,14 @@ bool CChoiralizer::IsDiatonic(const ClassicChord& chord) const {
         return false;
     }
     const bool isTriad = chord.noteCount <= 3;
-    const ClassicChord found =
-        ScaleChord(ParentScale(), scale, IsPentatonic(outputScale), PitchClass(chord.root), isTriad ? 3 : 4);
-    const int32_t foundType = found.noteCount < 4 ? found.triadType : found.seventhType;
+    const int32_t root = PitchClass(chord.root);
+    const int32_t notes = isTriad ? 3 : 4;
+    const ThirdStack stack(ParentScale(), root);
+    int32_t foundType = TriadNone;  // also of what a pentatonic scale lacks a tone for
+    if (!IsPentatonic(outputScale) || stack.LiesIn(scale, root, notes)) {
+        const ClassicChord found = stack.Identify(notes);
+        foundType = found.noteCount < 4 ? found.triadType : found.seventhType;
+    }
     return foundType == (isTriad ? chord.triadType : chord.seventhType);
 }
 

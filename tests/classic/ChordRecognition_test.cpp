@@ -150,6 +150,38 @@ TEST(ChordsOfNote, DoesWithoutTheTriadsThatAPentatonicScaleLacks) {
     EXPECT_EQ(chords[2], (ClassicChord{7, 3, TriadNone, SeventhNone}));
 }
 
+TEST(ChordsOfNote, TakesTheSeventhChordsOfAPentatonicScaleFromItsParent) {
+    // Only the triads are measured against the pentatonic scale itself.
+    for (const int32_t row : {ScaleMajorPentatonic, ScaleMinorPentatonic}) {
+        for (int32_t key = 0; key < 12; ++key) {
+            const auto engine = NewEngine(key, row);
+            const auto parent = NewEngine(key, ParentRow(row));
+            const KeyedScale scale(key, row);
+            for (int32_t note = 0; note < 12; ++note) {
+                if (!scale.InScale(note)) {
+                    continue;
+                }
+                ClassicChord chords[7];
+                engine->ChordsOfNote(note, chords, 7);
+                for (int32_t i = 3; i < 7; ++i) {
+                    // The parent's own record 3 on the same root.
+                    ClassicChord own[4];
+                    parent->ChordsOfNote(chords[i].root, own, 4);
+                    ASSERT_EQ(chords[i], own[3]) << "row " << row << " note " << note << " record " << i;
+                }
+            }
+        }
+    }
+    const auto engine = NewEngine(0, ScaleMajorPentatonic);
+    ClassicChord chords[7];
+    engine->ChordsOfNote(60, chords, 7);
+    EXPECT_EQ(chords[3], (ClassicChord{0, 4, TriadNone, SeventhMajor}));
+    // Two, four and six tones of the pentatonic scale below C are G, D and A.
+    EXPECT_EQ(chords[4], (ClassicChord{7, 4, TriadNone, SeventhDominant}));
+    EXPECT_EQ(chords[5], (ClassicChord{2, 4, TriadNone, SeventhMinor}));
+    EXPECT_EQ(chords[6], (ClassicChord{9, 4, TriadNone, SeventhMinor}));
+}
+
 TEST(IsDiatonic, HoldsForTheScalesOwnChordsAlone) {
     const auto engine = NewEngine(2, ScaleMajor);
     const int32_t types[] = {0, 1, 1, 0, 0, 1, 2};
