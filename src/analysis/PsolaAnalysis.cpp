@@ -199,7 +199,8 @@ int32_t CPSOLAAnalysis::AnalyzeBlock(const float* const* channels, int32_t frame
         }
         Measured mark;
         const bool align = enhanced && tracked.harmonicityDb != 0.0f;
-        const Step step = AdvanceToNextMark(marks->GetLastPosition(), align, mark);
+        const TooNear tooNear = enhanced ? TooNear::skip : TooNear::repeatDistance;
+        const Step step = AdvanceToNextMark(marks->GetLastPosition(), align, tooNear, mark);
         if (step == Step::starved) return 0;
         if (step == Step::marked) {
             marks->AppendMark(ToMarkPosition(mark.position), tracked.harmonicityDb, mark.energy,
@@ -285,9 +286,10 @@ void CPSOLAAnalysis::SetSearchRadius(float share) {
     windows.searchRadius = std::min(std::max(radius, minPeriodUnit / 4), windows.quarterWindow);
 }
 
-// Finds the next mark, measures it and moves the samples up to it. Skipped: it was too near to `lastStored`
-// to be one.
-CPSOLAAnalysis::Step CPSOLAAnalysis::AdvanceToNextMark(int64_t lastStored, bool align, Measured& mark) {
+// Finds the next mark, measures it and moves the samples up to it. Where it lies too near to `lastStored` to
+// be one, `tooNear` decides.
+CPSOLAAnalysis::Step CPSOLAAnalysis::AdvanceToNextMark(int64_t lastStored, bool align, TooNear tooNear,
+                                                       Measured& mark) {
     if (samples.Size() < windows.window) return Step::starved;
     SelectCorrelator();
     FindLag();
@@ -296,7 +298,7 @@ CPSOLAAnalysis::Step CPSOLAAnalysis::AdvanceToNextMark(int64_t lastStored, bool 
     nextMark = lastMark + distance;
 
     if (nextMark - lastStored < minPeriodUnit / 4) {
-        if (enhanced) {
+        if (tooNear == TooNear::skip) {
             MoveToNextMark();
             return Step::skipped;
         }
@@ -361,7 +363,7 @@ void CPSOLAAnalysis::AlignToPeak() {
     if (std::abs(aligned) < windows.halfWindow) lag = aligned;
 }
 
-// Without a tracker, a period too short to be one is taken for the one before.
+// Where no tracker leads, a period too short to be one is taken for the one before.
 void CPSOLAAnalysis::RepeatPreviousDistance() {
     distance = previousDistance;
     nextMark = lastMark + distance;
@@ -439,9 +441,14 @@ void CPSOLAAnalysis::PlaceSegmentMarks(const float* const* source, int32_t lengt
         while (samples.Size() >= 2 * blockSize && nextMark < end) {
             Measured mark;
             const int32_t lastPlaced = placed.GetCount() > 0 ? placed.GetLastPosition() : start;
-            const Step step = AdvanceToNextMark(lastPlaced, true, mark);
-            if (step == Step::starved) return;
-            if (step == Step::skipped || mark.position >= end) continue;
+            // The pitch is the caller's, so marks are placed as where there is no tracker.
+            const Step step = AdvanceToNextMark(lastPlaced, true, TooNear::repeatDistance, mark);
+            if (step == Step::starved) {
+                return;
+            }
+            if (mark.position >= end) {
+                continue;
+            }
             const int32_t position = ToMarkPosition(mark.position);
             const int32_t old = std::max(marks->FindNearest(0, position), 0);
             placed.AppendMark(position, kReanalysisHarmonicity, marks->GetEnergy(old), mark.transient,

@@ -79,8 +79,10 @@ class CPSOLAAnalysis : public CPSOLAAnalysisEnhIf {
 
     // Places the marks of one stretch of a finished recording again, at a pitch that the caller knows.
     // `source` holds one array of `length` samples per channel, taken from mark `markIndex` on;
-    // `midiPitch` is 69 for 440 Hz. The marks between are replaced, those before and behind stay. Feed no
-    // more input afterwards without a Reset. Returns 0, or kBadArgument for an index or length out of range.
+    // `midiPitch` is 69 for 440 Hz. Marks are placed as without a tracker: one that would lie too near to the
+    // mark before it comes at the distance before instead. The marks between are replaced, those before and
+    // after stay. Feed no more input afterwards without a Reset. Returns 0, or kBadArgument for an index or
+    // length out of range.
     int32_t ReanalyzeSegment(const float* const* source, int32_t length, int32_t markIndex, float midiPitch);
 
     // The tracker's threshold for voices from 160 Hz up, in dB; 0 at first. Without a tracker it is 0.
@@ -120,6 +122,9 @@ class CPSOLAAnalysis : public CPSOLAAnalysisEnhIf {
         float period;
     };
     enum class Step { starved, skipped, marked };
+    // What becomes of a mark that lies too near to the one stored last: none is placed there, or one at the
+    // distance before.
+    enum class TooNear { skip, repeatDistance };
 
     bool ArgumentsAreValid() const;
     Windows FirstWindows() const;
@@ -131,7 +136,7 @@ class CPSOLAAnalysis : public CPSOLAAnalysisEnhIf {
     void SetPeriod(float hertz);
     void SetSearchRadius(float share);
 
-    Step AdvanceToNextMark(int64_t lastStored, bool align, Measured& mark);
+    Step AdvanceToNextMark(int64_t lastStored, bool align, TooNear tooNear, Measured& mark);
     void SelectCorrelator();
     void FindLag();
     void AlignToPeak();

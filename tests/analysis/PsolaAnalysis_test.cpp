@@ -1173,6 +1173,35 @@ TEST(PsolaAnalysisSegment, TheSearchIsAsWideAgainAfterAPeriodTakenForTheOneBefor
     EXPECT_EQ(placer.analysis.GetWindows().searchRadius, 32);
 }
 
+TEST(PsolaAnalysisSegment, WithATrackerTooAPeriodTooShortIsTakenForTheOneBefore) {
+    // At 7350 Hz, a period of 6, distances of 2 to 18 samples are looked at. Impulses 4 samples apart ask for
+    // a mark nearer than the 8 that a mark must keep from the one before.
+    const auto placeAgain = [](Placer& placer, int32_t markIndex, size_t impulse) {
+        Samples samples(6000, 0.0f);
+        samples[impulse] = 1.0f;
+        samples[impulse + 4] = 1.0f;
+        const float* rows[] = {samples.data()};
+        const float pitch = static_cast<float>(69.0 + 12.0 * std::log2(7350.0 / 440.0));
+        EXPECT_EQ(placer.analysis.ReanalyzeSegment(rows, 6000, markIndex, pitch), 0);
+    };
+    Placer fresh(44100.0);
+    placeAgain(fresh, 0, 40);
+    EXPECT_EQ(fresh.marks.GetPosition(1), 1024) << "the distance of the beginning";
+    EXPECT_EQ(fresh.marks.GetPeriod(1), 1024);
+    EXPECT_EQ(fresh.analysis.GetWindows().window, 2048) << "restored to the block";
+    EXPECT_EQ(fresh.analysis.GetWindows().searchRadius, 8) << "that of the pitch again";
+
+    // In the midst of marks the distance is that of the mark placed last.
+    Placer placer(44100.0);
+    placer.AnalyzeAll(Samples(20000, 0.0f));
+    const int32_t last = placer.marks.GetCount() - 1;
+    const int32_t distance = placer.marks.GetDistanceToNext(last - 2);
+    EXPECT_EQ(distance, 256);
+    const int32_t start = placer.marks.GetPosition(10);
+    placeAgain(placer, 10, 40);
+    EXPECT_EQ(placer.marks.GetPosition(11), start + distance);
+}
+
 // A period of 200 found by two impulses at just that distance; higher peaks are looked for from 100 samples
 // before the mark to 99 behind.
 TEST(PsolaAnalysisSegment, ThePeakRuleLooksHalfAPeriodBackAndOneSampleLessForth) {
