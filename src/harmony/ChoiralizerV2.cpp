@@ -1,25 +1,22 @@
 #include "harmony/ChoiralizerV2.h"
 
 #include <algorithm>
-#include <cstring>
 #include <new>
 #include <utility>
 
 #include "base/Numbering.h"
-#include "base/StandardLibrary.h"
 #include "classic/Choiralizer.h"
+#include "harmony/ChordRecognition.h"
 #include "harmony/ChordsInFunctions.h"
+#include "harmony/ClassicNumbering.h"
+#include "harmony/FunctionAssignment.h"
 #include "harmony/VoicingRules.h"
 
-namespace mlh {
-
-namespace ChoiralizerV2 {
+namespace mlh::ChoiralizerV2 {
 
 using ChoiralizerClassic::ClassicChord;
 
 namespace {
-
-constexpr int32_t kOwnMode = NumberOf(HarmonyMode::FourPart);
 
 // Lead in the top row, open spacing.
 constexpr HarmonyParams kDefaultParams[4] = {3, 3, 1, 0};
@@ -36,15 +33,10 @@ std::unique_ptr<T> Created(int32_t (*create)(T**)) {
 // Whatever words a host passes, arithmetic on them wraps.
 int32_t Wrapped(int64_t value) { return static_cast<int32_t>(value); }
 
-// The classic engine numbers seventh chords lower and does not know the augmented major seventh.
-ClassicChord ToClassicChord(const ChordInfo& chord) {
-    const int32_t seventh = chord.seventhType;
-    const bool fourNotes =
-        (seventh >= ChordMajor7 && seventh <= ChordMinorMajor7) || seventh >= ChordAugmentedMajor7;
-    return {chord.root, fourNotes ? 4 : 3,
-            chord.triadType <= ChordSus4 ? chord.triadType : int32_t{ChoiralizerClassic::TriadOther},
-            seventh < ChordAugmentedMajor7 ? Wrapped(int64_t{seventh} - kAboveClassicSeventh)
-                                           : int32_t{ChoiralizerClassic::SeventhOther}};
+// Copies a list of chords and ends it with an empty one. Returns how many there are before that.
+int32_t CopyList(const std::vector<ChordInfo>& list, ChordInfo* out) {
+    *std::copy(list.begin(), list.end(), out) = ChordInfo{};
+    return static_cast<int32_t>(list.size());
 }
 
 }  // namespace
@@ -186,16 +178,16 @@ int32_t CChoiralizerV2::ResetVoices() {
     const size_t count = NoteCount();
     for (size_t row = 0; row < voices.size(); ++row) {
         if (voices[row].count != melody.count) {
-            voiceItems[row].assign(count, NoteItem{});
-            voices[row].items = voiceItems[row].data();
+            voiceItems_[row].assign(count, NoteItem{});
+            voices[row].items = voiceItems_[row].data();
             voices[row].count = melody.count;
             ClearChosen();
         }
         voices[row].reservedA = melody.reservedA;
         voices[row].reservedB = melody.reservedB;
         for (size_t i = 0; i < count; ++i) {
-            voiceItems[row][i] = melodyItems[i];
-            voiceItems[row][i].pitch = -1;
+            voiceItems_[row][i] = melodyItems_[i];
+            voiceItems_[row][i].pitch = -1;
         }
     }
     if (mode != kOwnMode) {
@@ -207,8 +199,8 @@ int32_t CChoiralizerV2::ResetVoices() {
 
 void CChoiralizerV2::ClearChosen() {
     chosen.assign(NoteCount(), VoicingCandidate{});
-    ownVoicing.assign(NoteCount(), Voicing{-1, -1, -1, -1});
-    ownName.assign(NoteCount(), std::string());
+    ownVoicing_.assign(NoteCount(), Voicing{-1, -1, -1, -1});
+    ownName_.assign(NoteCount(), std::string());
 }
 
 int32_t CChoiralizerV2::SetMelody(const NoteList* list, int32_t force) {
@@ -222,33 +214,21 @@ int32_t CChoiralizerV2::SetMelody(const NoteList* list, int32_t force) {
 
     // Everything that can fail comes first; the list may even be one of our own rows.
     std::vector<NoteItem> newItems(list->items, list->items + count);
-    std::vector<float> newStart(count), newEnd(count), newDuration(count);
-    std::vector<int32_t> newPitch(count), newLocked(count), newFunction(count);
+    MelodyRecord newRecord = MakeMelodyRecord(newItems.data(), count);
+    std::vector<int32_t> newLocked(count), newFunction(count);
 
-    for (size_t i = 0; i < count; ++i) {
-        newPitch[i] = newItems[i].pitch;
-        newStart[i] = newItems[i].startTime;
-        newEnd[i] = newItems[i].endTime;
-        const float until = i + 1 < count ? newItems[i + 1].startTime : newItems[i].endTime;
-        newDuration[i] = until - newItems[i].startTime;
-    }
     const NoteList given = *list;
-    melodyItems = std::move(newItems);
-    melody = {melodyItems.data(), given.count, given.reservedA, given.reservedB};
-    notePitch = std::move(newPitch);
-    noteStart = std::move(newStart);
-    noteEnd = std::move(newEnd);
-    noteDuration = std::move(newDuration);
+    melodyItems_ = std::move(newItems);
+    melody = {melodyItems_.data(), given.count, given.reservedA, given.reservedB};
+    melodyRecord_ = std::move(newRecord);
     noteLocked = std::move(newLocked);
     noteFunction = std::move(newFunction);
-    totalDuration = noteEnd.back() - noteStart.front();
-    meanDuration = totalDuration / static_cast<float>(count);
 
     if (melody.count != GetChordCount() || force != 0) {
         SetChordCount(melody.count);
         if (mode != kOwnMode) {
             std::vector<ClassicChord> tracked(count);
-            classic->TrackChords(notePitch.data(), tracked.data(), melody.count);
+            classic->TrackChords(melodyRecord_.notePitch.data(), tracked.data(), melody.count);
             for (int32_t note = 0; note < melody.count; ++note) {
                 RecordResult(nullptr, note, tracked.data());
             }
@@ -302,20 +282,110 @@ int32_t CChoiralizerV2::CalculateOwn() {
     return SearchVoicing();
 }
 
+int32_t CChoiralizerV2::AnalysePhrases() {
+    phrases_ = FindPhrases(melodyRecord_, OutputTonality());
+    return 0;
+}
+
+int32_t CChoiralizerV2::AssignFunctions() {
+    return FindFunctions(melodyRecord_, OutputTonality(), phrases_.phraseBoundary, noteLocked, noteFunction);
+}
+
+int32_t CChoiralizerV2::BuildVoicingCandidates() {
+    UseCloseSpacing(12);
+    candidateLists = BuildVoicingLists(melodyRecord_, noteFunction, Layout());
+    return 0;
+}
+
+int32_t CChoiralizerV2::SearchVoicing() {
+    if (candidateLists.empty()) {
+        return kBadArgument;
+    }
+    FindBestPaths(candidateLists, *transitionRules);
+    for (const PathStep& step : TraceBestPath(candidateLists)) {
+        RecordStep(step);
+    }
+    return 0;
+}
+
+std::vector<ChordCandidate> CChoiralizerV2::BuildChordCandidates(int32_t leadPitch, int32_t function,
+                                                                 int32_t capacity) {
+    return FindChordCandidates(*chordsInFunctions, function, outputKey, {leadPitch, rangeBelow, rangeAbove},
+                               capacity);
+}
+
+VoicingLayout CChoiralizerV2::Layout() const {
+    return {outputKey,          leadVoice,      rangeBelow,      rangeAbove,
+            *chordsInFunctions, *verticalRules, *transitionRules};
+}
+
+// Turns to close spacing where the range has at most that many pitches: open spacing takes more than an
+// octave.
+void CChoiralizerV2::UseCloseSpacing(int32_t widestRange) {
+    if (rangeBelow + rangeAbove + 1 <= widestRange) {
+        verticalRules->SetSpacingStyle(0);
+        transitionRules->SetSpacingStyle(0);
+    }
+}
+
+// A note that inherits writes its lead into the setting that it shares; rows recorded before keep theirs.
+void CChoiralizerV2::RecordStep(const PathStep& step) {
+    VoicingCandidate& candidate = candidateLists[static_cast<size_t>(step.from)].candidates[step.candidate];
+    if (!step.isInherited) {
+        RecordResult(&candidate, step.note, nullptr);
+        return;
+    }
+    VoicingCandidate inherited = InheritedSetting(candidate);
+    inherited.voicing[leadVoice] = melodyRecord_.notePitch[static_cast<size_t>(step.note)];
+    RecordResult(&inherited, step.note, nullptr);
+}
+
+int32_t CChoiralizerV2::SetChordAtNote(ChordInfo chord, int32_t note) {
+    if (note < 0 || note >= GetChordCount() || note >= melody.count) {
+        return kBadArgument;
+    }
+    const size_t at = static_cast<size_t>(note);
+    const bool run = chosen[at].voicing != nullptr && chosen[at].tones != nullptr;  // classic: no tones
+    if (!run || leadVoice < 0 || leadVoice > 3) {
+        return kBadArgument;
+    }
+    UseCloseSpacing(13);
+    const CandidateList list =
+        BuildListOfChord(chord, {melodyRecord_.notePitch[at], noteFunction[at], chosen[at].gap}, Layout());
+    if (list.candidates.empty()) {
+        return 0;
+    }
+    const size_t winner = BestInPlace(list, note, chosen, *transitionRules);
+
+    ownVoicing_[at] = list.voicings[winner];
+    ownName_[at] = chord.name;
+    VoicingCandidate record = list.candidates[winner];
+    record.voicing = ownVoicing_[at].data();
+    record.name = ownName_[at].c_str();
+    WriteRows(record, note);
+    chords[at] = std::move(chord);
+    if (note + 1 < melody.count) {
+        chosen[at + 1].gap = 1;
+    }
+    return 0;
+}
+
 int32_t CChoiralizerV2::CalculateClassic() {
     const size_t count = NoteCount();
     if (chords.size() < count) {
         return kBadArgument;
     }
-    int32_t intervals[4] = {};
+    const std::vector<int32_t>& pitch = melodyRecord_.notePitch;
     std::vector<ClassicChord> classicChords(count);
     classic->ResetHistory();
     if (chords[0].root == -1) {
-        classic->TrackChords(notePitch.data(), classicChords.data(), melody.count);
+        classic->TrackChords(pitch.data(), classicChords.data(), melody.count);
     } else {
-        std::transform(chords.begin(), chords.begin() + melody.count, classicChords.begin(), ToClassicChord);
+        std::transform(chords.begin(), chords.begin() + melody.count, classicChords.begin(), ToClassic);
     }
-    if (int32_t code = PrepareClassic(intervals); code != 0) {
+    ClassicTask task;
+    if (int32_t code = PrepareClassicMode(*classic, mode, params, params != kDefaultParams, task);
+        code != 0) {
         return code;
     }
     if (mode < 0 || mode > NumberOf(HarmonyMode::Double)) {
@@ -323,66 +393,15 @@ int32_t CChoiralizerV2::CalculateClassic() {
     }
 
     // One scratch setting serves all notes, so a note without a result gets the one before it (turned over).
-    scratchVoicing.fill(-1);
+    scratchVoicing_.fill(-1);
     VoicingCandidate scratch;
-    scratch.voicing = scratchVoicing.data();
+    scratch.voicing = scratchVoicing_.data();
     for (size_t note = 0; note < count; ++note) {
-        VoiceClassicNote(note, classicChords[note], intervals);
+        const int32_t next = note + 1 < count ? pitch[note + 1] : pitch[note];
+        VoiceClassicNote(*classic, task, pitch[note], next, classicChords[note], scratch.voicing);
         RecordResult(&scratch, static_cast<int32_t>(note), classicChords.data());
     }
     return 0;
-}
-
-// Sets the classic engine up for the mode; in mode 3 reads the intervals.
-int32_t CChoiralizerV2::PrepareClassic(int32_t intervals[4]) {
-    if (mode >= NumberOf(HarmonyMode::ThreeVoices) && mode <= NumberOf(HarmonyMode::OneVoice)) {
-        classic->SetVoiceMode(mode);
-        classic->SetSpread(BitCast<float>(params[1]));
-        classic->SetVoicesAbove(params[0]);
-    } else if (mode == NumberOf(HarmonyMode::Intervals)) {
-        const int32_t* pairs = nullptr;
-        if (params != kDefaultParams) {  // which holds no pointer
-            std::memcpy(&pairs, params, sizeof pairs);
-        }
-        if (pairs == nullptr) {
-            return kBadArgument;
-        }
-        classic->SetVoiceMode(3);
-        for (int32_t i = 0; i < 4; ++i) {
-            intervals[i] = Wrapped(int64_t{pairs[2 * i]} * pairs[2 * i + 1]);
-        }
-    }
-    return 0;
-}
-
-void CChoiralizerV2::VoiceClassicNote(size_t note, const ClassicChord& chord, const int32_t intervals[4]) {
-    const int32_t pitch = notePitch[note];
-    int32_t* result = scratchVoicing.data();
-    switch (static_cast<HarmonyMode>(mode)) {
-        case HarmonyMode::ThreeVoices:
-        case HarmonyMode::TwoVoices:
-        case HarmonyMode::OneVoice:
-            classic->VoiceChord(pitch, result, chord);
-            break;
-        case HarmonyMode::Intervals:
-            classic->VoiceIntervals(pitch, result, intervals);
-            break;
-        case HarmonyMode::Block:
-            classic->VoiceBlock(pitch, note + 1 < NoteCount() ? notePitch[note + 1] : pitch, result,
-                                params[0]);
-            break;
-        case HarmonyMode::OpenFourths:
-            classic->VoiceOpenFourths(pitch, result, params[0]);
-            break;
-        case HarmonyMode::FixedInterval:
-            classic->VoiceFixedInterval(pitch, result, params[0]);
-            break;
-        case HarmonyMode::Double:
-            classic->VoiceDouble(pitch, result, params[0], params[1] == 1 ? 2 : params[1] == -1 ? 1 : 0);
-            break;
-        default:
-            break;
-    }
 }
 
 void CChoiralizerV2::RecordResult(VoicingCandidate* candidate, int32_t note,
@@ -390,55 +409,32 @@ void CChoiralizerV2::RecordResult(VoicingCandidate* candidate, int32_t note,
     if (note < 0 || note >= melody.count || note >= GetChordCount()) {
         return;
     }
-    if (mode != kOwnMode) {
-        if (classicChords != nullptr) {
-            RecordClassicChord(note, classicChords[note]);
-        } else if (candidate != nullptr) {
-            const int32_t* v = candidate->voicing;
-            RecordClassicChord(note, ChoiralizerClassic::CChoiralizer::IdentifyChord(v[0], v[1], v[2], v[3]));
-        }
-        if (candidate == nullptr) {
-            return;
-        }
+    ChordInfo& chord = chords[static_cast<size_t>(note)];
+    if (mode == kOwnMode) {
+        chord = ChordOfSetting(*candidate, outputKey);
+        WriteRows(*candidate, note);
+        return;
+    }
+    if (classicChords != nullptr) {
+        chord = FromClassic(classicChords[note]);
+    } else if (candidate != nullptr) {
+        const int32_t* v = candidate->voicing;
+        chord = FromClassic(ChoiralizerClassic::CChoiralizer::IdentifyChord(v[0], v[1], v[2], v[3]));
+    }
+    if (candidate != nullptr) {
         candidate->gap = 1;
-        std::swap(candidate->voicing[0],
-                  candidate->voicing[3]);  // the lead comes first, its row is the top one
-    } else {
-        RecordOwnChord(note, *candidate);
+        // The lead comes first, its row is the top one.
+        std::swap(candidate->voicing[0], candidate->voicing[3]);
+        WriteRows(*candidate, note);
     }
+}
+
+// Sings a setting in the rows of a note and remembers it. The voicing stays shared.
+void CChoiralizerV2::WriteRows(const VoicingCandidate& candidate, int32_t note) {
     for (size_t row = 0; row < voices.size(); ++row) {
-        voices[row].items[note].pitch = candidate->voicing[row];
+        voices[row].items[note].pitch = candidate.voicing[row];
     }
-    chosen[static_cast<size_t>(note)] = *candidate;
-}
-
-void CChoiralizerV2::RecordClassicChord(int32_t note, const ClassicChord& chord) {
-    ChordInfo& record = chords[static_cast<size_t>(note)];
-    const bool triad = chord.seventhType == ChoiralizerClassic::SeventhNone;
-    record.root = chord.root;
-    record.triadType = triad ? chord.triadType : int32_t{ChordNoTriad};
-    record.seventhType =
-        triad ? int32_t{ChordNoSeventh} : Wrapped(int64_t{chord.seventhType} + kAboveClassicSeventh);
-    // Seventh chords are named by the classic code as it stands.
-    record.name = ChordName(record.root, triad ? chord.triadType : chord.seventhType, 0);
-    record.inversion = -1;
-}
-
-void CChoiralizerV2::RecordOwnChord(int32_t note, const VoicingCandidate& candidate) {
-    ChordInfo& record = chords[static_cast<size_t>(note)];
-    const bool triad = candidate.chordType < ChordMajor7;
-    record.triadType = triad ? candidate.chordType : int32_t{ChordNoTriad};
-    record.seventhType = triad ? int32_t{ChordNoSeventh} : candidate.chordType;
-    const int32_t bassTone = candidate.tones[candidate.bassIndex];
-    record.root = bassTone == -1 ? -1 : Wrapped(int64_t{bassTone} + outputKey);
-    if (candidate.chordType == ChordUnknownTriad || candidate.chordType == ChordUnknownSeventh) {
-        record.inversion = -1;
-    } else {
-        const int32_t lowest = *std::min_element(candidate.voicing, candidate.voicing + 4);
-        record.inversion =
-            PositionFromBass(candidate.tones, candidate.bassIndex, PitchClassFromKey(outputKey, lowest));
-    }
-    record.name = candidate.name;
+    chosen[static_cast<size_t>(note)] = candidate;
 }
 
 int32_t CChoiralizerV2::SetVoiceItem(NoteItem item, int32_t voice, int32_t note) {
@@ -465,11 +461,50 @@ int32_t CChoiralizerV2::SetVoiceItemTag(uint32_t tag, int32_t voice, int32_t not
 
 int32_t CChoiralizerV2::GetReserved() { return 0; }
 
+bool CChoiralizerV2::IsInInputScale(int32_t pitch) {
+    return IsScaleTone(pitch, inputKey, InputTonality().Scale());
+}
+
+bool CChoiralizerV2::IsInOutputScale(int32_t pitch) {
+    return IsScaleTone(pitch, outputKey, OutputTonality().Scale());
+}
+
+// The single answers are joined by "or" from a start of true; callers count on a chord never being refused
+// here.
+bool CChoiralizerV2::ChordInInputScale(ChordInfo) { return true; }
+
+bool CChoiralizerV2::ChordInOutputScale(ChordInfo chord) { return IsChordInScale(chord, OutputTonality()); }
+
+bool CChoiralizerV2::ChordContainsPitch(int32_t pitch, ChordInfo chord) { return IsChordTone(pitch, chord); }
+
+int32_t CChoiralizerV2::GetChordPitches(ChordInfo chord, int32_t pitches[4]) {
+    if (pitches == nullptr) {
+        return kBadArgument;
+    }
+    const std::array<int32_t, 4> spelt = SpellChord(chord);
+    std::copy(spelt.begin(), spelt.end(), pitches);
+    return 0;
+}
+
+int32_t CChoiralizerV2::ChordFromPitches(ChordInfo* out, int32_t pitches[4]) {
+    if (out == nullptr || pitches == nullptr) {
+        return kBadArgument;
+    }
+    *out = RecogniseChord(pitches);
+    return 0;
+}
+
+int32_t CChoiralizerV2::ListChordsInScale(ChordInfo* out) {
+    return out != nullptr ? CopyList(ListChordsOfScale(OutputTonality()), out) : 0;
+}
+
+int32_t CChoiralizerV2::ListChordsWithTones(int32_t start, ChordInfo* out) {
+    return out != nullptr ? CopyList(ListChordsOfPitch(start, OutputTonality()), out) : 0;
+}
+
 void CChoiralizerV2::SetRange(int32_t below, int32_t above) {
     rangeBelow = below;
     rangeAbove = above;
 }
 
-}  // namespace ChoiralizerV2
-
-}  // namespace mlh
+}  // namespace mlh::ChoiralizerV2

@@ -6,6 +6,9 @@
 // each note to the classic engine (classic/Choiralizer.h) with the chords that were set, or with chords
 // tracked from the melody, and records what comes back.
 //
+// This class is the shell: it holds the settings, runs the steps (MelodyRecord.h lists those of mode 7,
+// ClassicModes.h has the others, ChordRecognition.h the questions about chords), and keeps what they return.
+//
 //   mode   words of the parameter block                    setting
 //   0      voices above the lead; spread (bits of a float)  three voices searched over chord tones
 //   1, 2   the same                                         two voices, one voice
@@ -30,7 +33,12 @@
 #include "base/Codes.h"
 #include "base/Numbering.h"
 #include "harmony/ChordModel.h"
+#include "harmony/ClassicModes.h"
+#include "harmony/MelodyRecord.h"
+#include "harmony/PhraseAnalysis.h"
 #include "harmony/VoicingCandidate.h"
+#include "harmony/VoicingLists.h"
+#include "harmony/VoicingSearch.h"
 
 namespace mlh {
 
@@ -44,28 +52,6 @@ namespace ChoiralizerV2 {
 struct ChordCandidate;
 class CChordsInFunctions;
 class CVoicingRules;
-
-// One note of a melody or a voice row. Times in any unit: only their ratios count, and only in mode 7.
-struct NoteItem {
-    int32_t pitch = -1;  // MIDI note, -1 none
-    float startTime = 0.0f;
-    float endTime = 0.0f;
-    uint32_t tagA = 0;  // the tags are carried along unchanged
-    uint32_t tagB = 0;
-    uint32_t tagC = 0;
-};
-
-struct NoteList {
-    NoteItem* items = nullptr;
-    int32_t count = 0;
-    int32_t reservedA = 4;  // carried along unchanged
-    int32_t reservedB = 4;
-};
-
-// One word of the caller's parameter block; the table above says what the words are in each mode. A float or
-// a pointer is there by its bits. The caller owns the block; the engine keeps the pointer and reads when it
-// runs.
-using HarmonyParams = int32_t;
 
 // Setters return 0; the other codes are those of components, kBadArgument also where state is missing.
 class CChoiralizerV2If {
@@ -97,8 +83,8 @@ class CChoiralizerV2If {
 
     // Silences the four rows and drops the history of the classic engine.
     virtual int32_t ResetVoices() = 0;
-    // Copies the melody. Chords stay if their number fits and force is 0, else they are tracked anew (mode 7:
-    // emptied). An empty list changes nothing.
+    // Copies the melody. Chords stay if their number fits and force is 0, else they are tracked again (mode
+    // 7: emptied). An empty list changes nothing.
     virtual int32_t SetMelody(const NoteList* list, int32_t force) = 0;
     // The four rows, and the chords (GetChordCount of them). Both belong to the engine; the items move with
     // the next SetMelody, the chords with that, SetChordCount and Calculate.
@@ -110,7 +96,7 @@ class CChoiralizerV2If {
     // chords than notes (not mode 7), in mode 3 without a pointer, in mode 7 with a lead row outside 0 to 3
     // or a melody note below 0.
     virtual int32_t Calculate() = 0;
-    // Sets one note of a mode 7 result anew, to this chord.
+    // Sets one note of a mode 7 result again, to this chord.
     virtual int32_t SetChordAtNote(ChordInfo chord, int32_t note) = 0;
 
     // Write one item, or its tagC, in a row, and in the melody too when the row is the lead's. kBadArgument
@@ -129,7 +115,7 @@ class CChoiralizerV2If {
     // Recognises a chord. The pitches, unused ones -1 and last, are reordered in place.
     virtual int32_t ChordFromPitches(ChordInfo* out, int32_t pitches[4]) = 0;
     // List chords in the output scale, and those of them (of every type) that hold the pitch `start`. Return
-    // how many; `out` has room for 40 or 20 records, of which the one behind the last is an empty chord.
+    // how many; `out` has room for 40 or 20 records, of which the one after the last is an empty chord.
     virtual int32_t ListChordsInScale(ChordInfo* out) = 0;
     virtual int32_t ListChordsWithTones(int32_t start, ChordInfo* out) = 0;
 
@@ -138,7 +124,7 @@ class CChoiralizerV2If {
 
 // Stores null, then a new engine in mode 7 on C major. Returns 0, kOutOfMemory, or kBadArgument for null.
 int32_t CreateChoiralizerV2(CChoiralizerV2If** out);
-// Destroys *engine and clears it; null is let be.
+// Destroys *engine and clears it; null is ignored.
 void DestroyChoiralizerV2(CChoiralizerV2If** engine);
 
 class CChoiralizerV2 final : public CChoiralizerV2If {
@@ -207,17 +193,17 @@ class CChoiralizerV2 final : public CChoiralizerV2If {
 
     // State, for tools and tests. Vectors have one entry per note.
     const NoteList& GetMelody() const { return melody; }
-    const std::vector<float>& GetNoteDurations() const { return noteDuration; }
-    const std::vector<int32_t>& GetBoundaryCandidates() const { return boundaryCandidate; }
-    const std::vector<int32_t>& GetPhraseBoundaries() const { return phraseBoundary; }
+    const std::vector<float>& GetNoteDurations() const { return melodyRecord_.noteDuration; }
+    const std::vector<int32_t>& GetBoundaryCandidates() const { return phrases_.boundaryCandidate; }
+    const std::vector<int32_t>& GetPhraseBoundaries() const { return phrases_.phraseBoundary; }
     const std::vector<int32_t>& GetNoteFunctions() const { return noteFunction; }
     const std::vector<CandidateList>& GetCandidateLists() const { return candidateLists; }
     const std::vector<VoicingCandidate>& GetChosen() const { return chosen; }
     ChoiralizerClassic::CChoiralizer& GetClassic() { return *classic; }
     CVoicingRules& GetVerticalRules() { return *verticalRules; }
     CVoicingRules& GetTransitionRules() { return *transitionRules; }
-    float GetTotalDuration() const { return totalDuration; }
-    float GetMeanDuration() const { return meanDuration; }
+    float GetTotalDuration() const { return melodyRecord_.totalDuration; }
+    float GetMeanDuration() const { return melodyRecord_.meanDuration; }
     int32_t GetLeadVoice() const { return leadVoice; }
     int32_t GetTopVoice() const { return topVoice; }
     const std::array<int32_t, 12>& GetScaleOffsets() const { return scaleMap; }
@@ -226,23 +212,16 @@ class CChoiralizerV2 final : public CChoiralizerV2If {
 
   private:
     size_t NoteCount() const { return static_cast<size_t>(melody.count); }
+    Tonality InputTonality() const { return {inputKey, inputScale}; }
+    Tonality OutputTonality() const { return {outputKey, outputScale}; }
+    VoicingLayout Layout() const;
     void ApplyOwnParams();
+    void UseCloseSpacing(int32_t widestRange);
     void ClearChosen();
-    void RecordClassicChord(int32_t note, const ChoiralizerClassic::ClassicChord& chord);
-    void RecordOwnChord(int32_t note, const VoicingCandidate& candidate);
     int32_t CalculateOwn();
     int32_t CalculateClassic();
-    int32_t PrepareClassic(int32_t intervals[4]);
-    void VoiceClassicNote(size_t note, const ChoiralizerClassic::ClassicChord& chord,
-                          const int32_t intervals[4]);
-
-    // The search of mode 7 (VoicingSearch.cpp).
-    CandidateList BuildList(size_t note, int32_t size);
-    CandidateList NoChordList(size_t note) const;
-    float OwnScore(const VoicingCandidate& candidate, float prior) const;
-    void RecordInherited(const VoicingCandidate& from, int32_t note);
-    CandidateList BuildListOfChord(const ChordInfo& chord, int32_t note) const;
-    size_t BestInPlace(const CandidateList& list, int32_t note) const;
+    void RecordStep(const PathStep& step);
+    void WriteRows(const VoicingCandidate& candidate, int32_t note);
 
     int32_t inputKey = 0;
     int32_t outputKey = 0;        // all of mode 7 reads this one
@@ -259,33 +238,27 @@ class CChoiralizerV2 final : public CChoiralizerV2If {
     const HarmonyParams* params;
 
     NoteList melody;
-    std::vector<NoteItem> melodyItems;
+    std::vector<NoteItem> melodyItems_;
     std::array<NoteList, 4> voices;
-    std::array<std::vector<NoteItem>, 4> voiceItems;
+    std::array<std::vector<NoteItem>, 4> voiceItems_;
     std::vector<ChordInfo> chords;
+    MelodyRecord melodyRecord_;  // starts, ends, durations and pitches of the melody as it was set
+    int32_t stateChanged = 1;    // set by ResetVoices
+    int32_t paramsChanged = 0;   // set by SetParams
 
-    // Per note.
-    std::vector<float> noteStart;
-    std::vector<float> noteEnd;
-    std::vector<float> noteDuration;  // to the next note's start; of the last note to its own end
-    std::vector<int32_t> notePitch;
-    float totalDuration = 0.0f;  // first start to last end
-    float meanDuration = 0.0f;
-    int32_t stateChanged = 1;   // set by ResetVoices
-    int32_t paramsChanged = 0;  // set by SetParams
-    std::vector<int32_t> boundaryCandidate;
-    std::vector<int32_t> phraseBoundary;  // 1: a phrase starts here
-    std::vector<int32_t> noteLocked;      // 1: keeps its function in the search; nothing sets it yet
+    // What the steps of mode 7 found, per note.
+    Phrases phrases_;
+    std::vector<int32_t> noteLocked;  // 1: keeps its function in the search; nothing sets it yet
     std::vector<int32_t> noteFunction;
 
     // The last setting of each note. A record points at a voicing in candidateLists, in the scratch voicing
-    // of the classic modes, or in ownVoicing (SetChordAtNote, with the chord's name in ownName); that of a
+    // of the classic modes, or in ownVoicing_ (SetChordAtNote, with the chord's name in ownName_); that of a
     // note never set has no voicing.
     std::vector<CandidateList> candidateLists;
     std::vector<VoicingCandidate> chosen;
-    std::vector<Voicing> ownVoicing;
-    std::vector<std::string> ownName;
-    Voicing scratchVoicing{};
+    std::vector<Voicing> ownVoicing_;
+    std::vector<std::string> ownName_;
+    Voicing scratchVoicing_{};
 
     std::unique_ptr<CChordsInFunctions> chordsInFunctions;
     std::unique_ptr<CVoicingRules> verticalRules;    // rule set 0

@@ -37,10 +37,6 @@ enum ChordType : int32_t {
 
 constexpr int32_t kChordTypeCount = 18;
 
-// The classic engine's codes of triads are the same up to ChordNoTriad; its codes of seventh chords, up to
-// ChordUnknownSeventh, lie this much lower.
-constexpr int32_t kAboveClassicSeventh = 3;
-
 // Chord tones in semitones above the root, padded by repeating the root; -1 where a type has no tones.
 struct ChordTones {
     int32_t rows[kChordTypeCount][4];

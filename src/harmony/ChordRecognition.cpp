@@ -1,24 +1,21 @@
-// From pitches to chords and back: recognition, spelling, and which chords fit the scale. All are pure
-// functions of their arguments and the key and scale fields.
-#include <algorithm>
-#include <utility>
-#include <vector>
+#include "harmony/ChordRecognition.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <utility>
+
+#include "classic/Choiralizer.h"
 #include "classic/ChordShapes.h"
-#include "harmony/ChoiralizerV2.h"
+#include "harmony/ClassicNumbering.h"
 #include "theory/ChordTypes.h"
 #include "theory/PitchClass.h"
 
-namespace mlh {
-
-namespace ChoiralizerV2 {
+namespace mlh::ChoiralizerV2 {
 
 using theory::PitchClass;
 
 namespace {
-
-constexpr int32_t kScaleListCapacity = 40;
-constexpr int32_t kToneListCapacity = 20;
 
 // Semitones of the second and third note above the first; the six-four spells its fourth and sixth.
 struct TriadSpelling {
@@ -64,11 +61,24 @@ NoteStack DistinctNotes(const int32_t pitches[4]) {
     return stack;
 }
 
+// What three or four notes stacked in thirds are, inversion and name left open.
+ChordInfo ChordOfStack(const NoteStack& stack) {
+    const bool triad = stack.size() == 3;
+    return FromClassic(
+        {PitchClass(stack[0]), static_cast<int32_t>(stack.size()),
+         triad ? ChoiralizerClassic::TriadTypeOf(stack.data()) : int32_t{ChoiralizerClassic::TriadNone},
+         triad ? int32_t{ChoiralizerClassic::SeventhNone} : ChoiralizerClassic::SeventhTypeOf(stack.data())});
+}
+
 // Name of a recognised chord. Those on a minor third are named from the next octave of roots, which takes
 // them out of the lower-case run of the name table and into the upper-case flats.
-std::string RecognisedName(int32_t root, int32_t type, int64_t third) {
+std::string RecognisedName(const ChordInfo& chord, int64_t third) {
+    const int32_t type = chord.triadType == ChordNoTriad ? chord.seventhType : chord.triadType;
+    if (type == ChordNoSeventh) {
+        return "";
+    }
     const bool known = type != ChordUnknownTriad && type != ChordUnknownSeventh;
-    return ChordName(known && third == 3 ? root + 12 : root, type, 0);
+    return ChordName(known && third == 3 ? chord.root + 12 : chord.root, type, 0);
 }
 
 bool IsTriadSpelt(const ChordInfo& chord) {
@@ -93,43 +103,59 @@ void Invert(int32_t* pitches, int32_t count, int32_t inversion) {
     }
 }
 
+// Collects chords that fit a scale, up to a limit.
+class ChordList {
+  public:
+    ChordList(const Tonality& tonality, size_t limit) : tonality_(tonality), limit_(limit) {}
+
+    void AddTriad(int32_t root, int32_t type) { Add({root, type, ChordNoSeventh, 0, ""}); }
+    void AddSeventh(int32_t root, int32_t type) { Add({root, ChordNoTriad, type, 0, ""}); }
+    // From now on only chords that hold the pitch.
+    void Require(int32_t pitch) {
+        isPitchRequired_ = true;
+        pitch_ = pitch;
+    }
+    std::vector<ChordInfo> Take() { return std::move(chords_); }
+
+  private:
+    void Add(ChordInfo chord) {
+        if (chords_.size() < limit_ && IsChordInScale(chord, tonality_) &&
+            (!isPitchRequired_ || IsChordTone(pitch_, chord))) {
+            chords_.push_back(std::move(chord));
+        }
+    }
+
+    Tonality tonality_;
+    size_t limit_;
+    bool isPitchRequired_ = false;
+    int32_t pitch_ = 0;
+    std::vector<ChordInfo> chords_;
+};
+
 }  // namespace
 
-int32_t CChoiralizerV2::ChordFromPitches(ChordInfo* out, int32_t pitches[4]) {
-    if (out == nullptr || pitches == nullptr) {
-        return kBadArgument;
-    }
+ChordInfo RecogniseChord(int32_t pitches[4]) {
     NoteStack stack = DistinctNotes(pitches);
     std::sort(stack.begin(), stack.end());
+    ChordInfo chord{0, ChordNoTriad, ChordNoSeventh, 0, ""};
     if (stack.size() >= 3) {
-        const bool triad = stack.size() == 3;
         const int64_t lowest = stack[0];
         ChoiralizerClassic::StackInThirds(stack.data(), static_cast<int32_t>(stack.size()));
         const auto place =
             std::find_if(stack.begin(), stack.end(), [&](int64_t note) { return note % 12 == lowest; });
-
-        out->root = PitchClass(stack[0]);
-        out->triadType = triad ? ChoiralizerClassic::TriadTypeOf(stack.data()) : int32_t{ChordNoTriad};
-        out->seventhType = triad ? int32_t{ChordNoSeventh}
-                                 : ChoiralizerClassic::SeventhTypeOf(stack.data()) + kAboveClassicSeventh;
-        out->inversion = static_cast<int32_t>(place - stack.begin());
-        const int32_t type = triad ? out->triadType : out->seventhType;
-        out->name = type == ChordNoTriad ? "" : RecognisedName(out->root, type, stack[1] - stack[0]);
-    } else {
-        *out = {0, ChordNoTriad, ChordNoSeventh, 0, ""};
+        chord = ChordOfStack(stack);
+        chord.inversion = static_cast<int32_t>(place - stack.begin());
+        chord.name = RecognisedName(chord, stack[1] - stack[0]);
     }
     std::transform(stack.begin(), stack.end(), pitches,
                    [](int64_t note) { return static_cast<int32_t>(note); });
-    return 0;
+    return chord;
 }
 
-int32_t CChoiralizerV2::GetChordPitches(ChordInfo chord, int32_t pitches[4]) {
-    if (pitches == nullptr) {
-        return kBadArgument;
-    }
-    std::fill_n(pitches, 4, -1);
+std::array<int32_t, 4> SpellChord(const ChordInfo& chord) {
+    std::array<int32_t, 4> pitches = {-1, -1, -1, -1};
     if (!IsTriadSpelt(chord) && !IsSeventhSpelt(chord)) {
-        return 0;
+        return pitches;
     }
     pitches[0] = Above(chord.root, 60);
     if (IsTriadSpelt(chord)) {
@@ -139,10 +165,10 @@ int32_t CChoiralizerV2::GetChordPitches(ChordInfo chord, int32_t pitches[4]) {
                 pitches[2] = Above(pitches[0], spelling.third);
             }
         }
-        Invert(pitches, 3, chord.inversion);
+        Invert(pitches.data(), 3, chord.inversion);
     }
     if (IsSeventhSpelt(chord)) {
-        // The base is what the triad, if there was one, left in front.
+        // The base is what the triad, if there was one, left first.
         for (const SeventhSpelling& spelling : kSeventhSpellings) {
             if (spelling.type == chord.seventhType) {
                 pitches[1] = Above(pitches[0], spelling.second);
@@ -150,99 +176,67 @@ int32_t CChoiralizerV2::GetChordPitches(ChordInfo chord, int32_t pitches[4]) {
                 pitches[3] = Above(pitches[0], spelling.fourth);
             }
         }
-        Invert(pitches, 4, chord.inversion);
+        Invert(pitches.data(), 4, chord.inversion);
     }
-    return 0;
+    return pitches;
 }
 
-bool CChoiralizerV2::IsInInputScale(int32_t pitch) {
-    return IsScaleTone(pitch, inputKey, ScaleRow(inputScale));
-}
-
-bool CChoiralizerV2::IsInOutputScale(int32_t pitch) {
-    return IsScaleTone(pitch, outputKey, ScaleRow(outputScale));
-}
-
-// The single answers are joined by "or" from a start of true; callers count on a chord never being refused
-// here.
-bool CChoiralizerV2::ChordInInputScale(ChordInfo) { return true; }
-
-bool CChoiralizerV2::ChordInOutputScale(ChordInfo chord) {
-    int32_t pitches[4];
-    GetChordPitches(std::move(chord), pitches);
-    for (int32_t k = 0; k < 4; ++k) {
+bool IsChordInScale(const ChordInfo& chord, const Tonality& tonality) {
+    const std::array<int32_t, 4> pitches = SpellChord(chord);
+    for (size_t k = 0; k < pitches.size(); ++k) {
         if (pitches[k] < 0) {
             return k >= 3;
         }
-        if (!IsInOutputScale(pitches[k])) {
+        if (!IsScaleTone(pitches[k], tonality.key, tonality.Scale())) {
             return false;
         }
     }
     return true;
 }
 
-bool CChoiralizerV2::ChordContainsPitch(int32_t pitch, ChordInfo chord) {
-    int32_t pitches[4];
-    GetChordPitches(std::move(chord), pitches);
-    for (int32_t k = 0; k < 4 && pitches[k] >= 0; ++k) {
-        if ((int64_t{pitches[k]} - pitch) % 12 == 0) {
+bool IsChordTone(int32_t pitch, const ChordInfo& chord) {
+    for (const int32_t tone : SpellChord(chord)) {
+        if (tone < 0) {
+            return false;
+        }
+        if ((int64_t{tone} - pitch) % 12 == 0) {
             return true;
         }
     }
     return false;
 }
 
-int32_t CChoiralizerV2::ListChordsInScale(ChordInfo* out) {
-    if (out == nullptr) {
-        return 0;
-    }
-    int32_t count = 0;
-    const auto keep = [&](int32_t root, int32_t triadType, int32_t seventhType) {
-        ChordInfo chord{root, triadType, seventhType, 0, ""};
-        if (count < kScaleListCapacity - 1 && ChordInOutputScale(chord)) {
-            out[count++] = std::move(chord);
-        }
-    };
+std::vector<ChordInfo> ListChordsOfScale(const Tonality& tonality) {
+    ChordList list(tonality, kScaleListLength);
     for (int32_t step = 0; step < 12; ++step) {
-        const int32_t root = PitchClass(int64_t{outputKey} + step);
-        if (!IsInOutputScale(root)) {
+        const int32_t root = PitchClass(int64_t{tonality.key} + step);
+        if (!IsScaleTone(root, tonality.key, tonality.Scale())) {
             continue;
         }
         for (int32_t triad = ChordMajor; triad <= ChordAugmented; ++triad) {
-            keep(root, triad, ChordNoSeventh);
+            list.AddTriad(root, triad);
         }
         for (int32_t seventh = ChordMajor7; seventh <= ChordMinorMajor7; ++seventh) {
-            keep(root, ChordNoTriad, seventh);
+            list.AddSeventh(root, seventh);
         }
     }
-    out[count] = ChordInfo{};
-    return count;
+    return list.Take();
 }
 
-int32_t CChoiralizerV2::ListChordsWithTones(int32_t start, ChordInfo* out) {
-    if (out == nullptr) {
-        return 0;
-    }
-    int32_t count = 0;
-    const auto keep = [&](int32_t root, int32_t triadType, int32_t seventhType) {
-        ChordInfo chord{root, triadType, seventhType, 0, ""};
-        if (count < kToneListCapacity - 1 && ChordInOutputScale(chord) && ChordContainsPitch(start, chord)) {
-            out[count++] = std::move(chord);
-        }
-    };
+std::vector<ChordInfo> ListChordsOfPitch(int32_t pitch, const Tonality& tonality) {
+    ChordList list(tonality, kToneListLength);
+    list.Require(pitch);
     for (int32_t step = 0; step < 12; ++step) {
-        const int32_t root = PitchClass(int64_t{start} + step);
+        const int32_t root = PitchClass(int64_t{pitch} + step);
         for (int32_t triad = ChordMajor; triad <= ChordSixFour; ++triad) {
-            keep(root, triad, ChordNoSeventh);
+            list.AddTriad(root, triad);
         }
+        // Codes of triads too, which as seventh chords spell the root alone.
         for (int32_t seventh = 0; seventh <= ChordAugmentedMajor7; ++seventh) {
-            keep(root, ChordNoTriad, seventh);
+            list.AddSeventh(root, seventh);
         }
     }
-    out[count] = ChordInfo{};
-    return count;
+    return list.Take();
 }
 
-}  // namespace ChoiralizerV2
-
-}  // namespace mlh
+}  // namespace mlh::ChoiralizerV2

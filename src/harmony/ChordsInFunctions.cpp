@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <new>
 
-#include "harmony/ChoiralizerV2.h"
+#include "base/Codes.h"
+#include "harmony/ChordModel.h"
 
 namespace mlh::ChoiralizerV2 {
 
@@ -48,15 +49,15 @@ int32_t CreateChordsInFunctions(CChordsInFunctions** out) {
     return *out != nullptr ? 0 : kOutOfMemory;
 }
 
-std::vector<ChordCandidate> CChoiralizerV2::BuildChordCandidates(int32_t leadPitch, int32_t function,
-                                                                 int32_t capacity) {
-    const int32_t leadClass = PitchClassFromKey(outputKey, leadPitch);
-    const int32_t count = chordsInFunctions->CountChordsWithTone(function, leadClass);
+std::vector<ChordCandidate> FindChordCandidates(const CChordsInFunctions& chords, int32_t function,
+                                                int32_t key, const LeadRange& range, int32_t capacity) {
+    const int32_t leadClass = PitchClassFromKey(key, range.lead);
+    const int32_t count = chords.CountChordsWithTone(function, leadClass);
     std::vector<ChordFunctionEntry> entries(static_cast<size_t>(std::max(count, 1)));
     if (count == 0) {
-        chordsInFunctions->GetNoChord(entries.data());
+        chords.GetNoChord(entries.data());
     } else {
-        chordsInFunctions->CopyChordsWithTone(entries.data(), function, leadClass);
+        chords.CopyChordsWithTone(entries.data(), function, leadClass);
     }
 
     std::vector<ChordCandidate> candidates;
@@ -66,10 +67,9 @@ std::vector<ChordCandidate> CChoiralizerV2::BuildChordCandidates(int32_t leadPit
             entry.tones, entry.bassIndex, std::vector<int32_t>(std::max(capacity, 0), -1),
             0,           entry.weight,    entry.chordType,
             entry.name};
-        for (int64_t p = int64_t{leadPitch} - rangeBelow; p <= int64_t{leadPitch} + rangeAbove; ++p) {
+        for (int64_t p = int64_t{range.lead} - range.below; p <= int64_t{range.lead} + range.above; ++p) {
             const int32_t pitch = static_cast<int32_t>(p);
-            if (candidate.pitchCount < capacity &&
-                HasTone(entry.tones, PitchClassFromKey(outputKey, pitch))) {
+            if (candidate.pitchCount < capacity && HasTone(entry.tones, PitchClassFromKey(key, pitch))) {
                 candidate.pitches[candidate.pitchCount++] = pitch;
             }
         }

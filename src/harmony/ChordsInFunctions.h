@@ -43,7 +43,19 @@ class CChordsInFunctions {
     int32_t mode = 0;
 };
 
-// Stores null, then a new instance. Returns 0 or kOutOfMemory.
+// Stores null, then a new instance, which the caller deletes. Returns 0 or kOutOfMemory.
 int32_t CreateChordsInFunctions(CChordsInFunctions** out);
+
+// A lead pitch and the semitones below and above it that other voices may take, both at least 0.
+struct LeadRange {
+    int32_t lead;
+    int32_t below;
+    int32_t above;
+};
+
+// The chords of a function, in list order, that hold the lead pitch, each with its pitches in the range (at
+// most `capacity`). If there is none: one candidate "No Chord" with pitchCount 1.
+std::vector<ChordCandidate> FindChordCandidates(const CChordsInFunctions& chords, int32_t function,
+                                                int32_t key, const LeadRange& range, int32_t capacity);
 
 }  // namespace mlh::ChoiralizerV2

@@ -1,22 +1,16 @@
-// Gives each melody note a harmonic function.
-//
-// The first note's function follows from its scale degree, those at the phrase ends from the cadence rules
-// (CadenceRules.h). Between these anchors a second-order Viterbi search (G. D. Forney, The Viterbi Algorithm,
-// 1973) finds the likeliest sequence: its states are pairs of successive functions, its weights the
-// progression table and the fit of each note's scale degree to the change of function. Notes out of the scale
-// and auxiliary notes (the same pitch before and after) are left out of the search, keep no function and are
-// sung over the chord before them.
+#include "harmony/FunctionAssignment.h"
+
 #include <array>
 
+#include "base/Codes.h"
 #include "harmony/CadenceRules.h"
-#include "harmony/ChoiralizerV2.h"
+#include "harmony/ChordModel.h"
+#include "harmony/FunctionTables.h"
 #include "harmony/ProgressionTables.h"
 #include "theory/PitchClass.h"
 #include "theory/Scales.h"
 
-namespace mlh {
-
-namespace ChoiralizerV2 {
+namespace mlh::ChoiralizerV2 {
 
 namespace {
 
@@ -27,8 +21,9 @@ constexpr float kStepGain = 3.1622777f;
 int32_t StateOf(int32_t before, int32_t current) { return kFunctionCount * before + current; }
 
 // Degree and alteration of every note. A note without a pitch ends it with a bad argument.
-int32_t ComputeDegrees(const std::vector<int32_t>& pitches, int32_t key, const int32_t* scale,
-                       CadenceMelody& out) {
+int32_t ComputeDegrees(const std::vector<int32_t>& pitches, const Tonality& tonality, CadenceMelody& out) {
+    const int32_t key = tonality.key;
+    const int32_t* scale = tonality.Scale();
     for (size_t i = 0; i < pitches.size(); ++i) {
         if (pitches[i] < 0) {
             return kBadArgument;
@@ -68,28 +63,28 @@ class FunctionSearch {
   public:
     FunctionSearch(const CadenceMelody& cadenceMelody, const std::vector<size_t>& keptNotes,
                    std::vector<int32_t>& noteFunctions)
-        : melody(cadenceMelody), kept(keptNotes), function(noteFunctions) {}
+        : melody_(cadenceMelody), kept_(keptNotes), function_(noteFunctions) {}
 
     void Fill(size_t first, size_t end) {
         Start(first);
         for (size_t k = first + 1; k <= end; ++k) {
-            Step(kept[k]);
+            Step(kept_[k]);
         }
         Trace(first, end);
     }
 
   private:
     void Start(size_t first) {
-        back.assign(1, {});
-        probability.fill(0.0f);
-        const bool hasHistory = first >= 2 && function[kept[first - 2]] != 0;
-        const int32_t before = hasHistory ? function[kept[first - 1]] : int32_t{FunctionNone};
-        probability[StateOf(before, function[kept[first]])] = 1.0f;
+        back_.assign(1, {});
+        probability_.fill(0.0f);
+        const bool hasHistory = first >= 2 && function_[kept_[first - 2]] != 0;
+        const int32_t before = hasHistory ? function_[kept_[first - 1]] : int32_t{FunctionNone};
+        probability_[StateOf(before, function_[kept_[first]])] = 1.0f;
     }
 
     void Step(size_t note) {
-        const auto& fit = DegreeFitTable[melody.scale == 0 ? 0 : 1];
-        const int32_t column = ChromaticColumn(melody.degree[note], melody.alteration[note]);
+        const auto& fit = DegreeFitTable[melody_.scale == 0 ? 0 : 1];
+        const int32_t column = ChromaticColumn(melody_.degree[note], melody_.alteration[note]);
         std::array<float, kStates> next;
         std::array<int32_t, kStates> from;
         for (int32_t y = 0; y < kFunctionCount; ++y) {
@@ -97,7 +92,7 @@ class FunctionSearch {
                 float best = 0.0f;
                 int32_t bestState = -1;
                 for (int32_t x = 0; x < kFunctionCount; ++x) {
-                    const float weight = ProgressionTable[x][y][z] * kStepGain * probability[StateOf(x, y)];
+                    const float weight = ProgressionTable[x][y][z] * kStepGain * probability_[StateOf(x, y)];
                     if (weight > best) {
                         best = weight;
                         bestState = StateOf(x, y);
@@ -107,8 +102,8 @@ class FunctionSearch {
                 from[StateOf(y, z)] = bestState;
             }
         }
-        probability = next;
-        back.push_back(from);
+        probability_ = next;
+        back_.push_back(from);
     }
 
     // The likeliest final state, the first of equal ones. The end note's own function, where it has one, is
@@ -117,7 +112,7 @@ class FunctionSearch {
         int32_t best = -1;
         for (int32_t state = 0; state < kStates; ++state) {
             const bool allowed = endFunction == FunctionNone || state % kFunctionCount == endFunction;
-            if (allowed && (best < 0 || probability[state] > probability[best])) {
+            if (allowed && (best < 0 || probability_[state] > probability_[best])) {
                 best = state;
             }
         }
@@ -127,30 +122,34 @@ class FunctionSearch {
     // Writes the functions between the first note and the end, backwards; the end keeps what it has. A state
     // that nothing leads to ends it.
     void Trace(size_t first, size_t end) {
-        int32_t state = FinalState(function[kept[end]]);
-        for (size_t t = end - first; t >= 2 && back[t][state] >= 0; --t) {
-            state = back[t][state];
-            function[kept[first + t - 1]] = state % kFunctionCount;
+        int32_t state = FinalState(function_[kept_[end]]);
+        for (size_t t = end - first; t >= 2 && back_[t][state] >= 0; --t) {
+            state = back_[t][state];
+            function_[kept_[first + t - 1]] = state % kFunctionCount;
         }
     }
 
-    const CadenceMelody& melody;
-    const std::vector<size_t>& kept;
-    std::vector<int32_t>& function;
-    std::array<float, kStates> probability;          // of the last note reached
-    std::vector<std::array<int32_t, kStates>> back;  // per note the best state before, -1 none
+    const CadenceMelody& melody_;
+    const std::vector<size_t>& kept_;
+    std::vector<int32_t>& function_;
+    std::array<float, kStates> probability_;          // of the last note reached
+    std::vector<std::array<int32_t, kStates>> back_;  // per note the best state before, -1 none
 };
 
 }  // namespace
 
-int32_t CChoiralizerV2::AssignFunctions() {
-    const size_t n = NoteCount();
-    CadenceMelody cadence{std::vector<int32_t>(n), std::vector<int32_t>(n), noteDuration, outputScale};
-    if (int32_t code = ComputeDegrees(notePitch, outputKey, ScaleRow(outputScale), cadence); code != 0) {
+int32_t FindFunctions(const MelodyRecord& melody, const Tonality& tonality,
+                      const std::vector<int32_t>& phraseBoundary, const std::vector<int32_t>& noteLocked,
+                      std::vector<int32_t>& noteFunction) {
+    const size_t n = melody.Count();
+    const std::vector<int32_t>& pitch = melody.notePitch;
+    CadenceMelody cadence{std::vector<int32_t>(n), std::vector<int32_t>(n), melody.noteDuration,
+                          tonality.scaleRow};
+    if (int32_t code = ComputeDegrees(pitch, tonality, cadence); code != 0) {
         return code;
     }
 
-    noteFunction[0] = FunctionOfDegree(outputScale, cadence.alteration[0], cadence.degree[0]);
+    noteFunction[0] = FunctionOfDegree(tonality.scaleRow, cadence.alteration[0], cadence.degree[0]);
     int32_t previousEnd = 0;
     for (size_t end = 1; end < n; ++end) {
         if (end + 1 == n || phraseBoundary[end + 1] == 1) {
@@ -160,15 +159,15 @@ int32_t CChoiralizerV2::AssignFunctions() {
     }
 
     std::vector<size_t> kept;
-    int32_t keptPitch = notePitch[0];
+    int32_t keptPitch = pitch[0];
     for (size_t i = 0; i < n; ++i) {
-        const bool auxiliary = i > 0 && i + 1 < n && keptPitch == notePitch[i + 1];
+        const bool auxiliary = i > 0 && i + 1 < n && keptPitch == pitch[i + 1];
         const bool free = noteFunction[i] == FunctionNone && noteLocked[i] == 0;
-        if (free && (auxiliary || !IsInOutputScale(notePitch[i]))) {
+        if (free && (auxiliary || !IsScaleTone(pitch[i], tonality.key, tonality.Scale()))) {
             continue;
         }
         kept.push_back(i);
-        keptPitch = notePitch[i];
+        keptPitch = pitch[i];
     }
 
     FunctionSearch search(cadence, kept, noteFunction);
@@ -187,6 +186,4 @@ int32_t CChoiralizerV2::AssignFunctions() {
     return 0;
 }
 
-}  // namespace ChoiralizerV2
-
-}  // namespace mlh
+}  // namespace mlh::ChoiralizerV2

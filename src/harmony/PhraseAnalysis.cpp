@@ -1,19 +1,14 @@
-// Finds where the phrases of a melody begin, from the melody alone.
-//
-// Two kinds of notes are candidates: those that stand out from both neighbours by a change of pitch or length
-// after a long note, and those where the opening motif of the melody comes again. A candidate's strength
-// grows with the change of register across it, the length of the segment before it, the leap into it and the
-// length of the note before it; only candidates stronger than both neighbouring candidates become phrase
-// beginnings. The first two candidates (note 0 is always one) and the last are there for comparison only.
+#include "harmony/PhraseAnalysis.h"
+
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdlib>
 
-#include "harmony/ChoiralizerV2.h"
+#include "harmony/ChordModel.h"
+#include "harmony/CommonPrefixes.h"
 
-namespace mlh {
-
-namespace ChoiralizerV2 {
+namespace mlh::ChoiralizerV2 {
 
 namespace {
 
@@ -34,77 +29,39 @@ std::vector<int32_t> TrendOf(const std::vector<T>& values) {
     return trend;
 }
 
-struct Melody {
-    const std::vector<int32_t>& pitch;
-    const std::vector<float>& duration;
-    const std::vector<int32_t>& trend;  // of the pitch
-    int32_t key;
-    const int32_t* scale;
-};
-
-// How many notes from s on have the opening's trends and durations, at most `limit`. The trend into the first
-// note belongs to what lies before it and doesn't count.
-int32_t SameNotes(const Melody& melody, int32_t s, int32_t limit) {
-    int32_t k = 0;
-    while (k < limit && (k == 0 || melody.trend[k] == melody.trend[s + k]) &&
-           melody.duration[k] == melody.duration[s + k]) {
-        ++k;
-    }
-    return k;
-}
-
-// Length of the longest opening that recurs at s, 0 if none does. The last note of a recurrence may differ in
-// length if its trend and the interval into it are the same.
-int32_t LongestMotifAt(const Melody& melody, int32_t s) {
-    const int32_t n = static_cast<int32_t>(melody.pitch.size());
-    const int32_t limit = std::min({n / 2, s, n - s});
-    int32_t length = SameNotes(melody, s, limit);
-    if (length > 0 && length < limit && melody.trend[length] == melody.trend[s + length]) {
-        const auto intervalInto = [&](int32_t note) {
-            return ScaleInterval(melody.pitch[note - 1], melody.pitch[note], melody.key, melody.scale);
-        };
-        if (intervalInto(length) == intervalInto(s + length)) {
+// Length of the longest opening that recurs at each note, 0 where none does.
+std::vector<int32_t> LongestMotifs(const MelodyRecord& melody, const std::vector<int32_t>& pitchTrend,
+                                   const Tonality& tonality) {
+    const int32_t n = static_cast<int32_t>(melody.Count());
+    const auto sameTrend = [&](size_t a, size_t b) { return pitchTrend[a] == pitchTrend[b]; };
+    const auto sameDuration = [&](size_t a, size_t b) {
+        return melody.noteDuration[a] == melody.noteDuration[b];
+    };
+    const auto intervalInto = [&](size_t note) {
+        return ScaleInterval(melody.notePitch[note - 1], melody.notePitch[note], tonality.key,
+                             tonality.Scale());
+    };
+    // The move into the first note belongs to what lies before it and doesn't count, so what is compared as a
+    // whole begins with the second.
+    const std::vector<size_t> sameAfterFirst = CommonPrefixes(melody.Count() - 1, [&](size_t a, size_t b) {
+        return sameTrend(a + 1, b + 1) && sameDuration(a + 1, b + 1);
+    });
+    std::vector<int32_t> longest(melody.Count(), 0);
+    for (int32_t s = kShortestMotif; s + kShortestMotif <= n; ++s) {
+        const size_t at = static_cast<size_t>(s);
+        const size_t limit = static_cast<size_t>(std::min({n / 2, s, n - s}));
+        size_t length = sameDuration(0, at) ? std::min(1 + sameAfterFirst[at], limit) : 0;
+        // The last note of a recurrence may differ in length if its trend and the interval into it are the
+        // same.
+        if (length > 0 && length < limit && sameTrend(length, at + length) &&
+            intervalInto(length) == intervalInto(at + length)) {
             ++length;
         }
-    }
-    return length >= kShortestMotif ? length : 0;
-}
-
-// Marks the notes where the longest opening that recurs stands, and the notes right behind it.
-std::vector<int32_t> FindRepeatedOpening(const Melody& melody) {
-    const int32_t n = static_cast<int32_t>(melody.pitch.size());
-    std::vector<int32_t> motifStart(melody.pitch.size(), 0);
-    if (n < 2 * kShortestMotif) {
-        return motifStart;
-    }
-    // Whatever recurs at a length recurs at each shorter one, so the longest per position tells all.
-    std::vector<int32_t> longest(melody.pitch.size(), 0);
-    for (int32_t s = kShortestMotif; s < n; ++s) {
-        longest[s] = LongestMotifAt(melody, s);
-    }
-    const int32_t best = *std::max_element(longest.begin(), longest.end());
-    if (best == 0) {
-        return motifStart;
-    }
-    motifStart[0] = 1;
-    motifStart[best] = 1;
-    int32_t last = 0;
-    for (int32_t s = best; s < n; ++s) {
-        if (longest[s] != best) {
-            continue;
+        if (length >= static_cast<size_t>(kShortestMotif)) {
+            longest[at] = static_cast<int32_t>(length);
         }
-        if (s < best - 1 + last) {
-            motifStart[s] = 0;  // overlaps the recurrence before it
-            continue;
-        }
-        motifStart[s] = 1;
-        motifStart[s - 1] = 0;
-        if (s + best < n) {
-            motifStart[s + best] = 1;
-        }
-        last = s;
     }
-    return motifStart;
+    return longest;
 }
 
 struct Segment {
@@ -112,12 +69,12 @@ struct Segment {
     float duration;
 };
 
-Segment MeasureSegment(const Melody& melody, size_t first, size_t end) {
+Segment MeasureSegment(const MelodyRecord& melody, size_t first, size_t end) {
     float weighted = 0.0f;
     float duration = 0.0f;
     for (size_t i = first; i < end; ++i) {
-        weighted += static_cast<float>(melody.pitch[i]) * melody.duration[i];
-        duration += melody.duration[i];
+        weighted += static_cast<float>(melody.notePitch[i]) * melody.noteDuration[i];
+        duration += melody.noteDuration[i];
     }
     return {weighted / duration, duration};
 }
@@ -149,61 +106,96 @@ std::vector<int32_t> PeaksAmong(const std::vector<int32_t>& candidates, const st
 
 }  // namespace
 
-int32_t CChoiralizerV2::AnalysePhrases() {
-    const size_t n = NoteCount();
-    boundaryCandidate.assign(n, 0);
-    phraseBoundary.assign(n, 0);
-    if (n == 0) {
-        return 0;
+std::vector<int32_t> FindRepeatedOpening(const MelodyRecord& melody, const std::vector<int32_t>& pitchTrend,
+                                         const Tonality& tonality) {
+    const int32_t n = static_cast<int32_t>(melody.Count());
+    std::vector<int32_t> motifStart(melody.Count(), 0);
+    if (n < 2 * kShortestMotif) {
+        return motifStart;
     }
-    boundaryCandidate[0] = 1;
-    const bool hasTimes =
-        std::any_of(noteDuration.begin(), noteDuration.end(), [](float d) { return d != 0.0f; });
-    if (n == 1 || !hasTimes) {
-        return 0;
+    // Whatever recurs at a length recurs at each shorter one, so the longest per position is enough.
+    const std::vector<int32_t> longest = LongestMotifs(melody, pitchTrend, tonality);
+    const int32_t best = *std::max_element(longest.begin(), longest.end());
+    if (best == 0) {
+        return motifStart;
     }
-    const std::vector<int32_t> pitchTrend = TrendOf(notePitch);
-    const std::vector<int32_t> lengthTrend = TrendOf(noteDuration);
-    const Melody tune{notePitch, noteDuration, pitchTrend, outputKey, ScaleRow(outputScale)};
+    motifStart[0] = 1;
+    motifStart[best] = 1;
+    int32_t last = 0;
+    for (int32_t s = best; s < n; ++s) {
+        if (longest[s] != best) {
+            continue;
+        }
+        if (s < best - 1 + last) {
+            motifStart[s] = 0;  // overlaps the recurrence before it
+            continue;
+        }
+        motifStart[s] = 1;
+        motifStart[s - 1] = 0;
+        if (s + best < n) {
+            motifStart[s + best] = 1;
+        }
+        last = s;
+    }
+    return motifStart;
+}
 
+Phrases FindPhrases(const MelodyRecord& melody, const Tonality& tonality) {
+    const size_t n = melody.Count();
+    const std::vector<int32_t>& pitch = melody.notePitch;
+    const std::vector<float>& duration = melody.noteDuration;
+    Phrases phrases{std::vector<int32_t>(n, 0), std::vector<int32_t>(n, 0)};
+    if (n == 0) {
+        return phrases;
+    }
+    std::vector<int32_t>& candidates = phrases.boundaryCandidate;
+    candidates[0] = 1;
+    const bool hasTimes = std::any_of(duration.begin(), duration.end(), [](float d) { return d != 0.0f; });
+    if (n == 1 || !hasTimes) {
+        return phrases;
+    }
+
+    const std::vector<int32_t> pitchTrend = TrendOf(pitch);
+    const std::vector<int32_t> lengthTrend = TrendOf(duration);
     std::vector<float> strength(n, 0.0f);
     for (size_t i = 1; i < n; ++i) {
         strength[i] = static_cast<float>(std::abs(pitchTrend[i])) +
-                      2.0f * noteDuration[i - 1] / meanDuration +
+                      2.0f * duration[i - 1] / melody.meanDuration +
                       static_cast<float>(std::abs(lengthTrend[i]));
     }
     for (size_t j = 2; j + 1 < n; ++j) {
         if (strength[j] > strength[j - 1] && strength[j] > strength[j + 1]) {
-            boundaryCandidate[j] = 1;
+            candidates[j] = 1;
         }
     }
-    const std::vector<int32_t> motifStart = FindRepeatedOpening(tune);
+    const std::vector<int32_t> motifStart = FindRepeatedOpening(melody, pitchTrend, tonality);
     for (size_t i = 0; i < n; ++i) {
-        boundaryCandidate[i] |= motifStart[i];
+        candidates[i] |= motifStart[i];
     }
 
     std::fill(strength.begin(), strength.end(), -1.0f);
     const auto nextCandidate = [&](size_t note) {
-        return static_cast<size_t>(std::find(boundaryCandidate.begin() + static_cast<ptrdiff_t>(note) + 1,
-                                             boundaryCandidate.end(), 1) -
-                                   boundaryCandidate.begin());
+        return static_cast<size_t>(
+            std::find(candidates.begin() + static_cast<ptrdiff_t>(note) + 1, candidates.end(), 1) -
+            candidates.begin());
     };
-    Segment before = MeasureSegment(tune, 0, nextCandidate(0));
-    for (size_t c = nextCandidate(0); c < n; c = nextCandidate(c)) {
-        const Segment here = MeasureSegment(tune, c, nextCandidate(c));
+    size_t c = nextCandidate(0);
+    Segment before = MeasureSegment(melody, 0, c);
+    while (c < n) {
+        const size_t next = nextCandidate(c);
+        const Segment here = MeasureSegment(melody, c, next);
         float s = std::fabs(here.meanPitch - before.meanPitch) + before.duration;
         if (motifStart[c] == 1) {
             s *= 2.0f;
         }
-        const ScaleDistance leap = ScaleInterval(notePitch[c], notePitch[c - 1], outputKey, tune.scale);
+        const ScaleDistance leap = ScaleInterval(pitch[c], pitch[c - 1], tonality.key, tonality.Scale());
         s = s + static_cast<float>(leap.steps + 1) + 7.0f * static_cast<float>(leap.octaves);
-        strength[c] = s * noteDuration[c - 1] / meanDuration;
+        strength[c] = s * duration[c - 1] / melody.meanDuration;
         before = here;
+        c = next;
     }
-    phraseBoundary = PeaksAmong(boundaryCandidate, strength);
-    return 0;
+    phrases.phraseBoundary = PeaksAmong(candidates, strength);
+    return phrases;
 }
 
-}  // namespace ChoiralizerV2
-
-}  // namespace mlh
+}  // namespace mlh::ChoiralizerV2

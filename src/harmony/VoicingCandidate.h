@@ -33,6 +33,14 @@ struct VoicingShape {
 
 VoicingShape MakeShape(const int32_t* voicing, int32_t key, const int32_t* scale);
 
+// The chord that a setting is recorded as, in a key. The root is tone plus key, not reduced (-1 for no
+// chord); the inversion counts from the chord's bass tone, -1 where the chord is unknown.
+ChordInfo ChordOfSetting(const VoicingCandidate& setting, int32_t key);
+
+// The record of a note without a chord that sings the setting of the harmonised note before it. It shares the
+// voicing; its type is unknown, and its name says so.
+VoicingCandidate InheritedSetting(const VoicingCandidate& from);
+
 // All settings of one note. Voicings and shapes stand beside the candidates, in their order; the candidates
 // point at the voicings. Moving a list keeps the pointers good, copying would not.
 struct CandidateList {

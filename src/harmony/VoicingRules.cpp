@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <new>
 
+#include "base/Codes.h"
 #include "base/NarrowedMath.h"
 #include "classic/ScaleTable.h"
-#include "harmony/ChoiralizerV2.h"
 #include "harmony/FunctionTables.h"
 
 namespace mlh {
@@ -382,7 +382,7 @@ float HistoryScoreBound(const VoicingWindow& window) {
 int32_t CreateVoicingRules(CVoicingRules** out) {
     *out = nullptr;
     *out = new (std::nothrow) CVoicingRules;
-    return *out ? 0 : kOutOfMemory;
+    return *out != nullptr ? 0 : kOutOfMemory;
 }
 
 }  // namespace ChoiralizerV2
