@@ -1,4 +1,6 @@
 // Phrase analysis of the harmony engine, against hand-worked melodies and a plain reading of its rules.
+#include "harmony/PhraseAnalysis.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -8,6 +10,7 @@
 
 #include "harmony/ChoiralizerV2.h"
 #include "support/Paths.h"
+#include "support/PlainPhrases.h"
 #include "support/Tunes.h"
 
 namespace mlh {
@@ -17,7 +20,7 @@ namespace {
 
 using Marks = std::vector<int32_t>;
 
-struct Phrases {
+struct Found {
     Marks candidates;
     Marks boundaries;
 };
@@ -27,7 +30,7 @@ struct TimedMelody {
     std::vector<float> duration;
 };
 
-Phrases Analyse(const TimedMelody& melody, int32_t key = 0, int32_t scale = 0) {
+Found Analyse(const TimedMelody& melody, int32_t key = 0, int32_t scale = 0) {
     std::vector<NoteItem> items(melody.pitch.size());
     float time = 0.0f;
     for (size_t i = 0; i < items.size(); ++i) {
@@ -47,7 +50,7 @@ Phrases Analyse(const TimedMelody& melody, int32_t key = 0, int32_t scale = 0) {
     return {engine.GetBoundaryCandidates(), engine.GetPhraseBoundaries()};
 }
 
-Phrases Analyse(const std::vector<int32_t>& pitch) {
+Found Analyse(const std::vector<int32_t>& pitch) {
     return Analyse({pitch, std::vector<float>(pitch.size(), 1.0f)});
 }
 
@@ -58,7 +61,7 @@ Marks MarksAt(size_t n, std::initializer_list<size_t> notes) {
 }
 
 TEST(PhraseAnalysis, OneNoteIsACandidateAndNoBoundary) {
-    const Phrases phrases = Analyse({60});
+    const Found phrases = Analyse({60});
     EXPECT_EQ(phrases.candidates, Marks{1});
     EXPECT_EQ(phrases.boundaries, Marks{0});
 }
@@ -67,7 +70,7 @@ TEST(PhraseAnalysis, ANoteAfterALongOneStandsOut) {
     // Strength of note i: pitch moved + 2 x length of the note before / mean + length changed.
     // Mean 9/6 = 1.5; strengths from note 1: 2.33, 2.33, 3.33, 7.33, 3.33.
     const TimedMelody melody = {{60, 62, 64, 65, 67, 69}, {1, 1, 1, 4, 1, 1}};
-    const Phrases phrases = Analyse(melody);
+    const Found phrases = Analyse(melody);
     EXPECT_EQ(phrases.candidates, MarksAt(6, {0, 4}));
     EXPECT_EQ(phrases.boundaries, Marks(6, 0));  // two candidates decide nothing
 }
@@ -100,7 +103,7 @@ TEST(PhraseAnalysis, TheMiddleOfThreeCandidatesBehindTheFirstCanBeABoundary) {
     // Other first lengths keep the opening from being found again.
     melody.duration[0] = 1.5f;
     melody.duration[1] = 0.5f;
-    const Phrases phrases = Analyse(melody);
+    const Found phrases = Analyse(melody);
     EXPECT_EQ(phrases.candidates, MarksAt(16, {0, 4, 8, 12}));
     EXPECT_EQ(phrases.boundaries, MarksAt(16, {8}));
 }
@@ -115,14 +118,14 @@ TEST(PhraseAnalysis, ThreeCandidatesDecideNothing) {
     }
     melody.duration[0] = 1.5f;
     melody.duration[1] = 0.5f;
-    const Phrases phrases = Analyse(melody);
+    const Found phrases = Analyse(melody);
     EXPECT_EQ(phrases.candidates, MarksAt(12, {0, 4, 8}));
     EXPECT_EQ(phrases.boundaries, Marks(12, 0));
 }
 
 TEST(PhraseAnalysis, AnOpeningThatComesAgainMakesCandidates) {
     // Notes 0 to 3 again at 5, with no long note anywhere: 5 and, behind it, 9.
-    const Phrases phrases = Analyse({60, 64, 62, 67, 65, 60, 64, 62, 67, 71});
+    const Found phrases = Analyse({60, 64, 62, 67, 65, 60, 64, 62, 67, 71});
     EXPECT_EQ(phrases.candidates[5], 1);
     EXPECT_EQ(phrases.candidates[9], 1);
     // The note behind the opening itself.
@@ -156,7 +159,7 @@ TEST(PhraseAnalysis, TheLastNoteOfARecurrenceMayDifferInLengthIfTheIntervalIsThe
 }
 
 TEST(PhraseAnalysis, WithoutTimesOnlyTheFirstNoteIsACandidate) {
-    const Phrases phrases = Analyse({std::vector<int32_t>(20, 60), std::vector<float>(20, 0.0f)});
+    const Found phrases = Analyse({std::vector<int32_t>(20, 60), std::vector<float>(20, 0.0f)});
     EXPECT_EQ(phrases.candidates, MarksAt(20, {0}));
     EXPECT_EQ(phrases.boundaries, Marks(20, 0));
 }
@@ -170,124 +173,18 @@ TEST(PhraseAnalysis, TakesTimesThatAreNoNumbers) {
     }
 }
 
-// The rules read off one after the other, with the search for recurrences tried length by length.
-namespace plain {
-
-int32_t Sign(float x) { return x > 0 ? 1 : x < 0 ? -1 : 0; }
-
-std::vector<int32_t> MotifStart(const TimedMelody& m, const std::vector<int32_t>& trend, int32_t key,
-                                const int32_t* scale) {
-    const int32_t n = static_cast<int32_t>(m.pitch.size());
-    std::vector<int32_t> start(m.pitch.size(), 0), match(m.pitch.size(), 0);
-    if (n < 8) return start;
-    int32_t best = 0;
-    for (int32_t L = 4; L - 1 < n / 2; ++L) {
-        for (int32_t s = L; s < n - (L - 1); ++s) {
-            bool same = true;
-            for (int32_t k = 0; k <= L - 2 && same; ++k) {
-                same = (k == 0 || trend[k] == trend[s + k]) && m.duration[k] == m.duration[s + k];
-            }
-            if (!same || trend[L - 1] != trend[s + L - 1]) continue;
-            if (m.duration[L - 1] != m.duration[s + L - 1]) {
-                const ScaleDistance a = ScaleInterval(m.pitch[L - 2], m.pitch[L - 1], key, scale);
-                const ScaleDistance b = ScaleInterval(m.pitch[s + L - 2], m.pitch[s + L - 1], key, scale);
-                if (!(a == b)) continue;
-            }
-            best = L;
-            match[0] = L;
-            match[s] = L;
-        }
+// The melody with its durations as they come out of times.
+PlainPhrases::Melody Plain(const TimedMelody& given, int32_t key = 0, int32_t row = 0) {
+    PlainPhrases::Melody melody{given.pitch, given.duration, 0.0f, key, ScaleRow(row)};
+    float time = 0.0f;
+    for (float& duration : melody.duration) {
+        const float end = time + duration;
+        duration = end - time;
+        time = end;
     }
-    if (best == 0) return start;
-    start[0] = 1;
-    start[best] = 1;
-    int32_t last = 0;
-    for (int32_t s = best; s < n; ++s) {
-        if (match[s] != best) continue;
-        if (s >= best - 1 + last) {
-            start[s] = 1;
-            if (s + best < n) start[s + best] = 1;
-            if (s > 0) start[s - 1] = 0;
-            last = s;
-        } else {
-            start[s] = 0;
-        }
-    }
-    return start;
+    melody.meanDuration = time / static_cast<float>(given.pitch.size());
+    return melody;
 }
-
-Phrases Read(const TimedMelody& given, int32_t key, int32_t row) {
-    const int32_t n = static_cast<int32_t>(given.pitch.size());
-    const int32_t* scale = ScaleRow(row);
-    // Durations as they come out of times.
-    TimedMelody m = given;
-    std::vector<float> times = {0.0f};
-    for (float duration : given.duration) times.push_back(times.back() + duration);
-    for (int32_t i = 0; i < n; ++i) m.duration[i] = times[i + 1] - times[i];
-    const float mean = (times[n] - times[0]) / static_cast<float>(n);
-
-    Phrases out{Marks(n, 0), Marks(n, 0)};
-    out.candidates[0] = 1;
-    if (n == 1) return out;
-    std::vector<int32_t> trend(n, 0), lengthTrend(n, 0);
-    std::vector<float> strength(n, 0.0f);
-    for (int32_t i = 1; i < n; ++i) {
-        trend[i] = Sign(static_cast<float>(m.pitch[i] - m.pitch[i - 1]));
-        lengthTrend[i] = Sign(m.duration[i] - m.duration[i - 1]);
-        strength[i] = static_cast<float>(std::abs(trend[i])) + 2.0f * m.duration[i - 1] / mean +
-                      static_cast<float>(std::abs(lengthTrend[i]));
-    }
-    for (int32_t j = 2; j <= n - 2; ++j) {
-        if (strength[j] > strength[j - 1] && strength[j] > strength[j + 1]) out.candidates[j] = 1;
-    }
-    const std::vector<int32_t> motif = MotifStart(m, trend, key, scale);
-    for (int32_t i = 0; i < n; ++i) {
-        if (motif[i] == 1) out.candidates[i] = 1;
-    }
-    std::vector<int32_t> list;
-    for (int32_t i = 0; i < n; ++i) {
-        strength[i] = -1.0f;
-        if (out.candidates[i] == 1) list.push_back(i);
-    }
-    float previousMean = 0.0f, previousSum = 0.0f;
-    for (size_t k = 0; k < list.size(); ++k) {
-        const int32_t c = list[k], end = k + 1 < list.size() ? list[k + 1] : n;
-        float weighted = 0.0f, sum = 0.0f;
-        for (int32_t i = c; i < end; ++i) {
-            weighted = weighted + static_cast<float>(m.pitch[i]) * m.duration[i];
-            sum = sum + m.duration[i];
-        }
-        const float pitch = weighted / sum;
-        if (k > 0) {
-            float s = std::abs(pitch - previousMean) + previousSum;
-            if (motif[c] == 1) s = s * 2.0f;
-            const ScaleDistance I = ScaleInterval(m.pitch[c], m.pitch[c - 1], key, scale);
-            s = s + static_cast<float>(I.steps + 1);
-            s = s + static_cast<float>(7 * I.octaves);
-            strength[c] = s * m.duration[c - 1] / mean;
-        }
-        previousMean = pitch;
-        previousSum = sum;
-    }
-    float A = -1.0f, B = -1.0f;
-    int32_t noteOfB = 0;
-    for (int32_t c : list) {
-        if (A == -1.0f) {
-            A = strength[c];
-        } else if (B == -1.0f) {
-            B = strength[c];
-            noteOfB = c;
-        } else {
-            if (B > A && B > strength[c]) out.boundaries[noteOfB] = 1;
-            A = B;
-            B = strength[c];
-            noteOfB = c;
-        }
-    }
-    return out;
-}
-
-}  // namespace plain
 
 TEST(PhraseAnalysis, AgreesWithAPlainReadingOnRandomMelodies) {
     std::mt19937 random(99);
@@ -307,7 +204,9 @@ TEST(PhraseAnalysis, AgreesWithAPlainReadingOnRandomMelodies) {
                      : 0.5f * static_cast<float>(1 + static_cast<int32_t>(random() % 3) % lengths));
         }
         const int32_t key = static_cast<int32_t>(random() % 12), scale = static_cast<int32_t>(random() % 14);
-        const Phrases phrases = Analyse(melody, key, scale), expected = plain::Read(melody, key, scale);
+        const Found phrases = Analyse(melody, key, scale);
+        const PlainPhrases::Marks expected =
+            PlainPhrases::Analyse(Plain(melody, key, scale), PlainPhrases::RepeatedOpeningByLength);
         ASSERT_EQ(phrases.candidates, expected.candidates) << round;
         ASSERT_EQ(phrases.boundaries, expected.boundaries) << round;
         for (int32_t boundary : phrases.boundaries) boundaries += boundary;
@@ -316,6 +215,106 @@ TEST(PhraseAnalysis, AgreesWithAPlainReadingOnRandomMelodies) {
     // The melodies must reach what is compared.
     EXPECT_GT(boundaries, 1000);
     EXPECT_GT(recurrences, 500);
+}
+
+// Melodies that repeat themselves as much as they can, each with slips in pitch and length here and there.
+std::vector<TimedMelody> RepeatingMelodies(size_t n, std::mt19937& random) {
+    const auto periodic = [n](size_t period, auto pitchOf, auto durationOf) {
+        TimedMelody melody;
+        for (size_t i = 0; i < n; ++i) {
+            melody.pitch.push_back(pitchOf(i % period));
+            melody.duration.push_back(durationOf(i % period));
+        }
+        return melody;
+    };
+    const auto one = [](size_t) { return 1.0f; };
+    std::vector<TimedMelody> melodies = {
+        periodic(
+            1, [](size_t) { return 60; }, one),
+        periodic(
+            2, [](size_t i) { return i == 0 ? 60 : 67; }, one),
+        periodic(
+            2, [](size_t) { return 60; }, [](size_t i) { return i == 0 ? 1.0f : 2.0f; }),
+        periodic(
+            7, [](size_t i) { return 60 + static_cast<int32_t>(i * i % 11); }, one),
+        // A note that lasts through a long rest ends each line.
+        periodic(
+            9, [](size_t i) { return 64 - static_cast<int32_t>(i); },
+            [](size_t i) { return i == 8 ? 32.0f : 0.5f; }),
+        // Two openings that differ in their last note alone.
+        periodic(
+            16, [](size_t i) { return i == 15 ? 72 : 60 + static_cast<int32_t>(i % 8); }, one),
+    };
+    const size_t clean = melodies.size();
+    for (size_t k = 0; k < clean; ++k) {
+        for (const bool inPitch : {true, false}) {
+            TimedMelody slipped = melodies[k];
+            for (int slips = 1 + static_cast<int>(random() % 3); slips > 0; --slips) {
+                const size_t at = random() % n;
+                if (inPitch) {
+                    slipped.pitch[at] += 1 + static_cast<int32_t>(random() % 4);
+                } else {
+                    slipped.duration[at] *= 2.0f;
+                }
+            }
+            melodies.push_back(slipped);
+        }
+    }
+    return melodies;
+}
+
+TEST(PhraseAnalysis, AgreesWithAPlainReadingOnMelodiesThatRepeatThemselves) {
+    std::mt19937 random(41);
+    int32_t recurring = 0;
+    for (const size_t n : {8, 9, 15, 16, 33, 64, 101, 500}) {
+        for (const TimedMelody& melody : RepeatingMelodies(n, random)) {
+            const PlainPhrases::Melody plain = Plain(melody);
+            const Found phrases = Analyse(melody);
+            const PlainPhrases::Marks expected =
+                PlainPhrases::Analyse(plain, PlainPhrases::RepeatedOpeningByPlace);
+            ASSERT_EQ(phrases.candidates, expected.candidates) << n;
+            ASSERT_EQ(phrases.boundaries, expected.boundaries) << n;
+            if (n <= 64) {
+                ASSERT_EQ(PlainPhrases::RepeatedOpeningByPlace(plain),
+                          PlainPhrases::RepeatedOpeningByLength(plain))
+                    << n;
+            }
+            for (size_t i = 1; i < n; ++i) {
+                if (PlainPhrases::RepeatedOpeningByPlace(plain)[i] == 1) {
+                    ++recurring;
+                    break;
+                }
+            }
+        }
+    }
+    EXPECT_GT(recurring, 100);
+}
+
+// Times that are not numbers equal nothing, so no opening goes on across them.
+TEST(PhraseAnalysis, FindsRecurrencesBetweenDurationsThatAreNoNumbers) {
+    std::mt19937 random(42);
+    for (int round = 0; round < 300; ++round) {
+        const size_t n = 8 + random() % 60;
+        MelodyRecord record;
+        for (size_t i = 0; i < n; ++i) {
+            record.notePitch.push_back(60 + static_cast<int32_t>(random() % 2));
+            record.noteDuration.push_back(random() % 12 == 0 ? std::numeric_limits<float>::quiet_NaN()
+                                                             : 1.0f);
+        }
+        record.meanDuration = 1.0f;
+        std::vector<int32_t> trend(n, 0);
+        for (size_t i = 1; i < n; ++i) trend[i] = record.notePitch[i] - record.notePitch[i - 1];
+        ASSERT_EQ(FindRepeatedOpening(record, trend, {0, 0}),
+                  PlainPhrases::RepeatedOpeningByPlace(
+                      {record.notePitch, record.noteDuration, record.meanDuration, 0, ScaleRow(0)}))
+            << round;
+    }
+}
+
+// Comparing every place with the opening would take 2.5 * 10^11 steps here.
+TEST(PhraseAnalysis, AMillionNotesOfOnePitchAreNoMatter) {
+    const Found phrases = Analyse(std::vector<int32_t>(1000000, 60));
+    EXPECT_EQ(phrases.candidates, MarksAt(1000000, {0, 500000}));
 }
 
 TEST(PhraseAnalysis, FindsPhrasesInRealTunes) {
@@ -329,7 +328,10 @@ TEST(PhraseAnalysis, FindsPhrasesInRealTunes) {
             melody.pitch.push_back(note.pitch);
             melody.duration.push_back(note.duration);
         }
-        const Phrases phrases = Analyse(melody), expected = plain::Read(melody, 0, 0);
+        const Found phrases = Analyse(melody);
+        const PlainPhrases::Marks expected =
+            PlainPhrases::Analyse(Plain(melody), PlainPhrases::RepeatedOpeningByLength);
+        EXPECT_EQ(phrases.candidates, expected.candidates) << tune.name;
         EXPECT_EQ(phrases.boundaries, expected.boundaries) << tune.name;
         EXPECT_EQ(phrases.boundaries[0], 0);
         int32_t count = 0;
