@@ -4,215 +4,101 @@
 #include <cctype>
 #include <cmath>
 #include <cstdlib>
-#include <iterator>
 #include <optional>
+#include <utility>
 
-#include "choir/Errors.h"
-#include "choir/chords/ChordQualities.h"
+#include "theory/Keys.h"
 
 namespace mlh::choir {
 
 namespace {
 
-constexpr const char* kRoots[] = {"C",  "C#", "Db", "D",  "D#", "Eb", "E",  "F", "F#",
-                                  "Gb", "G",  "G#", "Ab", "A",  "A#", "Bb", "B"};
-
-// Reads a note name at the start of `text` and moves `position` behind it; sharps and flats may repeat.
-std::optional<int> ReadNoteName(const std::string& text, std::size_t& position) {
-    static constexpr int kNaturals[] = {9, 11, 0, 2, 4, 5, 7};  // A to G
-    if (position >= text.size() || text[position] < 'A' || text[position] > 'G') return std::nullopt;
-    int pitchClass = kNaturals[text[position++] - 'A'];
-    static const std::string kSharp = "\u266F";
-    static const std::string kFlat = "\u266D";
-    for (;;) {
-        if (text.compare(position, 1, "#") == 0) {
-            ++pitchClass;
-            ++position;
-        } else if (text.compare(position, 1, "b") == 0) {
-            --pitchClass;
-            ++position;
-        } else if (text.compare(position, kSharp.size(), kSharp) == 0) {
-            ++pitchClass;
-            position += kSharp.size();
-        } else if (text.compare(position, kFlat.size(), kFlat) == 0) {
-            --pitchClass;
-            position += kFlat.size();
-        } else {
-            return ((pitchClass % 12) + 12) % 12;
-        }
-    }
-}
-
-const ChordQuality* FindQuality(const std::vector<ChordQuality>& qualities, const std::string& spelling) {
-    const auto found = std::find_if(qualities.begin(), qualities.end(), [&](const ChordQuality& quality) {
-        return spelling == quality.spelling;
-    });
-    return found == qualities.end() ? nullptr : &*found;
-}
-
-bool IsNoChord(const std::string& symbol) {
-    static const char* const kSpellings[] = {"N", "X", "NC", "N.C.", "N.C", "n.c.", "nc", "none"};
-    return std::any_of(std::begin(kSpellings), std::end(kSpellings),
-                       [&](const char* s) { return symbol == s; });
-}
-
-// The bass of a Harte label is a degree of the major scale, like 3 or b7.
-std::optional<int> ReadDegree(const std::string& text, int root) {
-    static constexpr int kScale[] = {0, 2, 4, 5, 7, 9, 11};
-    std::size_t i = 0;
-    int shift = 0;
-    for (; i < text.size() && (text[i] == 'b' || text[i] == '#'); ++i) shift += text[i] == '#' ? 1 : -1;
-    const std::string digits = text.substr(i);
-    if (digits.empty() || digits.size() > 2 || !std::all_of(digits.begin(), digits.end(), ::isdigit))
-        return std::nullopt;
-    const int degree = std::atoi(digits.c_str());
-    if (degree < 1 || degree > 14) return std::nullopt;
-    return (((root + kScale[(degree - 1) % 7] + shift) % 12) + 12) % 12;
-}
-
-std::optional<Chord> ReadLeadSheet(const std::string& symbol) {
-    std::size_t position = 0;
-    const auto root = ReadNoteName(symbol, position);
-    if (!root) return std::nullopt;
-    Chord chord;
-    chord.name = symbol;
-    chord.root = *root;
-    std::string spelling = symbol.substr(position);
-    std::erase_if(spelling, [](char c) { return c == '(' || c == ')'; });
-    // A quality may hold a slash itself (6/9), so the whole is tried first.
-    const ChordQuality* quality = FindQuality(LeadSheetQualities(), spelling);
-    if (quality == nullptr) {
-        const auto slash = spelling.rfind('/');
-        if (slash == std::string::npos) return std::nullopt;
-        std::size_t end = slash + 1;
-        const auto bass = ReadNoteName(spelling, end);
-        quality = FindQuality(LeadSheetQualities(), spelling.substr(0, slash));
-        if (quality == nullptr || !bass || end != spelling.size()) return std::nullopt;
-        chord.bass = *bass;
-    }
-    chord.intervals = quality->intervals;
-    return chord;
-}
-
-std::optional<Chord> ReadHarte(const std::string& symbol) {
-    std::size_t position = 0;
-    const auto root = ReadNoteName(symbol, position);
-    if (!root || position >= symbol.size() || symbol[position] != ':') return std::nullopt;
-    std::string rest = symbol.substr(position + 1);
-    Chord chord;
-    chord.name = symbol;
-    chord.root = *root;
-    if (const auto slash = rest.find('/'); slash != std::string::npos) {
-        const auto bass = ReadDegree(rest.substr(slash + 1), *root);
-        if (!bass) return std::nullopt;
-        chord.bass = *bass;
-        rest.resize(slash);
-    }
-    // Added and left out degrees, in brackets, do not change what is sung.
-    if (const auto bracket = rest.find('('); bracket != std::string::npos) {
-        if (rest.back() != ')') return std::nullopt;
-        rest.resize(bracket);
-        if (rest.empty()) rest = "maj";
-    }
-    const ChordQuality* quality = FindQuality(HarteQualities(), rest);
-    if (quality == nullptr) return std::nullopt;
-    chord.intervals = quality->intervals;
-    return chord;
-}
-
-struct LibraryChord {
-    ChordCodes codes;
-    std::vector<int> intervals;
-};
-
-const std::vector<LibraryChord>& LibraryChords() {
-    static const std::vector<LibraryChord> chords = {
-        {{0, 16}, {0, 4, 7}},    {{1, 16}, {0, 3, 7}},     {{2, 16}, {0, 3, 6}},     {{3, 16}, {0, 4, 8}},
-        {{5, 9}, {0, 4, 7, 11}}, {{5, 10}, {0, 3, 7, 10}}, {{5, 11}, {0, 4, 7, 10}}, {{5, 12}, {0, 3, 6, 10}},
-        {{5, 13}, {0, 3, 6, 9}}, {{5, 14}, {0, 3, 7, 11}}};
-    return chords;
-}
-
-// Edit distance. A letter too many or too few is likelier than a wrong one, and one in the wrong case is the
-// likeliest slip.
-double Distance(const std::string& a, const std::string& b) {
-    constexpr double kGap = 0.9;
-    std::vector<double> row(b.size() + 1);
-    for (std::size_t j = 0; j <= b.size(); ++j) row[j] = kGap * static_cast<double>(j);
-    for (std::size_t i = 1; i <= a.size(); ++i) {
-        double diagonal = row[0];
-        row[0] = kGap * static_cast<double>(i);
-        for (std::size_t j = 1; j <= b.size(); ++j) {
-            const auto lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
-            const double change = a[i - 1] == b[j - 1] ? 0.0 : lower(a[i - 1]) == lower(b[j - 1]) ? 0.5 : 1.0;
-            const double best = std::min({row[j] + kGap, row[j - 1] + kGap, diagonal + change});
-            diagonal = row[j];
-            row[j] = best;
-        }
-    }
-    return row[b.size()];
-}
-
-std::string NearestSymbol(const std::string& symbol) {
-    std::string nearest = "C";
-    double best = 1e9;
-    const auto offer = [&](const std::string& candidate) {
-        const double distance = Distance(symbol, candidate);
-        if (distance < best) {
-            best = distance;
-            nearest = candidate;
-        }
-    };
-    const bool harte = symbol.find(':') != std::string::npos;
-    for (const char* root : kRoots) {
-        for (const ChordQuality& quality : harte ? HarteQualities() : LeadSheetQualities()) {
-            offer(std::string(root) + (harte ? ":" : "") + quality.spelling);
-        }
-    }
-    return nearest;
-}
-
-// Where something stands in a sheet.
+// Where something is in a sheet.
 struct Token {
     std::string text;
     int line;    // from 1
     int column;  // from 1
 };
 
+bool IsHold(const std::string& text) { return text == "." || text == "-" || text == "/"; }
+
+// Bytes that go on with a character of UTF-8 take no column.
+bool StartsCharacter(char c) { return (static_cast<unsigned char>(c) & 0xC0u) != 0x80u; }
+
+std::string Trimmed(const std::string& text) {
+    const auto first = text.find_first_not_of(" \t\r");
+    if (first == std::string::npos) return "";
+    return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
+}
+
+// A finite number of no sign at the start of a text up to its end; the machine's language does not count.
+std::optional<double> ReadNumber(const std::string& text) {
+    double value = 0.0;
+    double scale = 1.0;
+    bool digits = false;
+    bool point = false;
+    for (const char c : text) {
+        if (c == '.' && !point) {
+            point = true;
+        } else if (std::isdigit(static_cast<unsigned char>(c)) != 0) {
+            digits = true;
+            value = 10.0 * value + (c - '0');
+            if (point) scale *= 10.0;
+        } else {
+            return std::nullopt;
+        }
+    }
+    if (!digits || !std::isfinite(value) || !std::isfinite(scale)) return std::nullopt;
+    return value / scale;
+}
+
 class SheetReader {
   public:
-    SheetReader(const std::string& text, const std::string& source, double bpm, int beatsPerBar)
-        : source_(source), barSeconds_(bpm > 0.0 ? 60.0 / bpm * beatsPerBar : 0.0) {
-        Split(text);
-    }
+    SheetReader(std::string_view text, const std::string& source, const ChordTextSettings& settings)
+        : text_(text), source_(source), settings_(settings) {}
 
-    std::vector<TimedChord> Read() {
-        if (entries_.empty()) throw UsageError(source_ + ": there is no chord in it");
-        const bool grid = std::any_of(entries_.begin(), entries_.end(), [](const auto& entry) {
-            return std::any_of(entry.begin(), entry.end(), [](const Token& t) { return t.text == "|"; });
-        });
-        if (grid) {
-            ReadGrid();
-        } else if (entries_.size() == 1 && entries_[0].size() == 1) {
-            Add(0.0, entries_[0][0]);
+    ChordSheet Read() {
+        if (HasChordsInWords()) {
+            ReadWords();
         } else {
-            for (const auto& entry : entries_) ReadTimed(entry);
+            Split();
+            ReadEntries();
         }
-        std::stable_sort(chords_.begin(), chords_.end(),
+        std::stable_sort(sheet_.chords.begin(), sheet_.chords.end(),
                          [](const TimedChord& a, const TimedChord& b) { return a.time < b.time; });
-        return std::move(chords_);
+        return std::move(sheet_);
     }
 
   private:
+    void ReadEntries() {
+        const auto anyToken = [&](auto matches) {
+            return std::any_of(entries_.begin(), entries_.end(), [&](const auto& entry) {
+                return std::any_of(entry.begin(), entry.end(), matches);
+            });
+        };
+        if (entries_.empty()) {
+            throw ChordTextError(source_ + ": there is no chord in it", ChordTextFault::Unreadable, 1, 1);
+        }
+        if (anyToken([](const Token& t) { return t.text == "|"; })) {
+            ReadGrid();
+        } else if (entries_.size() == 1 && entries_[0].size() == 1) {
+            Add(0.0, entries_[0][0]);
+        } else if (!ReadTime(entries_[0][0].text) && anyToken([](const Token& t) { return t.text == "/"; })) {
+            ReadBeats();
+        } else {
+            for (const auto& entry : entries_) ReadTimed(entry);
+        }
+    }
+
     // Entries end at a line's end, a comma or a semicolon; tokens at white space and around bar lines. A line
     // that starts with # or \ (Audacity's frequency ranges) is a comment.
-    void Split(const std::string& text) {
+    void Split() {
         int line = 1;
         int column = 1;
         std::vector<Token> entry;
         Token token{"", 1, 1};
         bool comment = false;
-        int depth = 0;  // of brackets: Harte's extras have commas
+        int depth = 0;  // of brackets: the degrees of labels have commas
         const auto endToken = [&] {
             if (!token.text.empty()) entry.push_back(token);
             token.text.clear();
@@ -222,7 +108,7 @@ class SheetReader {
             if (!entry.empty()) entries_.push_back(std::move(entry));
             entry.clear();
         };
-        for (const char c : text) {
+        for (const char c : text_) {
             if (c == '\n') {
                 endEntry();
                 comment = false;
@@ -246,41 +132,50 @@ class SheetReader {
                 if (token.text.empty()) token = {"", line, column};
                 token.text += c;
             }
-            ++column;
+            column += StartsCharacter(c) ? 1 : 0;
         }
         endEntry();
     }
 
-    [[noreturn]] void Complain(const Token& token, const std::string& why) const {
-        throw UsageError(source_ + ", line " + std::to_string(token.line) + ", column " +
-                         std::to_string(token.column) + ": " + why);
+    [[noreturn]] void Complain(const Token& token, const std::string& why,
+                               ChordTextFault fault = ChordTextFault::Unreadable) const {
+        throw ChordTextError(source_ + ", line " + std::to_string(token.line) + ", column " +
+                                 std::to_string(token.column) + ": " + why,
+                             fault, token.line, token.column);
     }
 
     void Add(double time, const Token& token) {
+        ReadSymbol read;
         try {
-            chords_.push_back({time, ParseChordSymbol(token.text)});
-        } catch (const UsageError& error) {
-            Complain(token, error.what());
+            read = ReadChordSymbol(token.text, settings_.key);
+        } catch (const ChordTextError& error) {
+            Complain({"", token.line, token.column + error.column - 1}, error.what(), error.fault);
         }
+        if (transpose_ != 0 && read.chord.root >= 0) {
+            Chord& chord = read.chord;
+            chord.root = theory::PitchClass(chord.root + transpose_);
+            if (chord.bass >= 0) chord.bass = theory::PitchClass(chord.bass + transpose_);
+            chord.name = ChordName(chord.root, chord.intervals, chord.bass);
+        }
+        sheet_.chords.push_back({time, std::move(read.chord)});
+        Remark(token, read.remark);
+    }
+
+    void Remark(const Token& token, const std::string& text) {
+        const bool known = std::any_of(sheet_.remarks.begin(), sheet_.remarks.end(),
+                                       [&](const ChordRemark& remark) { return remark.text == text; });
+        if (!text.empty() && !known) sheet_.remarks.push_back({token.line, token.column, text});
     }
 
     // Seconds, or minutes:seconds.
     static std::optional<double> ReadTime(const std::string& text) {
-        double minutes = 0.0;
-        std::string seconds = text;
-        if (const auto colon = text.find(':'); colon != std::string::npos) {
-            const std::string head = text.substr(0, colon);
-            if (head.empty() || !std::all_of(head.begin(), head.end(), ::isdigit)) return std::nullopt;
-            minutes = std::atof(head.c_str());
-            seconds = text.substr(colon + 1);
-        }
-        if (seconds.empty() || !(std::isdigit(static_cast<unsigned char>(seconds[0])) || seconds[0] == '.')) {
-            return std::nullopt;
-        }
-        char* end = nullptr;
-        const double value = std::strtod(seconds.c_str(), &end);
-        if (*end != '\0' || !std::isfinite(value)) return std::nullopt;
-        return 60.0 * minutes + value;
+        const auto colon = text.find(':');
+        if (colon == std::string::npos) return ReadNumber(text);
+        const std::string head = text.substr(0, colon);
+        const auto minutes = ReadNumber(head);
+        const auto seconds = ReadNumber(text.substr(colon + 1));
+        if (!minutes || !seconds || head.find('.') != std::string::npos) return std::nullopt;
+        return 60.0 * *minutes + *seconds;
     }
 
     // time chord, or start end chord.
@@ -290,14 +185,13 @@ class SheetReader {
             if (entries_.size() == 1) {
                 Complain(entry[0],
                          "'" + entry[0].text +
-                             "' is not a time; write \"0 C, 2.5 Am\", or bars like \"C | Am\" with --bpm");
+                             "' is not a time; write \"0 C, 2.5 Am\", or bars like \"C | Am\" and a tempo");
             }
             Complain(entry[0], "'" + entry[0].text + "' is not a time in seconds, like 12.5");
         }
         std::size_t symbol = 1;
-        std::optional<double> end;
-        if (entry.size() > 2 && (end = ReadTime(entry[1].text))) symbol = 2;
-        if (symbol >= entry.size()) Complain(entry.back(), "there is no chord behind the time");
+        if (entry.size() > 2 && ReadTime(entry[1].text)) symbol = 2;
+        if (symbol >= entry.size()) Complain(entry.back(), "there is no chord after the time");
         if (symbol + 1 < entry.size()) {
             Complain(entry[symbol + 1],
                      "'" + entry[symbol + 1].text + "' is one too many; put each chord on a line");
@@ -305,15 +199,35 @@ class SheetReader {
         Add(*start, entry[symbol]);
     }
 
+    double BeatSeconds(const Token& token, const char* what) const {
+        if (!(settings_.bpm > 0.0)) {
+            Complain(token, std::string(what) + " a tempo, like 96 beats a minute",
+                     ChordTextFault::NeedsTempo);
+        }
+        return 60.0 / settings_.bpm;
+    }
+
+    void ReadBeats() {
+        const double beatSeconds = BeatSeconds(entries_[0][0], "beats need");
+        double beat = 0.0;
+        for (const auto& entry : entries_) {
+            for (const Token& token : entry) {
+                if (!IsHold(token.text)) Add(beatSeconds * beat, token);
+                beat += 1.0;
+            }
+        }
+    }
+
     void ReadGrid() {
-        const Token first = entries_[0][0];
-        if (!(barSeconds_ > 0.0)) Complain(first, "bars need a tempo; add --bpm, like --bpm 96");
+        const double barSeconds = BeatSeconds(entries_[0][0], "bars need") * settings_.beatsPerBar;
         std::vector<std::vector<Token>> bars(1);
         for (const auto& entry : entries_) {
             for (const Token& token : entry) {
                 if (token.text == "|") {
                     // A line that ends with a bar line and one that starts with one share it.
                     if (!bars.back().empty()) bars.emplace_back();
+                } else if (token.text == ":") {
+                    Complain(token, "repeats are not played; write the bars out");
                 } else {
                     bars.back().push_back(token);
                 }
@@ -329,89 +243,155 @@ class SheetReader {
                 bar = before;
             }
             for (std::size_t i = 0; i < bar.size(); ++i) {
-                const std::string& text = bar[i].text;
-                if (text == "." || text == "-" || text == "/") continue;  // the chord before holds
-                Add(barSeconds_ *
+                if (IsHold(bar[i].text)) continue;  // the chord before holds
+                Add(barSeconds *
                         (static_cast<double>(b) + static_cast<double>(i) / static_cast<double>(bar.size())),
                     bar[i]);
             }
             before = bar;
         }
+        if (sheet_.chords.empty()) Complain(entries_[0][0], "there is no chord in these bars");
     }
 
+    // A chord in square brackets, or a directive in braces, at the start of a line.
+    bool HasChordsInWords() const {
+        std::size_t at = 0;
+        while (at < text_.size()) {
+            const std::size_t end = std::min(text_.find('\n', at), text_.size());
+            const std::string_view line = text_.substr(at, end - at);
+            const auto first = line.find_first_not_of(" \t");
+            if (first != std::string_view::npos && line[first] != '#' &&
+                (line[first] == '{' || line.find('[') != std::string_view::npos)) {
+                return true;
+            }
+            at = end + 1;
+        }
+        return false;
+    }
+
+    void ReadWords() {
+        std::vector<Token> tokens;
+        int line = 0;
+        bool tablature = false;
+        std::optional<Token> directiveOfTempo;
+        for (std::size_t at = 0; at < text_.size();) {
+            ++line;
+            const std::size_t end = std::min(text_.find('\n', at), text_.size());
+            const std::string content(text_.substr(at, end - at));
+            at = end + 1;
+            const std::string trimmed = Trimmed(content);
+            if (trimmed.empty() || trimmed[0] == '#') continue;
+            if (trimmed[0] == '{') {
+                ReadDirective({trimmed, line, 1}, tablature);
+            } else if (!tablature) {
+                TakeChordsOfLine(content, line, tokens);
+            }
+        }
+        if (tokens.empty()) {
+            throw ChordTextError(source_ + ": there is no chord in it", ChordTextFault::Unreadable, 1, 1);
+        }
+        const double barSeconds =
+            BeatSeconds(tokens[0], "chords in words have no times and need") * settings_.beatsPerBar;
+        for (std::size_t i = 0; i < tokens.size(); ++i) Add(barSeconds * static_cast<double>(i), tokens[i]);
+    }
+
+    // [*...] is a note for the player.
+    void TakeChordsOfLine(const std::string& content, int line, std::vector<Token>& tokens) const {
+        int column = 1;
+        for (std::size_t i = 0; i < content.size(); ++i) {
+            if (content[i] == '[') {
+                const auto close = content.find(']', i);
+                if (close == std::string::npos)
+                    Complain({"", line, column}, "a bracket is open, so write ] after the chord");
+                const std::string inside = content.substr(i + 1, close - i - 1);
+                const auto first = inside.find_first_not_of(" \t");
+                const std::string symbol = Trimmed(inside);
+                if (!symbol.empty() && symbol[0] != '*') {
+                    tokens.push_back({symbol, line, column + 1 + static_cast<int>(first)});
+                }
+            }
+            column += StartsCharacter(content[i]) ? 1 : 0;
+        }
+    }
+
+    // What is given with the text wins over what is written in it.
+    void ReadDirective(const Token& directive, bool& tablature) {
+        const auto close = directive.text.find('}');
+        if (close == std::string::npos)
+            Complain(directive, "a brace is open, so write } at the end of the line");
+        const std::string inside = directive.text.substr(1, close - 1);
+        const auto colon = inside.find_first_of(": ");
+        const std::string name = Trimmed(inside.substr(0, colon));
+        const std::string value = colon == std::string::npos ? "" : Trimmed(inside.substr(colon + 1));
+        if (name == "start_of_tab" || name == "sot") tablature = true;
+        if (name == "end_of_tab" || name == "eot") tablature = false;
+        if (name == "key" && settings_.key < 0) settings_.key = ReadKey(value);
+        if (name == "tempo" && !(settings_.bpm > 0.0)) settings_.bpm = ReadNumber(value).value_or(0.0);
+        if (name == "time") {
+            const auto beats = ReadNumber(value.substr(0, value.find('/')));
+            if (beats && *beats >= 1.0 && *beats <= 64.0) settings_.beatsPerBar = static_cast<int>(*beats);
+        }
+        if (name == "capo" || name == "transpose") {
+            const bool down = !value.empty() && value[0] == '-';
+            const auto semitones = ReadNumber(down ? value.substr(1) : value);
+            if (!semitones || *semitones > 24.0) Complain(directive, "write it like {" + name + ": 2}");
+            transpose_ += (down ? -1 : 1) * static_cast<int>(*semitones);
+            if (*semitones > 0.0) {
+                Remark(directive,
+                       name + " " + value + ": the chords sound as many semitones from what is written");
+            }
+        }
+    }
+
+    std::string_view text_;
     std::string source_;
-    double barSeconds_;
+    ChordTextSettings settings_;
+    int transpose_ = 0;  // [semitones]
     std::vector<std::vector<Token>> entries_;
-    std::vector<TimedChord> chords_;
+    ChordSheet sheet_;
 };
 
 }  // namespace
 
-CoreTones ReduceChord(const std::vector<int>& intervals) {
-    const auto has = [&](int interval) {
-        return std::find(intervals.begin(), intervals.end(), interval) != intervals.end();
-    };
-    const bool minor = has(3) && !has(4);
-    const int fifth = has(7) ? 7 : minor && has(6) ? 6 : !minor && has(8) ? 8 : 7;
-    const bool diminished = fifth == 6;
-    const int seventh = has(11) ? 11 : has(10) ? 10 : diminished && has(9) ? 9 : -1;
-    const bool known = fifth == 7 || (diminished && seventh != 11) || seventh < 0;
-    return {minor ? 3 : 4, known ? fifth : 7, seventh};
+ChordSheet ReadChordSheet(std::string_view text, const std::string& source,
+                          const ChordTextSettings& settings) {
+    return SheetReader(text, source, settings).Read();
 }
 
-ChordCodes CodesOf(const CoreTones& tones) {
-    std::vector<int> intervals = {0, tones.third, tones.fifth};
-    if (tones.seventh >= 0) intervals.push_back(tones.seventh);
-    for (const LibraryChord& chord : LibraryChords()) {
-        if (chord.intervals == intervals) return chord.codes;
+int ReadKey(const std::string& text) {
+    if (text.empty()) return -1;
+    const auto first = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
+    const int step = theory::StepOfLetter(first);
+    if (step < 0) return -1;
+    int tonic = theory::PitchClassOfStep(step);
+    std::size_t at = 1;
+    for (; at < text.size(); ++at) {
+        if (text.compare(at, 1, "#") == 0) {
+            ++tonic;
+        } else if (text.compare(at, 1, "b") == 0) {
+            --tonic;
+        } else if (text.compare(at, 3, "\u266F") == 0) {
+            ++tonic;
+            at += 2;
+        } else if (text.compare(at, 3, "\u266D") == 0) {
+            --tonic;
+            at += 2;
+        } else {
+            break;
+        }
     }
-    return {};
-}
-
-std::vector<int> TonesOf(const ChordCodes& codes) {
-    for (const LibraryChord& chord : LibraryChords()) {
-        if (chord.codes.triad == codes.triad && chord.codes.seventh == codes.seventh) return chord.intervals;
-    }
-    return {};
-}
-
-Chord ParseChordSymbol(const std::string& symbol) {
-    if (IsNoChord(symbol)) {
-        Chord none;
-        none.name = symbol;
-        return none;
-    }
-    if (auto chord = ReadHarte(symbol)) return *chord;
-    if (auto chord = ReadLeadSheet(symbol)) return *chord;
-    // No chord is as long; a file of something else may be one long word.
-    constexpr std::size_t kLongest = 40;
-    const std::string shown = symbol.size() > kLongest ? symbol.substr(0, kLongest) + "..." : symbol;
-    throw UsageError("cannot read the chord '" + shown + "'; did you mean '" + NearestSymbol(shown) + "'?");
-}
-
-std::vector<TimedChord> ParseChordSheet(const std::string& text, const std::string& source, double bpm,
-                                        int beatsPerBar) {
-    return SheetReader(text, source, bpm, beatsPerBar).Read();
-}
-
-int ParseKey(const std::string& text) {
-    const auto complain = [&]() -> int {
-        throw UsageError("--key: cannot read '" + text + "'; write it like C, F#m or Bb minor");
-    };
-    std::string name = text;
-    if (!name.empty()) name[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(name[0])));
-    std::size_t position = 0;
-    const auto root = ReadNoteName(name, position);
-    if (!root) return complain();
-    std::string mode = name.substr(position);
+    tonic = theory::PitchClass(tonic);
+    std::string mode = text.substr(at);
     std::erase(mode, ' ');
     std::erase(mode, ':');
-    if (mode.empty() && name[0] != text[0]) return complain();  // a small letter alone: major or minor?
-    if (mode == "" || mode == "M" || mode == "maj" || mode == "major" || mode == "Major" || mode == "dur")
-        return *root;
-    if (mode == "m" || mode == "min" || mode == "minor" || mode == "Minor" || mode == "moll")
-        return *root + 12;
-    return complain();
+    if (mode.empty() && first != text[0]) return -1;  // a small letter alone: major or minor?
+    for (const char* major : {"", "M", "maj", "major", "Major", "dur"}) {
+        if (mode == major) return theory::IndexOfKey({tonic, false});
+    }
+    for (const char* minor : {"m", "min", "minor", "Minor", "moll"}) {
+        if (mode == minor) return theory::IndexOfKey({tonic, true});
+    }
+    return -1;
 }
 
 }  // namespace mlh::choir

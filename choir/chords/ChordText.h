@@ -1,47 +1,52 @@
-// Chords as people write them.
+// Chords over time as people write them.
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "choir/Types.h"
+#include "choir/chords/ChordSymbol.h"
 
 namespace mlh::choir {
 
+struct ChordTextSettings {
+    double bpm = 0.0;     // of bars and beats that have no times; 0 for none
+    int beatsPerBar = 4;  // 1 and up
+    int key = -1;         // of degrees: 0 to 11 major, 12 to 23 minor, -1 none
+};
+
+struct ChordRemark {
+    int line;    // from 1
+    int column;  // from 1, in characters
+    std::string text;
+};
+
+struct ChordSheet {
+    std::vector<TimedChord> chords;    // by rising time
+    std::vector<ChordRemark> remarks;  // each once, at its first place
+};
+
 // Reads a chord sheet. The form is recognised by itself:
-//   timed lines       "12.5 Am", "12.5 14.0 Am" (.lab), Audacity labels (tab separated start, end, label)
-//   a bar grid        "C | Am F | G", bars of equal length with the chords sharing a bar evenly, "%" repeats
-//                     the bar before, "." or "-" or "/" holds; needs bpm > 0, beatsPerBar beats to a bar
-// Symbols are lead-sheet ones (C, Am7, F#dim, Bbmaj7, G7, Csus4, Am/C, N.C.) or Harte labels (C:maj, A:min7,
-// N). `source` names the text in messages ("--chords" or a file name). Throws UsageError with source, line,
-// column, what was read, and the nearest valid spelling. Result in rising order of time; a chord of no time
-// is at 0.
-std::vector<TimedChord> ParseChordSheet(const std::string& text, const std::string& source, double bpm,
-                                        int beatsPerBar);
+//   one symbol        holds from 0 on
+//   timed lines       "12.5 Am", "1:02.5 Am", "12.5 14.0 Am" (.lab), Audacity labels (tab separated start,
+//   end,
+//                     label); commas and semicolons end a line too
+//   a bar grid        "C | Am F | G": bars of equal length with the chords sharing a bar evenly; "%" repeats
+//   the
+//                     bar before, "." or "-" or "/" hold
+//   beats             "C / Am / F G": no bar lines, a beat for each chord and slash
+//   words with chords "[C]Sing [G]along" (ChordPro): each chord holds for a bar; {key}, {tempo}, {time},
+//   {capo}
+//                     and {transpose} count
+// Bars, beats and words with chords need a tempo. A line that starts with # or \ is a comment. `source` names
+// the text in messages ("--chords" or a file name). Throws ChordTextError with source, line, column, what was
+// read, and what to write.
+ChordSheet ReadChordSheet(std::string_view text, const std::string& source,
+                          const ChordTextSettings& settings = {});
 
-// One symbol. Throws UsageError with the nearest valid spelling.
-Chord ParseChordSymbol(const std::string& symbol);
-
-// What the library knows of a chord, triads and seventh chords: third, fifth and seventh in semitones above
-// the root, the seventh -1 for a triad. Other chords are reduced to these tones: notes that cannot be stacked
-// in thirds would give them another root.
-struct CoreTones {
-    int third = 4;
-    int fifth = 7;
-    int seventh = -1;
-};
-CoreTones ReduceChord(const std::vector<int>& intervals);
-
-// The library's codes of triads and seventh chords (see SegmentChord in mlh/analysis.h), and their tones in
-// semitones above the root; none for a code of no chord.
-struct ChordCodes {
-    int triad = 5;
-    int seventh = 16;
-};
-ChordCodes CodesOf(const CoreTones& tones);
-std::vector<int> TonesOf(const ChordCodes& codes);
-
-// Key names: C, F#m, Bb minor, c# minor, Ebmaj, "A major". Returns 0 to 11 major, 12 to 23 minor.
-int ParseKey(const std::string& text);
+// Key names: C, F#m, Bb minor, c# minor, Ebmaj, "A major". Returns 0 to 11 major, 12 to 23 minor; -1 for
+// anything else.
+int ReadKey(const std::string& text);
 
 }  // namespace mlh::choir

@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "choir/chords/ChordText.h"
+#include "choir/chords/CoreTones.h"
 #include "choir/chords/Placement.h"
 #include "choir/score/Music.h"
 
@@ -111,7 +111,7 @@ std::vector<TimedChord> CoreChoir::Chords() const {
         if (segment.root < 0 || chord.intervals.empty()) continue;
         chord.root = segment.root % 12;
         chord.bass = chord.root;
-        chord.name = ChordSymbol(chord.root, chord.intervals, KeyUsesFlats(key()));
+        chord.name = ChordName(chord.root, chord.intervals, -1, KeyUsesFlats(key()));
         if (!chords.empty() && chords.back().chord.name == chord.name) continue;
         chords.push_back({segment.start, std::move(chord)});
     }

@@ -7,7 +7,7 @@
 
 #include "choir/Errors.h"
 #include "choir/Text.h"
-#include "choir/chords/ChordText.h"
+#include "choir/chords/CoreTones.h"
 #include "choir/score/Music.h"
 
 namespace mlh::choir {
@@ -44,7 +44,7 @@ Chord FromLibrary(const mlh::ArrangeChord& chord, int key) {
     timed.intervals = TonesOf({chord.triadType, chord.seventhType});
     if (chord.root < 0 || timed.intervals.empty()) return {};
     timed.root = chord.root % 12;
-    timed.name = ChordSymbol(timed.root, timed.intervals, Spell(timed.root, key).alter < 0);
+    timed.name = ChordName(timed.root, timed.intervals, -1, Spell(timed.root, key).alter < 0);
     return timed;
 }
 

@@ -1,30 +1,25 @@
 #include "choir/score/Melody.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <initializer_list>
 
-#include "choir/Errors.h"
 #include "choir/chords/ChordText.h"
 #include "choir/score/Music.h"
 #include "mlh/arrange.h"
+#include "theory/ChordTypes.h"
+#include "theory/Keys.h"
+#include "theory/Scales.h"
 
 namespace mlh::choir {
 
 namespace {
 
-// Fifths between the signature of each scale and that of the major key on the same tonic.
-constexpr std::array<int, 14> kSignatureShift = {0, -2, -4, 1, -1, -3, -5, -3, -3, 0, 0, 0, -3, 0};
-// Whether a scale's third is minor, and its key named so.
-constexpr std::array<bool, 14> kHasMinorThird = {false, true, true,  false, false, true, true,
-                                                 true,  true, false, false, false, true, false};
-
-double TimeOnTones(const std::vector<MelodyNote>& notes, int tonic, std::initializer_list<int> tones) {
+// Time on the pitches of which `counts` says so, asked for their semitones above the tonic.
+template <class Counts>
+double TimeOn(const std::vector<MelodyNote>& notes, int tonic, Counts counts) {
     double sum = 0.0;
     for (const MelodyNote& note : notes) {
-        const int degree = ((note.pitch - tonic) % 12 + 12) % 12;
-        if (std::find(tones.begin(), tones.end(), degree) != tones.end()) sum += note.length;
+        if (counts(theory::PitchClass(note.pitch - tonic))) sum += note.length;
     }
     return sum;
 }
@@ -58,12 +53,9 @@ std::optional<MelodyKey> ReadKeyAndScale(const std::string& text) {
         if (!tonic) return std::nullopt;
         return MelodyKey{tonic->tonic, static_cast<int>(scale - names.begin()), false};
     }
-    try {
-        const int key = ParseKey(text);
-        return MelodyKey{key % 12, key < 12 ? kMajor : kMinor, false};
-    } catch (const UsageError&) {
-        return std::nullopt;
-    }
+    const int key = ReadKey(text);
+    if (key < 0) return std::nullopt;
+    return MelodyKey{key % 12, key < 12 ? kMajor : kMinor, false};
 }
 
 MelodyKey EstimateKey(const std::vector<MelodyNote>& notes) {
@@ -78,11 +70,14 @@ MelodyKey EstimateKey(const std::vector<MelodyNote>& notes) {
     for (int tonic = 0; tonic < 12; ++tonic) {
         for (const int scale : {kMajor, kMinor}) {
             const bool minor = scale == kMinor;
+            const theory::ChordType& triad = theory::ChordTypeNamed(minor ? "m" : "");
             const Fit fit{
-                minor ? TimeOnTones(notes, tonic, {0, 2, 3, 5, 7, 8, 10})
-                      : TimeOnTones(notes, tonic, {0, 2, 4, 5, 7, 9, 11}),
+                TimeOn(notes, tonic, [&](int degree) { return theory::kScales[scale].flags[degree] != 0; }),
                 !notes.empty() && (notes.back().pitch - tonic) % 12 == 0,
-                minor ? TimeOnTones(notes, tonic, {0, 3, 7}) : TimeOnTones(notes, tonic, {0, 4, 7})};
+                TimeOn(notes, tonic, [&](int degree) {
+                    return std::any_of(triad.tones, triad.tones + triad.count,
+                                       [&](const auto& tone) { return tone.semitones == degree; });
+                })};
             if (fit > highest) {
                 highest = fit;
                 best = {tonic, scale};
@@ -93,9 +88,13 @@ MelodyKey EstimateKey(const std::vector<MelodyNote>& notes) {
 }
 
 int SignatureKey(const MelodyKey& key) {
-    const auto scale = static_cast<std::size_t>(key.scale);
-    const int major = ((key.tonic + 7 * kSignatureShift[scale]) % 12 + 12) % 12;
-    return kHasMinorThird[scale] ? (major + 9) % 12 + 12 : major;
+    const theory::Scale& scale = theory::ScaleOf(key.scale);
+    const int major = theory::PitchClass(key.tonic + 7 * scale.signatureShift);
+    return scale.HasMinorThird() ? theory::IndexOfKey({theory::PitchClass(major - 3), true}) : major;
+}
+
+int ModeKey(const MelodyKey& key) {
+    return theory::IndexOfKey({key.tonic, theory::ScaleOf(key.scale).HasMinorThird()});
 }
 
 std::string ScaleKeyName(const MelodyKey& key) {

@@ -56,6 +56,8 @@ MelodyKey EstimateKey(const std::vector<MelodyNote>& notes);
 // As key signatures and the key names of the command have it: 0 to 11 major, 12 to 23 minor, with the
 // signature of that mode.
 int SignatureKey(const MelodyKey& key);
+// The major or minor key on the tonic, by the scale's third: what degrees are read in.
+int ModeKey(const MelodyKey& key);
 std::string ScaleKeyName(const MelodyKey& key);
 
 }  // namespace mlh::choir

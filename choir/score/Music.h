@@ -1,8 +1,7 @@
-// Names of notes, keys and chords.
+// Names of notes and keys.
 #pragma once
 
 #include <string>
-#include <vector>
 
 namespace mlh::choir {
 
@@ -22,7 +21,5 @@ struct Spelling {
 Spelling Spell(int pitchClass, int key);
 // Whether a key index is usually written with flats.
 bool KeyUsesFlats(int key);
-// Lead-sheet symbol of a root and chord tones, for chords that have no name of their own.
-std::string ChordSymbol(int root, const std::vector<int>& intervals, bool flats = false);
 
 }  // namespace mlh::choir

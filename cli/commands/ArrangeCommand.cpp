@@ -85,7 +85,8 @@ void Run(const ArrangeOptions& options) {
     if (!options.chords.empty()) {
         const TempoChange& start = melody.tempo[0];
         const double beatsPerMinute = start.bpm * start.beatUnit / 4.0;  // of the metre's own beats
-        SetChords(melody, ReadChordOption(options.chords, beatsPerMinute, start.beatsPerBar));
+        const int key = ModeKey(KeyFor(options.style, melody));
+        SetChords(melody, ReadChordOption(options.chords, beatsPerMinute, start.beatsPerBar, key));
     }
     const MelodyKey key = KeyFor(options.style, melody);
     const Arrangement arrangement = ArrangeMelody(std::move(melody), key, settings, options.style.style);

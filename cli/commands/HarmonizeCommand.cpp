@@ -9,7 +9,6 @@
 #include "Errors.h"
 #include "Progress.h"
 #include "Say.h"
-#include "choir/chords/ChordText.h"
 #include "choir/core/CoreChoir.h"
 #include "choir/document/Reports.h"
 #include "choir/mix/Mix.h"
@@ -254,7 +253,9 @@ void Run(const HarmonizeOptions& options) {
     CheckStyle(options);
     ParseGains(options.gains);
     CheckFiles(options);
-    const auto chords = ReadChordOption(options.chords, options.bpm, options.beatsPerBar);
+    const auto key = GivenKey(options.style);
+    const auto chords =
+        ReadChordOption(options.chords, options.bpm, options.beatsPerBar, key ? ModeKey(*key) : -1);
     Song song;
     if (!options.midi.empty()) {
         song = ReadMidiFile(options.midi);

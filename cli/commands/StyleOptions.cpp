@@ -133,6 +133,12 @@ mlh::ArrangeSettings ToSettings(const StyleOptions& options) {
     return settings;
 }
 
+int ParseKey(const std::string& text) {
+    const int key = ReadKey(text);
+    if (key < 0) throw UsageError("--key: cannot read '" + text + "'; write it like C, F#m or Bb minor");
+    return key;
+}
+
 std::optional<MelodyKey> GivenKey(const StyleOptions& options) {
     if (options.key.empty()) return std::nullopt;
     if (const auto key = ReadKeyAndScale(options.key)) return key;

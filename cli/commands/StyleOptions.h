@@ -30,6 +30,9 @@ void AddStyleOptions(CLI::App& command, StyleOptions& options);
 // style does not know, and for an option of another style.
 mlh::ArrangeSettings ToSettings(const StyleOptions& options);
 
+// A key name as --key takes it: 0 to 11 major, 12 to 23 minor. Throws UsageError.
+int ParseKey(const std::string& text);
+
 // The key of --key, nothing where it is left out. Throws UsageError.
 std::optional<MelodyKey> GivenKey(const StyleOptions& options);
 

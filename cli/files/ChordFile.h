@@ -9,7 +9,8 @@
 
 namespace mlh::cli {
 
-// The value of a --chords option: the name of a file, or the chords themselves. None for an empty one.
-std::vector<TimedChord> ReadChordOption(const std::string& value, double bpm, int beatsPerBar);
+// The value of a --chords option: the name of a file, or the chords themselves. None for an empty one. `key`
+// is what degrees are read in, 0 to 11 major, 12 to 23 minor, -1 for none. Says what the reading remarks.
+std::vector<TimedChord> ReadChordOption(const std::string& value, double bpm, int beatsPerBar, int key = -1);
 
 }  // namespace mlh::cli

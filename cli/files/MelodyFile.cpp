@@ -10,7 +10,7 @@
 #include "Errors.h"
 #include "Progress.h"
 #include "Say.h"
-#include "choir/chords/ChordText.h"
+#include "choir/chords/ChordSymbol.h"
 #include "files/AudioFile.h"
 #include "files/InputFile.h"
 #include "files/MidiFile.h"
@@ -115,7 +115,7 @@ class TableReader {
         note.pitch = static_cast<int>(pitch);
         if (cells.size() > 3 && cells[3] != "-") {
             try {
-                note.chord = ParseChordSymbol(cells[3]);
+                note.chord = ReadChordSymbol(cells[3], melody_.key ? ModeKey(*melody_.key) : -1).chord;
             } catch (const UsageError& error) {
                 Complain(error.what());
             }

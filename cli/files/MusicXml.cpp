@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <map>
 #include <pugixml.hpp>
 #include <sstream>
 
 #include "Errors.h"
+#include "choir/chords/HarmonyElement.h"
 #include "choir/score/Grid.h"
 #include "choir/score/Music.h"
 #include "files/OutputFile.h"
@@ -112,30 +112,6 @@ std::string Decimal(double value) {
     std::ostringstream text;
     text << std::round(value * 1000.0) / 1000.0;
     return text.str();
-}
-
-const char* KindOf(const std::vector<int>& intervals) {
-    static const std::map<std::vector<int>, const char*> kKinds = {{{0, 4, 7}, "major"},
-                                                                   {{0, 3, 7}, "minor"},
-                                                                   {{0, 3, 6}, "diminished"},
-                                                                   {{0, 4, 8}, "augmented"},
-                                                                   {{0, 5, 7}, "suspended-fourth"},
-                                                                   {{0, 2, 7}, "suspended-second"},
-                                                                   {{0, 7}, "power"},
-                                                                   {{0, 4, 7, 9}, "major-sixth"},
-                                                                   {{0, 3, 7, 9}, "minor-sixth"},
-                                                                   {{0, 4, 7, 11}, "major-seventh"},
-                                                                   {{0, 3, 7, 10}, "minor-seventh"},
-                                                                   {{0, 4, 7, 10}, "dominant"},
-                                                                   {{0, 3, 7, 11}, "major-minor"},
-                                                                   {{0, 4, 8, 10}, "augmented-seventh"},
-                                                                   {{0, 3, 6, 10}, "half-diminished"},
-                                                                   {{0, 3, 6, 9}, "diminished-seventh"},
-                                                                   {{0, 2, 4, 7, 10}, "dominant-ninth"},
-                                                                   {{0, 2, 4, 7, 11}, "major-ninth"},
-                                                                   {{0, 2, 3, 7, 10}, "minor-ninth"}};
-    const auto kind = kKinds.find(intervals);
-    return kind == kKinds.end() ? "other" : kind->second;
 }
 
 class ScoreWriter {
@@ -365,7 +341,7 @@ class ScoreWriter {
         xml_node harmony = measure.append_child("harmony");
         AddDegree(harmony.append_child("root"), "root-step", "root-alter", chord.root);
         xml_node kind = harmony.append_child("kind");
-        kind.text().set(KindOf(chord.intervals));
+        kind.text().set(HarmonyKindOf(chord.intervals));
         if (chord.bass < 0 || chord.bass == chord.root) return;
         AddDegree(harmony.append_child("bass"), "bass-step", "bass-alter", chord.bass);
     }
