@@ -1,0 +1,144 @@
+#include "choir/take/PeriodMeter.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace mlh::choir {
+
+namespace {
+
+constexpr double kHop = 0.008;  // [s]
+constexpr double kLag = 0.012;  // [s] at least, if so many periods are alike
+constexpr int kMostPeriods = 16;
+constexpr double kAlike = 0.2;           // share by which periods of one lag may differ
+constexpr double kWindow = 0.005;        // [s] at least
+constexpr double kLongestWindow = 0.04;  // [s]
+constexpr double kSlack = 0.6;           // samples per period that marks may be off
+constexpr double kFurthestPitch = 0.7;   // [semitones] that a refined pitch may differ
+
+double PitchOf(double period) { return 69.0 + 12.0 * std::log2(1.0 / (440.0 * period)); }
+
+// Sum of the channels from `first` on, zeros outside the recording.
+void ReadSum(const AudioView& audio, int64_t first, std::vector<float>& out) {
+    for (std::size_t i = 0; i < out.size(); ++i) {
+        const int64_t frame = first + static_cast<int64_t>(i);
+        float sum = 0.0f;
+        if (frame >= 0 && frame < audio.frames) {
+            for (int32_t c = 0; c < audio.channels; ++c) sum += audio.samples[frame * audio.channels + c];
+        }
+        out[i] = sum;
+    }
+}
+
+class Correlator {
+  public:
+    explicit Correlator(const AudioView& audio) : audio_(audio) {}
+
+    // How well `width` samples around `centre` agree with those `lag - slack` to `lag + slack` later: the
+    // best lag, between the samples, and its agreement.
+    struct Best {
+        double lag;
+        double agreement;
+    };
+    Best Search(int64_t centre, int width, int lag, int slack) {
+        const int least = std::max(lag - slack, 1);
+        const int most = lag + slack;
+        samples_.resize(static_cast<std::size_t>(width + most));
+        ReadSum(audio_, centre - width / 2, samples_);
+        const float* x = samples_.data();
+        double own = 0.0, other = 0.0;
+        for (int i = 0; i < width; ++i) {
+            own += static_cast<double>(x[i]) * x[i];
+            other += static_cast<double>(x[least + i]) * x[least + i];
+        }
+        agreements_.clear();
+        for (int shift = least; shift <= most; ++shift) {
+            const float* y = x + shift;
+            double both[4] = {};
+            int i = 0;
+            for (; i + 4 <= width; i += 4) {
+                for (int k = 0; k < 4; ++k) both[k] += static_cast<double>(x[i + k] * y[i + k]);
+            }
+            for (; i < width; ++i) both[0] += static_cast<double>(x[i] * y[i]);
+            const double energy = own * other;
+            const double sum = (both[0] + both[1]) + (both[2] + both[3]);
+            agreements_.push_back(energy > 1e-20 ? sum / std::sqrt(energy) : 0.0);
+            if (shift < most) {
+                other += static_cast<double>(y[width]) * y[width] - static_cast<double>(y[0]) * y[0];
+                other = std::max(other, 0.0);
+            }
+        }
+        const auto best = std::max_element(agreements_.begin(), agreements_.end());
+        double offset = 0.0;
+        if (best != agreements_.begin() && best + 1 != agreements_.end()) {
+            const double left = *(best - 1), right = *(best + 1);
+            const double bend = left - 2.0 * *best + right;
+            if (bend < 0.0) offset = std::clamp(0.5 * (left - right) / bend, -0.5, 0.5);
+        }
+        return {least + static_cast<double>(best - agreements_.begin()) + offset, *best};
+    }
+
+  private:
+    AudioView audio_;
+    std::vector<float> samples_;
+    std::vector<double> agreements_;
+};
+
+}  // namespace
+
+std::vector<MeasuredPeriod> MeasurePeriods(const AudioView& audio, const std::vector<CurvePoint>& marks) {
+    std::vector<MeasuredPeriod> measured;
+    Correlator correlator(audio);
+    const double rate = audio.sampleRate;
+    double next = 0.0;
+    for (std::size_t i = 0; i + 1 < marks.size(); ++i) {
+        if (marks[i].time < next) continue;
+        const double first = marks[i + 1].time - marks[i].time;
+        if (!(first > 0.0)) continue;
+        next = marks[i].time + kHop;
+        // As many periods as are alike, until the lag is long enough.
+        std::size_t last = i + 1;
+        while (last + 1 < marks.size() && marks[last].time - marks[i].time < kLag &&
+               last - i < static_cast<std::size_t>(kMostPeriods)) {
+            const double distance = marks[last + 1].time - marks[last].time;
+            if (std::fabs(distance - first) > kAlike * first) break;
+            ++last;
+        }
+        const auto periods = static_cast<double>(last - i);
+        const double lag = marks[last].time - marks[i].time;
+        const double window = std::min(std::max(2.0 * first, kWindow), kLongestWindow);
+        if (lag > 2.0 * kLongestWindow) continue;
+        const auto best = correlator.Search(
+            std::llround(marks[i].time * rate), static_cast<int>(std::lround(window * rate)),
+            static_cast<int>(std::lround(lag * rate)), static_cast<int>(std::ceil(kSlack * periods + 1.5)));
+        measured.push_back(
+            {marks[i].time + 0.5 * lag, best.lag / rate / periods, lag / periods, best.agreement});
+    }
+    return measured;
+}
+
+double PitchOfStretch(const std::vector<MeasuredPeriod>& periods, double start, double end, double fallback) {
+    const auto before = [](const MeasuredPeriod& period, double time) { return period.time < time; };
+    const auto first = std::lower_bound(periods.begin(), periods.end(), start, before);
+    const auto last = std::lower_bound(first, periods.end(), end, before);
+    std::vector<double> pitches;
+    for (auto it = first; it != last; ++it) {
+        if (it->agreement >= kSungAgreement) pitches.push_back(PitchOf(it->period));
+    }
+    if (pitches.size() < 3) return fallback;
+    std::sort(pitches.begin(), pitches.end());
+    const std::size_t skipped = pitches.size() / 4;
+    double sum = 0.0;
+    for (std::size_t i = skipped; i < pitches.size() - skipped; ++i) sum += pitches[i];
+    return sum / static_cast<double>(pitches.size() - 2 * skipped);
+}
+
+void RefinePitches(std::vector<SungNote>& notes, const std::vector<MeasuredPeriod>& periods) {
+    for (SungNote& note : notes) {
+        const double pitch = PitchOfStretch(periods, note.start, note.end, note.pitch);
+        // An octave apart, the marks and the analysis disagree, and it is not for this to judge.
+        if (std::fabs(pitch - note.pitch) <= kFurthestPitch) note.pitch = pitch;
+    }
+}
+
+}  // namespace mlh::choir

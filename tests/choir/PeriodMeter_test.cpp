@@ -1,0 +1,89 @@
+#include "choir/take/PeriodMeter.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <vector>
+
+#include "choir/take/Take.h"
+#include "support/SyntheticSinger.h"
+
+namespace mlh::choir {
+
+namespace {
+
+AudioView ViewOf(const std::vector<float>& samples, double rate) {
+    return {samples.data(), static_cast<int32_t>(samples.size()), 1, static_cast<int32_t>(rate)};
+}
+
+// The mean pitch that the singer really sang between two times [s].
+double TruePitch(const SungRecording& song, double start, double end) {
+    double sum = 0.0;
+    int count = 0;
+    for (auto i = static_cast<std::size_t>(start * song.sampleRate);
+         i < std::min(song.pitch.size(), static_cast<std::size_t>(end * song.sampleRate)); ++i) {
+        if (song.pitch[i] <= 0.0f) continue;
+        sum += song.pitch[i];
+        ++count;
+    }
+    return count > 0 ? sum / count : 0.0;
+}
+
+TEST(PeriodMeter, FindsTheTruePitchOfHeldNotes) {
+    double worst = 0.0;
+    for (const double rate : {16000.0, 22050.0, 44100.0, 48000.0, 96000.0}) {
+        for (const double pitch : {40.3, 52.1, 60.0, 67.77, 72.4, 79.2, 84.0}) {
+            SingerSettings settings;
+            settings.sampleRate = rate;
+            settings.formantScale = pitch > 58.0 ? 1.17 : 1.0;
+            const auto song = Sing({{0, 0.2, kRest}, {pitch, 1.5, 'a'}, {0, 0.4, kRest}}, settings);
+            const Take take(ViewOf(song.samples, rate));
+            const auto periods = MeasurePeriods(take.audio(), take.curve());
+            const double found = PitchOfStretch(periods, 0.5, 1.4, 0.0);
+            worst = std::max(worst, std::fabs(found - pitch));
+            EXPECT_NEAR(100.0 * (found - pitch), 0.0, 2.0) << pitch << " at " << rate;
+        }
+    }
+    std::printf("worst %.2f cents\n", 100.0 * worst);
+}
+
+TEST(PeriodMeter, RefinesNotesWithVibrato) {
+    SingerSettings settings;
+    settings.vibratoDepth = 0.4;
+    const auto song = Sing(
+        {{57.2, 1.2, 'a'}, {0, 0.2, kRest}, {64.3, 1.2, 'o'}, {0, 0.2, kRest}, {69.1, 1.2, 'e'}}, settings);
+    const Take take(ViewOf(song.samples, 44100.0));
+    auto notes = take.notes();
+    const auto before = notes;
+    RefinePitches(notes, MeasurePeriods(take.audio(), take.curve()));
+    ASSERT_EQ(notes.size(), 3u);
+    const double written[] = {57.2, 64.3, 69.1};
+    for (std::size_t i = 0; i < notes.size(); ++i) {
+        std::printf("written %.2f, analysed %.3f, refined %.3f, truly %.3f\n", written[i], before[i].pitch,
+                    notes[i].pitch, TruePitch(song, notes[i].start + 0.2, notes[i].end - 0.1));
+        EXPECT_NEAR(notes[i].pitch, TruePitch(song, notes[i].start + 0.2, notes[i].end - 0.1), 0.05);
+    }
+}
+
+TEST(PeriodMeter, NoiseDoesNotAgreeWithItself) {
+    const auto noise = mlh::Noise(44100, 5, 0.3f);
+    const Take take(ViewOf(noise, 44100.0));
+    double sum = 0.0;
+    const auto periods = MeasurePeriods(take.audio(), take.curve());
+    for (const MeasuredPeriod& period : periods) sum += period.agreement;
+    EXPECT_LT(sum / static_cast<double>(std::max<std::size_t>(periods.size(), 1)), 0.35);
+}
+
+TEST(PeriodMeter, SilenceAndNothingHaveNoPitch) {
+    const std::vector<float> silence(20000);
+    std::vector<CurvePoint> marks;
+    for (int i = 0; i < 100; ++i) marks.push_back({0.004 * i, 60.0, true});
+    const auto periods = MeasurePeriods(ViewOf(silence, 44100.0), marks);
+    EXPECT_EQ(PitchOfStretch(periods, 0.0, 1.0, -1.0), -1.0);
+    EXPECT_TRUE(MeasurePeriods(ViewOf(silence, 44100.0), {}).empty());
+}
+
+}  // namespace
+
+}  // namespace mlh::choir
