@@ -245,6 +245,59 @@ TEST(HarmonyAddOn, AutomaticModesSingFourThreeAndTwoVoicesBesideTheLead) {
     }
 }
 
+// Three voices beside the lead, one of them above it, halfway spread: what the settings read before any is
+// made.
+TEST(HarmonyAddOn, BeforeAnySettingTheVoicesAreThoseOfTheSettingsAsTheyRead) {
+    Fixture f(Phrase().samples);
+    const auto pitches = [&] {
+        std::vector<float> all;
+        for (int32_t v = 0; v < 4; ++v) {
+            for (const auto& element : f.addOn->GetVoicePitchVector(v)) all.push_back(element.GetPitch());
+        }
+        return all;
+    };
+    const auto initial = pitches();
+    ASSERT_EQ(f.addOn->GetSpread(), 0.5f);
+    ASSERT_EQ(f.addOn->GetVoicesAbove(), 1);
+    f.addOn->SetSpread(0.5f);
+    f.addOn->SetVoicesAbove(1);
+    f.addOn->Update();
+    EXPECT_EQ(pitches(), initial);
+    f.addOn->SetVoicesAbove(3);
+    f.addOn->Update();
+    EXPECT_NE(pitches(), initial);
+}
+
+// A voice that is no longer active shows the row that it sang last, as the engine fills it now.
+TEST(HarmonyAddOn, VoicesThatAreNotActiveFollowTheRowsTheyHad) {
+    Fixture f(Phrase().samples);
+    ASSERT_EQ(f.own().GetActiveVoices(), 4);
+    int32_t rowOf[] = {3, 0, 1, 2};
+    int told = 0;  // elements of inactive voices that another row would show otherwise
+    for (const int32_t mode : {2, 1, 0, 1, 2}) {
+        f.addOn->SetHarmonyMode(mode);
+        f.addOn->Update();
+        ChoiralizerV2::NoteList* rows = nullptr;
+        ASSERT_EQ(f.own().GetHarmony().GetVoices(&rows), 0);
+        int32_t active = 1;
+        for (int32_t r = 0; r < 3; ++r) {
+            if (rows[r].items[0].pitch != -1) rowOf[active++] = r;
+        }
+        ASSERT_EQ(f.own().GetActiveVoices(), active);
+        for (int32_t v = 0; v < 4; ++v) {
+            const auto voice = f.addOn->GetVoicePitchVector(v);
+            for (std::size_t i = 0; i < voice.size(); ++i) {
+                const auto pitchIn = [&](int32_t row) {
+                    return static_cast<float>(rows[row].items[i].pitch);
+                };
+                ASSERT_EQ(voice[i].GetPitch(), pitchIn(rowOf[v])) << mode << " " << v;
+                told += v >= active && pitchIn(rowOf[v]) != pitchIn(0) && pitchIn(rowOf[v]) != pitchIn(3);
+            }
+        }
+    }
+    EXPECT_GT(told, 0);
+}
+
 // A single note is no chord that voices could be set on.
 TEST(HarmonyAddOn, WithoutHarmonyRowsOnlyTheLeadsLineIsRendered) {
     Fixture f(Phrase().samples);
@@ -319,6 +372,17 @@ TEST(HarmonyAddOn, ChordsReachTheSegmentsTheyCover) {
         EXPECT_EQ(chords[s].root, s < 5 ? 0 : 5) << s;
         EXPECT_EQ(chords[s].triadType, 0) << s;
     }
+}
+
+TEST(HarmonyAddOn, AChordExactlyOnTheStartOfANoteCountsFromTheFirstOn) {
+    Fixture f(Phrase().samples);
+    const float start = f.addOn->GetLeadPitchVector()[5].GetStart();
+    ASSERT_EQ(f.addOn->SetChordVector({MajorChord(JustInside(f, 1), 60), MajorChord(start, 65)}), 0);
+    for (const auto& chord : mlh::GetAnalysis(*f.addOn).chords) EXPECT_EQ(chord.root, 5);
+    ASSERT_EQ(f.addOn->SetChordVector(
+                  {MajorChord(JustInside(f, 1), 60), MajorChord(std::nextafterf(start, 100.0f), 65)}),
+              0);
+    EXPECT_EQ(mlh::GetAnalysis(*f.addOn).chords[1].root, 0);
 }
 
 // The C interface sorts them; a host of the classes may not. The late chord then ends before it begins.
@@ -431,9 +495,12 @@ TEST(HarmonyAddOn, ApplyChordWritesFromThePresentElementOn) {
         EXPECT_EQ(voice.back().GetPitch(), notes[v]);
     }
     // Exactly at a start no element is found, and everything is rewritten.
-    f.addOn->SetPosition(0.0);
+    f.addOn->SetPosition((std::round(lead[3].GetStart() * 44100.0) + 0.5) / 44100.0);
+    ASSERT_EQ(static_cast<float>(f.addOn->GetPosition()), lead[3].GetStart());
     f.addOn->ApplyChord(AddOnIf::ChordElement(0.0f, 51, 51, 51, 51));
+    EXPECT_EQ(f.addOn->GetVoicePitchVector(0)[1].GetPitch(), 51.0f);
     EXPECT_EQ(f.addOn->GetVoicePitchVector(1)[0].GetPitch(), 51.0f);
+    EXPECT_EQ(f.addOn->GetVoicePitchVector(3).back().GetPitch(), 51.0f);
 }
 
 TEST(HarmonyAddOn, AChordOfNoNotesSilencesEveryVoiceFromThereOn) {

@@ -857,6 +857,26 @@ TEST(PsolaAnalysis, ResetForgetsTheLoudnessBefore) {
     EXPECT_EQ(placer.marks.GetTransient(1), 1.0f) << "an attack out of nothing";
 }
 
+TEST(PsolaAnalysis, ResetForgetsTheTransientsBefore) {
+    Samples attack(22050, 0.0f);
+    const Samples tone = HarmonicTone(200.0, 44100.0, 0.5, 1.0, 0.3);
+    attack.insert(attack.end(), tone.begin(), tone.end());
+    for (const int32_t marksSince : {1, 2}) {  // the last mark has the transient, or the one before it
+        Placer placer(44100.0);
+        const auto attacked = [&] {
+            const int32_t mark = placer.marks.GetCount() - marksSince;
+            return mark > 0 && placer.marks.GetTransient(mark) > 0.7f;
+        };
+        for (size_t at = 0; at < attack.size() && !attacked(); at += 16) {
+            placer.Feed({attack.data()}, at, std::min(at + 16, attack.size()));
+        }
+        ASSERT_TRUE(attacked()) << marksSince;
+        placer.analysis.Reset();
+        placer.FeedAll(tone);
+        EXPECT_EQ(placer.marks.GetTransient(1), 1.0f) << marksSince;
+    }
+}
+
 TEST(PsolaAnalysis, ResetForgetsWhereThePeakWas) {
     Placer placer(44100.0);
     const Samples tone = HarmonicTone(210.0, 44100.0, 1.0);

@@ -64,6 +64,25 @@ TEST(FloatingPoint, FlushedDenormalsOfTheHostAreNotHeard) {
     EXPECT_TRUE(Under(usual | kFlushDenormals, run) == run());
 }
 
+// The smallest numbers count, in whatever state the host is.
+TEST(FloatingPoint, DenormalsAreKept) {
+    const unsigned usual = _mm_getcsr();
+    for (const unsigned control : {usual, usual | kFlushDenormals}) {
+        const PitchItem first = Under(control, [] {
+            PitchVector* notes = mlhGetNewPitchVector();
+            mlhPitchVectorAddItem(notes, {3e-39f, 62, 1, 0});
+            mlhPitchVectorAddItem(notes, {1e-39f, 60, 1, 0});  // earlier
+            PitchVector* legato = mlhPitchVectorAdjust(notes, 1, 0);
+            const PitchItem item = mlhPitchVectorGetItem(legato, 0);
+            mlhDisposePitchVector(legato);
+            mlhDisposePitchVector(notes);
+            return item;
+        });
+        EXPECT_EQ(first.pitch, 60.0f);
+        EXPECT_EQ(first.duration, 3e-39f - 1e-39f);
+    }
+}
+
 TEST(FloatingPoint, NothingTrapsInAHostThatTraps) {
     const HostJob job;
     const std::vector<float> song = SongWithAFaintPart(job);

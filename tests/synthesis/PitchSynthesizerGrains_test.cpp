@@ -267,6 +267,19 @@ TEST(Rendering, AgreesWithThePlainReferenceBitByBit) {
     }
 }
 
+// Windows up to a length are kept for all voices, longer ones are made for each.
+TEST(Rendering, AgreesWithThePlainReferenceAtEveryLengthOfAWindow) {
+    for (const int32_t period : {1, 2, 3, 255, 510, 511, 512, 513, 514, 800}) {
+        SCOPED_TRACE(period);
+        ScriptedRecording recording = SteadyRecording({Noise(period < 10 ? 2000 : 40000, 5)}, period);
+        const VoiceOwner voice = recording.MakeVoice();
+        RemoveGlides(*voice);
+        const auto frames = static_cast<int32_t>(recording.reader.GetRows()[0].size());
+        const Rows rendered = Render(*voice, 1, frames);
+        ExpectSameUpToLastGrain(RenderPlainly(recording, Inside(voice), 0), rendered[0]);
+    }
+}
+
 TEST(Rendering, ShiftsTheSourceOfAGrainThatWouldStartBeforeTheRecording) {
     // At half the pace the second grain, at 147, reads from mark 0 once more, 147 samples before it.
     ScriptedRecording recording = SteadyRecording({Noise(20000, 3)}, 147);
