@@ -200,8 +200,10 @@ Song ToSong(const Arrangement& arrangement) {
     song.tracks = std::move(performance.voices);
     song.tempo = arrangement.melody.tempo;
     song.key = SignatureKey(arrangement.key);
+    // Chords that were given stand in the file as they were written.
     for (const TimedChord& chord : performance.chords) {
-        song.texts.push_back({chord.time, chord.chord.name});
+        const std::string& written = chord.chord.written;
+        song.texts.push_back({chord.time, written.empty() ? chord.chord.name : written});
     }
     return song;
 }
