@@ -4,6 +4,8 @@
 #include <array>
 #include <cmath>
 
+#include "theory/ChordTypes.h"
+
 namespace mlh::choir {
 
 namespace {
@@ -286,14 +288,18 @@ std::vector<double> PosteriorOf(const Scores& scores, const Table& table) {
 
 }  // namespace
 
-const std::vector<int>& TonesOf(HeardKind kind) {
-    static const std::vector<int> tones[] = {{0, 4, 7}, {0, 4, 7, 10}, {0, 3, 7}, {0, 3, 6}, {0, 4, 8}};
-    return tones[static_cast<size_t>(kind)];
-}
-
 const char* SuffixOf(HeardKind kind) {
     constexpr const char* kSuffixes[] = {"", "7", "m", "dim", "aug"};
     return kSuffixes[static_cast<size_t>(kind)];
+}
+
+std::vector<int> TonesOf(HeardKind kind) {
+    const theory::ChordType& type = theory::ChordTypeNamed(SuffixOf(kind));
+    std::vector<int> tones;
+    for (int i = 0; i < type.count; ++i) {
+        tones.push_back(type.tones[i].semitones);
+    }
+    return tones;
 }
 
 std::vector<HeardChord> TrackChords(const std::vector<MelodyNote>& notes, int tonic, bool minor,

@@ -29,7 +29,7 @@ namespace mlh::choir {
 enum class HeardKind { Major, Seventh, Minor, Diminished, Augmented };
 
 // The tones of a kind in semitones above its root, root first.
-const std::vector<int>& TonesOf(HeardKind kind);
+std::vector<int> TonesOf(HeardKind kind);
 
 // How a name goes on after the root: "", "7", "m", "dim", "aug".
 const char* SuffixOf(HeardKind kind);
