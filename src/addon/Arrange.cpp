@@ -128,11 +128,11 @@ ArrangeChord ChordOfTones(CChoiralizerV2& engine, const int32_t* tones, int32_t 
 const std::vector<std::string>& ScaleNames() {
     // Never freed: hosts may ask until the process is gone.
     static const auto& names = *[] {
-        auto* list = new std::vector<std::string>;
+        std::vector<std::string> list;
         for (const theory::Scale& scale : theory::kScales) {
-            list->push_back(scale.name);
+            list.push_back(scale.name);
         }
-        return list;
+        return new std::vector<std::string>(std::move(list));
     }();
     return names;
 }

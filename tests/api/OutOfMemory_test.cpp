@@ -1,7 +1,13 @@
 // When memory runs out in the middle of a call, the exception passes to the host, nothing leaks, and the
 // instance can be used again or destroyed.
 #include <gtest/gtest.h>
+#ifndef _WIN32
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
@@ -9,6 +15,7 @@
 #include <new>
 #include <vector>
 
+#include "mlh/arrange.h"
 #include "mlh/mlh.h"
 #include "support/SungTunes.h"
 
@@ -16,6 +23,7 @@ namespace {
 
 std::atomic<int64_t> allocationsLeft{-1};  // until memory runs out, once; below 0 never
 std::atomic<int64_t> allocationsHeld{0};   // by operator new, and not yet freed
+bool libraryWasUsed = false;               // by this process
 
 void* Allocate(std::size_t bytes) {
     if (allocationsLeft >= 0 && --allocationsLeft < 0) return nullptr;
@@ -62,6 +70,7 @@ const std::vector<float>& Song() {
 }
 
 void Assign(void* handle) {
+    libraryWasUsed = true;
     mlhAssignInputData32(handle, Song().data(), static_cast<int32_t>(Song().size()), 1, kRate);
 }
 
@@ -147,6 +156,7 @@ struct Holdings {
 
 // Every exported function that allocates.
 void WholeJob(Holdings& host, int32_t frames, std::vector<int16_t>& mix, float** rows) {
+    libraryWasUsed = true;
     mlhCreateInstance(&host.handle);
     mlhAssignInputData32(host.handle, Song().data(), frames, 1, kRate);
     mlhSetParams(host.handle, true, 4, 1, 0.5f, 0, false);
@@ -178,8 +188,98 @@ bool CanBeUsedOn(Holdings& host, int32_t frames, std::vector<int16_t>& mix, floa
     return true;
 }
 
+constexpr int32_t kFrames = 1500;
+
+#ifndef _WIN32
+// What the job leaves in a process of its own when no allocation fails, in memory that all of them share.
+struct Reference {
+    int64_t held;  // allocations after the job, what is made once per process among them
+    int16_t mix[kFrames];
+};
+
+// The whole job, and what the C++ interface makes once: the names of the scales.
+void FirstJob(Holdings& host, std::vector<int16_t>& mix, float** rows) {
+    WholeJob(host, kFrames, mix, rows);
+    EXPECT_FALSE(ScaleNames().empty());
+    ArrangeSettings chords;
+    chords.style = ArrangeStyle::Chords;
+    EXPECT_EQ(Arrange({{60, 0.0f, 1.0f, {}}}, chords).size(), 1u);
+}
+
+enum class Fate { Finished, Failed, Wrong };
+
+// Runs the job as the first of its process with memory for `count` allocations, and then again with all.
+Fate RunFirstJobWith(int64_t count, const Reference& expected) {
+    std::vector<int16_t> mix(kFrames);
+    std::vector<float> row(kFrames);
+    float* rows[4] = {row.data(), row.data(), row.data(), row.data()};
+    const int64_t heldBefore = allocationsHeld;
+    bool finished = false;
+    {
+        Holdings host;
+        finished = FinishesWith(count, [&] { FirstJob(host, mix, rows); });
+    }
+    {
+        Holdings host;
+        FirstJob(host, mix, rows);
+    }
+    EXPECT_TRUE(std::equal(mix.begin(), mix.end(), expected.mix));
+    EXPECT_EQ(allocationsHeld - heldBefore, expected.held);  // nothing leaked or was made twice
+    if (::testing::Test::HasFailure()) return Fate::Wrong;
+    return finished ? Fate::Finished : Fate::Failed;
+}
+
+// Every process meets the library for the first time, so that what is made once fails too. Suites of this
+// ending run before all others, while this process itself has not used the library.
+TEST(OutOfMemoryDeathTest, EveryAllocationOfTheFirstJobOfAProcessMayFail) {
+    ASSERT_FALSE(libraryWasUsed);
+    void* const shared =
+        mmap(nullptr, sizeof(Reference), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(shared, MAP_FAILED);
+    auto& expected = *static_cast<Reference*>(shared);
+    Song();
+    const auto inChild = [](auto job) {
+        std::fflush(stdout);
+        const pid_t child = fork();
+        if (child == 0) {
+            const int code = static_cast<int>(job());
+            std::fflush(stdout);
+            _exit(code);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        return status;
+    };
+    ASSERT_EQ(inChild([&] {
+                  std::vector<int16_t> mix(kFrames);
+                  std::vector<float> row(kFrames);
+                  float* rows[4] = {row.data(), row.data(), row.data(), row.data()};
+                  const int64_t heldBefore = allocationsHeld;
+                  {
+                      Holdings host;
+                      FirstJob(host, mix, rows);
+                  }
+                  expected.held = allocationsHeld - heldBefore;
+                  std::copy(mix.begin(), mix.end(), expected.mix);
+                  return 0;
+              }),
+              0);
+    int64_t count = 0;
+    for (bool finished = false; !finished; ++count) {
+        const int status = inChild([&] { return RunFirstJobWith(count, expected); });
+        ASSERT_TRUE(WIFEXITED(status)) << count << ": ended by signal " << WTERMSIG(status);
+        ASSERT_NE(WEXITSTATUS(status), static_cast<int>(Fate::Wrong)) << count;
+        finished = WEXITSTATUS(status) == static_cast<int>(Fate::Finished);
+    }
+    EXPECT_GT(count, 100);
+    std::printf(
+        "%lld allocations of a first job, each of them failed once; %lld are kept until the process ends\n",
+        static_cast<long long>(count - 1), static_cast<long long>(expected.held));
+    munmap(shared, sizeof(Reference));
+}
+#endif
+
 TEST(OutOfMemory, EveryAllocationOfAShortJobMayFail) {
-    constexpr int32_t kFrames = 1500;
     std::vector<int16_t> mix(kFrames);
     std::vector<int16_t> mixOfLater(kFrames);
     std::vector<float> row(kFrames);
