@@ -51,13 +51,11 @@ constexpr int kLengthPrevious = 21;
 constexpr int kLeap = 37;
 constexpr int kRest = 41;
 constexpr int kPlaceInPhrase = 42;
-constexpr size_t kChangesFree = 42;
-constexpr size_t kChangesMetre = kChangesFree + 4 * kPhrase;
-constexpr size_t kEmissionsFree = 60;
-constexpr size_t kEmissionsMetre = kEmissionsFree + kPhrase;
-static_assert(sizeof(kMetreMajorChange) == kChangesMetre && sizeof(kFreeMinorChange) == kChangesFree);
-static_assert(sizeof(kMetreMinorEmission) == kEmissionsMetre * sizeof(kMetreMinorRoots));
-static_assert(sizeof(kFreeMajorEmission) == kEmissionsFree * sizeof(kFreeMajorRoots));
+constexpr size_t kChanges = kPlaceInPhrase + 4 * kPhrase;
+constexpr size_t kEmissions = kBarInPhrase + kPhrase;
+static_assert(sizeof(kMetreMajorChange) == kChanges && sizeof(kFreeMinorChange) == kChanges);
+static_assert(sizeof(kMetreMinorEmission) == kEmissions * sizeof(kMetreMinorRoots));
+static_assert(sizeof(kFreeMajorEmission) == kEmissions * sizeof(kFreeMajorRoots));
 
 using Degrees = std::array<double, 12>;
 
@@ -134,11 +132,11 @@ void AddSung(const Line& line, double time, double weight, Degrees& degrees) {
     degrees[static_cast<size_t>(line.degree[i])] += weight * std::clamp(time - line.start[i], 0.0, longest);
 }
 
-std::vector<Piece> Cut(const Line& line, const std::optional<HalfBarMetre>& metre) {
-    const int beats = metre ? std::max(metre->beats, 1) : 2;
-    const int bars = metre ? std::max(metre->halves, 1) : 0;
-    const double grid =
-        metre ? 0.2 / std::max(beats, 2) : 0.15;  // how far from a line an onset counts as on it
+std::vector<Piece> Cut(const Line& line, const HalfBarMetre& metre, MetreSource source) {
+    const int beats = std::max(metre.beats, 1);
+    const int bars = std::max(metre.halves, 1);
+    // How far from a line an onset counts as on it.
+    const double grid = source == MetreSource::Known ? 0.2 / std::max(beats, 2) : 0.15;
     std::vector<Piece> pieces;
     double firstBar = 0.0;
     for (size_t i = 0; i < line.start.size(); ++i) {
@@ -149,17 +147,15 @@ std::vector<Piece> Cut(const Line& line, const std::optional<HalfBarMetre>& metr
             const bool last = next >= line.stop[i] - grid || k + 1 == kMostPieces;
             Piece piece = {at, last ? line.stop[i] : next, i, k == 0, 3, 0};
             if (std::abs(at - nearest) < grid) {
-                piece.position = bars < 2 || std::fmod(nearest, bars) == 0.0 ? 0 : 1;
+                piece.position = std::fmod(nearest, bars) == 0.0 ? 0 : 1;
             } else if (beats > 1 && std::abs(at * beats - std::floor(at * beats + 0.5)) < kOnBeat) {
                 piece.position = 2;
             }
-            if (bars > 0) {
-                const double bar = std::floor(std::floor(at + grid) / bars);
-                if (pieces.empty()) {
-                    firstBar = bar + (line.start[0] - bar * bars >= bars / 2.0 ? 1.0 : 0.0);
-                }
-                piece.bar = static_cast<int>(bar - firstBar);
+            const double bar = std::floor(std::floor(at + grid) / bars);
+            if (pieces.empty()) {
+                firstBar = bar + (line.start[0] - bar * bars >= bars / 2.0 ? 1.0 : 0.0);
             }
+            piece.bar = static_cast<int>(bar - firstBar);
             pieces.push_back(piece);
             if (last) {
                 break;
@@ -176,7 +172,7 @@ struct Scores {
     std::vector<double> change;
 };
 
-Scores ScoresOf(const Line& line, const std::vector<Piece>& pieces, const Table& table, bool bars) {
+Scores ScoresOf(const Line& line, const std::vector<Piece>& pieces, const Table& table) {
     const size_t states = static_cast<size_t>(table.states);
     Scores scores;
     scores.emission.assign(pieces.size() * states, 0.0);
@@ -212,11 +208,9 @@ Scores ScoresOf(const Line& line, const std::vector<Piece>& pieces, const Table&
                      table.change[kLengthPrevious + lengthBin * 4 + previousBin] +
                      table.change[kLeap + line.leapBin[piece.note]] +
                      (line.rest[piece.note] ? table.change[kRest] : 0);
-        if (bars) {
-            const int place = ((piece.bar % kPhrase) + kPhrase) % kPhrase;
-            add(kBarInPhrase + place, 1.0);
-            change += table.change[kPlaceInPhrase + place * 4 + piece.position];
-        }
+        const int place = ((piece.bar % kPhrase) + kPhrase) % kPhrase;
+        add(kBarInPhrase + place, 1.0);
+        change += table.change[kPlaceInPhrase + place * 4 + piece.position];
         scores.change[j] = std::exp(change / kUnit);
         const double top = *std::max_element(emission, emission + states);
         for (size_t s = 0; s < states; ++s) {
@@ -303,17 +297,17 @@ std::vector<int> TonesOf(HeardKind kind) {
 }
 
 std::vector<HeardChord> TrackChords(const std::vector<MelodyNote>& notes, int tonic, bool minor,
-                                    const HalfBarClock& clock, const std::optional<HalfBarMetre>& metre) {
+                                    const HalfBarClock& clock, const HalfBarMetre& metre,
+                                    MetreSource source) {
     std::vector<HeardChord> chords;
     if (notes.empty()) {
         return chords;
     }
-    const Table& table = (metre ? kMetreTables : kFreeTables)[minor ? 1 : 0];
+    const Table& table = (source == MetreSource::Known ? kMetreTables : kFreeTables)[minor ? 1 : 0];
     const size_t states = static_cast<size_t>(table.states);
     const Line line = LineOf(notes, tonic, clock);
-    const std::vector<Piece> pieces = Cut(line, metre);
-    const std::vector<double> posterior =
-        PosteriorOf(ScoresOf(line, pieces, table, metre.has_value()), table);
+    const std::vector<Piece> pieces = Cut(line, metre, source);
+    const std::vector<double> posterior = PosteriorOf(ScoresOf(line, pieces, table), table);
     double weight = 0.0;  // of the pieces of the last chord
     for (size_t j = 0; j < pieces.size(); ++j) {
         Degrees roots = {};

@@ -17,7 +17,6 @@
 // states^2.
 #pragma once
 
-#include <optional>
 #include <vector>
 
 #include "choir/melody/MelodyNote.h"
@@ -42,16 +41,13 @@ struct HeardChord {
     double confidence = 0.0;  // mean posterior of the root over the chord's pieces, by duration; 0 to 1
 };
 
-// What is known of a written or counted metre.
-struct HalfBarMetre {
-    int beats = 2;   // in a half bar: 2 in 4/4, 2/2, 2/4; 3 in 3/4, whose half bar is the bar; 1 in 6/8, 9/8
-    int halves = 2;  // half bars in a bar: 2 in 4/4, 2/4, 6/8; 1 in 3/4; 3 in 9/8
-};
+// Whether bars and onsets are exact, as a score's or a click track's, or found in what was sung: each has its
+// own tables.
+enum class MetreSource { Known, Found };
 
 // Notes as OneLine gives them, pitches free of tuning; tonic a pitch class. Half bar 0 of the clock is a bar
-// line where a metre is given; without one, half bars are as FindPulse gives them and bars are not known. No
-// notes, no chords.
+// line. No notes, no chords.
 std::vector<HeardChord> TrackChords(const std::vector<MelodyNote>& notes, int tonic, bool minor,
-                                    const HalfBarClock& clock, const std::optional<HalfBarMetre>& metre);
+                                    const HalfBarClock& clock, const HalfBarMetre& metre, MetreSource source);
 
 }  // namespace mlh::choir

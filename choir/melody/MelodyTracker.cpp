@@ -34,25 +34,27 @@ MelodyTrack TrackMelody(const std::vector<MelodyNote>& notes, const TrackOptions
     const double tuning = options.tuning && std::isfinite(*options.tuning) ? *options.tuning : TuningOf(line);
     KeyEstimate key = FindKey(line, tuning);
     const int used = options.key ? ((*options.key % 24) + 24) % 24 : key.best;
-    MelodyTrack track = {line, key, used, {HalfBarClock(0.0, 1.0), 1.0}, {}};
+    MelodyTrack track = {line, key, used, {HalfBarClock(0.0, 1.0)}, {}};
     for (MelodyNote& note : track.notes) {
         note.pitch -= tuning;
     }
-    std::optional<HalfBarMetre> shape;
     PulseOptions search;
     search.tonic = used % 12;
-    if (options.metre && options.metre->half > 0.0) {
-        shape = options.metre->shape;
+    const bool known = options.metre && options.metre->half > 0.0;
+    if (known) {
+        search.metre = options.metre->shape;
         search.half = options.metre->half;
     } else if (options.bpm && *options.bpm > 1.0 && *options.bpm < 2000.0) {
         search.beat = 60.0 / *options.bpm;
     }
-    if (shape && options.metre->barLine) {
-        track.pulse.clock = HalfBarClock(*options.metre->barLine, options.metre->half);
+    if (known && options.metre->barLine) {
+        track.pulse = {HalfBarClock(*options.metre->barLine, options.metre->half), options.metre->shape, 1.0,
+                       1.0};
     } else {
         track.pulse = FindPulse(track.notes, search);
     }
-    track.chords = TrackChords(track.notes, used % 12, used >= 12, track.pulse.clock, shape);
+    track.chords = TrackChords(track.notes, used % 12, used >= 12, track.pulse.clock, track.pulse.metre,
+                               known ? MetreSource::Known : MetreSource::Found);
     return track;
 }
 

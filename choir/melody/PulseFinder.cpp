@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <utility>
 
 namespace mlh::choir {
 
@@ -264,11 +265,11 @@ struct Rhythm {
 };
 
 // The linear score of one hypothesis; blocks of weights in the order of scripts/melody/pulses.py.
-double ScoreOf(const Rhythm& rhythm, const Hypothesis& hypothesis) {
+double ScoreOf(const Rhythm& rhythm, const Hypothesis& hypothesis, const short* weights) {
     const size_t count = rhythm.u.size();
     const double each = 1.0 / static_cast<double>(count);
     const double lines = std::max((rhythm.u.back() - rhythm.u.front()) / hypothesis.ratio, 1.0);
-    const short* lengths = kPulseWeights;
+    const short* lengths = weights;
     const short* previous = lengths + kPlaces * 4;
     const short* leaps = previous + kPlaces * 4;
     const short* steps = leaps + kPlaces * 4;
@@ -371,9 +372,32 @@ double Refined(const Rhythm& rhythm, Hypothesis hypothesis) {
     return hypothesis.phase;
 }
 
-// Counts half bars so that the first note lies in half bar 0, or less than one before it.
-HalfBarClock FromFirstNote(const HalfBarClock& clock, const std::vector<MelodyNote>& notes) {
-    return clock.From(std::ceil(clock.HalvesAt(notes.front().start) - 0.15));
+// The best of some hypotheses, and its posterior.
+std::pair<size_t, double> Rank(const Rhythm& rhythm, const std::vector<Hypothesis>& hypotheses,
+                               const short* weights) {
+    std::vector<double> scores;
+    for (const Hypothesis& hypothesis : hypotheses) {
+        scores.push_back(ScoreOf(rhythm, hypothesis, weights));
+    }
+    const size_t best = static_cast<size_t>(std::max_element(scores.begin(), scores.end()) - scores.begin());
+    double sum = 0.0;
+    for (const double score : scores) {
+        sum += std::exp(score - scores[best]);
+    }
+    return {best, 1.0 / sum};
+}
+
+// Half bars have three beats, or three parts, when more notes fall on their thirds than on their quarters and
+// halves.
+int BeatsIn(const Rhythm& rhythm, const Hypothesis& half) {
+    int thirds = 0;
+    int others = 0;
+    for (const double u : rhythm.u) {
+        const int place = PlaceOf((u - half.phase) / half.ratio);
+        thirds += place == 3 ? 1 : 0;
+        others += place == 2 || place == 4 ? 1 : 0;
+    }
+    return thirds > others ? 3 : 2;
 }
 
 }  // namespace
@@ -412,7 +436,9 @@ HalfBarClock HalfBarClock::From(double halves) const {
 MelodyPulse FindPulse(const std::vector<MelodyNote>& notes, const PulseOptions& options) {
     if (notes.size() < 2) {
         const double half = options.half ? *options.half : options.beat ? 2.0 * *options.beat : kUsualHalf;
-        return {HalfBarClock(notes.empty() ? 0.0 : notes[0].start, half), 0.0};
+        MelodyPulse pulse = {HalfBarClock(notes.empty() ? 0.0 : notes[0].start, half)};
+        pulse.metre = options.metre.value_or(HalfBarMetre{});
+        return pulse;
     }
     HalfBarClock clock(0.0, options.half ? *options.half : 1.0);
     std::vector<Hypothesis> hypotheses;
@@ -458,18 +484,65 @@ MelodyPulse FindPulse(const std::vector<MelodyNote>& notes, const PulseOptions& 
         }
     }
     const Rhythm rhythm = RhythmOf(notes, clock, seconds, options.tonic);
-    std::vector<double> scores;
-    for (const Hypothesis& hypothesis : hypotheses) {
-        scores.push_back(ScoreOf(rhythm, hypothesis));
+    const auto [best, confidence] = Rank(rhythm, hypotheses, kPulseWeights);
+    Hypothesis half = hypotheses[best];
+    if (!options.half) {
+        half.phase = Refined(rhythm, half);
     }
-    const size_t best = static_cast<size_t>(std::max_element(scores.begin(), scores.end()) - scores.begin());
-    double sum = 0.0;
-    for (const double score : scores) {
-        sum += std::exp(score - scores[best]);
+    // Half bar 0 is now where the first note is, or up to one after it; then it becomes a bar line.
+    half.phase += std::ceil((rhythm.u.front() - half.phase) / half.ratio - 0.15) * half.ratio;
+    std::vector<Hypothesis> bars;
+    std::vector<int> halves;
+    for (int n = 1; n <= 3; ++n) {
+        const int known = options.metre ? std::max(options.metre->halves, 1) : n;
+        if (known == n || (known > 3 && n == 1)) {
+            for (int j = 0; j < known; ++j) {
+                bars.push_back({half.ratio * known, half.phase + j * half.ratio});
+                halves.push_back(known);
+            }
+        }
     }
-    const double phase = options.half ? hypotheses[best].phase : Refined(rhythm, hypotheses[best]);
-    clock = clock.With(hypotheses[best].ratio, phase);
-    return {FromFirstNote(clock, notes), 1.0 / sum};
+    const auto [bar, barConfidence] = Rank(rhythm, bars, kBarWeights);
+    MelodyPulse pulse = {clock.With(half.ratio, bars[bar].phase)};
+    pulse.metre = options.metre.value_or(HalfBarMetre{BeatsIn(rhythm, half), halves[bar]});
+    pulse.confidence = confidence;
+    pulse.barConfidence = barConfidence;
+    return pulse;
+}
+
+namespace {
+
+// Beats that one counts in a half bar.
+int CountedBeats(const HalfBarMetre& metre, double half) {
+    constexpr double kShortestBeat = 0.3;  // [s]
+    if (metre.beats % 3 == 0) {
+        return metre.halves == 1 ? 3 : 1;  // a found 6/8 has three parts, but is counted in twos
+    }
+    return metre.beats == 2 && half / 2.0 < kShortestBeat ? 1 : metre.beats;
+}
+
+}  // namespace
+
+WrittenMetre WrittenMetreOf(const HalfBarMetre& metre, double half) {
+    WrittenMetre written;
+    const int counted = CountedBeats(metre, half);
+    const bool compound = metre.beats == 1 || (metre.beats % 3 == 0 && metre.halves > 1);
+    written.lower = compound ? 8 : 4;
+    written.upper = compound ? 3 * metre.halves : counted * metre.halves;
+    written.quarter = half / (compound ? 1.5 : counted);
+    written.bpm = 60.0 * counted / half;
+    return written;
+}
+
+std::vector<Beat> BeatsOf(const MelodyPulse& pulse, double from, double to) {
+    const int counted = CountedBeats(pulse.metre, pulse.clock.Half());
+    const int inBar = counted * std::max(pulse.metre.halves, 1);
+    const double last = std::ceil(pulse.clock.HalvesAt(to) * counted - 1e-6);
+    std::vector<Beat> beats;
+    for (double k = std::floor(pulse.clock.HalvesAt(from) * counted + 1e-6); k <= last; k += 1.0) {
+        beats.push_back({pulse.clock.TimeAt(k / counted), std::fmod(k, inBar) == 0.0});
+    }
+    return beats;
 }
 
 }  // namespace mlh::choir

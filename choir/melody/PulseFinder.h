@@ -57,21 +57,47 @@ class HalfBarClock {
     double phase_ = 0.0;
 };
 
+// How half bars make bars, and what is in them.
+struct HalfBarMetre {
+    int beats = 2;   // in a half bar: 2 in 4/4, 2/2, 2/4; 3 in 3/4, whose half bar is the bar; 1 in a written
+                     // 6/8 or 9/8
+    int halves = 2;  // half bars in a bar: 2 in 4/4, 2/4, 6/8; 1 in 3/4; 3 in 9/8
+};
+
 struct PulseOptions {
     std::optional<double> beat;  // seconds of a beat, when the tempo is known: the comb then hardly moves
     std::optional<double>
-        half;       // seconds (or beats) of a half bar, when it is known and steady: only the phase is sought
-    int tonic = 0;  // pitch class; its degrees on the lines are part of the score
+        half;  // seconds (or beats) of a half bar, when it is known and steady: only lines are sought
+    std::optional<HalfBarMetre> metre;  // when it is known
+    int tonic = 0;                      // pitch class; its degrees on the lines are part of the score
 };
 
 struct MelodyPulse {
-    HalfBarClock clock;  // half bars; the count at the first note is above -1
-    double confidence =
-        0.0;  // posterior of the chosen half bars among the hypotheses that were ranked, 0 to 1
+    HalfBarClock clock;          // half bar 0 is the first bar line at the first note or after it
+    HalfBarMetre metre = {};     // given or found; beats 3 also stand for a 6/8 that was found
+    double confidence = 0.0;     // posterior of the chosen half bars among those that were ranked, 0 to 1
+    double barConfidence = 0.0;  // of the bar lines, given the half bars
 };
 
 // Notes as OneLine gives them, times in seconds (unless `half` is given, when they are in its unit), pitches
-// free of tuning. With fewer than two notes the pulse is the given one, or 0.9 s, from the first note on.
+// free of tuning. Bar lines are ranked as half bars are, with weights of their own. With fewer than two notes
+// the pulse is the given one, or 0.9 s, from the first note on.
 MelodyPulse FindPulse(const std::vector<MelodyNote>& notes, const PulseOptions& options = {});
+
+// For paper: the time signature to write a pulse in, and the seconds of its quarter note.
+struct WrittenMetre {
+    int upper = 4;
+    int lower = 4;
+    double quarter = 0.5;  // [s]
+    double bpm = 120.0;    // of what one counts: quarters, or dotted quarters where the lower number is 8
+};
+WrittenMetre WrittenMetreOf(const HalfBarMetre& metre, double half);
+
+// Counted beats from the one at or before `from` to the one at or past `to`.
+struct Beat {
+    double time = 0.0;
+    bool barLine = false;
+};
+std::vector<Beat> BeatsOf(const MelodyPulse& pulse, double from, double to);
 
 }  // namespace mlh::choir

@@ -35,7 +35,7 @@ def bin_of(x):
 
 def cut(start, end, pitch, tonic, beats, bars, grid):
     """Notes to pieces. Times are in half bars, 0 a bar line; `beats` in a half bar (1: compound, none inside), `bars` half
-    bars in a bar (0: not known), `grid` how far from a line an onset still counts as on it."""
+    bars in a bar, `grid` how far from a line an onset still counts as on it."""
     n = len(start)
     gap = np.diff(start)
     stop = np.append(np.minimum(end[:-1], start[1:]), end[-1])
@@ -60,17 +60,14 @@ def cut(start, end, pitch, tonic, beats, bars, grid):
     at, to, note, fresh = rows[:, 0], rows[:, 1], rows[:, 2].astype(int), rows[:, 3].astype(int)
     nearest = np.floor(at + 0.5)
     on = np.abs(at - nearest) < grid
-    position = np.where(on, np.where(nearest % max(bars, 1) == 0, 0, 1), 3)
+    position = np.where(on, np.where(nearest % bars == 0, 0, 1), 3)
     if beats > 1:
         position = np.where(~on & (np.abs(at * beats - np.floor(at * beats + 0.5)) < 0.2), 2, position)
     lines = np.floor(at + grid).astype(int)
     # Bars are counted from the first whole one.
-    if bars > 0:
-        bar = np.floor_divide(lines, bars)
-        into = start[0] - bar[0] * bars
-        bar = bar - bar[0] - (1 if into >= bars / 2 else 0)
-    else:
-        bar = np.zeros(len(at), dtype=int)
+    bar = np.floor_divide(lines, bars)
+    into = start[0] - bar[0] * bars
+    bar = bar - bar[0] - (1 if into >= bars / 2 else 0)
     width = 4 * mean
     total = np.zeros((n + 1, 12))
     total[np.arange(n) + 1, degree] = np.maximum(stop - start, 0)
@@ -94,16 +91,15 @@ def cut(start, end, pitch, tonic, beats, bars, grid):
 PHRASE = 8  # bars after which the place in a phrase repeats
 
 
-def numbers(p, with_bars):
+def numbers(p):
     """What the emission (first) and the change score (second) are linear in. Tables are written in this order."""
     strength = np.array([0, 0, 1, 2])[p.position]
     emission = [one_hot(strength * 12 + p.degree, 36), p.after, p.before]
     change = [np.ones((len(p.start), 1)), one_hot(p.position, 4), one_hot(p.position * 2 + p.fresh, 8),
               one_hot(p.duration_bin, 4), one_hot(p.previous_bin, 4), one_hot(p.duration_bin * 4 + p.previous_bin, 16),
               one_hot(p.interval_bin, 4), p.rest[:, None]]
-    if with_bars:
-        emission.append(one_hot(p.bar % PHRASE, PHRASE))
-        change.append(one_hot(p.bar % PHRASE * 4 + p.position, 4 * PHRASE))
+    emission.append(one_hot(p.bar % PHRASE, PHRASE))
+    change.append(one_hot(p.bar % PHRASE * 4 + p.position, 4 * PHRASE))
     return np.concatenate(emission, 1), np.concatenate(change, 1)
 
 

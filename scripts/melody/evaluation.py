@@ -20,7 +20,7 @@ def metre_pieces(tune, tonic):
 
 
 def pulse_pieces(pulse, start, end, pitch, tonic):
-    p = chords.cut(pulse.halves(start), pulse.halves(end), pitch, tonic, 2, 0, 0.15)
+    p = chords.cut(pulse.halves(start), pulse.halves(end), pitch, tonic, pulse.beats, pulse.bars, 0.15)
     return p, pulse.seconds(p.start)
 
 
@@ -42,7 +42,23 @@ def perform(job):
     lines = seconds(tune.phase + half * np.arange(first, last + 1))
     length = np.median(np.diff(lines)) if len(lines) > 1 else 1.0
     cover = np.array([pulse.coverage(k, lines, length) for k in range(len(pulse.guesses))])
-    return tune, start, end, pitch, seconds(np.array([c[0] for c in tune.chords])), pulse, cover
+    first, last = np.ceil((tune.start[0] - tune.phase) / bar - 0.01), np.floor((tune.end[-1] - tune.phase) / bar + 0.01)
+    bars = seconds(tune.phase + bar * np.arange(first, last + 1))
+    return tune, start, end, pitch, seconds(np.array([c[0] for c in tune.chords])), pulse, cover, bars
+
+
+def bar_example(pulse, bars, tonic):
+    """Features of what may be bars, and which of it is right."""
+    x, guesses = pulse.bar_features(tonic)
+    length = np.median(np.diff(bars)) if len(bars) > 1 else 2.0
+    cover = np.array([pulse.agreement(guess, bars, length / 2) for guess in guesses])
+    return x, cover
+
+
+def find_pulse(models, pulse, tonic):
+    pulse.pick((pulse.features @ models["pulse"]).argmax())
+    x, _ = pulse.bar_features(tonic)
+    pulse.pick_bars((x @ models["bar"]).argmax())
 
 
 def seed_of(tune):
@@ -76,30 +92,39 @@ def learn(training, pool):
     jobs = [(tune, name, seed_of(tune)) for name in LEARNED_FROM for tune in training]
     performed = pool.map(perform, jobs, chunksize=8)
     examples = []
-    for *_, pulse, cover in performed:
+    for *_, pulse, cover, _ in performed:
         right = cover >= max(0.9, cover.max() - 0.02)
         if right.any():
             examples.append((pulse.features, right))
     models["pulse"] = np.floor(pulses.train(examples, 10.0) * 100 + 0.5) / 100
+    examples = []
+    for tune, *_, pulse, cover, bars in performed:
+        k = (pulse.features @ models["pulse"]).argmax()
+        if cover[k] > 0.85:
+            pulse.pick(k)
+            x, c = bar_example(pulse, bars, tune.key[0])
+            if c.max() > 0.8:
+                examples.append((x, c == c.max()))
+    models["bar"] = np.floor(pulses.train(examples, 10.0) * 100 + 0.5) / 100
     for mode in (0, 1):
         metre, free = [], []
         for tune in training:
             if tune.key[1] == mode:
                 p, times = metre_pieces(tune, tune.key[0])
                 onsets = np.array([c[0] for c in tune.chords])
-                metre.append((*chords.numbers(p, True), labels_of(times + 0.01, onsets, tune), p.end - p.start))
-        for tune, start, end, pitch, onsets, pulse, _ in performed:
+                metre.append((*chords.numbers(p), labels_of(times + 0.01, onsets, tune), p.end - p.start))
+        for tune, start, end, pitch, onsets, pulse, *_ in performed:
             if tune.key[1] == mode:
-                pulse.pick((pulse.features @ models["pulse"]).argmax())
+                find_pulse(models, pulse, tune.key[0])
                 p, times = pulse_pieces(pulse, start, end, pitch, tune.key[0])
-                free.append((*chords.numbers(p, False), labels_of(times + 0.06, onsets, tune), p.end - p.start))
+                free.append((*chords.numbers(p), labels_of(times + 0.06, onsets, tune), p.end - p.start))
         models["metre", mode] = chords.rounded(chords.learn(metre)) if metre else None
         models["free", mode] = chords.rounded(chords.learn(free)) if free else None
     return models
 
 
-def found_chords(model, p, times, tonic, with_bars):
-    path, _ = chords.decode(model, *chords.numbers(p, with_bars))
+def found_chords(model, p, times, tonic):
+    path, _ = chords.decode(model, *chords.numbers(p))
     return [(t, (model.states[s][0] + tonic) % 12, model.states[s][1]) for t, s in zip(times, path)]
 
 
@@ -124,16 +149,20 @@ def judge_tune(job):
         return tune.family, tune.key[1], rows
     for name, key in (("metre known", truth), ("metre known, key found", found)):
         p, times = metre_pieces(tune, key % 12)
-        rows[name] = chords.judge(tune, found_chords(models["metre", key // 12], p, times, key % 12, True))
+        rows[name] = chords.judge(tune, found_chords(models["metre", key // 12], p, times, key % 12))
     for name in PERFORMANCES:
-        _, start, end, pitch, onsets, pulse, cover = perform((tune, name, seed_of(tune) + 7))
+        _, start, end, pitch, onsets, pulse, cover, bars_true = perform((tune, name, seed_of(tune) + 7))
         k = (pulse.features @ models["pulse"]).argmax()
         pulse.pick(k)
+        x, bar_cover = bar_example(pulse, bars_true, tune.key[0])
+        b = (x @ models["bar"]).argmax()
+        pulse.pick_bars(b)
         p, times = pulse_pieces(pulse, start, end, pitch, tune.key[0])
         other = copy.copy(tune)
         other.start, other.end, other.chords = start, end, [(t,) + c[1:] for t, c in zip(onsets, tune.chords)]
-        result = chords.judge(other, found_chords(models["free", tune.key[1]], p, times, tune.key[0], False))
+        result = chords.judge(other, found_chords(models["free", tune.key[1]], p, times, tune.key[0]))
         rows[name] = result[:5] + (bars,)
+        rows["pulse, bars of " + name] = [(float(bar_cover[b] > 0.8), float(bar_cover[b]))]
         rows["pulse " + name] = [(float(cover[k] > 0.85), float(cover[k]))]
     return tune.family, tune.key[1], rows
 

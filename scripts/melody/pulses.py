@@ -207,10 +207,14 @@ def train(examples, l2=1.0, steps=150, rate=0.05):
     return w / scale
 
 
-class Pulse:
-    """Half bars found: a map between seconds and half bars, line 0 the first at or past the first onset's neighbourhood."""
+BARS = [(n, j) for n in (1, 2, 3) for j in range(n)]  # half bars in a bar, and which of them is the bar line
 
-    def __init__(self, start, end, pitch, tonic, weights=None, choose=None):
+
+class Pulse:
+    """Half bars found: a map between seconds and half bars."""
+
+    def __init__(self, start, end, pitch, tonic, weights=None):
+        self.notes = (start, end, pitch)
         u, period = comb(start, end)
         self.knots, self.times = smooth(start, u, period)
         seconds = np.median(np.diff(self.times))
@@ -228,6 +232,20 @@ class Pulse:
             off = halves - np.floor(halves + 0.5)
             near = np.abs(off) < 0.12
             self.phase += off[near].mean() * self.ratio if near.any() else 0.0
+
+    def bar_features(self, tonic):
+        """What the bars of these half bars may be: [BARS, numbers], and hypotheses of their lines."""
+        first = np.ceil(self.halves(self.notes[0][0]) - 0.15)
+        guesses = np.array([(self.ratio * n, self.phase + (first + j) * self.ratio) for n, j in BARS])
+        return features(*self.notes, self.u, np.median(np.diff(self.times)), guesses, tonic), guesses
+
+    def pick_bars(self, k):
+        """Counts half bars so that 0 is a bar line; finds whether half bars have three beats."""
+        n, j = BARS[k]
+        self.bars = n
+        self.phase += (np.ceil(self.halves(self.notes[0][0]) - 0.15) + j) * self.ratio
+        places = place(self.halves(self.notes[0]))
+        self.beats = 3 if (places == 3).sum() > (places == 2).sum() + (places == 4).sum() else 2
 
     def at(self, t):
         """Comb periods at seconds; the ends go on as their last period did."""
@@ -250,11 +268,14 @@ class Pulse:
     def coverage(self, k, true_lines, half):
         """How well a hypothesis' lines are the true ones: F measure within 0.15 of a half bar."""
         self.pick(k)
-        r, phase = self.ratio, self.phase
+        return self.agreement((self.ratio, self.phase), true_lines, half)
+
+    def agreement(self, guess, true_lines, half):
+        r, phase = guess
         n = np.arange(np.ceil((self.u[0] - 0.15 - phase) / r), np.floor((self.u[-1] - phase) / r) + 1)
         if len(n) == 0 or len(true_lines) == 0:
             return 0.0
-        lines = self.seconds(n)
+        lines = self.seconds((n * r + phase - self.phase) / self.ratio)
         i = np.searchsorted(lines, true_lines)
         d = np.minimum(np.abs(lines[np.clip(i, 0, len(lines) - 1)] - true_lines), np.abs(lines[np.clip(i - 1, 0, len(lines) - 1)] - true_lines))
         return 2 * (d < 0.15 * half).sum() / (len(true_lines) + len(lines))

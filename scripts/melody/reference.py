@@ -1,7 +1,7 @@
 """What the models answer on made-up melodies, as a C++ table, so that a test can hold the library to this script."""
 import numpy as np
 
-from melody import chords, keys, pulses
+from melody import chords, evaluation, keys, pulses
 
 
 def melody(random, index):
@@ -38,9 +38,9 @@ def held(found):
     return out
 
 
-def track(models, key, p, times, with_bars):
-    model = models["metre" if with_bars else "free", key // 12]
-    path, _ = chords.decode(model, *chords.numbers(p, with_bars))
+def track(models, key, p, times, metre):
+    model = models[metre, key // 12]
+    path, _ = chords.decode(model, *chords.numbers(p))
     return held([(t, (model.states[s][0] + key) % 12, model.states[s][1]) for t, s in zip(times, path)])
 
 
@@ -54,14 +54,15 @@ def write(path, models):
         posterior = keys.posterior(models["key"], keys.features(pitch, end - start))
         key = int(posterior.argmax())
         p = chords.cut(start / 2, end / 2, pitch, key % 12, 2, 2, 0.1)
-        written = track(models, key, p, p.start * 2, True)
+        written = track(models, key, p, p.start * 2, "metre")
         # sung at 120 with wandering onsets and a tempo that swings by 3 %
         clock = np.floor(1e6 * (start * 0.5 + 0.03 * np.sin(start / 8) + random.normal(0, 0.015, len(start))) + 0.5) / 1e6
         sung = np.maximum.accumulate(clock + 1e-3 * np.arange(len(clock)))
         ends = np.append(sung[1:], sung[-1] + 1.0)
-        pulse = pulses.Pulse(sung, ends, pitch, key % 12, models["pulse"])
-        p = chords.cut(pulse.halves(sung), pulse.halves(ends), pitch, key % 12, 2, 0, 0.15)
-        free = track(models, key, p, pulse.seconds(p.start), False)
+        pulse = pulses.Pulse(sung, ends, pitch, key % 12)
+        evaluation.find_pulse(models, pulse, key % 12)
+        p, _ = evaluation.pulse_pieces(pulse, sung, ends, pitch, key % 12)
+        free = track(models, key, p, pulse.seconds(p.start), "free")
         text += f"const double kNotes{index}[] = {{  // start, end, pitch of each note in quarters, start in seconds\n"
         text += rows(np.stack([start, end, pitch, sung], 1).ravel()) + "};\n"
         for name, found in (("Written", written), ("Free", free)):
@@ -69,6 +70,6 @@ def write(path, models):
         half = pulse.ratio * np.median(np.diff(pulse.times))
         phase = pulse.halves(sung[:1])[0]
         cases.append(f"    {{kNotes{index}, {len(start)}, {key}, {posterior.max():.9f}, kWritten{index}, {len(written)}, "
-                     f"{half:.9f}, {phase - np.floor(phase):.9f}, kFree{index}, {len(free)}}},\n")
+                     f"{half:.9f}, {phase:.9f}, {pulse.bars}, {pulse.beats}, kFree{index}, {len(free)}}},\n")
     text += "const Reference kReferences[] = {\n" + "".join(cases) + "};\n"
     path.write_text(text)

@@ -38,8 +38,8 @@ def write(folder, models, command):
     (folder / "KeyTables.inc").write_text(text)
 
     w = models["pulse"]
-    text = head(command, [f"Pulse finder: {len(w)} numbers in hundredths, in the order of PulseFinder.cpp."])
-    text += array("kPulseWeights", "short", whole(w, 100))
+    text = head(command, [f"Pulse finder: twice {len(w)} numbers in hundredths, in the order of PulseFinder.cpp; for half bars, for bars."])
+    text += array("kPulseWeights", "short", whole(w, 100)) + array("kBarWeights", "short", whole(models["bar"], 100))
     (folder / "PulseTables.inc").write_text(text)
 
     text, total = "", 0
@@ -63,7 +63,8 @@ def read(folder):
     for path in sorted(folder.glob("*.inc")):
         for name, body in re.findall(r"(\w+)\[\d+\] = \{([^}]*)\}", path.read_text()):
             found[name] = np.array([float(word) for word in body.replace(",", " ").split()])
-    models = {"key": np.concatenate([found["kKeyMajor"], found["kKeyMinor"]]) / 100, "pulse": found["kPulseWeights"] / 100}
+    models = {"key": np.concatenate([found["kKeyMajor"], found["kKeyMinor"]]) / 100, "pulse": found["kPulseWeights"] / 100,
+              "bar": found["kBarWeights"] / 100}
     for key, name in NAMES.items():
         states = [(int(d), "M7mda"[int(k)]) for d, k in zip(found[name + "Roots"], found[name + "Kinds"])]
         size = len(states)

@@ -16,7 +16,7 @@ namespace {
 constexpr HalfBarMetre kFourFour = {2, 2};
 
 std::vector<HeardChord> InC(const std::vector<MelodyNote>& notes) {
-    return TrackChords(notes, 0, false, HalfBarClock(0.0, 2.0), kFourFour);
+    return TrackChords(notes, 0, false, HalfBarClock(0.0, 2.0), kFourFour, MetreSource::Known);
 }
 
 const HeardChord& At(const std::vector<HeardChord>& chords, double time) {
@@ -60,7 +60,7 @@ TEST(ChordTracker, HearsBrokenChordsOfAMajorTune) {
 
 TEST(ChordTracker, GivesMinorKeysTheirMajorDominant) {
     const auto notes = Line(MinorTune());
-    const auto chords = TrackChords(notes, 9, true, HalfBarClock(0.0, 2.0), kFourFour);
+    const auto chords = TrackChords(notes, 9, true, HalfBarClock(0.0, 2.0), kFourFour, MetreSource::Known);
     ExpectSound(chords, notes);
     EXPECT_EQ(At(chords, 0.0).root, 9);
     EXPECT_EQ(At(chords, 0.0).kind, HeardKind::Minor);
@@ -84,7 +84,7 @@ TEST(ChordTracker, MovesWithTheKey) {
     const auto chords = InC(Line(MajorTune()));
     for (int tonic = 1; tonic < 12; ++tonic) {
         const auto moved = TrackChords(Transposed(Line(MajorTune()), tonic), tonic, false,
-                                       HalfBarClock(0.0, 2.0), kFourFour);
+                                       HalfBarClock(0.0, 2.0), kFourFour, MetreSource::Known);
         ASSERT_EQ(moved.size(), chords.size());
         for (size_t i = 0; i < chords.size(); ++i) {
             EXPECT_EQ(moved[i].root, (chords[i].root + tonic) % 12);
@@ -102,7 +102,8 @@ TEST(ChordTracker, ChangesAboutOnceABar) {
 
 TEST(ChordTracker, DoesNotDependOnTheUnitOfTime) {
     const auto quarters = InC(Line(MajorTune()));
-    const auto seconds = TrackChords(Line(MajorTune(), 0.5), 0, false, HalfBarClock(0.0, 1.0), kFourFour);
+    const auto seconds =
+        TrackChords(Line(MajorTune(), 0.5), 0, false, HalfBarClock(0.0, 1.0), kFourFour, MetreSource::Known);
     ASSERT_EQ(seconds.size(), quarters.size());
     for (size_t i = 0; i < seconds.size(); ++i) {
         EXPECT_DOUBLE_EQ(seconds[i].time, quarters[i].time / 2.0);
@@ -148,11 +149,11 @@ TEST(ChordTracker, StaysSoundOnAnything) {
             at += length * (random() % 3) * 0.5;
         }
         const auto line = OneLine(notes);
-        const std::optional<HalfBarMetre> metre =
-            round % 2 == 0 ? std::optional<HalfBarMetre>(kFourFour) : std::nullopt;
-        ExpectSound(
-            TrackChords(line, static_cast<int>(random() % 12), round % 5 == 0, HalfBarClock(0.3, 1.0), metre),
-            line);
+        const MetreSource source = round % 2 == 0 ? MetreSource::Known : MetreSource::Found;
+        const HalfBarMetre metre = {round % 3 + 1, round % 4};
+        ExpectSound(TrackChords(line, static_cast<int>(random() % 12), round % 5 == 0, HalfBarClock(0.3, 1.0),
+                                metre, source),
+                    line);
     }
 }
 

@@ -16,7 +16,9 @@ struct Reference {
     const double* written;
     int writtenCount;
     double half;   // seconds
-    double phase;  // of the first onset, in half bars
+    double phase;  // of the first onset, in half bars from a bar line
+    int halves;    // in a bar
+    int beats;     // in a half bar
     const double* free;
     int freeCount;
 };
@@ -60,8 +62,9 @@ TEST(MelodyReference, PulseAndChordsOfSungMelodiesAreTheScripts) {
         options.key = reference.key;
         const MelodyTrack track = TrackMelody(notes, options);
         EXPECT_NEAR(track.pulse.clock.Half(), reference.half, 1e-6);
-        const double halves = track.pulse.clock.HalvesAt(notes[0].start);
-        EXPECT_NEAR(halves - std::floor(halves), reference.phase, 1e-5);
+        EXPECT_NEAR(track.pulse.clock.HalvesAt(notes[0].start), reference.phase, 1e-5);
+        EXPECT_EQ(track.pulse.metre.halves, reference.halves);
+        EXPECT_EQ(track.pulse.metre.beats, reference.beats);
         ExpectChords(track.chords, reference.free, reference.freeCount);
     }
 }

@@ -106,7 +106,51 @@ TEST(PulseFinder, FindsThePhaseOfKnownHalfBars) {
         EXPECT_NEAR(clock.Half(), 2.0, 1e-9);
         const double halves = clock.HalvesAt(upbeat);
         EXPECT_NEAR(halves, std::floor(halves + 0.5), 0.01) << upbeat;
+        EXPECT_GT(clock.HalvesAt(0.0), -3.0) << "at most a bar before the first bar line";
     }
+}
+
+TEST(PulseFinder, FindsBarLinesAndTheMetreToWrite) {
+    const auto notes = Sung(Line(MajorTune()), 0.0, 0.0);
+    const MelodyPulse pulse = FindPulse(notes);
+    EXPECT_EQ(pulse.metre.halves, 2);
+    EXPECT_EQ(pulse.metre.beats, 2);
+    const double halves = pulse.clock.HalvesAt(8.0);  // a bar line
+    EXPECT_NEAR(halves / 2.0, std::floor(halves / 2.0 + 0.5), 0.1);
+    const WrittenMetre written = WrittenMetreOf(pulse.metre, pulse.clock.Half());
+    EXPECT_EQ(written.upper, 4);
+    EXPECT_EQ(written.lower, 4);
+    EXPECT_NEAR(written.bpm, 120.0, 3.0);
+    EXPECT_NEAR(written.quarter, 0.5, 0.02);
+}
+
+TEST(PulseFinder, WritesMetresAsPeopleCountThem) {
+    const auto expect = [](HalfBarMetre metre, double half, int upper, int lower, double bpm) {
+        const WrittenMetre written = WrittenMetreOf(metre, half);
+        EXPECT_EQ(written.upper, upper);
+        EXPECT_EQ(written.lower, lower);
+        EXPECT_NEAR(written.bpm, bpm, 1e-9);
+    };
+    expect({2, 2}, 1.0, 4, 4, 120.0);
+    expect({2, 2}, 0.5, 2, 4, 120.0);
+    expect({3, 1}, 1.5, 3, 4, 120.0);
+    expect({3, 2}, 0.75, 6, 8, 80.0);  // as found
+    expect({1, 2}, 0.75, 6, 8, 80.0);  // as written
+    expect({1, 3}, 0.75, 9, 8, 80.0);
+}
+
+TEST(PulseFinder, CountsBeatsAroundAStretch) {
+    MelodyPulse pulse = {HalfBarClock(1.0, 1.0)};
+    pulse.metre = {2, 2};
+    const std::vector<Beat> beats = BeatsOf(pulse, 0.8, 3.2);
+    ASSERT_EQ(beats.size(), 7u);
+    EXPECT_DOUBLE_EQ(beats.front().time, 0.5);
+    EXPECT_DOUBLE_EQ(beats.back().time, 3.5);
+    for (const Beat& beat : beats) {
+        EXPECT_EQ(beat.barLine, beat.time == 1.0 || beat.time == 3.0) << beat.time;
+    }
+    pulse.metre = {3, 1};
+    EXPECT_EQ(BeatsOf(pulse, 1.0, 2.0).size(), 4u);
 }
 
 TEST(PulseFinder, IsSureBetweenZeroAndOne) {

@@ -39,6 +39,9 @@ Tune ReadTune(const std::filesystem::path& path) {
     for (std::string line; std::getline(file, line);) {
         if (line.rfind("# key:", 0) == 0) {
             ReadKey(line, tune);
+        } else if (line.rfind("# meter:", 0) == 0) {
+            char slash = 0;
+            std::istringstream(line.substr(8)) >> tune.upper >> slash >> tune.lower;
         }
         TuneNote note;
         std::string chord;

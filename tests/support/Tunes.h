@@ -25,6 +25,8 @@ struct Tune {
     std::string name;       // file name without folder
     int32_t keyTonic = -1;  // pitch class, -1 for a key unknown
     std::string keyMode;    // major, minor, dorian, ...
+    int32_t upper = 0;      // of the time signature, 0 where it is not given
+    int32_t lower = 0;
     std::vector<TuneNote> notes;
 
     bool HasChords() const;
