@@ -1,5 +1,6 @@
 // mlh: vocal harmony on the command line.
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -31,8 +32,28 @@ std::string Version() {
            ", processor level " + std::to_string(level) + " (" + mlh::GetProcessorLevelName(level) + ")";
 }
 
+constexpr int kLevels[] = {0, 3, 4, 5, 6};
+
+std::string InSmallLetters(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    return text;
+}
+
+// A level by its number or name.
+int ReadLevel(const std::string& text) {
+    std::string known;
+    for (const int level : kLevels) {
+        const std::string name = InSmallLetters(mlh::GetProcessorLevelName(level));
+        if (text == std::to_string(level) || InSmallLetters(text) == name) return level;
+        known += (known.empty() ? "" : ", ") + std::to_string(level) + " (" + name + ")";
+    }
+    throw UsageError("--level: there is no level '" + text + "'; there are " + known);
+}
+
 // A process runs at one level, chosen before the library's first work.
-void UseLevel(int level) {
+void UseLevel(const std::string& text) {
+    const int level = ReadLevel(text);
     mlh::LimitProcessorLevel(level);
     const int best = mlh::GetProcessorLevel();
     if (best == level) return;
@@ -98,9 +119,8 @@ int Main(int argc, char** argv) {
     CLI::App app("Vocal harmony: one sung line becomes a choir of the same singer.", "mlh");
     app.fallthrough();                       // options of the program may also stand behind the command
     app.allow_windows_style_options(false);  // what begins with a slash is a file name on every system
-    app.add_option_function<int>("--level", UseLevel,
-                                 "Processor level to run at (default: the best one here)")
-        ->check(CLI::IsMember({0, 3, 4, 5, 6}))
+    app.add_option_function<std::string>(
+           "--level", UseLevel, "Processor level to run at, by number or name (default: the best one here)")
         ->type_name("LEVEL");
     app.set_version_flag("--version", Version,
                          "Show both versions of the library and the processor level in use");

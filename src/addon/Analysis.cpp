@@ -67,20 +67,7 @@ int32_t GetProcessorLevel() {
     return CurrentLevel();
 }
 
-const char* GetProcessorLevelName(int32_t level) {
-    switch (level) {
-        case 3:
-            return "SSE2";
-        case 4:
-            return "SSE3";
-        case 5:
-            return "SSE4.2";
-        case 6:
-            return "AVX";
-        default:
-            return "none";
-    }
-}
+const char* GetProcessorLevelName(int32_t level) { return NameOfLevel(level); }
 
 void LimitProcessorLevel(int32_t level) { InitDispatch(std::max(level, 0)); }
 

@@ -7,6 +7,7 @@
 
 #include "api/BlockLoop.h"
 #include "base/Numbering.h"
+#include "dsp/Dispatch.h"
 #include "dsp/VoiceOperations.h"
 #include "mlh/mlh.h"
 

@@ -5,7 +5,6 @@
 #include "base/Pi.h"
 #include "dsp/Dispatch.h"
 #include "dsp/SplitRadix.h"
-#include "dsp/kernels/Kernels.h"
 
 namespace mlh {
 
@@ -47,36 +46,21 @@ Autocorrelation::Autocorrelation(int32_t n) : n(n) {
         turns[l < n / 2 ? l : n] = static_cast<float>(2.0 * std::cos(angle));
         if (l < n / 2) turns[n / 2 + l] = static_cast<float>(2.0 * std::sin(angle));
     }
-    ChooseKernels(CurrentLevel());
+    PrepareKernels(ChosenLevel());
     if (powerSpectrum == nullptr) PreparePlain();
 }
 
-void Autocorrelation::ChooseKernels([[maybe_unused]] int32_t level) {
-#ifdef MLH_KERNELS
-    if (level == 0 || 2 * n < ShortestFft(4)) return;
-    switch (level) {
-        case 3:
-            return UseKernels<3, false>(4);
-        case 4:
-            return UseKernels<4, false>(4);
-        case 5:
-            return UseKernels<5, false>(4);
-        default:
-            const int32_t lanes = 2 * n < ShortestFft(8) ? 4 : 8;
-            ProcessorHasFusedMultiplyAdd() ? UseKernels<6, true>(lanes) : UseKernels<6, false>(lanes);
-    }
-#endif
-}
-
-template <int32_t level, bool fma>
-void Autocorrelation::UseKernels(int32_t lanes) {
+void Autocorrelation::PrepareKernels(const Level& level) {
+    const TransformKernels& kernels = ChosenTransforms(level);
+    if (kernels.powerSpectrum == nullptr || 2 * n < ShortestFft(4)) return;
+    const int32_t lanes = 2 * n < ShortestFft(level.lanes) ? 4 : level.lanes;
     const FftPlanSizes sizes = GetQuarterPointPlanSizes(n, lanes);
     const VecPointer planInit = MakeVec(sizes.init);
     planMemory = MakeVec(sizes.tables);
     plan = BuildQuarterPointPlan(n, lanes, planMemory.get(), planInit.get());
     work = MakeVec(sizes.work);
-    powerSpectrum = AutocorrelationKernels<level, fma>::PowerSpectrum;
-    lags = AutocorrelationKernels<level, fma>::Lags;
+    powerSpectrum = kernels.powerSpectrum;
+    lags = kernels.lags;
 }
 
 void Autocorrelation::PreparePlain() {

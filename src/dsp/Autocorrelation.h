@@ -36,12 +36,7 @@ class Autocorrelation {
     void Compute(float* out, const float* in);
 
   private:
-    using PowerSpectrumKernel = float (*)(const QuarterPointPlan&, const float*, float*, float*);
-    using LagsKernel = void (*)(float*, const float*, const float*, float, int32_t);
-
-    void ChooseKernels(int32_t level);
-    template <int32_t level, bool fma>
-    void UseKernels(int32_t lanes);
+    void PrepareKernels(const Level& level);
     void PreparePlain();
     float PlainPowerSpectrum(const float* in);
 
@@ -50,10 +45,10 @@ class Autocorrelation {
     VecPointer power;  // [n], then its transform
     VecPointer turns;  // [n/2] cosines, [n/2] sines, the cosine at n/2; all of them twice as long
     VecPointer work;
-    LagsKernel lags;
+    decltype(TransformKernels::lags) lags;
 
     // With kernels:
-    PowerSpectrumKernel powerSpectrum = nullptr;
+    decltype(TransformKernels::powerSpectrum) powerSpectrum = nullptr;
     QuarterPointPlan plan{};
     VecPointer planMemory;
 

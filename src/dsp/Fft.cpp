@@ -3,9 +3,9 @@
 #include <cstring>
 
 #include "base/Codes.h"
+#include "dsp/Dispatch.h"
 #include "dsp/FftWindow.h"
 #include "dsp/SplitRadix.h"
-#include "dsp/kernels/Kernels.h"
 
 namespace mlh {
 
@@ -58,8 +58,8 @@ int32_t CqrtfFFTGen::Inverse(float* out, const float* in) {
 namespace {
 
 // The widest vectors that the level has and the length is long enough for; 0 where none are.
-int32_t LanesFor(int32_t level, int32_t fftSize) {
-    if (level == 6 && fftSize >= ShortestFft(8)) return 8;
+int32_t LanesFor(const Level& level, int32_t fftSize) {
+    if (fftSize >= ShortestFft(level.lanes)) return level.lanes;
     return fftSize >= ShortestFft(4) ? 4 : 0;
 }
 
@@ -79,7 +79,8 @@ void CqrtfFFTKernel<level>::Init() {
 
 template <int32_t level>
 int32_t CqrtfFFTKernel<level>::PrepareKernel() {
-    const int32_t lanes = LanesFor(level, fftSize);
+    const Level& record = FindLevel(level);
+    const int32_t lanes = LanesFor(record, fftSize);
     if (lanes == 0) {
         small = std::make_unique<CqrtfFFTGen>(windowLength, fftSize / windowLength, windowType);
         small->Init();
@@ -90,14 +91,9 @@ int32_t CqrtfFFTKernel<level>::PrepareKernel() {
     planInit = MakeVec(sizes.init);
     planWork = MakeVec(sizes.work);
     plan = std::make_unique<FftPlan>(BuildFftPlan(fftSize, lanes, planMemory.get(), planInit.get()));
-    forward = FftKernels<level, false>::Forward;
-    inverse = FftKernels<level, false>::Inverse;
-    if constexpr (level == 6) {
-        if (ProcessorHasFusedMultiplyAdd()) {
-            forward = FftKernels<level, true>::Forward;
-            inverse = FftKernels<level, true>::Inverse;
-        }
-    }
+    const TransformKernels& kernels = ChosenTransforms(record);
+    forward = kernels.forward;
+    inverse = kernels.inverse;
     return 0;
 }
 

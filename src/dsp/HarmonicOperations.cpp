@@ -2,12 +2,7 @@
 
 #include <algorithm>
 
-#include "dsp/Dispatch.h"
-#include "dsp/kernels/Kernels.h"
-
-namespace mlh {
-
-namespace {
+namespace mlh::Generic {
 
 // Many maxima run side by side, since one alone would wait for each comparison in turn.
 float Largest(const float* bins, int32_t n, float start) {
@@ -35,7 +30,7 @@ void AddQuarter(float* bins, float scale, float* spectrum, float spectrumScale, 
     }
 }
 
-float Factor(float harmonic, float divisor) { return (harmonic + 0.15f) / divisor; }
+static float Factor(float harmonic, float divisor) { return (harmonic + 0.15f) / divisor; }
 
 void HarmonicProduct(float* product, const float* bins, int32_t n) {
     for (int32_t i = 0; i < n / 3; ++i) {
@@ -49,32 +44,4 @@ void HarmonicProduct(float* product, const float* bins, int32_t n) {
     }
 }
 
-constexpr HarmonicOperations plain{Largest, FirstLargest, AddQuarter, HarmonicProduct};
-
-#ifdef MLH_KERNELS
-template <int32_t level>
-constexpr HarmonicOperations kernels{HarmonicKernels<level>::Largest, HarmonicKernels<level>::FirstLargest,
-                                     HarmonicKernels<level>::AddQuarter,
-                                     HarmonicKernels<level>::HarmonicProduct};
-#endif
-
-}  // namespace
-
-const HarmonicOperations& HarmonicOps() {
-#ifdef MLH_KERNELS
-    switch (CurrentLevel()) {
-        case 3:
-        case 4:
-            return kernels<3>;
-        case 5:
-            return kernels<5>;
-        case 6:
-            return kernels<6>;
-        default:
-            break;
-    }
-#endif
-    return plain;
-}
-
-}  // namespace mlh
+}  // namespace mlh::Generic

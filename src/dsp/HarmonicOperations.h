@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
 namespace mlh {
 
@@ -22,7 +23,15 @@ struct HarmonicOperations {
     void (*HarmonicProduct)(float* product, const float* bins, int32_t n);
 };
 
-/// Those of the current level.
-const HarmonicOperations& HarmonicOps();
+/// Level 0: plain loops that say what each operation means. The chosen set is HarmonicOps() of Dispatch.h.
+namespace Generic {
+std::remove_pointer_t<decltype(HarmonicOperations::Largest)> Largest;
+std::remove_pointer_t<decltype(HarmonicOperations::FirstLargest)> FirstLargest;
+std::remove_pointer_t<decltype(HarmonicOperations::AddQuarter)> AddQuarter;
+std::remove_pointer_t<decltype(HarmonicOperations::HarmonicProduct)> HarmonicProduct;
+}  // namespace Generic
+
+inline constexpr HarmonicOperations kPlainHarmonicOperations = {
+    Generic::Largest, Generic::FirstLargest, Generic::AddQuarter, Generic::HarmonicProduct};
 
 }  // namespace mlh

@@ -112,6 +112,48 @@ struct OperationTable {
     int32_t (*CcfDestroy)(CqrtfCcf_If** ccf);
 };
 
+/// The operations that have a plain loop, and what serves them at levels 3 to 6:
+///     Kernel     the level's kernel
+///     KernelOf3  that of level 3, whose groups of four are the best form at every level
+///     Checked    the plain loop, after the checks that kernels make
+///     Plain      the plain loop
+/// To add an operation, declare it above and name it here; write its loop in GenericOperations.cpp and, for
+/// Kernel, in kernels/Operations.cpp. Everything else follows from this list.
+#define MLH_OPERATION_LIST(X)    \
+    X(VecZero, Kernel)           \
+    X(VecMaxIndex, Kernel)       \
+    X(VecMinIndex, Kernel)       \
+    X(VecMean, Kernel)           \
+    X(VecStdDev, Kernel)         \
+    X(VecMaxInPlace, Kernel)     \
+    X(VecAdd, Kernel)            \
+    X(VecAddConst, Kernel)       \
+    X(VecSub, Kernel)            \
+    X(VecMul, Kernel)            \
+    X(VecMulConst, Kernel)       \
+    X(VecDiv, Kernel)            \
+    X(VecMulAcc, Kernel)         \
+    X(VecAbs, Kernel)            \
+    X(VecExp, Checked)           \
+    X(VecSqrt, Kernel)           \
+    X(VecThresholdLog, Checked)  \
+    X(VecDot, Kernel)            \
+    X(VecThresholdLow, Kernel)   \
+    X(VecThresholdHigh, Kernel)  \
+    X(SpectrumPack, Plain)       \
+    X(SpectrumUnpack, Plain)     \
+    X(SpectrumAdd, Plain)        \
+    X(SpectrumMul, Kernel)       \
+    X(NoOperation, Plain)        \
+    X(SpectrumPhase, Checked)    \
+    X(SpectrumMulAcc, KernelOf3) \
+    X(SpectrumMagnitude, Kernel) \
+    X(SpectrumConjugate, Plain)  \
+    X(VecWrapPhase, Kernel)      \
+    X(VecSinCos, Checked)        \
+    X(SpectrumReIndex, Plain)    \
+    X(SpectrumImIndex, Plain)
+
 inline constexpr int kOperationCount = 39;
 static_assert(sizeof(OperationTable) == kOperationCount * sizeof(void (*)()),
               "the layout of the table is fixed");

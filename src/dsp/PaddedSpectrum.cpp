@@ -10,24 +10,8 @@ namespace mlh {
 
 namespace {
 
-#ifdef MLH_KERNELS
-
 // The kernels take the eighth of a block that is given, and no transform below 16 points.
 constexpr int32_t kShortest = 32;
-
-auto KernelOfLevel(int32_t level) {
-    switch (level) {
-        case 3:
-        case 4:
-            return SpectrumKernels<3>::PaddedMagnitudes;
-        case 5:
-            return SpectrumKernels<5>::PaddedMagnitudes;
-        default:
-            return SpectrumKernels<6>::PaddedMagnitudes;
-    }
-}
-
-#endif
 
 }  // namespace
 
@@ -37,16 +21,15 @@ PaddedSpectrum::PaddedSpectrum(int32_t given, int32_t size) : given(given), size
     twiddles = MakeVec(SplitRadixTwiddleSize(size));
     FillSplitRadixTables(size, bitReversal.get(), twiddles.get());
     work = MakeVec(size + kPaddedSpectrumGap);
-#ifdef MLH_KERNELS
-    if (CurrentLevel() == 0 || size != 8 * given || size < kShortest) return;
-    kernel = KernelOfLevel(CurrentLevel());
+    if (size != 8 * given || size < kShortest) return;
+    kernel = ChosenLevel().paddedMagnitudes;
+    if (kernel == nullptr) return;
     // The given points in reversed order of their bits.
     const int32_t points = given / 2;
     order = std::make_unique<int32_t[]>(static_cast<size_t>(points));
     for (int32_t bit = 1; bit < points; bit *= 2) {
         for (int32_t i = 0; i < bit; ++i) order[bit + i] = order[i] + points / (2 * bit);
     }
-#endif
 }
 
 void PaddedSpectrum::Compute(float* out, const float* in) {

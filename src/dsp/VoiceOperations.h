@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
 namespace mlh {
 
@@ -22,7 +23,14 @@ struct VoiceOperations {
                     int32_t rowCount, int32_t frames);
 };
 
-/// The set of the present level (see Dispatch.h).
-const VoiceOperations& VoiceOps();
+/// Level 0: plain loops that say what each operation means. The chosen set is VoiceOps() of Dispatch.h.
+namespace Generic {
+std::remove_pointer_t<decltype(VoiceOperations::AddGrain)> AddGrain;
+std::remove_pointer_t<decltype(VoiceOperations::WriteGrain)> WriteGrain;
+std::remove_pointer_t<decltype(VoiceOperations::MixTo16)> MixTo16;
+}  // namespace Generic
+
+inline constexpr VoiceOperations kPlainVoiceOperations = {Generic::AddGrain, Generic::WriteGrain,
+                                                          Generic::MixTo16};
 
 }  // namespace mlh

@@ -33,6 +33,7 @@
 #include "base/Pi.h"
 #include "base/PitchUnits.h"
 #include "base/Truncate.h"
+#include "dsp/Dispatch.h"
 #include "dsp/VoiceOperations.h"
 #include "synthesis/PitchSynthesizerImpl.h"
 

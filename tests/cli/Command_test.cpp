@@ -79,6 +79,18 @@ TEST_F(Command, TheLevelAskedForIsInUse) {
     }
 }
 
+TEST_F(Command, ALevelHasAName) {
+    for (const int level : {0, 3, 4, 5, 6}) {
+        if (level > BestLevel()) continue;
+        std::string name = mlh::GetProcessorLevelName(level);
+        const std::string expected = "processor level " + std::to_string(level);
+        EXPECT_THAT(Run("--version --level " + name).output, HasSubstr(expected));
+        for (char& letter : name)
+            letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+        EXPECT_THAT(Run("--version --level " + name).output, HasSubstr(expected));
+    }
+}
+
 TEST_F(Command, EveryCommandTakesALevelBeforeOrBehindItsName) {
     WriteLead("lead.wav");
     for (const std::string command : {"harmonize lead.wav -q", "analyze lead.wav", "arrange lead.wav"}) {

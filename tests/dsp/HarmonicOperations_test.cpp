@@ -1,3 +1,4 @@
+#include "dsp/Dispatch.h"
 #include "dsp/HarmonicOperations.h"
 
 #include <gtest/gtest.h>

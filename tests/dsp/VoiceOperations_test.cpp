@@ -1,3 +1,4 @@
+#include "dsp/Dispatch.h"
 #include "dsp/VoiceOperations.h"
 
 #include <gtest/gtest.h>

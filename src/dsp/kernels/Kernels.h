@@ -1,6 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
+
+#include "dsp/OperationTable.h"
 
 namespace mlh {
 
@@ -12,32 +15,17 @@ struct QuarterPointPlan;
 /// for a null pointer or kBadCount for a count below 1, with nothing done.
 template <int32_t level>
 struct Kernels {
-    static int32_t VecZero(float* dst, int32_t n);
-    static int32_t VecMaxIndex(const float* src, float* max, int32_t* index, int32_t n);
-    static int32_t VecMinIndex(const float* src, float* min, int32_t* index, int32_t n);
-    static int32_t VecMean(const float* src, float* mean, int32_t n);
-    static int32_t VecStdDev(const float* src, float* dev, int32_t n);
-    static int32_t VecMaxInPlace(float* dst, const float* src, int32_t n);
-    static int32_t VecAdd(float* dst, const float* src, int32_t n);
-    static int32_t VecAddConst(float* dst, float c, int32_t n);
-    static int32_t VecSub(float* dst, const float* src, int32_t n);
-    static int32_t VecMul(float* dst, const float* src, int32_t n);
-    static int32_t VecMulConst(float* dst, float c, int32_t n);
-    static int32_t VecDiv(float* dst, const float* src, int32_t n);
-    static int32_t VecMulAcc(float* dst, const float* a, const float* b, int32_t n);
-    static int32_t VecAbs(float* dst, int32_t n);
-    static int32_t VecExp(float* dst, int32_t n);
-    static int32_t VecSqrt(float* dst, int32_t n);
-    static int32_t VecThresholdLog(float* dst, float threshold, float value, int32_t n);
-    static int32_t VecDot(const float* a, const float* b, float* out, int32_t n);
-    static int32_t VecThresholdLow(float* dst, float threshold, float value, int32_t n);
-    static int32_t VecThresholdHigh(float* dst, float threshold, float value, int32_t n);
-    static int32_t SpectrumMul(float* dst, const float* src, int32_t nBins);
-    static int32_t SpectrumPhase(float* dst, const float* src, int32_t n);
-    static int32_t SpectrumMulAcc(float* dst, const float* a, const float* b, int32_t nBins);
-    static int32_t SpectrumMagnitude(float* dst, const float* src, int32_t nBins);
-    static int32_t VecWrapPhase(float* dst, const float* src, int32_t n);
-    static int32_t VecSinCos(float* sine, float* cosine, const float* src, int32_t n);
+#define MLH_DECLARE_Kernel(name) static std::remove_pointer_t<decltype(OperationTable::name)> name;
+#define MLH_DECLARE_KernelOf3(name) MLH_DECLARE_Kernel(name)
+#define MLH_DECLARE_Checked(name)
+#define MLH_DECLARE_Plain(name)
+#define MLH_DECLARE(name, server) MLH_DECLARE_##server(name)
+    MLH_OPERATION_LIST(MLH_DECLARE)
+#undef MLH_DECLARE
+#undef MLH_DECLARE_Plain
+#undef MLH_DECLARE_Checked
+#undef MLH_DECLARE_KernelOf3
+#undef MLH_DECLARE_Kernel
 };
 
 /// The loops of HarmonicOperations.h.

@@ -2,7 +2,6 @@
 
 #include "base/Codes.h"
 #include "base/Pi.h"
-#include "dsp/GenericOperations.h"
 #include "dsp/kernels/Kernels.h"
 #include "dsp/kernels/Loops.h"
 
@@ -194,22 +193,10 @@ int32_t Kernels<MLH_LEVEL>::VecAbs(float* dst, int32_t n) {
 }
 
 template <>
-int32_t Kernels<MLH_LEVEL>::VecExp(float* dst, int32_t n) {
-    if (const int32_t code = Check(n, dst)) return code;
-    return Generic::VecExp(dst, n);
-}
-
-template <>
 int32_t Kernels<MLH_LEVEL>::VecSqrt(float* dst, int32_t n) {
     if (const int32_t code = Check(n, dst)) return code;
     Apply(dst, n, [](auto d) { return Sqrt(d); });
     return 0;
-}
-
-template <>
-int32_t Kernels<MLH_LEVEL>::VecThresholdLog(float* dst, float threshold, float value, int32_t n) {
-    if (const int32_t code = Check(n, dst)) return code;
-    return Generic::VecThresholdLog(dst, threshold, value, n);
 }
 
 template <>
@@ -259,12 +246,6 @@ int32_t Kernels<MLH_LEVEL>::SpectrumMul(float* dst, const float* src, int32_t nB
     dst[0] = first;
     dst[1] = last;
     return 0;
-}
-
-template <>
-int32_t Kernels<MLH_LEVEL>::SpectrumPhase(float* dst, const float* src, int32_t n) {
-    if (const int32_t code = Check(n, dst, src)) return code;
-    return Generic::SpectrumPhase(dst, src, n);
 }
 
 #if MLH_LEVEL == 3
@@ -321,12 +302,6 @@ int32_t Kernels<MLH_LEVEL>::VecWrapPhase(float* dst, const float* src, int32_t n
     for (; i <= n - V::lanes; i += V::lanes) wrap(V::Load(src + i)).Store(dst + i);
     for (; i < n; ++i) wrap(F1::Load(src + i)).Store(dst + i);
     return 0;
-}
-
-template <>
-int32_t Kernels<MLH_LEVEL>::VecSinCos(float* sine, float* cosine, const float* src, int32_t n) {
-    if (const int32_t code = Check(n, sine, cosine, src)) return code;
-    return Generic::VecSinCos(sine, cosine, src, n);
 }
 
 }  // namespace mlh
