@@ -110,6 +110,11 @@ std::string SharingOf(std::size_t place) {
           Place(&T::SpectrumImIndex), Place(&T::CcfCreate), Place(&T::CcfDestroy)}) {
         if (place == shared) return "aaaaa";
     }
+    // Plain loops at every level, which from 3 on check what they are given.
+    for (const std::size_t checked :
+         {Place(&T::VecExp), Place(&T::VecThresholdLog), Place(&T::SpectrumPhase), Place(&T::VecSinCos)}) {
+        if (place == checked) return "abbbb";
+    }
     if (place == Place(&T::SpectrumMulAcc)) return "abbbb";
     if (place == Place(&T::VecAlloc)) return "abbbc";                                     // by alignment
     if (place == Place(&T::FFTCreate) || place == Place(&T::FFTDestroy)) return "abcde";  // a class each
