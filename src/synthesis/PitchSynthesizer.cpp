@@ -125,14 +125,14 @@ float CMELODORPitchSynthesizer::GetOutputPitchAt(double seconds) {
     const int32_t mark = FindMark(*segment, SourcePositionAt(*segment, offset));
     if (!IsVoiced(*segment, mark)) return -1.0f;
     const double transposition = -RatioToSemitones(static_cast<double>(settings.transposition));
-    return MarkPitch(*segment, mark) + PitchShiftAt(*segment, mark, offset) +
+    return MarkPitch(*segment, mark) + PitchShiftAt(*segment, settings, mark, offset) +
            static_cast<float>(transposition);
 }
 
 float CMELODORPitchSynthesizer::GetOutputGainAt(double seconds) {
     const double outputSample = seconds * static_cast<double>(sampleRate);
     const SynthSegment* segment = LookUpSegment(outputSample);
-    return segment == nullptr ? 0.0f : GainAt(*segment, outputSample - OutputStart(*segment));
+    return segment == nullptr ? 0.0f : GainAt(*segment, settings, outputSample - OutputStart(*segment));
 }
 
 // Callers mostly go forward, so the segment found last is tried first and the start of the list last.

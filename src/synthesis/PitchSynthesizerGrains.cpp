@@ -98,6 +98,13 @@ const float* KeptWindowRow(int32_t length) {
     return rows.Row(length);
 }
 
+// How many output samples a half of a grain has: as far as its source reaches, and no further than a period
+// of the recording where the voice sings lower.
+int32_t HalfLength(const Grain& grain, int32_t period, float total) {
+    const float width = static_cast<float>(period);
+    return std::max(TruncateToInt32(std::min(grain.grainWidth * width, width / total + 0.5f)), 0);
+}
+
 // `last` keeps the read inside where rounding makes the position drift through a grain of absurd length.
 float Interpolate(const float* samples, float position, int32_t last) {
     const int32_t index = std::clamp(static_cast<int32_t>(position), 0, last);
@@ -198,24 +205,24 @@ CMELODORPitchSynthesizer::PlaceResult CMELODORPitchSynthesizer::PlaceGrains(int3
         currentMarkIndex = mark;
         lastSourcePosition = segment->sourcePosition;
 
-        SetGrainShape(*segment);
+        const Grain grain = ShapeGrain(*segment);
         const int32_t distance = marks.GetDistanceToNext(mark);
         if (distance < 0) return PlaceResult::Failed;
         const float sourcePeriod =
             carriesRounding ? PeriodAt(*segment, distance) : static_cast<float>(distance);
-        currentPeriod = OutputPeriod(sourcePeriod);
+        currentPeriod = OutputPeriod(grain, sourcePeriod);
 
         GrowBuffersForGrain();
         if (target + currentPeriod > silentBefore) {
             grainSource.ReadFromAudioReader(reader, 0, previousPeriod + currentPeriod,
                                             std::max(marks.GetPosition(mark), 0) - previousPeriod, true,
                                             true);
-            OverlapAddGrain();
+            OverlapAddGrain(grain);
         }
         accumulated += previousPeriod;
         previousPeriod = currentPeriod;
         target += currentPeriod;
-        segment->sourcePosition += static_cast<double>(SourceAdvance(sourcePeriod));
+        segment->sourcePosition += static_cast<double>(SourceAdvance(grain, sourcePeriod));
     }
     return PlaceResult::Placed;
 }
@@ -239,14 +246,16 @@ SynthSegment* CMELODORPitchSynthesizer::EnterSegmentAt(double target) {
     return &segment;
 }
 
-void CMELODORPitchSynthesizer::SetGrainShape(const SynthSegment& segment) {
-    const float semitones = PitchShiftAt(segment, segment.currentMark, segment.outputOffset);
-    periodRatio = SemitonesToRatio32(-static_cast<double>(semitones));
-    grainGain = GainAt(segment, segment.outputOffset);
-    segmentStretch = segment.stretch;
-    segmentFormantRatio = segment.formantRatio;
-    const float step = segmentFormantRatio * settings.formantShift;
-    grainWidth = step <= 1.0f ? 1.0f : 1.0f / step;
+Grain CMELODORPitchSynthesizer::ShapeGrain(const SynthSegment& segment) const {
+    const float semitones = PitchShiftAt(segment, settings, segment.currentMark, segment.outputOffset);
+    Grain grain;
+    grain.periodRatio = SemitonesToRatio32(-static_cast<double>(semitones));
+    grain.grainGain = GainAt(segment, settings, segment.outputOffset);
+    grain.segmentStretch = segment.stretch;
+    grain.segmentFormantRatio = segment.formantRatio;
+    const float step = grain.segmentFormantRatio * settings.formantShift;
+    grain.grainWidth = step <= 1.0f ? 1.0f : 1.0f / step;
+    return grain;
 }
 
 // The period of the recording at the source position itself, between the distances of the marks around it: a
@@ -262,8 +271,8 @@ float CMELODORPitchSynthesizer::PeriodAt(const SynthSegment& segment, int32_t di
     return static_cast<float>(first + share * (second - first));
 }
 
-int32_t CMELODORPitchSynthesizer::OutputPeriod(float sourcePeriod) {
-    const float period = sourcePeriod * settings.transposition * periodRatio;
+int32_t CMELODORPitchSynthesizer::OutputPeriod(const Grain& grain, float sourcePeriod) {
+    const float period = sourcePeriod * settings.transposition * grain.periodRatio;
     if (!carriesRounding) return std::clamp(TruncateToInt32(NearestPeriod32(period)), 1, kMaxPeriod);
     const float wanted = period + carriedRounding;
     const int32_t whole = std::clamp(TruncateToInt32(NearestPeriod32(wanted)), 1, kMaxPeriod);
@@ -273,16 +282,9 @@ int32_t CMELODORPitchSynthesizer::OutputPeriod(float sourcePeriod) {
 }
 
 // How far the source moves on, so that it keeps up with the output's time.
-float CMELODORPitchSynthesizer::SourceAdvance(float sourcePeriod) const {
-    return sourcePeriod * settings.transposition * speed * settings.inverseTimeScale * periodRatio *
-           segmentStretch;
-}
-
-// How many output samples a half of a grain has: as far as its source reaches, and no further than a period
-// of the recording where the voice sings lower.
-int32_t CMELODORPitchSynthesizer::HalfLength(int32_t period, float total) const {
-    const float width = static_cast<float>(period);
-    return std::max(TruncateToInt32(std::min(grainWidth * width, width / total + 0.5f)), 0);
+float CMELODORPitchSynthesizer::SourceAdvance(const Grain& grain, float sourcePeriod) const {
+    return sourcePeriod * settings.transposition * speed * settings.inverseTimeScale * grain.periodRatio *
+           grain.segmentStretch;
 }
 
 // The window of a half of this length. Of the long ones the last is kept: the left half of a grain mostly has
@@ -313,12 +315,12 @@ const float* CMELODORPitchSynthesizer::ReadGrain(const float* source, float& pos
     return resampledGrain.data();
 }
 
-void CMELODORPitchSynthesizer::OverlapAddGrain() {
-    const float step = settings.formantShift * segmentFormantRatio;
-    const float total = settings.transposition * periodRatio * step;
+void CMELODORPitchSynthesizer::OverlapAddGrain(const Grain& grain) {
+    const float step = settings.formantShift * grain.segmentFormantRatio;
+    const float total = settings.transposition * grain.periodRatio * step;
     const int32_t centre = accumulated + previousPeriod;
 
-    const int32_t leftLength = HalfLength(previousPeriod, total);
+    const int32_t leftLength = HalfLength(grain, previousPeriod, total);
     const float leftStart = static_cast<float>(previousPeriod) - static_cast<float>(leftLength) * step;
     float position = leftStart;
     const float* const rising = WindowRow(leftLength);
@@ -326,17 +328,17 @@ void CMELODORPitchSynthesizer::OverlapAddGrain() {
         position = leftStart;
         const float* x = ReadGrain(grainSource.GetChannel(c), position, step, leftLength);
         float* left = accumulator.GetChannel(c) + centre - leftLength;
-        VoiceOps().AddGrain(left, x, rising, grainGain, leftLength);
+        VoiceOps().AddGrain(left, x, rising, grain.grainGain, leftLength);
     }
 
-    const int32_t rightLength = HalfLength(currentPeriod, total);
+    const int32_t rightLength = HalfLength(grain, currentPeriod, total);
     const float rightStart = position;
     const float* const falling = WindowRow(rightLength);
     for (int32_t c = 0; c < RenderedChannels(); ++c) {
         position = rightStart;
         const float* x = ReadGrain(grainSource.GetChannel(c), position, step, rightLength);
         float* right = accumulator.GetChannel(c) + centre;
-        VoiceOps().WriteGrain(right, x, falling, grainGain, rightLength);
+        VoiceOps().WriteGrain(right, x, falling, grain.grainGain, rightLength);
     }
 }
 

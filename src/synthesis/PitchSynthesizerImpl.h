@@ -20,16 +20,13 @@
 
 namespace mlh {
 
-// The global parameters as rendering uses them.
-struct VoiceSettings {
-    float timeScale = 1.0f;
-    float inverseTimeScale = 1.0f;
-    float transposition = 1.0f;          // factor on all output periods
-    float formantShift = 1.0f;           // factor on the read step in a grain ...
-    float formantShiftSemitones = 0.0f;  // ... and the value it was made from
-    float pitchCorrection = 0.0f;
-    float modulationKeepScale = 1.0f;
-    float transitionScale = 1.0f;
+// A grain as its segment shapes it at one moment.
+struct Grain {
+    float periodRatio;          // of its output period to its period in the recording, but for transposition
+    float grainGain;            // linear
+    float segmentStretch;       // of its segment
+    float segmentFormantRatio;  // of its segment
+    float grainWidth;           // share of a half that may be used without reading beyond it
 };
 
 class CMELODORPitchSynthesizer final : public CMELODORPitchSynthesizerIf {
@@ -98,6 +95,7 @@ class CMELODORPitchSynthesizer final : public CMELODORPitchSynthesizerIf {
     void FillSegment(SynthSegment& segment, const SegmentInfo& info, bool adjustNeighbours);
     void SetTimes(SynthSegment& segment, double& start, double& end, bool adjustNeighbours);
     float CorrectedTargetPitch(const SynthSegment& segment) const;
+    float GetParameter(const SynthSegment& segment, int32_t which) const;
     int32_t MarkAt(double seconds) const;
     double FindNoteEnd(const SegmentInfo& info) const;
     double ToSeconds(int32_t samples) const;
@@ -116,14 +114,13 @@ class CMELODORPitchSynthesizer final : public CMELODORPitchSynthesizerIf {
     void RenderBlock(int32_t frames);
     PlaceResult PlaceGrains(int32_t frames);
     SynthSegment* EnterSegmentAt(double target);
-    void SetGrainShape(const SynthSegment& segment);
+    Grain ShapeGrain(const SynthSegment& segment) const;
     float PeriodAt(const SynthSegment& segment, int32_t distance) const;
-    int32_t OutputPeriod(float sourcePeriod);
-    float SourceAdvance(float sourcePeriod) const;
-    int32_t HalfLength(int32_t period, float total) const;
+    int32_t OutputPeriod(const Grain& grain, float sourcePeriod);
+    float SourceAdvance(const Grain& grain, float sourcePeriod) const;
     const float* WindowRow(int32_t halfLength);
     const float* ReadGrain(const float* source, float& position, float step, int32_t count);
-    void OverlapAddGrain();
+    void OverlapAddGrain(const Grain& grain);
     int32_t RenderedChannels() const;
 
     CAudioReader& reader;
@@ -154,11 +151,6 @@ class CMELODORPitchSynthesizer final : public CMELODORPitchSynthesizerIf {
     int32_t lookupSegmentIndex = -1;  // the same for GetOutputPitchAt and GetOutputGainAt
     int32_t blocksSincePosition = 0;  // blocks since the last SetPosition, counted up to 3
     float speed = 1.0f;
-    float grainWidth = 1.0f;  // share of a grain's half that may be used without reading beyond it
-    float segmentFormantRatio = 1.0f;
-    float periodRatio = 1.0f;
-    float segmentStretch = 1.0f;
-    float grainGain = 1.0f;
     double lastSourcePosition = 0.0;  // a negative one halts rendering
     int32_t accumulated = 0;          // samples of the accumulator that are complete
     int32_t previousPeriod = 0;       // right width of the last grain, left width of the next

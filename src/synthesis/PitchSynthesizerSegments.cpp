@@ -33,53 +33,40 @@ void UpdateStretch(SynthSegment& segment) {
         target == 0 ? 1.0f : static_cast<float>(static_cast<double>(source) / static_cast<double>(target));
 }
 
-void SetTargetPitch(SynthSegment& segment, float pitch) {
-    segment.targetPitch = pitch;
-    segment.pitchOffset = pitch - segment.detectedPitch;
-}
+// Where a parameter is in the record that callers see and in the segment, and what the segment makes of a
+// value given and shows for one held.
+struct ParameterField {
+    float SegmentInfo::*shown;
+    float SynthSegment::*held;
+    float (*hold)(float);
+    float (*show)(float);
+};
 
-// 0, or 1 for an unknown parameter.
-int32_t SetParameter(SynthSegment& segment, int32_t which, float value) {
-    switch (which) {
-        case SegmentTargetPitch:
-            SetTargetPitch(segment, value);
-            return 0;
-        case SegmentGlideInShare:
-            segment.glideInShare = Share(value);
-            return 0;
-        case SegmentGlideOutShare:
-            segment.glideOutShare = Share(value);
-            return 0;
-        case SegmentGlideInExtra:
-            segment.glideInExtra = value;
-            return 0;
-        case SegmentGlideOutExtra:
-            segment.glideOutExtra = value;
-            return 0;
-        case SegmentFadeInShare:
-            segment.fadeInShare = Share(value);
-            return 0;
-        case SegmentFadeOutShare:
-            segment.fadeOutShare = Share(value);
-            return 0;
-        case SegmentFadeInLevel:
-            segment.fadeInLevel = value;
-            return 0;
-        case SegmentFadeOutLevel:
-            segment.fadeOutLevel = value;
-            return 0;
-        case SegmentFormantShift:
-            segment.formantRatio = FormantRatio(value);
-            return 0;
-        case SegmentModulationKeep:
-            segment.modulationKeep = value;
-            return 0;
-        case SegmentGain:
-            segment.gain = value;
-            return 0;
-        default:
-            return kVoiceBadArgument;
-    }
+float AsItIs(float value) { return value; }
+
+// By SegmentParameter. The target pitch has two sides more: see SetParameter and GetParameter.
+constexpr ParameterField kParameterFields[kSegmentParameters] = {
+    {&SegmentInfo::targetPitch, &SynthSegment::targetPitch, AsItIs, AsItIs},
+    {&SegmentInfo::glideInShare, &SynthSegment::glideInShare, Share, AsItIs},
+    {&SegmentInfo::glideOutShare, &SynthSegment::glideOutShare, Share, AsItIs},
+    {&SegmentInfo::glideInExtra, &SynthSegment::glideInExtra, AsItIs, AsItIs},
+    {&SegmentInfo::glideOutExtra, &SynthSegment::glideOutExtra, AsItIs, AsItIs},
+    {&SegmentInfo::fadeInShare, &SynthSegment::fadeInShare, Share, AsItIs},
+    {&SegmentInfo::fadeOutShare, &SynthSegment::fadeOutShare, Share, AsItIs},
+    {&SegmentInfo::fadeInLevel, &SynthSegment::fadeInLevel, AsItIs, AsItIs},
+    {&SegmentInfo::fadeOutLevel, &SynthSegment::fadeOutLevel, AsItIs, AsItIs},
+    {&SegmentInfo::formantShift, &SynthSegment::formantRatio, FormantRatio, FormantShift},
+    {&SegmentInfo::modulationKeep, &SynthSegment::modulationKeep, AsItIs, AsItIs},
+    {&SegmentInfo::gain, &SynthSegment::gain, AsItIs, AsItIs},
+};
+
+bool IsParameter(int32_t which) { return which >= 0 && which < kSegmentParameters; }
+
+// Of parameters that there are.
+void SetParameter(SynthSegment& segment, int32_t which, float value) {
+    const ParameterField& field = kParameterFields[which];
+    segment.*field.held = field.hold(value);
+    if (which == SegmentTargetPitch) segment.pitchOffset = value - segment.detectedPitch;
 }
 
 // Where the note's end comes out in the target range.
@@ -103,7 +90,6 @@ int32_t CMELODORPitchSynthesizer::MarkAt(double seconds) const {
 std::unique_ptr<SynthSegment> CMELODORPitchSynthesizer::MakeSegment() const {
     auto segment = std::make_unique<SynthSegment>();
     segment->sampleRate = sampleRate;
-    segment->owner = this;
     segment->marks = &marks;
     segment->markRecords = frames;
     return segment;
@@ -234,18 +220,9 @@ int32_t CMELODORPitchSynthesizer::GetSegmentInfo(int32_t index, SegmentInfo* inf
     SettleSegments();
     if (!HasSegment(index)) return kNoSuchSegment;
     const SynthSegment& segment = *segments[index];
-    info->modulationKeep = segment.modulationKeep;
-    info->formantShift = FormantShift(segment.formantRatio);
-    info->gain = segment.gain;
-    info->glideInShare = segment.glideInShare;
-    info->glideOutShare = segment.glideOutShare;
-    info->glideInExtra = segment.glideInExtra;
-    info->glideOutExtra = segment.glideOutExtra;
-    info->fadeInShare = segment.fadeInShare;
-    info->fadeOutShare = segment.fadeOutShare;
-    info->fadeInLevel = segment.fadeInLevel;
-    info->fadeOutLevel = segment.fadeOutLevel;
-    info->targetPitch = CorrectedTargetPitch(segment);
+    for (int32_t which = 0; which < kSegmentParameters; ++which) {
+        info->*kParameterFields[which].shown = GetParameter(segment, which);
+    }
     GetSegmentTimes(index, &info->targetStart, &info->targetEnd);
     info->targetNoteEnd = TargetNoteEnd(segment, info->targetStart, info->targetEnd);
     info->detectedPitch = segment.detectedPitch;
@@ -275,18 +252,9 @@ void CMELODORPitchSynthesizer::FillSegment(SynthSegment& segment, const SegmentI
     segment.detectedPitch = info.detectedPitch;
     MeasureTransitions(segment);
 
-    segment.modulationKeep = info.modulationKeep;
-    segment.formantRatio = FormantRatio(info.formantShift);
-    segment.gain = info.gain;
-    segment.glideInShare = Share(info.glideInShare);
-    segment.glideOutShare = Share(info.glideOutShare);
-    segment.glideInExtra = info.glideInExtra;
-    segment.glideOutExtra = info.glideOutExtra;
-    segment.fadeInShare = Share(info.fadeInShare);
-    segment.fadeOutShare = Share(info.fadeOutShare);
-    segment.fadeInLevel = info.fadeInLevel;
-    segment.fadeOutLevel = info.fadeOutLevel;
-    SetTargetPitch(segment, info.targetPitch);
+    for (int32_t which = 0; which < kSegmentParameters; ++which) {
+        SetParameter(segment, which, info.*kParameterFields[which].shown);
+    }
     SetTimes(segment, info.targetStart, info.targetEnd, adjustNeighbours);
 }
 
@@ -359,21 +327,23 @@ int32_t CMELODORPitchSynthesizer::QuantizeToScale(const std::vector<int32_t>& pi
                 toScale = distance;
             }
         }
-        SetTargetPitch(*segment, pitch - NearestInterval32(toScale));
+        SetParameter(*segment, SegmentTargetPitch, pitch - NearestInterval32(toScale));
     }
     return 0;
 }
 
 int32_t CMELODORPitchSynthesizer::SetSegmentParameter(int32_t index, int32_t which, float value) {
     if (!HasSegment(index)) return kNoSuchSegment;
+    if (!IsParameter(which)) return kVoiceBadArgument;
     SettleSegments();
-    return SetParameter(*segments[index], which, value);
+    SetParameter(*segments[index], which, value);
+    return 0;
 }
 
 int32_t CMELODORPitchSynthesizer::SetSegmentParameters(int32_t first, int32_t end, int32_t which,
                                                        float value) {
     if (first < 0 || first > end || end > GetSegmentCount()) return kNoSuchSegment;
-    if (which < 0 || which >= kSegmentParameters) return kVoiceBadArgument;
+    if (!IsParameter(which)) return kVoiceBadArgument;
     if (first == end) return 0;
     if (end != tailEnd) SettleSegments();
     tails[which].Assign(first, value);
@@ -406,38 +376,17 @@ void CMELODORPitchSynthesizer::SettleSegmentsAround(int32_t index) const {
     settledAround = index;
 }
 
+// What a caller sees of a parameter: the target pitch as the pitch correction pulls it.
+float CMELODORPitchSynthesizer::GetParameter(const SynthSegment& segment, int32_t which) const {
+    if (which == SegmentTargetPitch) return CorrectedTargetPitch(segment);
+    const ParameterField& field = kParameterFields[which];
+    return field.show(segment.*field.held);
+}
+
 float CMELODORPitchSynthesizer::GetSegmentParameter(int32_t index, int32_t which) const {
+    if (!HasSegment(index) || !IsParameter(which)) return 0.0f;
     SettleSegments();
-    if (!HasSegment(index)) return 0.0f;
-    const SynthSegment& segment = *segments[index];
-    switch (which) {
-        case SegmentTargetPitch:
-            return CorrectedTargetPitch(segment);
-        case SegmentGlideInShare:
-            return segment.glideInShare;
-        case SegmentGlideOutShare:
-            return segment.glideOutShare;
-        case SegmentGlideInExtra:
-            return segment.glideInExtra;
-        case SegmentGlideOutExtra:
-            return segment.glideOutExtra;
-        case SegmentFadeInShare:
-            return segment.fadeInShare;
-        case SegmentFadeOutShare:
-            return segment.fadeOutShare;
-        case SegmentFadeInLevel:
-            return segment.fadeInLevel;
-        case SegmentFadeOutLevel:
-            return segment.fadeOutLevel;
-        case SegmentFormantShift:
-            return FormantShift(segment.formantRatio);
-        case SegmentModulationKeep:
-            return segment.modulationKeep;
-        case SegmentGain:
-            return segment.gain;
-        default:
-            return 0.0f;
-    }
+    return GetParameter(*segments[index], which);
 }
 
 }  // namespace mlh

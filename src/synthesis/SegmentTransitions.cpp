@@ -3,7 +3,6 @@
 
 #include "analysis/PitchMarks.h"
 #include "base/Truncate.h"
-#include "synthesis/PitchSynthesizerImpl.h"
 #include "synthesis/SynthSegment.h"
 
 namespace mlh {
@@ -86,8 +85,7 @@ double OffsetIntoTail(float stretchLength, float targetLength, double timeScale,
 }
 
 // 1 at the segment's edges, falling to 0 in its steady middle.
-float TransitionShape(const SynthSegment& segment, double offset) {
-    const VoiceSettings& settings = segment.owner->GetSettings();
+float TransitionShape(const SynthSegment& segment, const VoiceSettings& settings, double offset) {
     const float length = TargetLength(segment);
     const float pace = settings.inverseTimeScale * segment.stretch;
     const float in = settings.transitionScale * segment.glideInShare * length;
@@ -107,20 +105,19 @@ float ShareOfBorder(const SynthSegment& segment, const SynthSegment& neighbour, 
     return bothVoiced ? (neighbour.pitchOffset - segment.pitchOffset) * 0.5f : 0.0f;
 }
 
-float GlideIn(const SynthSegment& segment, double offset) {
+float GlideIn(const SynthSegment& segment, const VoiceSettings& settings, double offset) {
     const float length = TargetLength(segment) * segment.glideInShare;
     if (!(static_cast<double>(length) > offset) || !(length > 0.0f) || segment.previous == nullptr)
         return 0.0f;
     const SynthSegment& previous = *segment.previous;
     const bool bothVoiced = IsVoiced(previous, previous.lastMark - 1) && IsVoiced(segment, segment.firstMark);
     const double border = segment.glideInExtra + ShareOfBorder(segment, previous, bothVoiced);
-    const double inverseTimeScale = segment.owner->GetSettings().inverseTimeScale;
+    const double inverseTimeScale = settings.inverseTimeScale;
     return static_cast<float>(border - inverseTimeScale * static_cast<double>(segment.stretch) * border *
                                            offset / static_cast<double>(length));
 }
 
-float GlideOut(const SynthSegment& segment, double offset) {
-    const VoiceSettings& settings = segment.owner->GetSettings();
+float GlideOut(const SynthSegment& segment, const VoiceSettings& settings, double offset) {
     const float targetLength = TargetLength(segment);
     const float length = targetLength * segment.glideOutShare;
     const double tail = OffsetIntoTail(length, targetLength, settings.timeScale, offset);
@@ -135,24 +132,22 @@ float GlideOut(const SynthSegment& segment, double offset) {
 
 // Pulls the steady middle of a note towards its mean by what is not to be kept of the movement; the
 // transitions stay natural.
-float Flattening(const SynthSegment& segment, int32_t mark, double offset) {
+float Flattening(const SynthSegment& segment, const VoiceSettings& settings, int32_t mark, double offset) {
     if (!IsVoiced(segment, mark)) return 0.0f;
-    const VoiceSettings& settings = segment.owner->GetSettings();
     const float deviation = PitchDeviation(segment, mark);
     const float dropped = deviation - settings.modulationKeepScale * segment.modulationKeep * deviation;
-    return -(1.0f - TransitionShape(segment, offset)) * dropped;
+    return -(1.0f - TransitionShape(segment, settings, offset)) * dropped;
 }
 
-float FadeIn(const SynthSegment& segment, double offset) {
+float FadeIn(const SynthSegment& segment, const VoiceSettings& settings, double offset) {
     const float length = TargetLength(segment) * segment.fadeInShare;
-    const double timeScale = segment.owner->GetSettings().timeScale;
+    const double timeScale = settings.timeScale;
     if (!(timeScale * static_cast<double>(length) > offset) || !(length > 0.0f)) return 1.0f;
     const double x = offset * static_cast<double>(segment.stretch) / static_cast<double>(length);
     return static_cast<float>((1.0 - x) * static_cast<double>(segment.fadeInLevel) + x);
 }
 
-float FadeOut(const SynthSegment& segment, double offset) {
-    const VoiceSettings& settings = segment.owner->GetSettings();
+float FadeOut(const SynthSegment& segment, const VoiceSettings& settings, double offset) {
     const float targetLength = TargetLength(segment);
     const float length = targetLength * segment.fadeOutShare;
     const double tail = OffsetIntoTail(length, targetLength, settings.timeScale, offset);
@@ -189,13 +184,13 @@ void MeasureTransitions(SynthSegment& segment) {
     segment.level = MeanLevel(segment);
 }
 
-float PitchShiftAt(const SynthSegment& segment, int32_t mark, double offset) {
-    return GlideIn(segment, offset) + segment.pitchOffset + GlideOut(segment, offset) +
-           Flattening(segment, mark, offset);
+float PitchShiftAt(const SynthSegment& segment, const VoiceSettings& settings, int32_t mark, double offset) {
+    return GlideIn(segment, settings, offset) + segment.pitchOffset + GlideOut(segment, settings, offset) +
+           Flattening(segment, settings, mark, offset);
 }
 
-float GainAt(const SynthSegment& segment, double offset) {
-    return FadeIn(segment, offset) * segment.gain * FadeOut(segment, offset);
+float GainAt(const SynthSegment& segment, const VoiceSettings& settings, double offset) {
+    return FadeIn(segment, settings, offset) * segment.gain * FadeOut(segment, settings, offset);
 }
 
 }  // namespace mlh

@@ -8,8 +8,19 @@
 
 namespace mlh {
 
-class CMELODORPitchSynthesizer;
 class CPitchMarksIf;
+
+// The global parameters as rendering uses them.
+struct VoiceSettings {
+    float timeScale = 1.0f;
+    float inverseTimeScale = 1.0f;
+    float transposition = 1.0f;          // factor on all output periods
+    float formantShift = 1.0f;           // factor on the read step in a grain ...
+    float formantShiftSemitones = 0.0f;  // ... and the value it was made from
+    float pitchCorrection = 0.0f;
+    float modulationKeepScale = 1.0f;
+    float transitionScale = 1.0f;
+};
 
 // Times are seconds unless told otherwise, pitches on the MIDI scale. "Offset" is output samples since the
 // segment's start.
@@ -46,7 +57,6 @@ struct SynthSegment {
     double noteEnd = 0.0;              // end of the sung note inside the source range
     SynthSegment* previous = nullptr;  // neighbours, null at the ends
     SynthSegment* next = nullptr;
-    const CMELODORPitchSynthesizer* owner = nullptr;
     const CPitchMarksIf* marks = nullptr;
     std::span<const AnalysisFrame> markRecords;  // one per mark
 };
@@ -61,9 +71,9 @@ void MeasureTransitions(SynthSegment& segment);
 
 // Semitones between a mark of the recording and what is sung there: the offset to the target, the glides
 // towards the neighbours' offsets, and the flattening of the singer's own movement.
-float PitchShiftAt(const SynthSegment& segment, int32_t mark, double offset);
+float PitchShiftAt(const SynthSegment& segment, const VoiceSettings& settings, int32_t mark, double offset);
 
 // Gain with fades, linear.
-float GainAt(const SynthSegment& segment, double offset);
+float GainAt(const SynthSegment& segment, const VoiceSettings& settings, double offset);
 
 }  // namespace mlh

@@ -185,15 +185,18 @@ TEST_F(Transitions, MeetHalfwayAtTheBorderOfVoicedNeighbours) {
     EXPECT_NEAR(Shift(70), 0.5, kSemitones);
     EXPECT_NEAR(Shift(75), -1.0, kSemitones);
     // From the other side of the border, which both segments share.
-    EXPECT_NEAR(PitchShiftAt(Inside(voice).GetSegment(2), 70, 0.0), 0.5, kSemitones);
-    EXPECT_NEAR(PitchShiftAt(Inside(voice).GetSegment(2), 70, 250.0), -0.25, kSemitones);
+    EXPECT_NEAR(PitchShiftAt(Inside(voice).GetSegment(2), Inside(voice).GetSettings(), 70, 0.0), 0.5,
+                kSemitones);
+    EXPECT_NEAR(PitchShiftAt(Inside(voice).GetSegment(2), Inside(voice).GetSettings(), 70, 250.0), -0.25,
+                kSemitones);
 }
 
 TEST_F(Transitions, AddTheExtraAtTheOuterEndOfTheGlide) {
     voice->SetSegmentParameter(1, SegmentGlideInShare, kGlideShare);
     voice->SetSegmentParameter(1, SegmentGlideInExtra, -3.0f);
     // The lead-in is voiced and at offset 0, so the glide starts halfway there, and 3 lower.
-    EXPECT_NEAR(PitchShiftAt(Inside(voice).GetSegment(1), 20, 0.0), 1.0 - 3.0, kSemitones);
+    EXPECT_NEAR(PitchShiftAt(Inside(voice).GetSegment(1), Inside(voice).GetSettings(), 20, 0.0), 1.0 - 3.0,
+                kSemitones);
     EXPECT_NEAR(Shift(25), 2.0 - 2.0, kSemitones);
     EXPECT_NEAR(Shift(30), 2.0, kSemitones);
     voice->SetSegmentParameter(1, SegmentGlideOutShare, kGlideShare);
@@ -223,10 +226,10 @@ TEST_F(Transitions, KeepTheLengthOfTheGlideInButNotItsSlopeInScaledTime) {
     voice->SetGlobalParameter(GlobalTimeScale, 2.0f);
     voice->SetSegmentParameter(1, SegmentGlideInShare, kGlideShare);
     const SynthSegment& segment = Inside(voice).GetSegment(1);
-    EXPECT_NEAR(PitchShiftAt(segment, 20, 0.0), 1.0, kSemitones);
-    EXPECT_NEAR(PitchShiftAt(segment, 22, 500.0), 1.25, kSemitones);
-    EXPECT_NEAR(PitchShiftAt(segment, 24, 999.0), 1.4995, kSemitones);
-    EXPECT_NEAR(PitchShiftAt(segment, 25, 1000.0), 2.0, kSemitones);
+    EXPECT_NEAR(PitchShiftAt(segment, Inside(voice).GetSettings(), 20, 0.0), 1.0, kSemitones);
+    EXPECT_NEAR(PitchShiftAt(segment, Inside(voice).GetSettings(), 22, 500.0), 1.25, kSemitones);
+    EXPECT_NEAR(PitchShiftAt(segment, Inside(voice).GetSettings(), 24, 999.0), 1.4995, kSemitones);
+    EXPECT_NEAR(PitchShiftAt(segment, Inside(voice).GetSettings(), 25, 1000.0), 2.0, kSemitones);
 }
 
 TEST_F(Transitions, GoHalfTheirWayInANoteOfTwiceItsLength) {
@@ -237,20 +240,20 @@ TEST_F(Transitions, GoHalfTheirWayInANoteOfTwiceItsLength) {
     // 10000 samples. Each transition lasts its share of them, but runs as slowly as the source.
     voice->SetSegmentParameter(1, SegmentGlideInShare, kGlideShare);
     voice->SetSegmentParameter(1, SegmentGlideOutShare, kGlideShare);
-    EXPECT_NEAR(PitchShiftAt(segment, 20, 0.0), 1.0, kSemitones);
-    EXPECT_NEAR(PitchShiftAt(segment, 25, 1000.0), 1.25, kSemitones);
-    EXPECT_NEAR(PitchShiftAt(segment, 45, 5000.0), 2.0, kSemitones);
-    EXPECT_NEAR(PitchShiftAt(segment, 65, 9000.0), 2.0 - 0.375, kSemitones);
-    EXPECT_NEAR(PitchShiftAt(segment, 70, 10000.0), 2.0 - 0.75, kSemitones);
+    EXPECT_NEAR(PitchShiftAt(segment, Inside(voice).GetSettings(), 20, 0.0), 1.0, kSemitones);
+    EXPECT_NEAR(PitchShiftAt(segment, Inside(voice).GetSettings(), 25, 1000.0), 1.25, kSemitones);
+    EXPECT_NEAR(PitchShiftAt(segment, Inside(voice).GetSettings(), 45, 5000.0), 2.0, kSemitones);
+    EXPECT_NEAR(PitchShiftAt(segment, Inside(voice).GetSettings(), 65, 9000.0), 2.0 - 0.375, kSemitones);
+    EXPECT_NEAR(PitchShiftAt(segment, Inside(voice).GetSettings(), 70, 10000.0), 2.0 - 0.75, kSemitones);
     voice->SetSegmentParameter(1, SegmentFadeInShare, 0.4f);
     voice->SetSegmentParameter(1, SegmentFadeInLevel, 0.25f);
     voice->SetSegmentParameter(1, SegmentFadeOutShare, 0.4f);
     voice->SetSegmentParameter(1, SegmentFadeOutLevel, 0.0f);
-    EXPECT_NEAR(GainAt(segment, 2000.0), 0.25 + 0.75 * 0.25, kGain);
-    EXPECT_NEAR(GainAt(segment, 3999.0), 0.25 + 0.75 * 0.499875, kGain);
-    EXPECT_EQ(GainAt(segment, 4000.0), 1.0f);
-    EXPECT_NEAR(GainAt(segment, 8000.0), 0.75, kGain);
-    EXPECT_NEAR(GainAt(segment, 10000.0), 0.5, kGain);
+    EXPECT_NEAR(GainAt(segment, Inside(voice).GetSettings(), 2000.0), 0.25 + 0.75 * 0.25, kGain);
+    EXPECT_NEAR(GainAt(segment, Inside(voice).GetSettings(), 3999.0), 0.25 + 0.75 * 0.499875, kGain);
+    EXPECT_EQ(GainAt(segment, Inside(voice).GetSettings(), 4000.0), 1.0f);
+    EXPECT_NEAR(GainAt(segment, Inside(voice).GetSettings(), 8000.0), 0.75, kGain);
+    EXPECT_NEAR(GainAt(segment, Inside(voice).GetSettings(), 10000.0), 0.5, kGain);
 }
 
 TEST_F(Transitions, FlattenTheSteadyMiddleOntoTheTarget) {
@@ -299,7 +302,8 @@ TEST_F(Transitions, StayNaturalForTwiceTheirShareInANoteOfTwiceItsLength) {
     for (int32_t mark : {21, 25, 28, 35, 39, 40, 50}) {
         const double offset = 200.0 * (mark - kFirst);
         const double share = std::max(1.0 - 0.5 * offset / 2000.0, 0.0);
-        EXPECT_NEAR(PitchShiftAt(segment, mark, offset), shiftWithNaturalShare(mark, share), kSemitones)
+        EXPECT_NEAR(PitchShiftAt(segment, Inside(voice).GetSettings(), mark, offset),
+                    shiftWithNaturalShare(mark, share), kSemitones)
             << mark;
     }
 }
@@ -310,17 +314,20 @@ TEST(TransitionsAtAPause, KeepTheOffsetOfEachNote) {
     voice->SetSegmentParameter(1, SegmentTargetPitch, 62.0f);
     voice->SetSegmentParameter(1, SegmentGlideOutShare, 0.2f);
     voice->SetSegmentParameter(2, SegmentGlideInShare, 0.2f);
-    EXPECT_NEAR(PitchShiftAt(Inside(voice).GetSegment(1), 64, 4999.0), 2.0, kSemitones);
-    EXPECT_NEAR(PitchShiftAt(Inside(voice).GetSegment(2), 70, 0.0), 0.0, kSemitones);
+    EXPECT_NEAR(PitchShiftAt(Inside(voice).GetSegment(1), Inside(voice).GetSettings(), 64, 4999.0), 2.0,
+                kSemitones);
+    EXPECT_NEAR(PitchShiftAt(Inside(voice).GetSegment(2), Inside(voice).GetSettings(), 70, 0.0), 0.0,
+                kSemitones);
     voice->SetSegmentParameter(1, SegmentGlideOutExtra, -1.0f);
-    EXPECT_NEAR(PitchShiftAt(Inside(voice).GetSegment(1), 64, 5000.0), 1.0, kSemitones);
+    EXPECT_NEAR(PitchShiftAt(Inside(voice).GetSegment(1), Inside(voice).GetSettings(), 64, 5000.0), 1.0,
+                kSemitones);
 }
 
 TEST_F(Transitions, FadeInFromTheLevelOfTheOuterEnd) {
     voice->SetSegmentParameter(1, SegmentGain, 0.5f);
     voice->SetSegmentParameter(1, SegmentFadeInShare, 0.4f);  // twenty marks
     voice->SetSegmentParameter(1, SegmentFadeInLevel, 0.25f);
-    EXPECT_NEAR(GainAt(Inside(voice).GetSegment(1), 0.0), 0.125, kGain);
+    EXPECT_NEAR(GainAt(Inside(voice).GetSegment(1), Inside(voice).GetSettings(), 0.0), 0.125, kGain);
     EXPECT_NEAR(GainOn(25), 0.5 * (0.25 + 0.75 * 0.25), kGain);
     EXPECT_NEAR(GainOn(30), 0.5 * 0.625, kGain);
     EXPECT_EQ(GainOn(40), 0.5f);
@@ -339,9 +346,10 @@ TEST_F(Transitions, StartTheFadeOutWithinASampleOfItsPlace) {
     voice->SetSegmentParameter(1, SegmentFadeOutShare, 0.5f);
     voice->SetSegmentParameter(1, SegmentFadeOutLevel, 0.0f);
     const SynthSegment& segment = Inside(voice).GetSegment(1);
-    EXPECT_EQ(GainAt(segment, 2499.0), 1.0f);
-    EXPECT_GT(GainAt(segment, 2499.5), 1.0f);  // less than a sample early it runs on upwards
-    EXPECT_LT(GainAt(segment, 2500.5), 1.0f);
+    EXPECT_EQ(GainAt(segment, Inside(voice).GetSettings(), 2499.0), 1.0f);
+    EXPECT_GT(GainAt(segment, Inside(voice).GetSettings(), 2499.5),
+              1.0f);  // less than a sample early it runs on upwards
+    EXPECT_LT(GainAt(segment, Inside(voice).GetSettings(), 2500.5), 1.0f);
 }
 
 TEST_F(Transitions, FadeInScaledTime) {
