@@ -18,7 +18,8 @@ namespace {
 constexpr double kSilence = 0.3;             // [s] after the recording
 constexpr int64_t kHighestRate = 255999;     // [Hz] that the core takes
 constexpr int32_t kLowestRate = 32000;       // [Hz] below which the core is coarse
-constexpr double kLeastPeriod = 110.0;       // fine samples of a period of the highest note
+constexpr int32_t kFineRate = 64000;         // [Hz] from which low voices gain nothing
+constexpr double kLeastPeriod = 80.0;        // fine samples of a period of the highest note
 constexpr double kShortestUnvoiced = 0.025;  // [s]
 constexpr double kMeasured = 0.25;           // [s] of a note that its loudness is measured over
 constexpr double kShortestMeasured = 0.06;   // [s]
@@ -117,7 +118,8 @@ int OversamplingFor(Quality quality, int32_t sampleRate, double highestPitch) {
     const auto wantsMore = [&] {
         if (quality == Quality::High) return true;
         if (quality == Quality::Normal) return factor < 2;
-        return static_cast<double>(sampleRate) * factor < kLeastPeriod * highest;
+        const double rate = static_cast<double>(sampleRate) * factor;
+        return rate < kFineRate || rate < kLeastPeriod * highest;
     };
     while (factor < 4 && allowed(2 * factor) && wantsMore()) factor *= 2;
     return factor;

@@ -59,8 +59,9 @@ class HarmonyVoiceIf {
     virtual int32_t SetSegments(const std::vector<VoiceSegment>& segments) = 0;
 
     // Grains lie on whole samples, so that the pitch of a steady high note is off by up to half a sample per
-    // period. With true, what a period lacks is added to the next: the mean pitch is exact. Initially false,
-    // as the add-on's voices are.
+    // period, and a segment starts on the nearest mark, up to half a period off. With true, what a period
+    // lacks is added to the next, the period is taken between the marks and a segment that moves anything
+    // starts where it should: the mean pitch is exact. Initially false, as the add-on's voices are.
     virtual void CarryRounding(bool carry) = 0;
 
     // [s] where the last segment ends.

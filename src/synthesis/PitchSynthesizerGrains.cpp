@@ -239,8 +239,14 @@ SynthSegment* CMELODORPitchSynthesizer::EnterSegmentAt(double target) {
     SynthSegment& segment = *segments[currentSegmentIndex];
     segment.outputOffset = target - OutputStart(segment);
     if (segment.positioned == 0) {
-        const int32_t mark = FindMark(segment, SourcePositionAt(segment, segment.outputOffset));
-        segment.sourcePosition = marks.GetPosition(mark);
+        const double place = SourcePositionAt(segment, segment.outputOffset);
+        const int32_t mark = FindMark(segment, place);
+        // Half a period early or late is some cents where the pitch moves. What is neither moved nor
+        // stretched starts on the mark all the same: it is to be the recording.
+        const bool exactly =
+            carriesRounding && mark >= 0 &&
+            (segment.stretch != 1.0f || PitchShiftAt(segment, settings, mark, segment.outputOffset) != 0.0f);
+        segment.sourcePosition = exactly ? std::max(place, 0.0) : marks.GetPosition(mark);
         segment.positioned = 1;
     }
     return &segment;

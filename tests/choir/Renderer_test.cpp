@@ -236,9 +236,11 @@ TEST(Renderer, OversamplingFollowsTheHighestPitchAndTheLimitsOfTheCore) {
     EXPECT_EQ(OversamplingFor(Quality::High, 48000, 50.0), 4);
     EXPECT_EQ(OversamplingFor(Quality::High, 96000, 50.0), 2);
     EXPECT_EQ(OversamplingFor(Quality::High, 192000, 50.0), 1);
-    EXPECT_EQ(OversamplingFor(Quality::Auto, 44100, 60.0), 1);
+    EXPECT_EQ(OversamplingFor(Quality::Auto, 44100, 60.0), 2);
+    EXPECT_EQ(OversamplingFor(Quality::Auto, 96000, 60.0), 1);
+    EXPECT_EQ(OversamplingFor(Quality::Auto, 16000, 60.0), 4);
     EXPECT_EQ(OversamplingFor(Quality::Auto, 44100, 76.0), 2);
-    EXPECT_EQ(OversamplingFor(Quality::Auto, 44100, 86.0), 4);
+    EXPECT_EQ(OversamplingFor(Quality::Auto, 44100, 88.0), 4);
 }
 
 TEST(Renderer, NothingIsNoTrouble) {
