@@ -104,6 +104,9 @@ if(TARGET base_Version_test)
   target_compile_definitions(base_Version_test PRIVATE MLH_PROJECT_VERSION="${PROJECT_VERSION}")
 endif()
 
+# Built with the tests, so that it goes along with the choir library.
+set_target_properties(tool_ChoirFingerprint PROPERTIES EXCLUDE_FROM_ALL FALSE)
+
 # Instructions are counted in the build that the bounds were made with.
 if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND MLH_KERNEL_OBJECTS AND NOT MLH_SANITIZE
    AND NOT MLH_COVERAGE AND NOT CMAKE_CROSSCOMPILING)

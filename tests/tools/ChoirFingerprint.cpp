@@ -24,7 +24,7 @@ namespace {
 std::string HashOfChoir(choir::Take& take, const std::string& chords) {
     choir::CoreChoir voices(take);
     voices.SingChords({}, chords.empty() ? std::vector<choir::TimedChord>()
-                                         : choir::ParseChordSheet(chords, "chords", 0.0, 4));
+                                         : choir::ReadChordSheet(chords, "chords").chords);
     Hash hash;
     for (const auto& line : voices.Lines()) {
         for (const auto& note : line.notes) {
