@@ -3,7 +3,11 @@
 #include <filesystem>
 
 #include "Say.h"
+#include "choir/chords/ChordTrack.h"
+#include "choir/score/Music.h"
 #include "files/InputFile.h"
+#include "files/MidiFile.h"
+#include "files/NotatedChords.h"
 #include "files/Paths.h"
 
 namespace mlh::cli {
@@ -18,15 +22,35 @@ namespace {
     throw UsageError(text + more);
 }
 
+// Played chords: all tracks together.
+std::vector<TimedChord> ReadPlayedChords(const std::string& path) {
+    const Song song = ReadMidiFile(path);
+    std::vector<TimedNote> notes;
+    for (const NoteLine& track : song.tracks)
+        notes.insert(notes.end(), track.notes.begin(), track.notes.end());
+    std::vector<TimedChord> chords = ChordsOfNotes(notes, song.key && KeyUsesFlats(*song.key));
+    if (chords.empty()) throw UsageError(path + ": no notes sound together in it, so there is no chord");
+    return chords;
+}
+
+bool StartsWith(const std::string& text, const char* start) { return text.rfind(start, 0) == 0; }
+
 }  // namespace
 
 std::vector<TimedChord> ReadChordOption(const std::string& value, double bpm, int beatsPerBar, int key) {
     if (value.empty()) return {};
     std::error_code ignored;
     const bool file = std::filesystem::is_regular_file(PathOf(value), ignored) || IsPipe(value);
+    const std::string text = file ? ReadFile(value) : value;
+    if (file && StartsWith(text, "MThd")) {
+        if (IsPipe(value)) throw UsageError(value + ": a pipe can only carry text, so make it a file first");
+        return ReadPlayedChords(value);
+    }
+    if (file && (StartsWith(text, "<") || StartsWith(text, "\xEF\xBB\xBF<"))) {
+        return ReadNotatedChords(text, value, bpm);
+    }
     try {
-        const ChordSheet sheet = ReadChordSheet(file ? ReadFile(value) : value, file ? value : "--chords",
-                                                {bpm, beatsPerBar, key});
+        const ChordSheet sheet = ReadChordSheet(text, file ? value : "--chords", {bpm, beatsPerBar, key});
         for (const ChordRemark& remark : sheet.remarks) Say(remark.text);
         return sheet.chords;
     } catch (const ChordTextError& error) {
