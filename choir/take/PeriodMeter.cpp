@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 namespace mlh::choir {
 
@@ -14,6 +15,8 @@ constexpr double kAlike = 0.2;           // share by which periods of one lag ma
 constexpr double kWindow = 0.005;        // [s] at least
 constexpr double kLongestWindow = 0.04;  // [s]
 constexpr double kSlack = 0.6;           // samples per period that marks may be off
+constexpr double kLean = 0.01;           // share of a period that marks may lean
+constexpr double kFurthestPoint = 1.5;   // [semitones] from the median: an octave error, or another note
 constexpr double kFurthestPitch = 0.7;   // [semitones] that a refined pitch may differ
 
 double PitchOf(double period) { return 69.0 + 12.0 * std::log2(1.0 / (440.0 * period)); }
@@ -110,7 +113,8 @@ std::vector<MeasuredPeriod> MeasurePeriods(const AudioView& audio, const std::ve
         if (lag > 2.0 * kLongestWindow) continue;
         const auto best = correlator.Search(
             std::llround(marks[i].time * rate), static_cast<int>(std::lround(window * rate)),
-            static_cast<int>(std::lround(lag * rate)), static_cast<int>(std::ceil(kSlack * periods + 1.5)));
+            static_cast<int>(std::lround(lag * rate)),
+            static_cast<int>(std::ceil(kSlack * periods + kLean * lag * rate + 1.5)));
         measured.push_back(
             {marks[i].time + 0.5 * lag, best.lag / rate / periods, lag / periods, best.agreement});
     }
@@ -121,16 +125,29 @@ double PitchOfStretch(const std::vector<MeasuredPeriod>& periods, double start, 
     const auto before = [](const MeasuredPeriod& period, double time) { return period.time < time; };
     const auto first = std::lower_bound(periods.begin(), periods.end(), start, before);
     const auto last = std::lower_bound(first, periods.end(), end, before);
+    struct Point {
+        double time, pitch;
+    };
+    std::vector<Point> points;
     std::vector<double> pitches;
     for (auto it = first; it != last; ++it) {
-        if (it->agreement >= kSungAgreement) pitches.push_back(PitchOf(it->period));
+        if (it->agreement < kSungAgreement) continue;
+        points.push_back({it->time, PitchOf(it->period)});
+        pitches.push_back(points.back().pitch);
     }
-    if (pitches.size() < 3) return fallback;
-    std::sort(pitches.begin(), pitches.end());
-    const std::size_t skipped = pitches.size() / 4;
-    double sum = 0.0;
-    for (std::size_t i = skipped; i < pitches.size() - skipped; ++i) sum += pitches[i];
-    return sum / static_cast<double>(pitches.size() - 2 * skipped);
+    if (points.size() < 3) return fallback;
+    const auto middle = pitches.begin() + static_cast<std::ptrdiff_t>(pitches.size() / 2);
+    std::nth_element(pitches.begin(), middle, pitches.end());
+    // A window that rises and falls over the note: vibrato averages out whatever part of a swing is there,
+    // and the glides at both ends count little.
+    double sum = 0.0, weights = 0.0;
+    for (const Point& point : points) {
+        if (std::fabs(point.pitch - *middle) > kFurthestPoint) continue;
+        const double root = std::sin(std::numbers::pi * (point.time - start) / (end - start));
+        sum += root * root * point.pitch;
+        weights += root * root;
+    }
+    return weights > 1e-9 ? sum / weights : fallback;
 }
 
 void RefinePitches(std::vector<SungNote>& notes, const std::vector<MeasuredPeriod>& periods) {

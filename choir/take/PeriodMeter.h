@@ -31,8 +31,8 @@ std::vector<MeasuredPeriod> MeasurePeriods(const AudioView& audio, const std::ve
 // From this agreement on a stretch counts as sung.
 inline constexpr double kSungAgreement = 0.5;
 
-// Pitch (MIDI scale) of a stretch of time: the mean of the middle half of what was measured in it; `fallback`
-// where fewer than three measurements agree.
+// Pitch (MIDI scale) of a stretch of time: the mean of what was measured in it, its middle counting most;
+// `fallback` where fewer than three measurements agree.
 double PitchOfStretch(const std::vector<MeasuredPeriod>& periods, double start, double end, double fallback);
 
 // Sets the pitches of notes to what really sounds.
