@@ -34,12 +34,12 @@ class PitchMeter {
     }
 
     int32_t window() const { return window_; }  // [samples]
-    int32_t hop() const { return window_ / 8; }
 
-    std::vector<MeteredFrame> Measure(const std::vector<float>& samples) const {
+    std::vector<MeteredFrame> Measure(const std::vector<float>& samples, int32_t hopsPerWindow = 8) const {
         std::vector<MeteredFrame> frames;
 #ifdef MLH_HAVE_AUBIO
-        const auto hops = static_cast<uint_t>(hop());
+        const int32_t hop = window_ / hopsPerWindow;
+        const auto hops = static_cast<uint_t>(hop);
         aubio_pitch_t* yin =
             new_aubio_pitch("yinfast", static_cast<uint_t>(window_), hops, static_cast<uint_t>(rate_));
         aubio_pitch_set_unit(yin, "Hz");
@@ -48,9 +48,8 @@ class PitchMeter {
         fvec_t* in = new_fvec(hops);
         fvec_t* out = new_fvec(1);
         const auto length = static_cast<int32_t>(samples.size());
-        for (int32_t end = hop(); end <= length; end += hop()) {
-            for (int32_t i = 0; i < hop(); ++i)
-                in->data[i] = samples[static_cast<std::size_t>(end - hop() + i)];
+        for (int32_t end = hop; end <= length; end += hop) {
+            for (int32_t i = 0; i < hop; ++i) in->data[i] = samples[static_cast<std::size_t>(end - hop + i)];
             aubio_pitch_do(yin, in, out);
             if (end < window_) continue;  // silence before the start is still in the window
             double power = 0.0;
@@ -69,6 +68,7 @@ class PitchMeter {
         del_aubio_pitch(yin);
 #else
         static_cast<void>(samples);
+        static_cast<void>(hopsPerWindow);
 #endif
         return frames;
     }
