@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "classic/Choiralizer.h"
-#include "support/Paths.h"
 #include "support/PlainCandidateSearch.h"
 #include "support/Tunes.h"
 
@@ -451,11 +450,7 @@ TEST(CandidateSearch, DoesTheSameInAnyKey) {
 }
 
 TEST(CandidateSearch, KeepsParallelFifthsAndOctavesRareOnRealTunes) {
-    std::string why;
-    const std::vector<Tune> tunes = LoadTunes(MelodiesDir(), why);
-    if (tunes.empty()) {
-        GTEST_SKIP() << why;
-    }
+    const std::vector<Tune> tunes = AllTunes();
     for (int32_t mode = 0; mode < 3; ++mode) {
         int32_t moves = 0, parallels = 0;
         for (const Tune& tune : tunes) {
@@ -491,7 +486,7 @@ TEST(CandidateSearch, KeepsParallelFifthsAndOctavesRareOnRealTunes) {
         const double per100 = 100.0 * parallels / moves;
         std::printf("mode %d: %d moves, %.2f parallel fifths or octaves per 100\n", mode, moves, per100);
         RecordProperty("parallels_per_100_mode_" + std::to_string(mode), std::to_string(per100));
-        EXPECT_GT(moves, 1000);
+        EXPECT_GT(moves, 300);
         EXPECT_LT(per100, 10.0);
     }
 }

@@ -10,7 +10,6 @@
 
 #include "classic/Choiralizer.h"
 #include "classic/TransitionTables.h"
-#include "support/Paths.h"
 #include "support/Tunes.h"
 
 namespace mlh {
@@ -278,11 +277,7 @@ TEST(TrackChords, LeavesTheHistoryAlone) {
 }
 
 TEST(TrackChords, FindsSensibleChordsForRealTunes) {
-    std::string why;
-    const std::vector<Tune> tunes = LoadTunes(MelodiesDir(), why);
-    if (tunes.empty()) {
-        GTEST_SKIP() << why;
-    }
+    const std::vector<Tune> tunes = AllTunes();
     int32_t judged = 0, agreeing = 0, notesInAll = 0, holding = 0;
     for (const Tune& tune : tunes) {
         if (tune.keyTonic < 0 || (tune.keyMode != "major" && tune.keyMode != "minor")) {
@@ -309,7 +304,7 @@ TEST(TrackChords, FindsSensibleChordsForRealTunes) {
         "%d notes, %.1f %% of the chords hold their note; %d with a chord given, %.1f %% of the roots "
         "agree\n",
         notesInAll, 100.0 * holding / notesInAll, judged, 100.0 * agreeing / judged);
-    EXPECT_GT(judged, 1000);
+    EXPECT_GT(judged, 300);
     EXPECT_GT(agreeing, judged / 3);
     EXPECT_GT(holding, notesInAll / 2);
 }

@@ -11,7 +11,6 @@
 #include "harmony/CadenceRules.h"
 #include "harmony/ChoiralizerV2.h"
 #include "harmony/ProgressionTables.h"
-#include "support/Paths.h"
 #include "support/Tunes.h"
 
 namespace mlh {
@@ -352,9 +351,7 @@ TEST(FunctionAssignment, AGapWhoseLikelihoodIsBeyondTheSmallestFloatKeepsNoFunct
 }
 
 TEST(FunctionAssignment, RealTunesGetFunctionsOnAlmostAllNotesOfTheirScale) {
-    std::string why;
-    const std::vector<Tune> tunes = LoadTunes(MelodiesDir(), why);
-    if (tunes.empty()) GTEST_SKIP() << why;
+    const std::vector<Tune> tunes = AllTunes();
     for (const Tune& tune : tunes) {
         TimedMelody melody;
         for (const TuneNote& note : tune.notes) {

@@ -77,7 +77,11 @@ std::vector<std::string> ListRecordings(const std::string& folder, std::string& 
         if (entry.path().extension() == ".wav") names.push_back(entry.path().filename().string());
     }
     std::sort(names.begin(), names.end());
-    if (names.empty()) why = "no recordings below " + folder;
+    if (folder.empty()) {
+        why = kNoFolder;
+    } else if (names.empty()) {
+        why = "no recordings below " + folder;
+    }
     return names;
 }
 
@@ -86,7 +90,7 @@ bool LoadRecording(const std::string& folder, const std::string& name, Recording
     const auto path = std::filesystem::path(folder) / name;
     std::ifstream file(path, std::ios::binary);
     if (!file) {
-        why = "no recording " + path.string();
+        why = folder.empty() ? kNoFolder : "no recording " + path.string();
         return false;
     }
     const std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};

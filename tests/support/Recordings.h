@@ -13,6 +13,8 @@
 
 namespace mlh {
 
+inline constexpr const char* kNoFolder = "no recordings: set MLH_VOICES_DIR to a folder of them";
+
 struct Recording {
     std::string name;  // file name without folder
     int32_t sampleRate = 0;

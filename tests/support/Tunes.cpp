@@ -4,6 +4,10 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
+#include <utility>
+
+#include "support/Paths.h"
 
 namespace mlh {
 
@@ -77,6 +81,18 @@ std::vector<Tune> LoadTunes(const std::string& folder, std::string& why) {
     std::sort(tunes.begin(), tunes.end(), [](const Tune& a, const Tune& b) { return a.name < b.name; });
     if (tunes.empty()) {
         why = "no tunes in " + folder;
+    }
+    return tunes;
+}
+
+std::vector<Tune> AllTunes() {
+    std::string why;
+    std::vector<Tune> tunes = LoadTunes(SourceDir() + "/tests/data/tunes", why);
+    if (tunes.empty()) {
+        throw std::runtime_error(why);
+    }
+    for (Tune& tune : LoadTunes(MelodiesDir(), why)) {
+        tunes.push_back(std::move(tune));
     }
     return tunes;
 }

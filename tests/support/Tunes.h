@@ -1,15 +1,9 @@
-// Real tunes for tests: tab-separated lead sheets below a folder that may be missing.
-//
-//     std::string why;
-//     std::vector<Tune> tunes = LoadTunes(MelodiesDir(), why);
-//     if (tunes.empty()) GTEST_SKIP() << why;
+// Tunes for tests: tab-separated lead sheets, the project's own and those of a folder that may be missing.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include "support/Paths.h"
 
 namespace mlh {
 
@@ -31,6 +25,9 @@ struct Tune {
 
     bool HasChords() const;
 };
+
+// The project's own tunes (tests/data/tunes), followed by those of MelodiesDir() where that is set.
+std::vector<Tune> AllTunes();
 
 // All tunes of the folder, sorted by name. Empty, with a reason in `why`, where there is none.
 std::vector<Tune> LoadTunes(const std::string& folder, std::string& why);

@@ -37,7 +37,11 @@ inline std::vector<std::string> ListAudioFiles(const std::string& folder, std::s
         names.push_back(entry.path().filename().string());
     }
     std::sort(names.begin(), names.end());
-    if (names.empty()) why = "no recordings below " + folder;
+    if (folder.empty()) {
+        why = kNoFolder;
+    } else if (names.empty()) {
+        why = "no recordings below " + folder;
+    }
 #else
     static_cast<void>(folder);
     why = "built without libsndfile";
@@ -53,7 +57,7 @@ inline bool LoadAudioFile(const std::string& folder, const std::string& name, do
     const std::string path = (std::filesystem::path(folder) / name).string();
     SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
     if (file == nullptr) {
-        why = path + ": " + sf_strerror(nullptr);
+        why = folder.empty() ? kNoFolder : path + ": " + sf_strerror(nullptr);
         return false;
     }
     recording = {name, info.samplerate, info.channels, {}};

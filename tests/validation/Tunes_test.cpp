@@ -1,4 +1,4 @@
-// Real tunes with the chords of their lead sheets through the harmony engine, in the modes that a host
+// Tunes with the chords of their lead sheets through the harmony engine, in the modes that a host
 // reaches: four, three and two voices.
 #include "support/Tunes.h"
 
@@ -14,7 +14,6 @@
 
 #include "classic/ScaleTable.h"
 #include "harmony/ChoiralizerV2.h"
-#include "support/Paths.h"
 
 namespace mlh {
 
@@ -72,9 +71,9 @@ Setting SetTune(const Tune& tune, int32_t mode, int32_t voicesAbove) {
     return setting;
 }
 
-std::vector<Tune> TunesWithChords(std::string& why) {
+std::vector<Tune> TunesWithChords() {
     std::vector<Tune> tunes;
-    for (Tune& tune : LoadTunes(MelodiesDir(), why)) {
+    for (Tune& tune : AllTunes()) {
         if (tune.HasChords() && tune.keyTonic >= 0) tunes.push_back(std::move(tune));
     }
     return tunes;
@@ -110,9 +109,7 @@ void Count(const Setting& setting, Parallels& parallels) {
 }
 
 TEST(Tunes, WithTheirOwnChordsEveryNoteGetsEveryVoice) {
-    std::string why;
-    const auto tunes = TunesWithChords(why);
-    if (tunes.empty()) GTEST_SKIP() << why;
+    const auto tunes = TunesWithChords();
     for (int32_t mode = 0; mode < 3; ++mode) {
         for (int32_t voicesAbove = 0; voicesAbove <= 3; ++voicesAbove) {
             for (const Tune& tune : tunes) {
@@ -133,9 +130,7 @@ TEST(Tunes, WithTheirOwnChordsEveryNoteGetsEveryVoice) {
 // notice a voice that merely doubles another an octave or a fifth away. With all voices on one side of the
 // lead half the spread leaves room for two chord tones, so that two voices often share one.
 TEST(Tunes, WithTheirOwnChordsKeepParallelsFew) {
-    std::string why;
-    const auto tunes = TunesWithChords(why);
-    if (tunes.empty()) GTEST_SKIP() << why;
+    const auto tunes = TunesWithChords();
     for (int32_t mode = 0; mode < 3; ++mode) {
         for (int32_t voicesAbove = 0; voicesAbove <= 3; ++voicesAbove) {
             Parallels parallels;
