@@ -45,6 +45,11 @@ constexpr double kUsualHalf = 0.9;  // [s]
 constexpr double kNearLine = 0.12;  // of a half bar
 constexpr int kPlaces = 5;          // on a line, just off it, a quarter, a third, half between lines
 
+constexpr int kNumbers = kPlaces * (4 + 4 + 4 + 7) + 12 + 6 + 4 + kPlaces + kPlaces + 3;
+static_assert(sizeof(kPulseWeights) == kNumbers * sizeof(short) &&
+              sizeof(kBarWeights) == sizeof(kPulseWeights) &&
+              sizeof(kUpbeatWeights) == 2 * sizeof(kPulseWeights));
+
 struct Hypothesis {
     double ratio;
     double phase;
@@ -400,6 +405,74 @@ int BeatsIn(const Rhythm& rhythm, const Hypothesis& half) {
     return thirds > others ? 3 : 2;
 }
 
+// Counts the comb's periods.
+HalfBarClock CombClock(const std::vector<MelodyNote>& notes, const std::optional<double>& beat) {
+    double low = 0.0;
+    double high = 2.0 * kLongestHalf;
+    if (beat) {  // doubled or halved until it is an ordinary period
+        double period = *beat;
+        while (period > 1.1) {
+            period /= 2.0;
+        }
+        while (period < 0.32) {
+            period *= 2.0;
+        }
+        low = period * 0.97;
+        high = period * 1.03;
+    }
+    const CombPath path = FollowComb(notes, low, high);
+    const double firstKnot = std::floor(path.count.front()) - 1.0;
+    return HalfBarClock(KnotsThrough(notes, path, firstKnot), firstKnot, 1.0, 0.0);
+}
+
+// What may be half bars when a period of the comb lasts `seconds`.
+std::vector<Hypothesis> HypothesesOf(double seconds, const std::optional<double>& beat) {
+    std::vector<Hypothesis> hypotheses;
+    const auto add = [&](const Ratio& ratio) {
+        for (int k = 0; k < kTwelfths * ratio.numerator / ratio.denominator; ++k) {
+            hypotheses.push_back({static_cast<double>(ratio.numerator) / ratio.denominator,
+                                  k / static_cast<double>(kTwelfths)});
+        }
+    };
+    for (const Ratio& ratio : kRatios) {
+        const double half = seconds * ratio.numerator / ratio.denominator;
+        if (kShortestHalf <= half && half <= kLongestHalf && (!beat || IsCount(half, *beat))) {
+            add(ratio);
+        }
+    }
+    if (hypotheses.empty()) {  // a tempo out of the ordinary
+        for (const Ratio& ratio : kRatios) {
+            add(ratio);
+        }
+    }
+    return hypotheses;
+}
+
+// Bar lines of a known metre, at any twelfth of a half bar.
+MelodyPulse FindUpbeat(const std::vector<MelodyNote>& notes, double half, const HalfBarMetre& metre,
+                       int tonic) {
+    const HalfBarClock clock(0.0, half);
+    const Rhythm rhythm = RhythmOf(notes, clock, half, tonic);
+    const int halves = std::max(metre.halves, 1);
+    std::vector<double> scores;
+    for (int k = 0; k < kTwelfths * halves; ++k) {
+        const double phase = k / static_cast<double>(kTwelfths);
+        scores.push_back(ScoreOf(rhythm, {1.0, phase}, kUpbeatWeights) +
+                         ScoreOf(rhythm, {static_cast<double>(halves), phase}, kUpbeatWeights + kNumbers));
+    }
+    const size_t best = static_cast<size_t>(std::max_element(scores.begin(), scores.end()) - scores.begin());
+    double all = 0.0;
+    double sameHalves = 0.0;  // of the hypotheses that differ in the bar line alone
+    for (size_t k = 0; k < scores.size(); ++k) {
+        const double weight = std::exp(scores[k] - scores[best]);
+        all += weight;
+        sameHalves += k % kTwelfths == best % kTwelfths ? weight : 0.0;
+    }
+    double phase = static_cast<double>(best) / kTwelfths;
+    phase += std::ceil((rhythm.u.front() - phase - 0.15) / halves) * halves;
+    return {clock.With(1.0, phase), metre, sameHalves / all, 1.0 / sameHalves};
+}
+
 }  // namespace
 
 HalfBarClock::HalfBarClock(double origin, double half) : times_{origin, origin + half} {}
@@ -440,55 +513,16 @@ MelodyPulse FindPulse(const std::vector<MelodyNote>& notes, const PulseOptions& 
         pulse.metre = options.metre.value_or(HalfBarMetre{});
         return pulse;
     }
-    HalfBarClock clock(0.0, options.half ? *options.half : 1.0);
-    std::vector<Hypothesis> hypotheses;
-    double seconds = clock.Half();
     if (options.half) {
-        for (int k = 0; k < kTwelfths; ++k) {
-            hypotheses.push_back({1.0, k / static_cast<double>(kTwelfths)});
-        }
-    } else {
-        double low = 0.0;
-        double high = 9.0;
-        if (options.beat) {  // the comb takes the beat, or its double or half, whichever is nearest to usual
-                             // periods
-            double beat = *options.beat;
-            while (beat > 1.1) {
-                beat /= 2.0;
-            }
-            while (beat < 0.32) {
-                beat *= 2.0;
-            }
-            low = beat * 0.97;
-            high = beat * 1.03;
-        }
-        const CombPath path = FollowComb(notes, low, high);
-        const double firstKnot = std::floor(path.count.front()) - 1.0;
-        clock = HalfBarClock(KnotsThrough(notes, path, firstKnot), firstKnot, 1.0, 0.0);
-        seconds = clock.Half();
-        for (const bool anyLength :
-             {false, true}) {  // a tempo out of the ordinary leaves none the first time
-            for (const Ratio& ratio : kRatios) {
-                const double r = static_cast<double>(ratio.numerator) / ratio.denominator;
-                const bool usual = kShortestHalf <= r * seconds && r * seconds <= kLongestHalf;
-                if (hypotheses.size() < 12 * 12 && (anyLength || usual) &&
-                    (!options.beat || anyLength || IsCount(r * seconds, *options.beat))) {
-                    for (int k = 0; k < kTwelfths * ratio.numerator / ratio.denominator; ++k) {
-                        hypotheses.push_back({r, k / static_cast<double>(kTwelfths)});
-                    }
-                }
-            }
-            if (!hypotheses.empty()) {
-                break;
-            }
-        }
+        return FindUpbeat(notes, *options.half, options.metre.value_or(HalfBarMetre{}), options.tonic);
     }
+    const HalfBarClock clock = CombClock(notes, options.beat);
+    const double seconds = clock.Half();
+    const std::vector<Hypothesis> hypotheses = HypothesesOf(seconds, options.beat);
     const Rhythm rhythm = RhythmOf(notes, clock, seconds, options.tonic);
     const auto [best, confidence] = Rank(rhythm, hypotheses, kPulseWeights);
     Hypothesis half = hypotheses[best];
-    if (!options.half) {
-        half.phase = Refined(rhythm, half);
-    }
+    half.phase = Refined(rhythm, half);
     // Half bar 0 is now where the first note is, or up to one after it; then it becomes a bar line.
     half.phase += std::ceil((rhythm.u.front() - half.phase) / half.ratio - 0.15) * half.ratio;
     std::vector<Hypothesis> bars;

@@ -19,6 +19,13 @@ def metre_pieces(tune, tonic):
     return p, p.start * half + tune.phase
 
 
+def upbeat_example(tune):
+    bar, half, _ = tunes.METERS[tune.meter]
+    bars = round(bar / half)
+    x, phases = pulses.upbeat_features(tune.start, tune.end, tune.pitch, tune.key[0], half, bars)
+    return x, np.abs((phases - tune.phase / half + bars / 2) % bars - bars / 2) < 0.01
+
+
 def pulse_pieces(pulse, start, end, pitch, tonic):
     p = chords.cut(pulse.halves(start), pulse.halves(end), pitch, tonic, pulse.beats, pulse.bars, 0.15)
     return p, pulse.seconds(p.start)
@@ -106,6 +113,8 @@ def learn(training, pool):
             if c.max() > 0.8:
                 examples.append((x, c == c.max()))
     models["bar"] = np.floor(pulses.train(examples, 10.0) * 100 + 0.5) / 100
+    examples = [upbeat_example(tune) for tune in training]
+    models["upbeat"] = np.floor(pulses.train([e for e in examples if e[1].any()], 10.0, rare=0.03) * 100 + 0.5) / 100
     for mode in (0, 1):
         metre, free = [], []
         for tune in training:
@@ -150,6 +159,8 @@ def judge_tune(job):
     for name, key in (("metre known", truth), ("metre known, key found", found)):
         p, times = metre_pieces(tune, key % 12)
         rows[name] = chords.judge(tune, found_chords(models["metre", key // 12], p, times, key % 12))
+    x, right = upbeat_example(tune)
+    rows["pulse: upbeat of a known metre"] = [(float(right[(x @ models["upbeat"]).argmax()]), 1.0)]
     for name in PERFORMANCES:
         _, start, end, pitch, onsets, pulse, cover, bars_true = perform((tune, name, seed_of(tune) + 7))
         k = (pulse.features @ models["pulse"]).argmax()

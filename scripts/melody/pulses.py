@@ -184,13 +184,14 @@ def features(start, end, pitch, u, seconds, guess, tonic):
     return np.concatenate(parts, 1)
 
 
-def train(examples, l2=1.0, steps=150, rate=0.05):
-    """Softmax over the hypotheses of each example (features [H, F], right [H]); several may be right."""
+def train(examples, l2=1.0, steps=150, rate=0.05, rare=1e-3):
+    """Softmax over the hypotheses of each example (features [H, F], right [H]); several may be right. Features whose
+    deviation is below `rare` get smaller weights."""
     X = np.concatenate([e[0] for e in examples]).astype(np.float32)
     right = np.concatenate([e[1] for e in examples])
     starts = np.cumsum([0] + [len(e[0]) for e in examples[:-1]])
     sizes = np.array([len(e[0]) for e in examples])
-    mean, scale = X.mean(0), X.std(0) + 1e-3
+    mean, scale = X.mean(0), X.std(0) + rare
     X = (X - mean) / scale
     f = X.shape[1]
     w, m1, m2 = np.zeros(f), np.zeros(f), np.zeros(f)
@@ -204,10 +205,21 @@ def train(examples, l2=1.0, steps=150, rate=0.05):
         m1 = 0.9 * m1 + 0.1 * g
         m2 = 0.99 * m2 + 0.01 * g * g
         w = w + (rate if step < steps * 0.7 else rate / 4) * (m1 / (1 - 0.9 ** (step + 1))) / (np.sqrt(m2 / (1 - 0.99 ** (step + 1))) + 1e-8)
-    return w / scale
+    # What is the same for all hypotheses of every example has learned nothing but rounding errors.
+    live = (np.maximum.reduceat(X, starts) - np.minimum.reduceat(X, starts)).max(0) > 1e-4
+    return np.where(live, w / scale, 0)
 
 
 BARS = [(n, j) for n in (1, 2, 3) for j in range(n)]  # half bars in a bar, and which of them is the bar line
+
+
+def upbeat_features(start, end, pitch, tonic, half, bars):
+    """[phases, 2 * numbers]: bar lines of a known metre whose upbeat is not known, at each twelfth of a half bar: what they
+    make of its half bars, then of its bars. And the phases, in half bars."""
+    phases = np.arange(12 * bars) / 12
+    both = [features(start, end, pitch, start / half, half, np.stack([np.full(len(phases), r), phases], 1), tonic)
+            for r in (1.0, float(bars))]
+    return np.concatenate(both, 1), phases
 
 
 class Pulse:

@@ -55,6 +55,8 @@ def write(path, models):
         key = int(posterior.argmax())
         p = chords.cut(start / 2, end / 2, pitch, key % 12, 2, 2, 0.1)
         written = track(models, key, p, p.start * 2, "metre")
+        x, phases = pulses.upbeat_features(start, end, pitch, key % 12, 2.0, 2)
+        upbeat = phases[(x @ models["upbeat"]).argmax()]
         # sung at 120 with wandering onsets and a tempo that swings by 3 %
         clock = np.floor(1e6 * (start * 0.5 + 0.03 * np.sin(start / 8) + random.normal(0, 0.015, len(start))) + 0.5) / 1e6
         sung = np.maximum.accumulate(clock + 1e-3 * np.arange(len(clock)))
@@ -69,7 +71,7 @@ def write(path, models):
             text += f"const double k{name}{index}[] = {{  // time, root, kind\n" + rows([x for c in found for x in c], 9) + "};\n"
         half = pulse.ratio * np.median(np.diff(pulse.times))
         phase = pulse.halves(sung[:1])[0]
-        cases.append(f"    {{kNotes{index}, {len(start)}, {key}, {posterior.max():.9f}, kWritten{index}, {len(written)}, "
+        cases.append(f"    {{kNotes{index}, {len(start)}, {key}, {posterior.max():.9f}, kWritten{index}, {len(written)}, {upbeat:.9f}, "
                      f"{half:.9f}, {phase:.9f}, {pulse.bars}, {pulse.beats}, kFree{index}, {len(free)}}},\n")
     text += "const Reference kReferences[] = {\n" + "".join(cases) + "};\n"
     path.write_text(text)

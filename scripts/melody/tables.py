@@ -38,8 +38,10 @@ def write(folder, models, command):
     (folder / "KeyTables.inc").write_text(text)
 
     w = models["pulse"]
-    text = head(command, [f"Pulse finder: twice {len(w)} numbers in hundredths, in the order of PulseFinder.cpp; for half bars, for bars."])
+    text = head(command, [f"Pulse finder: four times {len(w)} numbers in hundredths, in the order of PulseFinder.cpp. For half bars; for bars;",
+                          "for half bars, then bars, of a known metre whose upbeat is not known."])
     text += array("kPulseWeights", "short", whole(w, 100)) + array("kBarWeights", "short", whole(models["bar"], 100))
+    text += array("kUpbeatWeights", "short", whole(models["upbeat"], 100))
     (folder / "PulseTables.inc").write_text(text)
 
     text, total = "", 0
@@ -64,7 +66,7 @@ def read(folder):
         for name, body in re.findall(r"(\w+)\[\d+\] = \{([^}]*)\}", path.read_text()):
             found[name] = np.array([float(word) for word in body.replace(",", " ").split()])
     models = {"key": np.concatenate([found["kKeyMajor"], found["kKeyMinor"]]) / 100, "pulse": found["kPulseWeights"] / 100,
-              "bar": found["kBarWeights"] / 100}
+              "bar": found["kBarWeights"] / 100, "upbeat": found["kUpbeatWeights"] / 100}
     for key, name in NAMES.items():
         states = [(int(d), "M7mda"[int(k)]) for d, k in zip(found[name + "Roots"], found[name + "Kinds"])]
         size = len(states)

@@ -15,10 +15,11 @@ struct Reference {
     double confidence;
     const double* written;
     int writtenCount;
-    double half;   // seconds
-    double phase;  // of the first onset, in half bars from a bar line
-    int halves;    // in a bar
-    int beats;     // in a half bar
+    double upbeat;  // half bars from 0 to a bar line, 0 to 2, when they are sought
+    double half;    // seconds
+    double phase;   // of the first onset, in half bars from a bar line
+    int halves;     // in a bar
+    int beats;      // in a half bar
     const double* free;
     int freeCount;
 };
@@ -47,6 +48,21 @@ TEST(MelodyReference, KeysAndChordsOfWrittenMelodiesAreTheScripts) {
         EXPECT_EQ(track.key.best, reference.key);
         EXPECT_NEAR(track.key.confidence, reference.confidence, 1e-8);
         ExpectChords(track.chords, reference.written, reference.writtenCount);
+    }
+}
+
+TEST(MelodyReference, BarLinesOfKnownMetresAreTheScripts) {
+    for (const Reference& reference : kReferences) {
+        std::vector<MelodyNote> notes;
+        for (int i = 0; i < reference.noteCount; ++i) {
+            const double* note = reference.notes + 4 * i;
+            notes.push_back({note[0], note[1], note[2]});
+        }
+        TrackOptions options;
+        options.key = reference.key;
+        options.metre = MetreOf(4, 4, 1.0);
+        const double halves = TrackMelody(notes, options).pulse.clock.HalvesAt(0.0);
+        EXPECT_NEAR(-halves - 2.0 * std::floor(-halves / 2.0), reference.upbeat, 1e-6);
     }
 }
 
