@@ -296,7 +296,7 @@ class Table {
                 return mlhSetParams(h, true, 4, 1, 0.5f, 0, false);
             });
         }
-        Add(name, On::New, "a good format behind a refused one; then `mlhSetParams`", "0", [=](void* h) {
+        Add(name, On::New, "a good format after a refused one; then `mlhSetParams`", "0", [=](void* h) {
             assign(h, samples, 8, 48, kRate);
             assign(h, samples, 8, 1, kRate);
             return mlhSetParams(h, true, 4, 1, 0.5f, 0, false);
@@ -367,7 +367,7 @@ class Table {
     // Calls that do write, to `out`, which has room for two channels of kLong frames.
     template <class Out, class Call>
     void WritingRows(const std::string& name, Out out, Call call) {
-        Add(name, On::OwnReady, "`frames` beyond the input", "0, silence behind the end",
+        Add(name, On::OwnReady, "`frames` beyond the input", "0, silence after the end",
             [=](void* h) { return call(h, out, kLong, 1); });
         Add(name, On::OwnReady, "twice", "0", [=](void* h) {
             call(h, out, 5000, 1);
