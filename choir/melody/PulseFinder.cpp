@@ -83,9 +83,12 @@ double Interval(const std::vector<MelodyNote>& notes, size_t i) {
 class Steps {
   public:
     explicit Steps(size_t notes) : bits_(notes * kBytes) {}
-    void Set(size_t note, int state, int step) {
-        bits_[note * kBytes + static_cast<size_t>(state / 4)] |=
-            static_cast<uint8_t>((step + 1) << (2 * (state % 4)));
+    void Set(size_t note, int period, const std::array<int, kPhases>& step) {
+        uint8_t* row = &bits_[note * kBytes + static_cast<size_t>(period * kPhases / 4)];
+        for (size_t m = 0; m < kPhases; m += 4) {
+            row[m / 4] = static_cast<uint8_t>((step[m] + 1) | (step[m + 1] + 1) << 2 |
+                                              (step[m + 2] + 1) << 4 | (step[m + 3] + 1) << 6);
+        }
     }
     int Get(size_t note, int state) const {
         return ((bits_[note * kBytes + static_cast<size_t>(state / 4)] >> (2 * (state % 4))) & 3) - 1;
@@ -117,6 +120,8 @@ CombPath FollowComb(const std::vector<MelodyNote>& notes, double low, double hig
     }
     std::vector<double> score(kPeriods * kPhases);
     std::vector<double> moved(score.size());
+    std::array<double, kPhases> nowhere;  // beyond the shortest and the longest period
+    nowhere.fill(2.0 * kImpossible);
     Steps steps(count);
     const double firstWeight = std::min(Interval(notes, 0), kLongestWeight) / meanWeight;
     for (int k = 0; k < kPeriods; ++k) {
@@ -142,21 +147,19 @@ CombPath FollowComb(const std::vector<MelodyNote>& notes, double low, double hig
         }
         const double weight = std::min(Interval(notes, i), kLongestWeight) / meanWeight;
         for (int k = 0; k < kPeriods; ++k) {
-            for (int m = 0; m < kPhases; ++m) {
-                const int state = k * kPhases + m;
-                double best = moved[static_cast<size_t>(state)];
-                int step = 0;
-                if (k > 0 && moved[static_cast<size_t>(state - kPhases)] - kStepCost > best) {
-                    best = moved[static_cast<size_t>(state - kPhases)] - kStepCost;
-                    step = 1;
-                }
-                if (k + 1 < kPeriods && moved[static_cast<size_t>(state + kPhases)] - kStepCost > best) {
-                    best = moved[static_cast<size_t>(state + kPhases)] - kStepCost;
-                    step = -1;
-                }
-                steps.Set(i, state, step);
-                score[static_cast<size_t>(state)] = best + weight * tooth[static_cast<size_t>(m)];
+            const double* stayed = &moved[static_cast<size_t>(k * kPhases)];
+            const double* below = k > 0 ? stayed - kPhases : nowhere.data();
+            const double* above = k + 1 < kPeriods ? stayed + kPhases : nowhere.data();
+            double* now = &score[static_cast<size_t>(k * kPhases)];
+            std::array<int, kPhases> step;
+            for (size_t m = 0; m < kPhases; ++m) {
+                const double up = below[m] - kStepCost;
+                const double down = above[m] - kStepCost;
+                const double best = up > stayed[m] ? up : stayed[m];
+                now[m] = (down > best ? down : best) + weight * tooth[m];
+                step[m] = down > best ? -1 : up > stayed[m] ? 1 : 0;
             }
+            steps.Set(i, k, step);
         }
     }
     int state = static_cast<int>(std::max_element(score.begin(), score.end()) - score.begin());
