@@ -131,7 +131,7 @@ double PitchOfStretch(const std::vector<MeasuredPeriod>& periods, double start, 
     std::vector<Point> points;
     std::vector<double> pitches;
     for (auto it = first; it != last; ++it) {
-        if (it->agreement < kSungAgreement) continue;
+        if (!(it->agreement >= kSungAgreement)) continue;  // NaN in the samples, too
         points.push_back({it->time, PitchOf(it->period)});
         pitches.push_back(points.back().pitch);
     }
