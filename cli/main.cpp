@@ -75,7 +75,7 @@ void RefuseUnknownCommand(const CLI::App& app, int argc, char** argv) {
                      "'; the commands are harmonize, analyze and arrange");
 }
 
-// The command whose help tells more.
+// The command whose help says more.
 std::string NameOfCommand(const CLI::App& app) {
     const auto given = app.get_subcommands();
     return given.empty() ? "mlh" : "mlh " + given[0]->get_name();
@@ -117,7 +117,7 @@ int Main(int argc, char** argv) {
     PrepareConsole();
     RemoveUnfinishedFilesOnSignals();
     CLI::App app("Vocal harmony: one sung line becomes a choir of the same singer.", "mlh");
-    app.fallthrough();                       // options of the program may also stand behind the command
+    app.fallthrough();                       // options of the program may also follow the command
     app.allow_windows_style_options(false);  // what begins with a slash is a file name on every system
     app.add_option_function<std::string>(
            "--level", UseLevel, "Processor level to run at, by number or name (default: the best one here)")

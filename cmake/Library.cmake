@@ -7,11 +7,11 @@ list(FILTER MLH_SOURCES EXCLUDE REGEX "/src/dsp/kernels/")
 # reads errno, for whose sake a root would be a call.
 set(MLH_COMPILE_OPTIONS -Wall -Wextra -ffp-contract=off -fno-math-errno -fvisibility=hidden -fvisibility-inlines-hidden)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-  # Static members would else be one for the whole process, whatever the linker is told, and never be unloaded.
+  # Static members would else be one for the whole process, whatever options the linker gets, and never be unloaded.
   list(APPEND MLH_COMPILE_OPTIONS -fno-gnu-unique)
 endif()
 if(MLH_FUZZ)
-  # What samples are compared with tells the fuzzing engine nothing, and watching it takes half of the time.
+  # What samples are compared with is of no use to the fuzzing engine, and watching it takes half of the time.
   list(APPEND MLH_COMPILE_OPTIONS -fno-sanitize-coverage=trace-cmp)
 endif()
 if(MLH_COVERAGE)
@@ -44,7 +44,7 @@ set_target_properties(mlh_shared PROPERTIES OUTPUT_NAME mlh VERSION ${PROJECT_VE
 target_include_directories(mlh_shared PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
 
 if(MLH_COVERAGE)
-  # In front of the callers' objects, whose own copies of inline functions count nothing.
+  # Before the callers' objects, whose own copies of inline functions count nothing.
   target_link_options(mlh_static INTERFACE --coverage)
   target_link_options(mlh_internal INTERFACE --coverage LINKER:--whole-archive,$<TARGET_FILE:mlh_internal>,--no-whole-archive)
   target_link_options(mlh_shared PRIVATE --coverage)

@@ -85,7 +85,7 @@ std::string AdviceForPipes(const std::string& path) {
     return IsPipe(path) ? "; a pipe can only carry WAV, so make it a file first" : "";
 }
 
-// Where reading ended early. What a stream or a compressed file tells of its length is an estimate.
+// Where reading ended early. What a stream or a compressed file says of its length is an estimate.
 void CheckLength(const std::string& path, const SF_INFO& info, int64_t frames) {
     const bool known = info.seekable != 0 && (info.format & SF_FORMAT_TYPEMASK) != SF_FORMAT_MPEG;
     if (frames == 0) {

@@ -15,7 +15,7 @@ struct MelodySource {
     bool quiet = false;
 };
 
-// Reads a MIDI file, a table or a recording, told apart by their first bytes. A table has a row per note:
+// Reads a MIDI file, a table or a recording, distinguished by their first bytes. A table has a row per note:
 // onset, duration, pitch and, if wanted, chord ('-' for none), separated by tabs, spaces, commas or
 // semicolons; times in beats, the pitch as a MIDI note number, further columns not read. Lines that start
 // with '#' are comments, of which "# title:", "# key:", "# meter:", "# tempo:" and "# upbeat:" are heard.

@@ -9,7 +9,7 @@
 namespace mlh::cli {
 
 // A file under a temporary name beside its place, which takes its place when it is complete. Left alone, or
-// interrupted by Ctrl-C, nothing stays behind. A link stays one; a device or a pipe is written to as it is.
+// interrupted by Ctrl-C, nothing is left. A link stays one; a device or a pipe is written to as it is.
 class OutputFile {
   public:
     explicit OutputFile(std::string path);
@@ -21,7 +21,7 @@ class OutputFile {
     const std::string& temporaryPath() const { return temporaryPath_; }
     // Moves the finished file to its place. Throws Failure.
     void Commit();
-    // That writing failed, with the system's reason if it has told one since this file was opened.
+    // That writing failed, with the system's reason if it has given one since this file was opened.
     Failure CannotWrite() const;
 
   private:

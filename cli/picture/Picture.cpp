@@ -35,7 +35,7 @@ constexpr Colour kFaintInk = {0.45, 0.48, 0.53};
 constexpr Colour kCurve = {0.10, 0.12, 0.16};
 constexpr Colour kPhrase = {0.48, 0.20, 0.52};
 constexpr Colour kLead = {0.62, 0.65, 0.70};
-// Told apart by people with any kind of colour vision (after Okabe and Ito, 2008).
+// Distinguished by people with any kind of colour vision (after Okabe and Ito, 2008).
 constexpr std::array<Colour, 4> kVoices = {Colour{0.90, 0.62, 0.0}, Colour{0.0, 0.45, 0.70},
                                            Colour{0.84, 0.37, 0.0}, Colour{0.0, 0.62, 0.45}};
 

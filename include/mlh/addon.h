@@ -26,8 +26,8 @@ class MalleoTuneHarmonyAddOnIf {
         virtual ~AudioReader() = default;
         // Moves to a frame; below 0 counts as 0. Returns 0.
         virtual int32_t SetPosition(int32_t frame) = 0;
-        // Fills `frames` samples of each channel, zeros behind the end, and moves on. Returns the
-        // frames that were really there.
+        // Fills `frames` samples of each channel, zeros after the end, and moves on. Returns the
+        // frames that the recording really had.
         virtual int32_t Read(float** channels, int32_t frames) = 0;
         virtual int32_t GetLength() = 0;
         virtual int32_t GetNumChannels() = 0;

@@ -99,13 +99,13 @@ MLH_EXPORT int32_t mlhAssignDebugMessageCallback(MlhDebugMessageCallback callbac
    null outHandle.                                                                           [any] */
 MLH_EXPORT int32_t mlhCreateInstance(void** outHandle);
 
-/* Destroys the instance and clears *inOutHandle. Returns 0, or 3 if there is none.      [created] */
+/* Destroys the instance and clears *inOutHandle. Returns 0; 3 for a null handle.        [created] */
 MLH_EXPORT int32_t mlhDestroyInstance(void** inOutHandle);
 
 /* Sets how the voices are made. Nothing sounds different until the next mlhSetChordVector,
    mlhSetPitchVector or MIDI chord.
 
-   autoHarmony  true: the voices follow from chords, or from the melody where there are none.
+   autoHarmony  true: the voices follow from chords, or without any from the melody.
                 false (manual mode): the host sets them by mlhSetPitchVector or mlhAssignMidi
    voices       rendered voices, the lead's own line among them: 2 to 4, in manual mode 1 to 4
    voicesAbove  harmony voices above the lead, 0 to 3; initially 1; another value is ignored
@@ -140,7 +140,7 @@ MLH_EXPORT int32_t mlhAssignInputData(void* handle, const int16_t* samples, int3
    the recording, but the voices go on where the last call stopped: ask for everything in one call.
 
    out       frames * channels samples, owned by the caller, written whole; saturated at +-32767
-   frames    0 or less writes nothing; behind the end of the recording comes silence
+   frames    0 or less writes nothing; after the end of the recording comes silence
    channels  1 or 2, the same as the recording's
    gains     linear gains [5][2], row 0 the dry lead, row v voice v; column per channel (mono uses
              column 0). Null: 0.5 0.5 / 0.5 0 / 0 0.5 / 0.3 0.2 / 0.2 0.3
@@ -176,7 +176,7 @@ MLH_EXPORT PitchItem mlhPitchVectorGetItem(const PitchVector* vector, uint32_t i
 /* Changes the pitch of an item; its other fields stay. False for null or out of range.      [any] */
 MLH_EXPORT bool mlhPitchVectorSetItem(PitchVector* vector, uint32_t index, PitchItem item);
 
-/* Inserts an item by its start, behind items with the same start. False for null.           [any] */
+/* Inserts an item by its start, after items with the same start. False for null.            [any] */
 MLH_EXPORT bool mlhPitchVectorAddItem(PitchVector* vector, PitchItem item);
 
 /* A new vector with each note stretched or cut to reach the next (legato other than 0), and all
@@ -209,15 +209,15 @@ MLH_EXPORT int32_t mlhChordVectorGetTotal(const ChordVector* vector);
 /* A copy of an item; all zero (notes too) for a null vector or an index out of range.       [any] */
 MLH_EXPORT ChordItem mlhChordVectorGetItem(const ChordVector* vector, uint32_t index);
 
-/* Inserts a chord by its time, behind chords of the same time. False for null.              [any] */
+/* Inserts a chord by its time, after chords of the same time. False for null.               [any] */
 MLH_EXPORT bool mlhChordVectorAddItem(ChordVector* vector, ChordItem item);
 
 /* Gives the automatic modes their chords: three or four different pitches each, of which the root
    counts and the number; the tones are those of the key's scale. A chord holds for the note that its
-   time lies inside of and those behind it; a chord change within a note splits it. Call it once for
+   time lies inside of and those after it; a chord change within a note splits it. Call it once for
    all chords. A time in a rest, or exactly on the start of a note, is inside of no note: such a chord
-   counts from the first note on, so put it a millisecond behind the start of the note it is meant for
-   (mlhGetPitchVector tells the starts).
+   counts from the first note on, so add a millisecond to the start of the note it is meant for
+   (mlhGetPitchVector gives the starts).
    Returns 0; 2 for a null or empty vector, or in the manual mode; 3.                   [assigned] */
 MLH_EXPORT int32_t mlhSetChordVector(void* handle, const ChordVector* vector);
 
@@ -228,7 +228,7 @@ MLH_EXPORT ChordVector* pitchVectorToChordVector(const PitchVector* notes);
 
 /* Appends notes to the queue that drives the voices of the manual mode during process calls: the
    note in slot 0 of each set drives voice 1, and so on; an empty slot mutes. Each process call walks
-   the queue from its front, and a set that lies behind the frame it has reached holds up the rest:
+   the queue from its front, and a set whose time is before the frame it has reached holds up the rest:
    assign notes in the order of time. The queue lasts as long as the instance. False for null.
                                                                                         [created] */
 MLH_EXPORT bool mlhAssignMidi(void* handle, const PitchVector* notes);

@@ -261,8 +261,8 @@ void MalleoTuneHarmonyAddOn::ResetVoicesToLead() {
     }
 }
 
-// The first element of the lead that `time` lies strictly inside of, 0 if there is none. The starts rise, so
-// that the first element to end later than `time` is the only candidate that can hold it.
+// The first element of the lead that `time` lies strictly inside of, else 0. The starts rise, so that
+// the first element to end later than `time` is the only candidate that can hold it.
 int32_t MalleoTuneHarmonyAddOn::FindLeadElementAt(float time) const {
     const auto found = std::upper_bound(latestEnd_.begin(), latestEnd_.end(), time);
     if (found == latestEnd_.end()) return 0;
@@ -295,7 +295,7 @@ int32_t MalleoTuneHarmonyAddOn::SetChordVector(ChordVector chords) {
     for (int32_t v = 0; v < activeVoices_; ++v) synthesizers_[v]->Reset();
 
     // The elements looked up are those of before the loop, while the segments are already split: a chord
-    // behind a split in the same call tests the times of a neighbour.
+    // after a split in the same call tests the times of a neighbour.
     for (const ChordElement& chord : chords) SplitSegmentsAt(chord.GetTime());
     const int32_t count = synthesizers_[0]->GetSegmentCount();
     harmony_->SetChordCount(count);

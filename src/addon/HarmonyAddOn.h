@@ -1,4 +1,4 @@
-// The add-on behind the C interface: it owns the analysis, the marks, one synthesizer per voice and the
+// The add-on that the C interface drives: it owns the analysis, the marks, one synthesizer per voice and the
 // harmony engine, and carries changes from one to the other.
 //
 // Two passes. Prepare reads the whole recording once and analyses it: after it every segment of the lead is

@@ -75,7 +75,7 @@ void FrameWindow::Align(FrameSearch& frames, int32_t minLength, int32_t hop) {
     end = frames[last].position;
 }
 
-// The last voiced frame behind `first` that is not beyond `end`. On the last frame of all it may be the
+// The last voiced frame after `first` that is not beyond `end`. On the last frame of all it may be the
 // frame before `first`: then there is no voiced frame left, and the run is too short in any case.
 int32_t FrameWindow::LastOfRun(const FrameSearch& frames) {
     int32_t frame = frames.Clamp(int64_t{first} + 1);

@@ -60,7 +60,7 @@ class FrameWindow {
   private:
     int32_t LastOfRun(const FrameSearch& frames);
 
-    // The run found last: its frames behind the first are voiced.
+    // The run found last: its frames after the first are voiced.
     int32_t runFirst_ = -1;
     int32_t runLast_ = -1;
 };
@@ -143,7 +143,7 @@ float MedianVoicedPitch(const AnalysisFrame* frames, int32_t first, int32_t last
                         std::vector<float>& scratch);
 // Collects and sorts the pitches of the voiced frames from `first` to `last` - 1.
 void SortVoicedPitches(const AnalysisFrame* frames, int32_t first, int32_t last, std::vector<float>& pitches);
-// The first frame behind `first` and before `last` on the other side of `level` than `first`; without
+// The first frame after `first` and before `last` on the other side of `level` than `first`; without
 // one `fallback`. A pitch at the level counts as above it.
 int32_t FirstOnOtherSide(const FrameSearch& frames, int32_t first, int32_t last, float level,
                          int32_t fallback);

@@ -22,7 +22,7 @@ void SetSpan(AnalysisNote& note, const std::vector<AnalysisFrame>& frames, int32
 //
 // The pass looks at one note at a time and steps forward or, after a merge, back. The notes before it
 // and those from it on lie at the two ends of one array, so that deleting a note beside the gap between
-// them costs nothing. A merged note keeps the sum behind its mean energy: a chain of merges then adds
+// them costs nothing. A merged note keeps the sum of its mean energy: a chain of merges then adds
 // only what is new. The pass ends although it steps back: a step back goes with a merge, which leaves a
 // note less.
 class NoteMerger {
@@ -112,7 +112,7 @@ class NoteMerger {
     const std::vector<AnalysisFrame>& frames_;
     const SegmentationSettings& settings_;
     std::vector<Item> items_;
-    size_t before_ = 0;   // how many notes lie behind the pass
+    size_t before_ = 0;   // how many notes are before the pass
     size_t current_ = 0;  // where the note that it looks at lies
 };
 

@@ -74,8 +74,8 @@ class CPitchMarksIf {
     // has fewer than two marks.
     virtual int32_t FindNearest(int32_t from, int32_t position) const = 0;
 
-    // The first mark from `index` on that stands more than `distance` samples behind mark `index`. Stores
-    // its index and returns how far behind it stands; -1, with `index` unchanged, where there is none.
+    // The first mark from `index` on that is more than `distance` samples after mark `index`. Stores its
+    // index and returns how far after it is; -1, with `index` unchanged, if no mark is.
     virtual int32_t FindAfter(int32_t& index, int32_t distance) const = 0;
 };
 

@@ -18,7 +18,7 @@ namespace mlh {
 // spectrum peaks at the distance of one fundamental even where the fundamental itself is weak. A quarter of
 // the spectrum is added, which sharpens the peak where the fundamental is there. Three candidates come out of
 // that sum:
-// - the harmonic product over bins k, 2k and 3k (Schroeder 1968; Noll 1970), the one that is taken at first:
+// - the harmonic product over bins k, 2k and 3k (Schroeder 1968; Noll 1970), the one that is taken initially:
 //   robust, but now and then an octave high;
 // - the weighted harmonic sum over up to nine harmonics (after Hermes 1988), less what lies at a half, two
 //   thirds and a third: it is asked when the product leaps up;

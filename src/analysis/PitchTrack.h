@@ -17,7 +17,7 @@ namespace mlh {
 /// What the tracker says about one frame. It persists between frames: the analysis reads the previous pitch
 /// from it.
 struct PitchTrackResult {
-    float pitchHz = 0.0f;        ///< kept through unvoiced frames; 0 where there is none
+    float pitchHz = 0.0f;        ///< kept through unvoiced frames; 0 without a pitch
     float harmonicityDb = 0.0f;  ///< exactly 0 marks an unvoiced frame (a voiced one can also come out at 0)
     float level = 0.0f;          ///< root mean square of the positive half of the waveform
     float levelChange = 0.0f;    ///< relative to the level of the frame before
@@ -89,7 +89,7 @@ class CPTAnalysisNew {
     /// Forgets the past. The voicing threshold stays.
     void Reset();
 
-    /// Harmonicity [dB] that a pitch of 160 Hz and above must reach to be voiced; 0 at first.
+    /// Harmonicity [dB] that a pitch of 160 Hz and above must reach to be voiced; initially 0.
     void SetVoicingThreshold(float decibels) { voicingThresholdDb = decibels; }
     float GetVoicingThreshold() const { return voicingThresholdDb; }
 
@@ -183,7 +183,7 @@ class CPitchTrack {
     /// `result` is that of the last one and stays as it was when none completed. Returns 0, or kBadArgument
     /// with nothing taken.
     int32_t Process(const float* samples, int32_t count, PitchTrackResult* result);
-    /// Input samples that the next call needs to advance by one hop: more at first, and varying a little
+    /// Input samples that the next call needs to advance by one hop: more for the first, and varying a little
     /// where the rate is no multiple of 11025. A call may complete 0, 1 or 2 frames.
     int32_t GetHopInInputSamples() const;
     void SetVoicingThreshold(float decibels);

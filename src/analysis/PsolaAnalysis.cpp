@@ -3,7 +3,7 @@
 // Take two periods of the signal from the last mark on (the window) and the stretch that starts half a
 // window, hence one expected period, later. Where the expectation is right the two agree as they stand, at
 // lag 0; a true period shorter or longer by n samples shows as a correlation peak at lag n or -n. So the next
-// mark stands halfWindow - lag behind the last one. Looking only a sixteenth of a period around the
+// mark is halfWindow - lag after the last one. Looking only a sixteenth of a period around the
 // expectation keeps the search off the octaves; the expectation comes from the tracker, which has heard 93
 // ms, and between two of its frames from the lag just found.
 //
@@ -193,7 +193,7 @@ int32_t CPSOLAAnalysis::AnalyzeBlock(const float* const* channels, int32_t frame
         if (enhanced) {
             const bool trackerIsAhead = RunTrackerAhead();
             if (!trackerIsAhead && channels) return 0;
-            // A short period is expected anew for each mark: the last lag would soon drift off by a period.
+            // A short period is expected afresh at each mark: the last lag would soon drift off by a period.
             const auto samplesPerPeriod = static_cast<int32_t>(period);
             if (samplesPerPeriod > 0 && samplesPerPeriod < 2 * minPeriodUnit) FollowPeriod(kRadiusVoiced);
         }
@@ -436,7 +436,7 @@ void CPSOLAAnalysis::PlaceSegmentMarks(const float* const* source, int32_t lengt
         const int32_t chunk = std::min(4 * blockSize - samples.Size(), length - taken);
         AppendSum(source, taken, chunk);
         taken += chunk;
-        samples.Append(4 * blockSize - samples.Size());  // silence behind the end
+        samples.Append(4 * blockSize - samples.Size());  // silence after the end
 
         while (samples.Size() >= 2 * blockSize && nextMark < end) {
             Measured mark;
@@ -458,7 +458,7 @@ void CPSOLAAnalysis::PlaceSegmentMarks(const float* const* source, int32_t lengt
     }
 }
 
-// The marks up to `markIndex`, then those placed, then those behind the one nearest to the last placed.
+// The marks up to `markIndex`, then those placed, then those after the one nearest to the last placed.
 void CPSOLAAnalysis::ReplaceMarks(int32_t markIndex, const CPitchMarks& placed) {
     const PitchMark* records = nullptr;
     const int32_t count = marks->GetRecords(&records);

@@ -1,7 +1,7 @@
 // Places the pitch marks of a recording, for pitch-synchronous overlap-add (Moulines and Charpentier,
 // 1990).
 //
-// It walks through the recording one period at a time. The pitch tracker runs ahead and tells the period to
+// It walks through the recording one period at a time. The pitch tracker runs ahead and gives the period to
 // expect; a cross-correlation of two stretches half a window apart finds the real distance to the next
 // period; a peak rule then keeps the marks on the same feature of the waveform. Each mark carries the
 // energy since the mark before and the strength of an attack there.
@@ -31,7 +31,7 @@ class CPSOLAAnalysisIf {
   public:
     virtual ~CPSOLAAnalysisIf() = default;
 
-    // Ready for another recording: the list is emptied but for a new mark at 0, the tracker starts anew.
+    // Ready for another recording: the list is emptied but for a new mark at 0, the tracker starts again.
     // The voicing threshold stays. Returns 0.
     virtual int32_t Reset() = 0;
 
@@ -40,7 +40,7 @@ class CPSOLAAnalysisIf {
     // taking nothing, for a negative count or one above GetFreeSpace(), and kWrongState before Initialize.
     virtual int32_t AnalyzeBlock(const float* const* channels, int32_t frameCount) = 0;
 
-    // Skips a fixed stretch and puts an empty mark behind it. Returns 0.
+    // Skips a fixed stretch and puts an empty mark after it. Returns 0.
     virtual int32_t InsertHop() = 0;
 
     // The recording ends here: places the remaining marks and one at the exact end, all of whose other
@@ -85,7 +85,7 @@ class CPSOLAAnalysis : public CPSOLAAnalysisEnhIf {
     // length out of range.
     int32_t ReanalyzeSegment(const float* const* source, int32_t length, int32_t markIndex, float midiPitch);
 
-    // The tracker's threshold for voices from 160 Hz up, in dB; 0 at first. Without a tracker it is 0.
+    // The tracker's threshold for voices from 160 Hz up, in dB; initially 0. Without a tracker it is 0.
     void SetVoicingThreshold(float decibels);
     float GetVoicingThreshold() const;
 
@@ -168,7 +168,7 @@ class CPSOLAAnalysis : public CPSOLAAnalysisEnhIf {
     int32_t predictedLag = 0;  // where it is expected; once found, where it was before the alignment
     float period;              // expected, in samples; -1 without a pitch
 
-    // Samples of the input. Positions count in 64 bits, so that the padding behind the longest recording
+    // Samples of the input. Positions count in 64 bits, so that the padding after the longest recording
     // possible does not overflow.
     int64_t lastMark = 0;
     int64_t nextMark = 0;

@@ -19,7 +19,7 @@ class ChordQueue {
     explicit ChordQueue(HarmonyInstance& instance) : instance_(instance) {}
 
     // Applies each chord due at frame `first` and returns how many of `frames` frames the block can hold
-    // until the next one. A chord behind `first`, or at no finite time, holds up the queue for good.
+    // until the next one. A chord before `first`, or at no finite time, holds up the queue for good.
     int32_t ApplyDue(int32_t first, int32_t frames) {
         const float rate = static_cast<float>(instance_.reader->GetSampleRate());
         for (; next_ < instance_.midiChords.size(); ++next_) {

@@ -18,7 +18,7 @@ std::atomic<MlhDebugMessageCallback> debugMessageCallback{nullptr};
 
 HarmonyInstance* Get(void* handle) { return static_cast<HarmonyInstance*>(handle); }
 
-// The add-on behind a handle, null where there is no instance or no input yet.
+// The add-on of a handle, null where there is no instance or no input yet.
 MalleoTuneHarmonyAddOnIf* GetAddOn(void* handle) { return handle ? Get(handle)->addOn.get() : nullptr; }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The object behind a handle of the C interface.
+// The object that is a handle of the C interface.
 #pragma once
 
 #include <cstdint>

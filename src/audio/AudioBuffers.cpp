@@ -13,7 +13,7 @@ namespace mlh {
 
 namespace {
 
-constexpr int64_t kSpareBytes = 32;  // behind the last channel
+constexpr int64_t kSpareBytes = 32;  // after the last channel
 
 int64_t BlockBytes(int32_t numChannels, int32_t size) {
     return static_cast<int64_t>(numChannels) * size * static_cast<int64_t>(sizeof(float)) + kSpareBytes;

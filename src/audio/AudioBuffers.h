@@ -24,7 +24,7 @@ class AudioSampleBuffer {
     int32_t GetNumChannels() const { return numChannels; }
     int32_t GetSize() const { return size; }                      // frames per channel
     int32_t GetAllocatedBytes() const { return allocatedBytes; }  // 0 for a wrapper
-    float** GetChannels() const { return channels.get(); }        // with a null behind the last channel
+    float** GetChannels() const { return channels.get(); }        // with a null after the last channel
     float* GetChannel(int32_t channel) const { return channels[channel]; }
 
     // Stands for other rows from now on, as the second constructor does; allocates only for more channels

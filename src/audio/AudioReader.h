@@ -13,8 +13,8 @@ class CAudioReader {
 
     // Moves to a frame; below 0 counts as 0, and there is no upper limit. Returns 0.
     virtual int32_t SetPosition(int32_t frame) = 0;
-    // Writes all of `frames` samples of each channel, zeros behind the end, and moves on by the result: the
-    // frames that were really there, negative for a position behind the end.
+    // Writes all of `frames` samples of each channel, zeros after the end, and moves on by the result: the
+    // frames that were really there, negative for a position after the end.
     virtual int32_t Read(float** channels, int32_t frames) = 0;
     virtual int32_t GetLength() = 0;  // frames
     virtual int32_t GetNumChannels() = 0;

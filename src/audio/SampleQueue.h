@@ -7,14 +7,14 @@
 
 namespace mlh {
 
-// Mono samples in the order of their arrival: appended behind, dropped in front.
+// Mono samples in the order of their arrival: appended at the end, dropped at the start.
 //
 // Dropping only moves an index. The content moves back to the start of the memory when the end of the memory
 // is reached, so a sample costs constant time however small the steps are in which it is dropped. What lies
-// behind the last sample reads as zero.
+// after the last sample reads as zero.
 class SampleQueue {
   public:
-    // Room for `capacity` samples without further allocation, and `margin` zeros readable behind the last.
+    // Room for `capacity` samples without further allocation, and `margin` zeros readable after the last.
     void Allocate(int32_t capacity, int32_t newMargin) {
         margin = static_cast<size_t>(newMargin);
         memory.assign(2 * static_cast<size_t>(capacity) + margin, 0.0f);

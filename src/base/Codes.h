@@ -57,7 +57,7 @@ inline constexpr Code kAddOnCodes[] = {
     {kAddOnVoiceRefused, "a voice refused a parameter"},
 };
 
-// The text of a code of that family, null for a number that is none of them.
+// The text of a code of that family, null for another number.
 template <int32_t count>
 constexpr const char* TextOf(const Code (&family)[count], int32_t value) {
     for (const Code& code : family) {

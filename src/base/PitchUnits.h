@@ -42,7 +42,7 @@ inline float PitchToHertz32(float pitch) {
 
 // ---- Periods ------------------------------------------------------------------------------------
 
-// 0 for a period below 1, which is none.
+// 0 for a period below 1, which is not a period.
 inline float PeriodToPitch32(int32_t period, float sampleRate) {
     return period < 1 ? 0.0f : HertzToPitch32(sampleRate / static_cast<float>(period));
 }

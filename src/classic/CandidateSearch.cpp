@@ -1,4 +1,4 @@
-// The search behind the chord styles.
+// The search of the chord styles.
 //
 // The chord tones within the voice range are the candidates, n of them, ascending. A cube of n * n * n scores
 // holds one cell for every way to give a candidate to each of three voices, (i, j, k) from the lowest voice

@@ -4,7 +4,7 @@
 
 namespace mlh {
 
-/// What the FFT kernels know about one transform length; kernels/RealFft.cpp tells the method and reads this.
+/// What the FFT kernels know about one transform length; kernels/RealFft.cpp reads it and has the method.
 /// A column is a pair of vectors, the real and the imaginary parts of `lanes` complex numbers.
 struct FftPlan {
     static constexpr int32_t kMostPasses = 12;
@@ -37,8 +37,8 @@ constexpr int32_t ShortestFft(int32_t lanes) { return 4 * lanes * lanes; }
 FftPlanSizes GetFftPlanSizes(int32_t size, int32_t lanes);
 FftPlan BuildFftPlan(int32_t size, int32_t lanes, float* tables, float* init);
 
-/// What the kernels of the autocorrelation know about one length; kernels/Autocorrelation.cpp tells the
-/// method.
+/// What the kernels of the autocorrelation know about one length; kernels/Autocorrelation.cpp explains
+/// the method.
 struct QuarterPointPlan {
     FftPlan fft;  ///< of 2 * points; twiddles[0] has [radix] complex numbers a column, laneTwiddles one
                   ///< column for each; the other twiddles serve the passes alone

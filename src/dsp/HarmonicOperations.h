@@ -13,7 +13,7 @@ namespace mlh {
 struct HarmonicOperations {
     /// The largest of n bins and `start`.
     float (*Largest)(const float* bins, int32_t n, float start);
-    /// Index of the first largest bin above 0; 0 where there is none.
+    /// Index of the first largest bin above 0; 0 where no bin is above 0.
     int32_t (*FirstLargest)(const float* bins, int32_t n);
     /// spectrum[i] *= spectrumScale, then bins[i] = bins[i] * scale + spectrum[i] / 4.
     void (*AddQuarter)(float* bins, float scale, float* spectrum, float spectrumScale, int32_t n);

@@ -40,7 +40,7 @@ struct OperationTable {
     /// Largest value and its index. Among equal ones level 0 keeps the last (it starts from -1e37 at index 0
     /// and compares with >=), levels 3 to 6 the first. A NaN never wins.
     int32_t (*VecMaxIndex)(const float* src, float* max, int32_t* index, int32_t n);
-    /// Smallest value below 1e37 and its index, the first among equals; 1e37 and 0 where there is none.
+    /// Smallest value below 1e37 and its index, the first among equals; 1e37 and 0 where no value is.
     int32_t (*VecMinIndex)(const float* src, float* min, int32_t* index, int32_t n);
     int32_t (*VecMean)(const float* src, float* mean, int32_t n);
     /// Root of the summed squared distances from the mean over n - 1. Not finite for n = 1.

@@ -9,8 +9,8 @@ namespace mlh {
 
 struct PaddedSpectrumTables;
 
-/// The magnitudes of the spectrum of a block with zeros behind it, the same bits at every processor level:
-/// a pitch that is read off the top of a peak must not hang on how a level rounds.
+/// The magnitudes of the spectrum of a block with zeros after it, the same bits at every processor level:
+/// a pitch that is read off the top of a peak must not depend on how a level rounds.
 ///
 /// All levels take the sums and products of the split radix (SplitRadix.h) in its order. The kernels leave
 /// out those with zeros.

@@ -101,7 +101,7 @@ CResampleBase::CResampleBase(int32_t quality, int32_t capacity, int32_t channels
 void CResampleBase::ResetState() {
     creep = 0;
     margin = 2 * halfLength;
-    pendingMargin = margin;  // the silence in front of the first frame
+    pendingMargin = margin;  // the silence before the first frame
     readIndex = 0;
     outputTotal = 0;
     tableIncrement = 0;
@@ -137,7 +137,7 @@ CResample<Sample>::CResample(int32_t quality, int32_t capacity, int32_t channels
 
 template <class Sample>
 int32_t CResample<Sample>::Init() {
-    // One frame more than history and buffer: rounding may leave the read time a frame behind the margin.
+    // One frame more than history and buffer: rounding may leave the read time a frame after the margin.
     const int64_t size = historySize + bufferSize + numChannels;
     try {
         table.assign(static_cast<size_t>(tableLength), Sample{});
@@ -237,7 +237,7 @@ void CResample<Sample>::RunKernel(Sample* out, int32_t channels, double factor, 
     }
 }
 
-// `count` outputs of one channel, up to kGroup, from the read time on; it moves on behind them.
+// `count` outputs of one channel, up to kGroup, from the read time on; it moves on past them.
 template <class Sample>
 void CResample<Sample>::RunGroup(const Sample* source, int32_t count, double step, int32_t channels,
                                  float gain, Sample* out) {
@@ -334,8 +334,8 @@ void CResample<Sample>::Advance(int32_t usable, int32_t channels) {
     writeIndex = -creep;
 }
 
-// The history stays behind the buffer, so that a margin that grows later finds what was there. Samples move
-// only when the room in front of them is used up.
+// The history is kept before the buffer, so that a margin that grows later finds what was there. Samples move
+// only when the room before them is used up.
 template <class Sample>
 void CResample<Sample>::Drop(int32_t passed, int32_t channels) {
     const ptrdiff_t end =

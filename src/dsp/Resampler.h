@@ -61,19 +61,19 @@ class CResampleBase {
     const int32_t tableLength;  ///< entries of one wing: quality * 256
     int32_t creep;              ///< whole frames by which the time had run ahead of the margin
     int32_t margin;             ///< input frames kept on each side of the read point
-    int32_t pendingMargin;      ///< frames in `buffer` in front of those that writeIndex counts
+    int32_t pendingMargin;      ///< frames in `buffer` before those that writeIndex counts
     int64_t readIndex;          ///< input frames passed by the read point since the reset
     int64_t outputTotal;        ///< frames produced since the reset
     int32_t tableIncrement;     ///< table step per input frame, with 7 fraction bits
     const int32_t entriesPerCrossing = 256;
-    int32_t writeIndex;         ///< frames in `buffer` behind pendingMargin; below 0 where some are owed
+    int32_t writeIndex;         ///< frames in `buffer` after pendingMargin; below 0 where some are owed
     const int32_t halfLength;   ///< filter half length in zero crossings: quality + 1
     int64_t historyOffset;      ///< samples by which `buffer` has moved back into the history
-    int64_t dropped;            ///< samples in front of the history that are not needed any more
-    const int64_t historySize;  ///< samples of the history, the room in front of `buffer`
+    int64_t dropped;            ///< samples before the history that are not needed any more
+    const int64_t historySize;  ///< samples of the history, the room before `buffer`
     const int32_t numChannels;
     const int32_t capacity;    ///< frames that one call may bring
-    const int64_t bufferSize;  ///< samples behind the history
+    const int64_t bufferSize;  ///< samples after the history
     bool firstCall;            ///< until a call has passed
     const float rolloff;
     const float kaiserBeta = 9.0f;

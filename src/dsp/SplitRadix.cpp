@@ -96,7 +96,7 @@ inline void JoinOne(float* data, int32_t quarter, int32_t k, Complex z1, Complex
     Store(data, k + 3 * quarter, even1 - turned);
 }
 
-// The same for all k of a quarter. Half of all the time is spent here: the quarters are told apart and
+// The same for all k of a quarter. Half of all the time is spent here: the quarters are distinguished and
 // everything is written out, so that the compiler can take several k at once.
 template <bool inverse>
 inline void Join(float* __restrict x0, float* __restrict x1, float* __restrict x2, float* __restrict x3,

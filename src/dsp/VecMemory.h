@@ -7,7 +7,7 @@
 
 namespace mlh {
 
-/// The memory behind VecAlloc and VecFree of the operation table.
+/// The memory of VecAlloc and VecFree of the operation table.
 
 /// VecAlloc of the levels that promise this alignment: 8, 16 or 32 bytes. It is whole cache lines in fact.
 template <int32_t alignment>

@@ -178,7 +178,7 @@ class CChoiralizerV2 final : public CChoiralizerV2If {
     int32_t SearchVoicing();
 
     // The chords of a function that hold the lead pitch, each with its pitches in the range around the lead
-    // (at most `capacity`). If there is none: one candidate "No Chord" with pitchCount 1.
+    // (at most `capacity`). If no chord does: one candidate "No Chord" with pitchCount 1.
     std::vector<ChordCandidate> BuildChordCandidates(int32_t leadPitch, int32_t function, int32_t capacity);
 
     // Writes chord, rows and `chosen` of a note from a setting. Outside mode 7 the chord comes from

@@ -97,7 +97,7 @@ int32_t PitchClassFromKey(int32_t key, int32_t pitch);
 bool HasTone(const int32_t* tones, int32_t pitchClass);
 
 // Walks up a chord from its bass tone: how many tones lie before the pitch class, 0 to 3, or 4 if it is not
-// in the chord. With bassIndex -1 the walk begins at the value in front of `tones`, which must exist.
+// in the chord. With bassIndex -1 the walk begins at the value before `tones`, which must exist.
 int32_t PositionFromBass(const int32_t* tones, int32_t bassIndex, int32_t pitchClass);
 
 // Display name. Names of minor kinds are lower case: 12 is added to the root's index into the name table, so

@@ -54,7 +54,7 @@ struct LeadRange {
 };
 
 // The chords of a function, in list order, that hold the lead pitch, each with its pitches in the range (at
-// most `capacity`). If there is none: one candidate "No Chord" with pitchCount 1.
+// most `capacity`). If no chord does: one candidate "No Chord" with pitchCount 1.
 std::vector<ChordCandidate> FindChordCandidates(const CChordsInFunctions& chords, int32_t function,
                                                 int32_t key, const LeadRange& range, int32_t capacity);
 

@@ -1,7 +1,7 @@
 // How much of the beginning of a sequence comes again at each of its places.
 //
 // The obvious way compares the beginning with every place, which takes the square of the length where the
-// sequence repeats one thing. But a stretch already known to equal the beginning tells, by what is known of
+// sequence repeats one thing. But a stretch already known to equal the beginning shows, by what is known of
 // the beginning, what lies within it, so that no entry need be compared twice (the Z algorithm; D. Gusfield,
 // Algorithms on Strings, Trees and Sequences, 1997, section 1.3).
 #pragma once

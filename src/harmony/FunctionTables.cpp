@@ -12,7 +12,7 @@ namespace ChoiralizerV2 {
 namespace {
 
 struct ChordRow {
-    // The four tones behind the value that the walk of PositionFromBass meets first in a row without a bass
+    // The four tones after the value that the walk of PositionFromBass meets first in a row without a bass
     // tone.
     int32_t toneRun[5];
     int32_t bassIndex;

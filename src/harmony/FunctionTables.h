@@ -20,8 +20,8 @@ constexpr int32_t kFunctionCount = 5;
 
 // One chord of a function.
 struct ChordFunctionEntry {
-    // Four pitch classes above the key (not the root), or -1. Shared constant data; a readable value stands
-    // in front of them, for PositionFromBass of the rows without a bass tone.
+    // Four pitch classes above the key (not the root), or -1. Shared constant data; a readable value
+    // comes before them, for PositionFromBass of the rows without a bass tone.
     const int32_t* tones = nullptr;
     int32_t bassIndex = -1;  // which tone the chord wants in the bass; -1 none
     float weight = 0.0f;     // prior weight within its function

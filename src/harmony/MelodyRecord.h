@@ -56,7 +56,7 @@ MelodyRecord MakeMelodyRecord(const NoteItem* items, size_t count);
 struct Tonality {
     int32_t key = 0;       // pitch class of the tonic, 0 is C
     int32_t scaleRow = 0;  // row of the scale table: 0 is major, all others count as minor where only two
-                           // kinds are told apart
+                           // kinds are distinguished
 
     const int32_t* Scale() const;  // 12 flags from the tonic up; an unknown row reads as major
 };

@@ -82,7 +82,7 @@ Segment MeasureSegment(const MelodyRecord& melody, size_t first, size_t end) {
 // Candidates whose strength is above that of the candidates beside them.
 std::vector<int32_t> PeaksAmong(const std::vector<int32_t>& candidates, const std::vector<float>& strength) {
     std::vector<int32_t> peaks(candidates.size(), 0);
-    float before = -1.0f;  // -1 as long as there is none, which is also the strength of note 0
+    float before = -1.0f;  // -1 until there is one, which is also the strength of note 0
     float middle = -1.0f;
     size_t middleNote = 0;
     for (size_t i = 0; i < candidates.size(); ++i) {

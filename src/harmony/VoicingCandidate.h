@@ -53,7 +53,7 @@ struct CandidateList {
     CandidateList& operator=(CandidateList&&) = default;
 };
 
-// One setting as the rules see it; absent where there is none.
+// One setting as the rules see it; may be absent.
 struct WindowEntry {
     const VoicingCandidate* setting = nullptr;
     const VoicingShape* shape = nullptr;  // only the transition rules read it

@@ -90,7 +90,7 @@ CandidateList NoChordList(int32_t pitch, int32_t function, const VoicingLayout& 
     return list;
 }
 
-// The settings of a note that are worth anything, or the no-chord list if there are none.
+// The settings of a note that are worth anything, or the no-chord list if no setting is.
 CandidateList BuildList(int32_t pitch, int32_t function, const VoicingLayout& layout) {
     CandidateList list;
     const int32_t size = layout.rangeBelow + layout.rangeAbove + 1;

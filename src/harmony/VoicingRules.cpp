@@ -321,7 +321,7 @@ void CVoicingRules::SelectRuleSet(int32_t index) {
 
 bool IsBelowScoreFloor(float score, float prior) {
     // e to the -35 is 6.305e-16. Only near it do the roundings of the logarithms count; elsewhere the product
-    // tells, at a fraction of the time.
+    // decides, at a fraction of the time.
     if (static_cast<double>(score) * static_cast<double>(prior) > 6.4e-16) return false;
     return Log(score) + Log(prior) < -35.0f;
 }

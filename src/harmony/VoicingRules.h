@@ -84,7 +84,7 @@ class CVoicingRules {
     const float* weights = nullptr;
     int32_t ruleCount = 0;
     int32_t key = 0;
-    const int32_t* scale;  // major at first
+    const int32_t* scale;  // initially major
     int32_t leadVoice = 0;
     int32_t spacingStyle = 0;
 };

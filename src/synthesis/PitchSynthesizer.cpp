@@ -163,7 +163,7 @@ double CMELODORPitchSynthesizer::SourcePositionAt(const SynthSegment& segment, d
            static_cast<double>(sampleRate) * segment.sourceStart;
 }
 
-// The segment's mark nearest to a position of the recording; -1 if there is none.
+// The segment's mark nearest to a position of the recording; -1 without a mark.
 //
 // The look-up walks forward from the first mark. Once rendering has come to a mark in the middle, walking
 // starts there: as long as the position does not lie before that mark the answer is the same, since marks

@@ -3,7 +3,7 @@
 // (pitch-synchronous overlap-add after Moulines and Charpentier, 1990).
 //
 // Times are seconds, pitches are on the MIDI scale. A new voice has one segment per note of the analysis,
-// each reaching to the start of the next note, behind a lead-in from 0 to the first note; every target is
+// each reaching to the start of the next note, after a lead-in from 0 to the first note; every target is
 // the detected pitch, so that it sings a copy of the recording.
 #pragma once
 
@@ -42,7 +42,7 @@ struct SegmentInfo {
     float level = 0.0f;           // mean level of the segment's marks; ignored when written
     double sourceStart = 0.0;     // range of the recording
     double sourceEnd = 0.0;
-    double noteEnd = 0.0;  // where the sung note ends inside it; found anew when written
+    double noteEnd = 0.0;  // where the sung note ends inside it; found again when written
 };
 
 // The indices of SetSegmentParameter and GetSegmentParameter; units as in SegmentInfo.
@@ -83,7 +83,7 @@ class CMELODORPitchSynthesizerIf {
     // time scale and transposition are neutral again. The position stays.
     virtual void Reset() = 0;
 
-    // Renders the next `frames` samples of each channel of the reader (one or two). Silence behind the end.
+    // Renders the next `frames` samples of each channel of the reader (one or two). Silence after the end.
     virtual void Process(float** out, int32_t frames) = 0;
     // Goes on rendering from there. Called every block or two, it scrubs: the source then moves at the pace
     // of the calls.
@@ -102,7 +102,7 @@ class CMELODORPitchSynthesizerIf {
     virtual void ClearSegments() = 0;
     // Inserts before the first segment that starts later; the neighbours keep their times.
     virtual void InsertSegment(const SegmentInfo& info) = 0;
-    // Cuts a segment in two at `offset` seconds of output behind its start. 1 if that lies behind its end.
+    // Cuts a segment in two at `offset` seconds of output after its start. 1 if that lies after its end.
     virtual int32_t SplitSegment(int32_t index, double offset) = 0;
     // Makes one segment of two neighbours; pass the lower index first. 1 if they are no neighbours.
     virtual int32_t MergeSegments(int32_t first, int32_t second) = 0;

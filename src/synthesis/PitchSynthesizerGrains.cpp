@@ -1,7 +1,7 @@
 // Rendering: pitch-synchronous overlap-add of the recording's own grains.
 //
 // A grain is centred on a pitch mark of the recording. In the accumulator its left half is added to what
-// stands there, the right half of the grain before, and its right half is written behind its centre. The two
+// stands there, the right half of the grain before, and its right half is written after its centre. The two
 // halves between neighbouring centres are equally long while the shift stays, and their windows sum to 1:
 //
 //     grain k       grain k+1     grain k+2
@@ -227,7 +227,7 @@ CMELODORPitchSynthesizer::PlaceResult CMELODORPitchSynthesizer::PlaceGrains(int3
     return PlaceResult::Placed;
 }
 
-// The segment of an output sample, with the source positioned on a mark if rendering comes in anew.
+// The segment of an output sample, with the source positioned on a mark if rendering enters it.
 SynthSegment* CMELODORPitchSynthesizer::EnterSegmentAt(double target) {
     const int32_t from = std::max(currentSegmentIndex, 0);
     currentSegmentIndex = FindSegment(target, from);
@@ -304,7 +304,7 @@ const float* CMELODORPitchSynthesizer::WindowRow(int32_t halfLength) {
     return windowRow.data();
 }
 
-// `count` samples of the grain from `position` on, `step` apart; `position` moves on behind them. With a step
+// `count` samples of the grain from `position` on, `step` apart; `position` moves on past them. With a step
 // of 1, which is the rule, positions are whole and the samples the recording's own.
 const float* CMELODORPitchSynthesizer::ReadGrain(const float* source, float& position, float step,
                                                  int32_t count) {

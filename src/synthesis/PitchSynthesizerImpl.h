@@ -143,7 +143,7 @@ class CMELODORPitchSynthesizer final : public CMELODORPitchSynthesizerIf {
     std::vector<float> windowRow;       // the window of the last half too long to be kept for all voices
     int32_t windowRowLength = 0;        // of its values
     std::vector<float> resampledGrain;  // one half read at another step than 1
-    AudioSampleBuffer accumulator;      // output under construction, 0 behind the last grain
+    AudioSampleBuffer accumulator;      // output under construction, 0 after the last grain
     int32_t outputPosition = 0;         // output sample of the accumulator's first
     int32_t previousPosition = -1;      // outputPosition before the last block
     int32_t currentMarkIndex = 0;

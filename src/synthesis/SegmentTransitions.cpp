@@ -16,7 +16,7 @@ bool HasMark(const SynthSegment& segment, int32_t mark) {
     return mark >= 0 && mark < static_cast<int32_t>(segment.markRecords.size());
 }
 
-// A mark behind the last stands where the last does, so that nothing is measured beyond the recording.
+// A mark after the last is where the last is, so that nothing is measured beyond the recording.
 double MarkPosition(const SynthSegment& segment, int32_t mark) {
     return segment.marks->GetPosition(std::min(mark, segment.marks->GetCount() - 1));
 }

@@ -22,7 +22,7 @@ struct VoiceSettings {
     float transitionScale = 1.0f;
 };
 
-// Times are seconds unless told otherwise, pitches on the MIDI scale. "Offset" is output samples since the
+// Times are seconds unless said otherwise, pitches on the MIDI scale. "Offset" is output samples since the
 // segment's start.
 struct SynthSegment {
     // Where rendering stands.

@@ -47,7 +47,7 @@ TEST(ProcessorLevel, IsNamedAfterWhatItNeeds) {
     EXPECT_STREQ(mlh::GetProcessorLevelName(6), "AVX");
 }
 
-// An add-on of a host's own, in front of a real one, say, to log what is called.
+// An add-on of a host's own that passes on to a real one, say, to log what is called.
 class ForeignAddOn final : public MalleoTuneHarmonyAddOnIf {
   public:
     int32_t Prepare() override { return 0; }

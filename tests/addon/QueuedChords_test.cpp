@@ -268,7 +268,7 @@ TEST(ManualMode, IsThatOfWritingEveryChordToTheEnd) {
     }
 }
 
-// In the automatic modes a chord is an update and leaves everything to be calculated anew at the next one.
+// In the automatic modes a chord is an update and leaves everything to be calculated again at the next one.
 // The plain singer calculates each time: that its spread is set, to what it is, counts as a change.
 TEST(AutomaticMode, IsThatOfCalculatingAnewAtEveryChord) {
     const std::vector<float> samples =

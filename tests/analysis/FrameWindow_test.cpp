@@ -77,7 +77,7 @@ TEST(FrameWindow, EndsBeforeAnUnvoicedFrame) {
 }
 
 TEST(FrameWindow, OvertakenByTheNextVoicedFrameItShrinksToThatFrame) {
-    // Its end lies before the voiced frame: one frame, too short, so the run behind it is taken by `hop`.
+    // Its end lies before the voiced frame: one frame, too short, so the run after it is taken by `hop`.
     Aligned search(".....vvvvv");
     EXPECT_WINDOW(search.From(0, 300, 100, 200), 6, 8);
     // Of no required length, the single frame is enough.

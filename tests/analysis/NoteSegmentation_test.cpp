@@ -70,7 +70,7 @@ constexpr Step kSteps[] = {
     {"RefineNotes", &NoteSegmentation::RefineNotes, &LiteralSegmentation::RefineNotes},
 };
 
-// Runs both chains and compares everything after every step. `positionsRise` tells that each step must
+// Runs both chains and compares everything after every step. `positionsRise` says that each step must
 // come to its end by itself.
 void ExpectLikeLiteral(const Frames& frames, float sampleRate, bool positionsRise) {
     NoteSegmentation chain(sampleRate);
@@ -539,7 +539,7 @@ TEST(CutNotes, MakesANoteOfEachVoicedRunUpToItsUnvoicedFrame) {
     EXPECT_EQ(chain.Notes()[0].pitch, 60.0f);
     EXPECT_EQ(chain.Notes()[0].energy, 1.0f);
     EXPECT_EQ(chain.Notes()[1].firstFrame, 7);
-    EXPECT_EQ(chain.Notes()[1].lastFrame, 11);  // never behind the last frame
+    EXPECT_EQ(chain.Notes()[1].lastFrame, 11);  // never after the last frame
     EXPECT_EQ(chain.Notes()[1].pitch, 64.0f);
     EXPECT_EQ(chain.Notes()[1].energy, 0.5f);
 }

@@ -16,7 +16,7 @@
 #include "support/Recordings.h"
 #include "support/SyntheticSinger.h"
 
-// Counts allocations, so that a test can show that there are none.
+// Counts allocations, so that a test can show that nothing is allocated.
 namespace {
 std::atomic<int64_t> allocations{0};
 void* Allocate(std::size_t size) {
@@ -287,7 +287,7 @@ TEST(PsolaAnalysis, SilenceAfterSingingIsUnvoicedAndMarkedAtTheRememberedPeriod)
     const Marks marks = PlaceMarks(44100.0, samples);
     int32_t checked = 0;
     for (size_t i = 1; i + 1 < marks.size(); ++i) {
-        if (marks[i].position < 44100 + 11025) continue;  // the tracker's frame has left the tone behind
+        if (marks[i].position < 44100 + 11025) continue;  // the tracker's frame is past the tone
         EXPECT_EQ(marks[i].harmonicity, 0.0f);
         EXPECT_NEAR(marks[i].position - marks[i - 1].position, 220, 5);
         ++checked;
@@ -571,7 +571,7 @@ TEST(PsolaAnalysis, EnergyIsTheMeanSquareSinceTheMarkBefore) {
             sum += static_cast<double>(x * x);
         }
         const auto mean = static_cast<float>(sum / (marks[i].position - marks[i - 1].position));
-        // Behind a skipped candidate only its last stretch counts.
+        // After a skipped candidate only its last stretch counts.
         if (marks[i].period < 16.0f) continue;
         EXPECT_EQ(marks[i].energy, mean) << i;
         ++checked;
@@ -1072,7 +1072,7 @@ TEST(PsolaAnalysisSegment, MarksInsideAreReplacedAndThoseOutsideStay) {
         const int32_t last = after[i - 1].position;
         EXPECT_GE(last + 44100.0 / hertz * 1.1, start + length);
 
-        // What is left of the old ones: all behind the one nearest to the last new mark.
+        // What is left of the old ones: all after the one nearest to the last new mark.
         size_t nearest = 0;
         for (size_t k = 0; k < segment.before.size(); ++k) {
             if (std::abs(segment.before[k].position - last) <
@@ -1223,7 +1223,7 @@ TEST(PsolaAnalysisSegment, WithATrackerTooAPeriodTooShortIsTakenForTheOneBefore)
 }
 
 // A period of 200 found by two impulses at just that distance; higher peaks are looked for from 100 samples
-// before the mark to 99 behind.
+// before the mark to 99 after it.
 TEST(PsolaAnalysisSegment, ThePeakRuleLooksHalfAPeriodBackAndOneSampleLessForth) {
     const auto firstMark = [](size_t impulse) {
         Placer placer(44100.0);

@@ -594,7 +594,7 @@ class Table {
     std::vector<Row> rows_;
 };
 
-// What is printed of an answer behind the code is for people.
+// What is printed of an answer after the code is for people.
 std::string Code(const std::string& answer) { return answer.substr(0, answer.find(',')); }
 
 TEST(Boundary, EveryBadArgumentIsAnsweredAndChangesNothing) {
@@ -658,7 +658,7 @@ std::string Markdown(const std::vector<Row>& rows) {
     return text;
 }
 
-// The table in docs/c-interface.md is this one. MLH_WRITE_DOCS in the environment has it written anew.
+// The table in docs/c-interface.md is this one. MLH_WRITE_DOCS in the environment has it written again.
 TEST(Boundary, TheDocumentPrintsTheTable) {
     const std::string path = SourceDir() + "/docs/c-interface.md";
     const std::string mark =
@@ -860,7 +860,7 @@ TEST(Boundary, ASecondAssignmentOfAnotherFormatIsSurvived) {
         if (!renders) {
             EXPECT_EQ(out, std::vector<int16_t>(2 * 20000, 7));
         } else if (f.channels == 1) {
-            // Behind the end of what is there now nothing is left of the dry lead.
+            // After the end of what is there now nothing is left of the dry lead.
             const double dry[10] = {1.0, 1.0};
             const auto lead = Render(host.handle, 20000, 1, dry);
             for (int32_t i = std::max(f.frames, 0); i < 20000; ++i) ASSERT_EQ(lead[i], 0) << i;
@@ -904,7 +904,7 @@ TEST(Boundary, BehindTheEndThereIsSilenceInBothCalls) {
     const int32_t frames = SongFrames() + 30000;
     const auto mixed = Render(host.handle, frames);
     for (int32_t i = SongFrames() + 4096; i < frames; ++i) ASSERT_EQ(mixed[i], 0) << i;
-    // A second call starts the lead again, while the voices stay behind the end.
+    // A second call starts the lead again, while the voices stay after the end.
     std::vector<std::vector<float>> voices(4, std::vector<float>(8000, 9.0f));
     float* rows[4];
     for (int v = 0; v < 4; ++v) rows[v] = voices[v].data();

@@ -1,5 +1,5 @@
 // Recordings that no singer made, through the whole job: nothing crashes, hangs, leaks or grows without
-// bound, and nothing stays behind that another instance could hear.
+// bound, and nothing is left that another instance could hear.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -70,7 +70,7 @@ void ExpectSound(const HostResult& result, int32_t frames) {
     for (const auto& stem : result.stems) {
         for (std::size_t i = 0; i < stem.size(); ++i) ASSERT_TRUE(std::isfinite(stem[i])) << i;
     }
-    // Behind the end, and what a last grain may reach over it, there is nothing.
+    // After the end, and what a last grain may reach over it, there is nothing.
     for (const auto& stem : result.stems) {
         for (std::size_t i = static_cast<std::size_t>(frames) + 4096; i < stem.size(); ++i)
             ASSERT_EQ(stem[i], 0.0f);

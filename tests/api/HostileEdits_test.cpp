@@ -281,7 +281,7 @@ TEST(HostileEdits, VoicesOverMarksAtAnyPositionsAreFinite) {
     }
 }
 
-// A grain in front of such marks would start before what a position can say.
+// A grain before such marks would start before what a position can say.
 TEST(HostileEdits, GrainsAtTheLowestPositionAreReadFromTheStart) {
     ScriptedRecording recording({std::vector<float>(4000, 0.5f)}, kScriptedRate, {}, {});
     for (int32_t i = 0; i < 40; ++i) {

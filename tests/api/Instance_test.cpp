@@ -414,7 +414,7 @@ TEST(AssignMidi, AssignmentsQueueUpBehindEachOther) {
     EXPECT_EQ(host.instance().midiChords[2].GetTime(), 1.0f);
 }
 
-// A second queue in front of the present frame is never reached in that call.
+// A second queue before the present frame is never reached in that call.
 TEST(AssignMidi, AChordBehindThePresentFrameHoldsUpTheQueue) {
     Host host(Phrase());
     mlhSetParams(host.handle, false, 1, 1, 0.5f, 0, false);

@@ -40,7 +40,7 @@ void Free(void* memory) {
 }  // namespace
 
 #pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"  // inlining shows the malloc behind operator new
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"  // inlining shows the malloc inside operator new
 void* operator new(std::size_t bytes) {
     if (void* memory = Allocate(bytes)) return memory;
     throw std::bad_alloc();
@@ -295,7 +295,7 @@ TEST(OutOfMemory, EveryAllocationOfAShortJobMayFail) {
         {
             Holdings host;
             finished = FinishesWith(count, [&] { WholeJob(host, kFrames, mix, rows); });
-            // The first two are the instance itself and its reader, which is never made anew.
+            // The first two are the instance itself and its reader, which is never made again.
             EXPECT_EQ(CanBeUsedOn(host, kFrames, mixOfLater, rows), count > 1) << count;
         }
         ASSERT_EQ(allocationsHeld, held) << count;  // nothing leaked

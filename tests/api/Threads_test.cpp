@@ -19,7 +19,7 @@ namespace {
 
 constexpr int kThreads = 8;
 
-// Songs of their own, mono and stereo, floats and 16 bits, with chords and without. Or what is none, as
+// Songs of their own, mono and stereo, floats and 16 bits, with chords and without. Or what is no song, as
 // floats.
 struct Part {
     explicit Part(std::vector<float> samples) : wide(true), floats(std::move(samples)) {}

@@ -243,7 +243,7 @@ TEST(CandidateSearch, PenalisesVoicesOnTheWrongSideAndIndicesOutOfOrder) {
     EXPECT_FLOAT_EQ(order.Factor(lead, high, low),
                     1e-5f);  // an allowed order, but the last lies below the lead
 
-    // One voice above the lead: no candidate lies below, so that the order alone tells.
+    // One voice above the lead: no candidate lies below, so that the order alone decides.
     Pair one;
     one.Set(0, ScaleMajor, 2, 1, 0.5f);
     const RuleProbe orders(one, PlainCandidateSearch::kOrderPenalty, 60, Triad(9));

@@ -224,7 +224,7 @@ TEST_F(Arrange, SheetMusicSaysKeyMetreClefsNamesAndChords) {
 }
 
 TEST_F(Arrange, TripletsThatAreWholeStandUnderABracket) {
-    // A triplet of eighths, one of a quarter and an eighth, and two thirds of one, which is none.
+    // A triplet of eighths, one of a quarter and an eighth, and two thirds of one, which is no triplet.
     std::ofstream(Path("triplets.tsv"))
         << "# key: C major\n0 0.333333 60\n0.333333 0.333333 62\n0.666667 0.333333 64\n"
            "1 0.666667 65\n1.666667 0.333333 64\n2 0.666667 62\n3 1 60\n";

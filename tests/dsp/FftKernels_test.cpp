@@ -16,7 +16,7 @@ namespace mlh {
 // callers see is tested level by level in Fft_test.
 namespace {
 
-// A plan with guards behind each of its buffers.
+// A plan with guards after each of its buffers.
 class PlanBuffers {
   public:
     PlanBuffers(int32_t size, int32_t lanes)

@@ -1,4 +1,3 @@
-#include "dsp/Dispatch.h"
 #include "dsp/HarmonicOperations.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +9,7 @@
 
 #include "LevelMain.h"
 #include "PlainFft.h"
+#include "dsp/Dispatch.h"
 #include "dsp/kernels/Kernels.h"
 #include "support/SyntheticSinger.h"
 
@@ -89,7 +89,7 @@ TEST(HarmonicOperationsTest, TheProductTakesThreeHarmonicsBitForBit) {
     lengths.insert(lengths.end(), {1024, 4096});
     for (int32_t n : lengths) {
         std::vector<float> bins = Bins(n);
-        bins.push_back(kGuard);  // behind the end, where harmonics count as 0
+        bins.push_back(kGuard);  // after the end, where harmonics count as 0
         std::vector<float> product(bins.size(), kGuard), want = product;
         for (int32_t i = 0; i < n; ++i) {
             const auto at = [&](int32_t k) { return bins[static_cast<size_t>(k)]; };

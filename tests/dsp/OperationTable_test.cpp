@@ -25,7 +25,7 @@ constexpr double kPi = 3.14159265358979323846;
 // Starts of a vector beside the alignment of the widest kernels, in floats.
 constexpr size_t kShifts = 8;
 
-// A vector that starts so many floats behind an aligned address and has guards on either side.
+// A vector that starts so many floats after an aligned address and has guards on either side.
 class Guarded {
   public:
     Guarded(const std::vector<float>& values, size_t shift) : size(values.size()) {
@@ -315,8 +315,8 @@ TEST(OperationTableTest, Dot) {
     }
 }
 
-// The order that all levels share, told once more: element i of a whole block of 32 goes into lane i % 8 of
-// row i / 8 % 4, the whole rows behind the blocks into row 0; then the rows, the lanes and the rest.
+// The order that all levels share, written once more: element i of a whole block of 32 goes into lane i % 8
+// of row i / 8 % 4, the whole rows after the blocks into row 0; then the rows, the lanes and the rest.
 float SumInOrder(const std::vector<float>& terms) {
     const size_t n = terms.size(), blocks = n / 32 * 32, rows = n / 8 * 8;
     float lanes[4][8] = {};

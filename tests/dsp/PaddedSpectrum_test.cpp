@@ -18,7 +18,7 @@ namespace {
 
 constexpr float kGuard = 77.5f;
 
-// Magnitudes of bins 0 to size / 2 - 1. A guard stands behind them.
+// Magnitudes of bins 0 to size / 2 - 1. A guard follows them.
 std::vector<float> Magnitudes(const std::vector<float>& block, int32_t size) {
     PaddedSpectrum spectrum(static_cast<int32_t>(block.size()), size);
     std::vector<float> out(static_cast<size_t>(size / 2) + 1, kGuard);

@@ -174,7 +174,7 @@ struct Ratio {
 };
 class ResamplerRatio : public testing::TestWithParam<Ratio> {};
 
-// Right values at the right places, however the input is cut: no read lies behind the data, no time gets
+// Right values at the right places, however the input is cut: no read is past the data, no time gets
 // lost.
 TEST_P(ResamplerRatio, GivesTheWeightedSumOfTheInput) {
     const auto [inRate, outRate, quality] = GetParam();
@@ -413,7 +413,7 @@ TEST(Resampler, AChangingRatioIsSeamless) {
 
 TEST(Resampler, FramesAreCountedToAHundredth) {
     const std::vector<float> in = Noise(12);
-    // 12 frames leave 4 with a full margin behind them.
+    // 12 frames leave 4 with a full margin after them.
     EXPECT_EQ(Call(*MakeResampler(), in.data(), 12, 1999.0f, 1000.0f).size(),
               2u);  // the third would be at 3.998
     EXPECT_EQ(Call(*MakeResampler(), in.data(), 12, 1985.0f, 1000.0f).size(), 3u);  // at 3.97
@@ -421,7 +421,7 @@ TEST(Resampler, FramesAreCountedToAHundredth) {
     EXPECT_EQ(Call(*MakeResampler(), in.data(), 12, 1000.0f, 1002.0f).size(), 5u);  // 4.008 frames
 }
 
-// Rounding the count lets the read time fall behind by up to a frame before it is pulled up.
+// Rounding the count lets the read time lag by up to a frame before it is pulled up.
 TEST(Resampler, TimeThatFallsBehindIsNotLost) {
     const std::vector<float> in = Noise(9000);
     const auto resampler = MakeResampler();
@@ -506,7 +506,7 @@ TEST(Resampler, TheSteepestConversionDownStaysWithinTheBuffers) {
 }
 
 // The most that the buffer ever holds: the widest margin twice, a whole call, and the frame by which the read
-// time has just fallen behind, all of it where samples don't move to the front yet. The address sanitizer
+// time has just come to lag, all of it where samples don't move to the front yet. The address sanitizer
 // sees a frame too many.
 TEST(Resampler, TheLongestCallFitsWhereTheBufferEnds) {
     constexpr int32_t margin = 2 * 1000 + 1, capacity = margin;

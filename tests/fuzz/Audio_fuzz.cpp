@@ -14,7 +14,7 @@ namespace {
 
 constexpr int32_t kLongest = 4000;  // samples, of all channels together
 
-// A stretch of one kind of sound behind the others.
+// A stretch of one kind of sound after the others.
 void Append(std::vector<float>& samples, Bytes& bytes, float rate) {
     const uint8_t kind = bytes.Byte();
     const auto length = static_cast<std::size_t>(1 + bytes.Below(2048));

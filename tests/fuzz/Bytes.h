@@ -1,4 +1,4 @@
-// What a fuzz target draws its decisions from: the bytes of one input, from front to back, zeros behind them.
+// What a fuzz target draws its decisions from: the bytes of one input, from front to back, zeros after them.
 #pragma once
 
 #include <cmath>

@@ -1,5 +1,5 @@
 // Any sequence of exported functions, on two instances and a few vectors, with good and absurd arguments.
-// What a host promises is kept: rows are as long as told, vectors are not used when disposed of.
+// What a host promises is kept: rows are as long as said, vectors are not used when disposed of.
 #include <algorithm>
 #include <cstdint>
 #include <vector>

@@ -27,7 +27,7 @@ uint32_t BitsOf(float value) {
     return bits;
 }
 
-// Numbers as they are, behind a header that fits.
+// Numbers as they are, after a header that fits.
 std::vector<uint8_t> BlockOfAnything(Bytes& bytes) {
     const std::string content = bytes.Text();
     const std::size_t notes = content.size() / (3 * kNote);

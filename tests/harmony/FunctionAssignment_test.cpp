@@ -115,8 +115,8 @@ TEST(FunctionAssignment, AnAuxiliaryNoteIsLeftOut) {
 }
 
 TEST(FunctionAssignment, ARepeatedPitchIsLeftOutButForItsLast) {
-    // The note kept before is compared with the note behind: the first of the repeated ones stays, since the
-    // note behind it is the same as itself only from the second on.
+    // The note kept before is compared with the note after it: the first of the repeated ones stays, since
+    // the note after it is the same as itself only from the second on.
     const Functions functions = FunctionsOf({60, 64, 64, 64, 67, 60});
     EXPECT_NE(functions[1], FunctionNone);
     EXPECT_EQ(functions[2], FunctionNone);

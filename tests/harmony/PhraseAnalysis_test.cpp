@@ -123,11 +123,11 @@ TEST(PhraseAnalysis, ThreeCandidatesDecideNothing) {
 }
 
 TEST(PhraseAnalysis, AnOpeningThatComesAgainMakesCandidates) {
-    // Notes 0 to 3 again at 5, with no long note anywhere: 5 and, behind it, 9.
+    // Notes 0 to 3 again at 5, with no long note anywhere: 5 and, after it, 9.
     const Found phrases = Analyse({60, 64, 62, 67, 65, 60, 64, 62, 67, 71});
     EXPECT_EQ(phrases.candidates[5], 1);
     EXPECT_EQ(phrases.candidates[9], 1);
-    // The note behind the opening itself.
+    // The note after the opening itself.
     EXPECT_EQ(phrases.candidates[5 - 1], 0);  // cleared again, it lies right before a recurrence
 }
 
@@ -139,7 +139,7 @@ TEST(PhraseAnalysis, SevenNotesAreTooFewForARecurrence) {
 
 TEST(PhraseAnalysis, OverlappingRecurrencesAreThinned) {
     // In 16 equal notes the longest opening that recurs has 8 notes, at 8 alone. In 13 it has 6: at 6 and 7,
-    // of which 7 overlaps; behind 6 lies 12.
+    // of which 7 overlaps; after 6 comes 12.
     EXPECT_EQ(Analyse(std::vector<int32_t>(16, 60)).candidates, MarksAt(16, {0, 8}));
     EXPECT_EQ(Analyse(std::vector<int32_t>(13, 60)).candidates, MarksAt(13, {0, 6, 12}));
 }

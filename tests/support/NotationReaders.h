@@ -19,7 +19,7 @@ using Part = std::vector<Struck>;
 bool HaveMidicsv();
 bool HaveLilyPond();
 
-// The tracks with notes of a MIDI file, as midicsv tells them.
+// The tracks with notes of a MIDI file, as midicsv lists them.
 std::vector<Part> PartsOfMidi(const std::string& path);
 
 // A score's parts as LilyPond plays them, ties joined. `names` are those of the parts.

@@ -1,4 +1,4 @@
-// The chord-tone search written out plainly: every rule looks at every cell on its own, builds its list anew
+// The chord-tone search written out plainly: every rule looks at every cell on its own, builds its list again
 // and asks everything itself. Slow, without any of the engine's code; the engine must agree bit for bit.
 #pragma once
 

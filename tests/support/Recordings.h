@@ -26,11 +26,11 @@ struct Recording {
     std::vector<float> Mono() const;  // mean of the channels
 };
 
-// The names of all .wav files of the folder, sorted. Empty, with a reason in `why`, where there is none.
+// The names of all .wav files of the folder, sorted. Empty, with a reason in `why`, where no file is.
 std::vector<std::string> ListRecordings(const std::string& folder, std::string& why);
 
 // Reads one file: 16, 24 or 32 bit integers or 32 bit floats, plain or "extensible", with any chunks before,
-// between and behind the format and the data. False, with a reason in `why`, where that can't be done.
+// between and after the format and the data. False, with a reason in `why`, where that can't be done.
 bool LoadRecording(const std::string& folder, const std::string& name, Recording& recording,
                    std::string& why);
 

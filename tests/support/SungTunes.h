@@ -7,7 +7,7 @@
 
 namespace mlh {
 
-// Notes of `seconds` each, in the vowels a e i o u by turns, with a short rest behind every `phrase` notes
+// Notes of `seconds` each, in the vowels a e i o u by turns, with a short rest after every `phrase` notes
 // (0: none).
 inline SungRecording SingScale(const std::vector<double>& pitches, double seconds = 0.6, int phrase = 0,
                                double sampleRate = 44100.0) {

@@ -228,7 +228,7 @@ class Singer {
         return depth * std::sin(2.0 * kPi * settings.vibratoRate * since);
     }
 
-    // Sings up to sample `end`, following what `gestureAt` tells for each sample.
+    // Sings up to sample `end`, following what `gestureAt` says for each sample.
     template <class GestureAt>
     void Render(int32_t end, const SungNote& note, GestureAt gestureAt) {
         while (static_cast<int32_t>(song.samples.size()) < end) {

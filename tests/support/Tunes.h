@@ -29,7 +29,7 @@ struct Tune {
 // The project's own tunes (tests/data/tunes), followed by those of MelodiesDir() where that is set.
 std::vector<Tune> AllTunes();
 
-// All tunes of the folder, sorted by name. Empty, with a reason in `why`, where there is none.
+// All tunes of the folder, sorted by name. Empty, with a reason in `why`, where no tune is.
 std::vector<Tune> LoadTunes(const std::string& folder, std::string& why);
 
 }  // namespace mlh

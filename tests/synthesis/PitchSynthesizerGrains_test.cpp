@@ -27,7 +27,7 @@ void* Allocate(std::size_t bytes) {
 }  // namespace
 
 #pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"  // inlining shows the malloc behind operator new
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"  // inlining shows the malloc inside operator new
 void* operator new(std::size_t bytes) { return Allocate(bytes); }
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
@@ -220,7 +220,7 @@ void RemoveGlides(CMELODORPitchSynthesizerIf& voice) {
     }
 }
 
-// Bits may differ behind the centre of the last grain, whose right half is cut off by the block that holds
+// Bits may differ after the centre of the last grain, whose right half is cut off by the block that holds
 // it.
 void ExpectSameUpToLastGrain(const Reference& reference, const std::vector<float>& rendered) {
     ASSERT_GT(reference.grains.size(), 20u);
@@ -296,7 +296,7 @@ TEST(Rendering, ShiftsTheSourceOfAGrainThatWouldStartBeforeTheRecording) {
 // Identity. A grain at the recording's own pitch, pace and formants ends up where it was cut out. Between two
 // centres the right half of one grain and the left half of the next read the same samples with weights that
 // sum to 1. The first grain has no left half and stands on mark 0 at sample 0, so it is exact as well. The
-// last mark has no period and gets no grain: behind the last but one the output fades.
+// last mark has no period and gets no grain: after the last but one the output fades.
 
 constexpr double kRoundingDecibels = -130.0;  // a few roundings of 32-bit numbers
 
@@ -630,7 +630,7 @@ TEST(Rendering, GoesOnBehindAGapBetweenSegments) {
     EXPECT_GT(peak(45500, 60000), 0.1f);
 }
 
-// Marks in front of the recording come from stored analyses alone.
+// Marks before the recording come from stored analyses alone.
 TEST(Rendering, HaltsForGoodOnceItHasSungFromInFrontOfTheRecording) {
     std::vector<ScriptedMark> marks;
     for (int32_t position = -10; position < 30000; position += 300) marks.push_back({position});
@@ -674,7 +674,7 @@ TEST(Seeking, EntersEverySegmentAnew) {
     Render(*voice, 1, 40000, 1000);
     voice->SetPosition(0.0);
     const std::vector<float> again = Render(*voice, 1, 40000, 1000)[0];
-    // Behind the period that still sounded it is the recording once more.
+    // After the period that still sounded it is the recording once more.
     const std::vector<float>& source = recording.reader.GetRows()[0];
     EXPECT_LT(DifferenceDecibels({again.begin() + 147, again.end()}, {source.begin() + 147, source.end()}, 0,
                                  39000),
@@ -686,7 +686,7 @@ TEST(Seeking, FindsNothingToSingBehindTheRecording) {
     const VoiceOwner voice = recording.MakeVoice();
     SegmentInfo info;
     voice->GetSegmentInfo(1, &info);
-    info.sourceEnd *= 2.0;  // half of what the segment sings lies behind the last mark
+    info.sourceEnd *= 2.0;  // half of what the segment sings lies after the last mark
     voice->SetSegmentInfo(1, info, false);
     const std::vector<float> through = Render(*voice, 1, 12000, 100)[0];
     EXPECT_EQ(std::vector<float>(through.begin() + 8000, through.end()), std::vector<float>(4000, 0.0f));

@@ -237,7 +237,7 @@ TEST_F(PitchSynthesizerSegments, StayGoneUntilOneIsInserted) {
 
 TEST_F(PitchSynthesizerSegments, AreInsertedBeforeTheFirstThatStartsLater) {
     SegmentInfo info = Info(2);
-    info.targetStart = 0.7;  // an equal start goes behind
+    info.targetStart = 0.7;  // an equal start goes after it
     info.targetEnd = 0.9;
     voice->InsertSegment(info);
     EXPECT_THAT(Borders(), testing::ElementsAre(0.0, 0.2, 0.2, 0.7, 0.7, 1.2, 0.7, 0.9, 1.2, 2.0));

@@ -10,10 +10,10 @@
 // rendering.
 //
 // The recording, or else a phrase of the synthetic singer, is repeated until it has the length. Each length
-// is run N times and the least time counts, so that what else the machine does matters little. Memory is told
-// twice: the heap that was asked for, and by how much the resident memory of the process grew. Ends with 1
-// when the longest takes more than 1.05 times its share of the shortest, or when 3 minutes or less take more
-// than 16 MiB of heap.
+// is run N times and the least time counts, so that what else the machine does matters little. Memory is
+// reported twice: the heap that was asked for, and by how much the resident memory of the process grew. Ends
+// with 1 when the longest takes more than 1.05 times its share of the shortest, or when 3 minutes or less
+// take more than 16 MiB of heap.
 #include <malloc.h>
 #include <sys/resource.h>
 

@@ -20,7 +20,7 @@
 
 namespace mlh {
 
-// The names of all sound files of the folder, sorted. Empty, with a reason in `why`, where there is none or
+// The names of all sound files of the folder, sorted. Empty, with a reason in `why`, where no file is or
 // none can be read.
 inline std::vector<std::string> ListAudioFiles(const std::string& folder, std::string& why) {
     std::vector<std::string> names;

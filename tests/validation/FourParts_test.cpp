@@ -1,5 +1,5 @@
 // Tunes in four parts: what the rules promise of every setting, whatever the melody. How good the parts
-// are beside a human's, scripts/report-tunes tells.
+// are beside a human's, scripts/report-tunes reports.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -152,7 +152,7 @@ TEST(FourParts, VoicesAreNearlyOrderedAndDoNotMeetInOpenSpacing) {
 
 // From chord to chord a pair of voices, counted from the bottom of what sounds, that moves from an octave to
 // an octave on tones of the scale is discarded. Not so with the melody in the bass: there the cadence rules
-// may leave no move at all, and behind such a place all paths are equally bad.
+// may leave no move at all, and after such a place all paths are equally bad.
 TEST(FourParts, NoOctavesInParallelFromChordToChord) {
     ForEverySetting([](const Setting& setting, int32_t) {
         if (setting.leadRow == 0) return;

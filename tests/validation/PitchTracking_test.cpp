@@ -40,7 +40,7 @@ Vowel SingVowel(double hertz, char vowel, double rate) {
     SingerSettings settings;
     settings.sampleRate = rate;
     settings.formantScale = hertz > 300.0 ? 1.17 : 1.0;
-    // Behind the vowel comes as much silence as the marks may end before the recording below 32 kHz.
+    // After the vowel comes as much silence as the marks may end before the recording below 32 kHz.
     Vowel sung{hertz, Sing({{0.0, 0.2, kRest}, {PitchOf(hertz), 0.9, vowel}, {0.0, 0.5, kRest}}, settings), 0,
                0};
     sung.first = sung.song.notes[0].startPosition + kEdge * rate;

@@ -7,7 +7,7 @@
 //     X[k + Mq] = sum over l of w^l(4k+1) v^lq sum over m of x[Lm + l] w^Lm(4k+1),  v the root of order L:
 // passes over the columns in each lane, then a transform across the lanes for L values of k at once. The
 // weight w^Lm of a column is one factor for its block before the first butterflies and one for its place in
-// the block, which the twiddles behind them hold.
+// the block, which the twiddles after them hold.
 #include "dsp/FftPlan.h"
 #include "dsp/kernels/Complex.h"
 #include "dsp/kernels/Kernels.h"

@@ -12,7 +12,7 @@ template <class V>
 struct Complex {
     V re, im;
 
-    /// The real parts stand in front of the imaginary parts.
+    /// The real parts come before the imaginary parts.
     static Complex Load(const float* p) { return {V::Load(p), V::Load(p + V::lanes)}; }
     static Complex Broadcast(const float* p) {
         V re, im;

@@ -19,7 +19,7 @@ struct Transforms {
     const float* in;
     const int32_t* order;  // of the value that comes next
     const float* twiddles;
-    ptrdiff_t imaginary;           // how far behind a real part its imaginary part stands
+    ptrdiff_t imaginary;           // how far after a real part its imaginary part is
     float rootsRe[8], rootsIm[8];  // the first half of the roots of order 16
 };
 

@@ -78,7 +78,7 @@ void Leaves(float* data, int32_t count) {
     }
 }
 
-// All passes from `pass` on, in `count` blocks one behind the other.
+// All passes from `pass` on, in `count` blocks one after the other.
 template <bool inverse, class V>
 void Blocks(const FftPlan& plan, int32_t pass, float* data, int32_t columns, int32_t count) {
     if (pass == plan.passes) return;
