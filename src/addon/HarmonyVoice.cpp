@@ -91,7 +91,9 @@ class HarmonyVoice final : public HarmonyVoiceIf {
   public:
     HarmonyVoice(MalleoTuneHarmonyAddOn& addOn, MalleoTuneHarmonyAddOnIf::AudioReader& reader)
         : reader_(&reader), synthesizer_(MakeSynthesizer(reader_, addOn)) {
-        for (auto& row : block_) row.resize(kBlock);
+        for (Block& block : blocks_) {
+            for (auto& row : block.rows) row.resize(kBlock);
+        }
     }
 
     std::vector<VoiceSegment> GetSegments() const override {
@@ -130,10 +132,10 @@ class HarmonyVoice final : public HarmonyVoiceIf {
             const int64_t position = static_cast<int64_t>(first) + done;
             const auto offset = static_cast<int32_t>(position % kBlock);
             const int32_t count = std::min(frames - done, kBlock - offset);
-            const bool sounds = HoldBlock(position / kBlock);
+            const Block* const block = HoldBlock(position / kBlock);
             for (int32_t c = 0; c < channels; ++c) {
-                if (sounds) {
-                    std::copy_n(block_[c].data() + offset, count, out[c] + done);
+                if (block != nullptr) {
+                    std::copy_n(block->rows[c].data() + offset, count, out[c] + done);
                 } else {
                     std::fill_n(out[c] + done, count, 0.0f);
                 }
@@ -158,26 +160,33 @@ class HarmonyVoice final : public HarmonyVoiceIf {
     void StartAgain() {
         synthesizer_.Restart();
         rendered_ = 0;
-        held_ = -1;
+        for (Block& block : blocks_) block.index = -1;
     }
 
-    // Brings a block into block_; false where it lies past the voice's end.
-    bool HoldBlock(int64_t index) {
-        if (index * kBlock >= std::ceil(GetDuration() * reader_.GetSampleRate()) + kBlock) return false;
-        if (index == held_) return true;
+    struct Block {
+        int64_t index = -1;
+        std::vector<float> rows[2];
+    };
+
+    // The block, null where it lies past the voice's end. The one before stays: callers with a filter after
+    // the voice come back for a few samples of it.
+    const Block* HoldBlock(int64_t index) {
+        if (index * kBlock >= std::ceil(GetDuration() * reader_.GetSampleRate()) + kBlock) return nullptr;
+        Block& block = blocks_[index % 2];
+        if (block.index == index) return &block;
         if (index < rendered_) StartAgain();
         synthesizer_.KeepSilentBefore(index * kBlock);
-        float* rows[] = {block_[0].data(), block_[1].data()};
+        block.index = -1;
+        float* rows[] = {block.rows[0].data(), block.rows[1].data()};
         for (; rendered_ <= index; ++rendered_) synthesizer_.Process(rows, kBlock);
-        held_ = index;
-        return true;
+        block.index = index;
+        return &block;
     }
 
     AudioReaderWrapper reader_;
     CMELODORPitchSynthesizer synthesizer_;
-    std::vector<float> block_[2];
+    Block blocks_[2];
     int64_t rendered_ = 0;  // blocks since the start
-    int64_t held_ = -1;     // the one in block_
 };
 
 }  // namespace
