@@ -46,11 +46,19 @@ constexpr ChordTones TonesOfChords() {
     for (int32_t code = 0; code < kChordTypeCount; ++code) {
         // An inverted triad has the tones of the major one.
         const bool inverted = code == ChordSixth || code == ChordSixFour;
-        const theory::ChordType* type = theory::FindChordType(inverted ? int32_t{ChordMajor} : code);
-        for (int32_t tone = 0; tone < 4; ++tone) {
-            table.rows[code][tone] = type == nullptr      ? -1
-                                     : tone < type->count ? type->tones[tone].semitones
-                                                          : type->tones[0].semitones;
+        const int32_t wanted = inverted ? int32_t{ChordMajor} : code;
+        for (int32_t& tone : table.rows[code]) {
+            tone = -1;
+        }
+        // By the rows themselves: gcc with sanitizers takes no comparison of their addresses for a constant.
+        for (const theory::ChordType& type : theory::kChordTypes) {
+            if (type.code != wanted) {
+                continue;
+            }
+            for (int32_t tone = 0; tone < 4; ++tone) {
+                table.rows[code][tone] = type.tones[tone < type.count ? tone : 0].semitones;
+            }
+            break;
         }
     }
     return table;
