@@ -14,3 +14,28 @@ target_link_libraries(mlhchoir_objects PRIVATE nlohmann_json::nlohmann_json)
 add_library(mlhchoir_internal STATIC $<TARGET_OBJECTS:mlhchoir_objects>)
 target_include_directories(mlhchoir_internal PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
 target_link_libraries(mlhchoir_internal PUBLIC mlh_internal)
+
+# What gets installed: each stands alone, with the core inside and the functions of the list outside.
+set(MLH_CHOIR_LIST ${PROJECT_SOURCE_DIR}/cmake/choir-exports.txt)
+set(choir_objects $<TARGET_OBJECTS:mlhchoir_objects> $<TARGET_OBJECTS:mlh_objects> ${MLH_KERNEL_OBJECTS})
+mlh_add_static(mlhchoir_static OBJECTS ${choir_objects} LISTS ${MLH_CHOIR_LIST})
+set_target_properties(mlhchoir_static PROPERTIES OUTPUT_NAME mlhchoir)
+target_include_directories(mlhchoir_static PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
+
+add_library(mlhchoir_shared SHARED ${choir_objects})
+set_target_properties(mlhchoir_shared PROPERTIES OUTPUT_NAME mlhchoir VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+target_include_directories(mlhchoir_shared PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
+if(MLH_COVERAGE)
+  target_link_options(mlhchoir_static INTERFACE --coverage)
+  target_link_options(mlhchoir_shared PRIVATE --coverage)
+endif()
+
+file(STRINGS ${MLH_CHOIR_LIST} choir_exports REGEX "^[A-Za-z]")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${MLH_CHOIR_LIST})
+if(NOT WIN32)
+  list(JOIN choir_exports ";\n    " choir_names)
+  file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/mlhchoir.symbols
+    CONTENT "MLHCHOIR_1 {\n  global:\n    ${choir_names};\n  local:\n    *;\n};\n" @ONLY)
+  target_link_options(mlhchoir_shared PRIVATE LINKER:--version-script=${PROJECT_BINARY_DIR}/mlhchoir.symbols LINKER:-Bsymbolic-functions)
+  set_target_properties(mlhchoir_shared PROPERTIES LINK_DEPENDS ${PROJECT_BINARY_DIR}/mlhchoir.symbols)
+endif()

@@ -16,7 +16,6 @@ namespace {
 
 using AddOnIf = MalleoTuneHarmonyAddOnIf;
 
-constexpr int32_t kBlock = 4096;  // [frames]
 constexpr int32_t kMaxVoices = 4;
 constexpr int32_t kManualMode = 3;
 
@@ -189,30 +188,42 @@ std::vector<NoteLine> CoreChoir::Lines() const {
     return lines;
 }
 
-void CoreChoir::Render(const BlockCallback& block, const ProgressCallback& progress) {
-    const int32_t frames = take_.audio().frames;
-    const int32_t rows = (1 + kMaxVoices) * take_.audio().channels;
-    std::vector<float> scratch(static_cast<std::size_t>(rows) * kBlock);
-    std::vector<float*> pointers;
-    for (int32_t r = 0; r < rows; ++r)
-        pointers.push_back(scratch.data() + static_cast<std::ptrdiff_t>(r) * kBlock);
+void CoreChoir::MoveTo(int32_t first) {
+    addOn()->SetPosition(static_cast<double>(first) / take_.audio().sampleRate);
+    if (!changes_.empty()) {
+        change_ = 0;
+        Apply({-1.0, std::vector<double>(static_cast<std::size_t>(voices_), -1.0)});
+    }
+    next_ = first;
+}
 
-    auto change = changes_.begin();
-    for (int32_t first = 0; first < frames;) {
-        int32_t count = std::min(kBlock, frames - first);
-        for (; change != changes_.end(); ++change) {
-            const int32_t at = FrameOf(change->time);
-            if (at > first) {
-                count = std::min(count, at - first);
+void CoreChoir::Render(int32_t first, int32_t count, float* const* rows) {
+    if (first != next_) {
+        MoveTo(first);
+    }
+    const auto sung = static_cast<std::size_t>(voices_) * static_cast<std::size_t>(take_.audio().channels);
+    std::vector<float*> pointers(static_cast<std::size_t>(kMaxVoices) *
+                                 static_cast<std::size_t>(take_.audio().channels));
+    unused_.resize((pointers.size() - sung) * static_cast<std::size_t>(count));
+    for (std::size_t r = sung; r < pointers.size(); ++r) {
+        pointers[r] = unused_.data() + (r - sung) * static_cast<std::size_t>(count);
+    }
+    for (int32_t done = 0; done < count;) {
+        int32_t frames = count - done;
+        for (; change_ < changes_.size(); ++change_) {
+            const int32_t at = FrameOf(changes_[change_].time);
+            if (at > next_) {
+                frames = std::min(frames, at - next_);
                 break;
             }
-            Apply(*change);
+            Apply(changes_[change_]);
         }
-        take_.audio().Read(first, count, pointers.data());
-        addOn()->Process(pointers.data() + take_.audio().channels, count);
-        block(pointers.data(), first, count);
-        first += count;
-        if (progress) progress(static_cast<double>(first) / frames);
+        for (std::size_t r = 0; r < sung; ++r) {
+            pointers[r] = rows[r] + done;
+        }
+        addOn()->Process(pointers.data(), frames);
+        done += frames;
+        next_ += frames;
     }
 }
 

@@ -2,12 +2,12 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
 
 #include "choir/Types.h"
+#include "choir/render/Singers.h"
 #include "choir/score/Performance.h"
 #include "choir/take/Take.h"
 #include "choir/voicing/NoteDealing.h"
@@ -23,7 +23,7 @@ struct CoreSettings {
 
 // Drives the class interface of the core, which renders float voices for mono and stereo alike. Of
 // SingChords, SingTracks and SingRows one is called, once.
-class CoreChoir {
+class CoreChoir final : public Singers {
   public:
     // Takes the add-on of the take, which must outlive the choir.
     explicit CoreChoir(Take& take, const ProgressCallback& progress = {});
@@ -48,12 +48,12 @@ class CoreChoir {
     std::vector<NoteLine> Lines() const;
     std::vector<TimedChord> Chords() const;
 
-    // Renders the whole recording, once. Called for each block with rows of `count` samples: channel c of
-    // voice v (0 is the dry lead, then voices() voices) is rows[v * channels + c].
-    using BlockCallback = std::function<void(const float* const* rows, int32_t first, int32_t count)>;
-    void Render(const BlockCallback& block, const ProgressCallback& progress = {});
+    // Any stretch again and again. A move to another place than where the last call ended seeks, so that the
+    // grains lie elsewhere and single samples differ from those of one pass.
+    void Render(int32_t first, int32_t count, float* const* rows) override;
 
   private:
+    void MoveTo(int32_t first);
     void Apply(const PitchChange& change);
     int32_t FrameOf(double seconds) const;
     MalleoTuneHarmonyAddOnIf* addOn() const { return &**addOn_; }
@@ -64,6 +64,9 @@ class CoreChoir {
     bool manual_ = false;
     std::vector<TimedChord> chords_;
     std::vector<PitchChange> changes_;
+    std::size_t change_ = 0;     // the next of them to come
+    int32_t next_ = 0;           // [frame]
+    std::vector<float> unused_;  // what voices that nobody asked for sing
 };
 
 }  // namespace mlh::choir

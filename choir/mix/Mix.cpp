@@ -21,8 +21,7 @@ double ParseGain(const std::string& text) {
     const std::string unit = Trim(end);
     const bool decibels = unit == "dB" || unit == "db";
     if (end == trimmed.c_str() || !(unit.empty() || decibels) || !std::isfinite(value)) {
-        throw UsageError("--gains: cannot read '" + trimmed +
-                         "'; write factors or decibels like 0.5 or -6dB");
+        throw UsageError("gains: cannot read '" + trimmed + "'; write factors or decibels like 0.5 or -6dB");
     }
     return decibels ? std::pow(10.0, value / 20.0) : value;
 }
@@ -34,7 +33,7 @@ std::vector<SideGains> ParseGains(const std::string& text) {
     std::istringstream entries(text);
     std::string entry;
     for (std::size_t i = 0; std::getline(entries, entry, ','); ++i) {
-        if (i >= gains.size()) throw UsageError("--gains: at most five entries, the lead and four voices");
+        if (i >= gains.size()) throw UsageError("gains: at most five entries, the lead and four voices");
         if (Trim(entry).empty()) continue;
         const auto colon = entry.find(':');
         const double left = ParseGain(entry.substr(0, colon));

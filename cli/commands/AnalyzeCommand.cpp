@@ -5,7 +5,7 @@
 
 #include "Progress.h"
 #include "Say.h"
-#include "choir/document/Reports.h"
+#include "choir/document/Document.h"
 #include "choir/score/Music.h"
 #include "choir/score/Tables.h"
 #include "commands/Commands.h"
@@ -48,7 +48,7 @@ void Run(const AnalyzeOptions& options) {
     const auto& notes = take.notes();
     const bool flats = KeyUsesFlats(analysis.key);
     if (!options.json.empty())
-        WriteTextFile(options.json, AnalysisAsJson({options.lead, audio.fileChannels}, take));
+        WriteTextFile(options.json, TakeDocument(take, {options.lead, audio.fileChannels}));
     if (!options.csv.empty()) WriteTextFile(options.csv, NotesAsCsv(notes, flats));
     if (!options.labels.empty()) WriteTextFile(options.labels, NotesAsLabels(notes, flats));
     if (!options.f0.empty()) WriteTextFile(options.f0, CurveAsF0(take.curve()));

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "Errors.h"
-#include "choir/document/Reports.h"
+#include "choir/document/Document.h"
 #include "choir/score/Arrangement.h"
 #include "commands/Commands.h"
 #include "commands/StyleOptions.h"
@@ -40,9 +40,9 @@ constexpr const char* kExamples = R"(Examples:
   mlh arrange melody.mid --style chords --chords "C | Am F | G | C" --voices 3
   mlh arrange lead.wav --bpm 92 --style block --variant open-passing --json choir.json)";
 
-mlh::ArrangeSettings SettingsFrom(const ArrangeOptions& options) {
-    mlh::ArrangeSettings settings = ToSettings(options.style);
-    const bool chords = settings.style == mlh::ArrangeStyle::Chords;
+Settings SettingsFrom(const ArrangeOptions& options) {
+    Settings settings = ToSettings(options.style);
+    const bool chords = settings.style == Style::Core;
     const auto check = [&](bool given, const char* option) {
         if (given && !chords) throw UsageError(std::string(option) + " is for --style chords");
     };
@@ -52,7 +52,7 @@ mlh::ArrangeSettings SettingsFrom(const ArrangeOptions& options) {
     check(options.spread.has_value(), "--spread");
     settings.voices = options.voices.value_or(settings.voices);
     settings.above = options.above.value_or(settings.above);
-    settings.spread = static_cast<float>(options.spread.value_or(settings.spread));
+    settings.spread = options.spread.value_or(settings.spread);
     return settings;
 }
 
@@ -74,8 +74,8 @@ void Tell(const Arrangement& arrangement) {
 }
 
 void Run(const ArrangeOptions& options) {
-    const mlh::ArrangeSettings settings = SettingsFrom(options);
-    GivenKey(options.style);  // complains before any work
+    Settings settings = SettingsFrom(options);
+    settings.key = GivenKey(options.style);
     CheckPicture(options.picture);
     CheckOutputs({options.source.path, options.chords},
                  {options.midi, options.musicXml, options.json, options.picture});
@@ -88,12 +88,13 @@ void Run(const ArrangeOptions& options) {
         const int key = ModeKey(KeyFor(options.style, melody));
         SetChords(melody, ReadChordOption(options.chords, beatsPerMinute, start.beatsPerBar, key));
     }
-    const MelodyKey key = KeyFor(options.style, melody);
-    const Arrangement arrangement = ArrangeMelody(std::move(melody), key, settings, options.style.style);
+    const MelodyKey key = KeyFor(settings, melody);
+    const Arrangement arrangement =
+        ArrangeMelody(std::move(melody), key, ToArrangeSettings(settings), options.style.style);
 
     if (!options.midi.empty()) WriteMidiFile(options.midi, ToSong(arrangement));
     if (!options.musicXml.empty()) WriteMusicXml(options.musicXml, arrangement);
-    if (!options.json.empty()) WriteTextFile(options.json, ArrangementAsJson(arrangement));
+    if (!options.json.empty()) WriteTextFile(options.json, ScoreDocument(arrangement));
     if (!options.picture.empty()) DrawPicture(ToPerformance(arrangement), options.picture);
     if (!options.source.quiet) Tell(arrangement);
 }

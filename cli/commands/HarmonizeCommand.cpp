@@ -9,12 +9,9 @@
 #include "Errors.h"
 #include "Progress.h"
 #include "Say.h"
-#include "choir/core/CoreChoir.h"
-#include "choir/document/Reports.h"
-#include "choir/mix/Mix.h"
-#include "choir/score/Arrangement.h"
-#include "choir/score/Music.h"
-#include "choir/score/Tables.h"
+#include "choir/Choir.h"
+#include "choir/document/Document.h"
+#include "choir/voicing/NoteDealing.h"
 #include "commands/Commands.h"
 #include "commands/StyleOptions.h"
 #include "files/AudioFile.h"
@@ -53,8 +50,9 @@ struct HarmonizeOptions {
     bool quiet = false;
 };
 
-// The style that the add-on sings by itself.
-constexpr const char* kChordStyle = "chords";
+bool IsCore(const StyleOptions& options) {
+    return options.style == "core" || options.style == kOldNameOfCore;
+}
 
 constexpr const char* kExamples = R"(Examples:
   mlh harmonize lead.wav
@@ -91,14 +89,14 @@ void CheckVoices(const HarmonizeOptions& options) {
 // Options of the chord modes mean nothing to the styles that find their voices in the notes alone.
 void CheckStyle(const HarmonizeOptions& options) {
     ToSettings(options.style);  // complains of options of other styles
-    if (options.style.style == kChordStyle) {
+    if (IsCore(options.style)) {
         if (!options.style.key.empty()) ParseKey(options.style.key);
-        if (!options.style.scale.empty()) throw UsageError("--scale is for every --style but chords");
+        if (!options.style.scale.empty()) throw UsageError("--scale is for every --style but core");
         return;
     }
     GivenKey(options.style);
     const auto refuse = [&](bool given, const char* option) {
-        if (given) throw UsageError(std::string(option) + " is for --style chords");
+        if (given) throw UsageError(std::string(option) + " is for --style core");
     };
     refuse(!options.midi.empty(), "--midi");
     refuse(!options.chords.empty(), "--chords");
@@ -134,65 +132,75 @@ void CheckFiles(const HarmonizeOptions& options) {
     CheckOutputs({options.lead, options.chords, options.midi}, outputs);
 }
 
-// The notes that were found, arranged, and sung by their singer. Seconds serve as beats.
-Arrangement SingArrangement(CoreChoir& choir, const Take& take, const HarmonizeOptions& options) {
-    const mlh::ArrangeSettings settings = ToSettings(options.style);
-    const Melody melody = MelodyOf(take, 60.0);
-    if (melody.notes.empty()) throw Failure(options.lead + ": no note was found in it");
-    Arrangement arrangement =
-        ArrangeMelody(melody, KeyFor(options.style, melody), settings, options.style.style);
-    std::vector<std::vector<int>> rows;
-    for (const ArrangedVoice& voice : arrangement.voices) rows.push_back(voice.pitches);
-    choir.SingRows(rows, arrangement.ChordChanges());
-    return arrangement;
-}
-
-void SingChords(CoreChoir& choir, const HarmonizeOptions& options, const std::vector<TimedChord>& chords) {
-    CoreSettings settings;
+Settings ToSettings(const HarmonizeOptions& options, const Song& song) {
+    Settings settings = ToSettings(options.style);
     settings.voices = options.voices;
-    settings.voicesAbove = options.above;
+    settings.above = options.above;
     settings.spread = options.spread;
-    if (!options.style.key.empty()) settings.key = ParseKey(options.style.key);
-    choir.SingChords(settings, chords);
+    settings.gains = WithDashes([&] { return ParseGains(options.gains); });
+    settings.bpm = options.bpm;
+    settings.beatsPerBar = options.beatsPerBar;
+    settings.key = GivenKey(options.style);
+    settings.chords = ReadChordOption(options.chords, options.bpm, options.beatsPerBar,
+                                      settings.key ? ModeKey(*settings.key) : -1);
+    settings.tracks = song.tracks;
+    if (!song.tracks.empty() && !options.voicesGiven) {
+        settings.voices = CountVoices(song.tracks);
+    }
+    return settings;
 }
 
 // Writes the mix and the stems while they are rendered, so that no voice is held in memory.
 class Outputs {
   public:
-    Outputs(const HarmonizeOptions& options, const Audio& lead, int voices)
-        : leadChannels_(lead.channels),
+    Outputs(const HarmonizeOptions& options, Choir& choir)
+        : choir_(choir),
+          channels_(choir.take().audio().channels),
           mixChannels_(options.mono ? 1 : 2),
-          voices_(voices),
-          gains_(ParseGains(options.gains)),
           mixPath_(MixPath(options)),
-          mix_(mixPath_, ToFormat(options.format), mixChannels_, lead.sampleRate) {
-        if (options.stems.empty()) return;
+          mix_(mixPath_, ToFormat(options.format), mixChannels_, choir.take().audio().sampleRate) {
+        if (options.stems.empty()) {
+            return;
+        }
         std::error_code error;
         fs::create_directories(PathOf(options.stems), error);
-        if (error) throw Failure("cannot make the folder " + options.stems + ": " + error.message());
-        stemPaths_ = StemPaths(options, voices);
+        if (error) {
+            throw Failure("cannot make the folder " + options.stems + ": " + error.message());
+        }
+        stemPaths_ = StemPaths(options, static_cast<int>(choir.voices().size()));
         for (const std::string& path : stemPaths_) {
-            stems_.push_back(std::make_unique<AudioWriter>(path, ToFormat(options.format), leadChannels_,
-                                                           lead.sampleRate));
+            stems_.push_back(std::make_unique<AudioWriter>(path, ToFormat(options.format), channels_,
+                                                           choir.take().audio().sampleRate));
         }
     }
 
-    void Write(const float* const* rows, int32_t count) {
-        block_.resize(static_cast<std::size_t>(count) * 2);
-        MixVoices(rows, leadChannels_, voices_, count, gains_, mixChannels_, block_.data());
-        mix_.Write(block_.data(), count);
-        for (std::size_t v = 0; v < stems_.size(); ++v) {
-            for (int32_t c = 0; c < leadChannels_; ++c) {
-                const float* row = rows[static_cast<int32_t>(v) * leadChannels_ + c];
-                for (int32_t i = 0; i < count; ++i) block_[i * leadChannels_ + c] = row[i];
+    void Write(Progress& progress) {
+        constexpr int32_t kBlock = 4096;  // [frames]
+        const int32_t frames = choir_.take().audio().frames;
+        std::vector<float> samples(static_cast<std::size_t>(kBlock) * channels_ *
+                                   (choir_.voices().size() + 1));
+        std::vector<float*> rows;
+        for (std::size_t at = 0; at < samples.size(); at += kBlock) {
+            rows.push_back(samples.data() + at);
+        }
+        std::vector<float> block(static_cast<std::size_t>(kBlock) * 2);
+        for (int32_t first = 0; first < frames; first += kBlock) {
+            const int32_t count = std::min(kBlock, frames - first);
+            choir_.Render(first, count, rows.data(), block.data(), mixChannels_);
+            mix_.Write(block.data(), count);
+            for (std::size_t v = 0; v < stems_.size(); ++v) {
+                for (int32_t c = 0; c < channels_; ++c) {
+                    const float* row =
+                        rows[v * static_cast<std::size_t>(channels_) + static_cast<std::size_t>(c)];
+                    for (int32_t i = 0; i < count; ++i) {
+                        block[static_cast<std::size_t>(i * channels_ + c)] = row[i];
+                    }
+                }
+                stems_[v]->Write(block.data(), count);
             }
-            stems_[v]->Write(block_.data(), count);
+            progress.Update(static_cast<double>(first + count) / frames);
         }
-    }
-
-    void Finish() {
-        mix_.Finish();
-        for (auto& stem : stems_) stem->Finish();
+        Finish();
     }
 
     int64_t Saturated() const {
@@ -204,32 +212,23 @@ class Outputs {
     const std::vector<std::string>& stemPaths() const { return stemPaths_; }
 
   private:
-    int32_t leadChannels_;
+    void Finish() {
+        mix_.Finish();
+        for (auto& stem : stems_) {
+            stem->Finish();
+        }
+    }
+
+    Choir& choir_;
+    int32_t channels_;
     int32_t mixChannels_;
-    int32_t voices_;
-    std::vector<SideGains> gains_;
     std::string mixPath_;
     AudioWriter mix_;
     std::vector<std::string> stemPaths_;
     std::vector<std::unique_ptr<AudioWriter>> stems_;
-    std::vector<float> block_;
 };
 
-// The performance of an arrangement brings its key, the names of its voices, phrases and functions.
-void Describe(const CoreChoir& choir, const HarmonizeOptions& options, const Take& take,
-              Performance& performance) {
-    performance.title = AsUtf8(NameOf(PathOf(options.lead).filename()));
-    if (performance.key.empty()) performance.key = KeyName(choir.key());
-    performance.duration = take.audio().Seconds();
-    performance.curve = take.curve();
-    performance.lead = take.notes();
-    const std::vector<NoteLine> named = std::move(performance.voices);
-    performance.voices = choir.Lines();
-    for (std::size_t v = 0; v < named.size(); ++v) performance.voices[v].name = named[v].name;
-    performance.chords = choir.Chords();
-}
-
-void Tell(const HarmonizeOptions& options, const HarmonyReport& report, const Audio& audio,
+void Tell(const HarmonizeOptions& options, const OutputInfo& report, const Audio& audio,
           const Performance& performance) {
     if (report.saturated > 0) {
         Say(std::to_string(report.saturated) +
@@ -251,52 +250,42 @@ void Tell(const HarmonizeOptions& options, const HarmonyReport& report, const Au
 void Run(const HarmonizeOptions& options) {
     CheckVoices(options);
     CheckStyle(options);
-    ParseGains(options.gains);
+    WithDashes([&] { return ParseGains(options.gains); });
     CheckFiles(options);
-    const auto key = GivenKey(options.style);
-    const auto chords =
-        ReadChordOption(options.chords, options.bpm, options.beatsPerBar, key ? ModeKey(*key) : -1);
     Song song;
     if (!options.midi.empty()) {
         song = ReadMidiFile(options.midi);
         if (song.tracks.empty()) throw Failure(options.midi + ": there is no note in it");
     }
+    const Settings settings = ToSettings(options, song);
     const Audio audio = ReadAudio(options.lead);
 
-    HarmonyReport report;
+    OutputInfo report;
     Progress analysing("analysing", options.quiet);
     const Stopwatch analysisWatch;
     Take take(audio.View(), [&](double share) { analysing.Update(share); });
     report.analysisSeconds = analysisWatch.Seconds();
     analysing.Finish();
-    CoreChoir choir(take);
-    Performance performance;
-    if (!options.midi.empty()) {
-        choir.SingTracks(song.tracks, options.voicesGiven ? options.voices : CountVoices(song.tracks));
-    } else if (options.style.style == kChordStyle) {
-        SingChords(choir, options, chords);
-    } else {
-        // What a picture of notes shows, and whose voices they are.
-        performance = ToPerformance(SingArrangement(choir, take, options));
+    if (settings.style != Style::Core && take.notes().empty()) {
+        throw Failure(options.lead + ": no note was found in it");
     }
-    Describe(choir, options, take, performance);
-
-    Outputs outputs(options, audio, choir.voices());
+    Choir choir(take, settings);
+    Outputs outputs(options, choir);
     {
         Progress progress("rendering", options.quiet);
         const Stopwatch watch;
-        choir.Render([&](const float* const* rows, int32_t, int32_t count) { outputs.Write(rows, count); },
-                     [&](double share) { progress.Update(share); });
+        outputs.Write(progress);
         report.renderingSeconds = watch.Seconds();
     }
-    outputs.Finish();
     report.mix = outputs.mixPath();
     report.stems = outputs.stemPaths();
     report.saturated = outputs.Saturated();
+    Performance performance = choir.ToPerformance();
+    performance.title = AsUtf8(NameOf(PathOf(options.lead).filename()));
     if (!options.picture.empty()) DrawPicture(performance, options.picture);
     if (!options.report.empty())
         WriteTextFile(options.report,
-                      HarmonyAsJson(report, {options.lead, audio.fileChannels}, take, performance));
+                      ChoirDocument(choir, {options.lead, audio.fileChannels}, false, &report));
     Tell(options, report, audio, performance);
 }
 
@@ -304,7 +293,7 @@ void Run(const HarmonizeOptions& options) {
 
 void AddHarmonizeCommand(CLI::App& app) {
     auto options = std::make_shared<HarmonizeOptions>();
-    options->style.style = kChordStyle;
+    options->style.style = "core";
     CLI::App* command = app.add_subcommand("harmonize", "Turn a sung line into a choir of the same singer");
     command->footer(kExamples);
     command->add_option("LEAD", options->lead, "The recording: any file that libsndfile reads")->required();
@@ -335,7 +324,7 @@ void AddHarmonizeCommand(CLI::App& app) {
     spread->check(Between(0.0, 1.0))->excludes(midi);
     command
         ->add_option("--key", options->style.key,
-                     "C, F#m, Bb minor ..., for other styles than chords D dorian ... too (default: the one "
+                     "C, F#m, Bb minor ..., for other styles than core D dorian ... too (default: the one "
                      "that is found)")
         ->excludes(midi);
     AddStyleOptions(*command, options->style);

@@ -13,30 +13,8 @@ namespace mlh::cli {
 
 namespace {
 
-using mlh::ArrangeStyle;
-using Names = std::vector<std::string>;
-
-// In the order of the library's codes.
-const Names kStyles = {"four-part", "chords", "intervals", "block", "fourths", "fixed", "double"};
-const Names kRows = {"bass", "tenor", "alto", "soprano"};
-const Names kSpacings = {"close", "open", "wide"};
-const Names kBlocks = {"closed",       "closed-passing", "octave",       "octave-passing", "open",
-                       "open-passing", "stack-narrow",   "stack-octave", "stack-wide"};
-const Names kFourths = {"above", "above-perfect", "below", "below-perfect"};
-const Names kFixed = {"fourth-above", "fourth-below", "fifth-above",     "fifth-below",
-                      "octave-above", "octave-below", "fourth-and-fifth"};
-
 constexpr int kMaxSteps = 21;      // three octaves
 constexpr int kMaxSemitones = 36;  // three octaves
-
-std::string Joined(const Names& names) {
-    std::string text;
-    for (const std::string& name : names) {
-        if (!text.empty()) text += ", ";
-        text += name;
-    }
-    return text;
-}
 
 int IndexOf(const Names& names, const std::string& name, const std::string& option) {
     const auto found = std::find(names.begin(), names.end(), name);
@@ -44,19 +22,6 @@ int IndexOf(const Names& names, const std::string& name, const std::string& opti
         throw UsageError(option + ": '" + name + "' is none of " + Joined(names));
     }
     return static_cast<int>(found - names.begin());
-}
-
-const Names* VariantsOf(ArrangeStyle style) {
-    switch (style) {
-        case ArrangeStyle::Block:
-            return &kBlocks;
-        case ArrangeStyle::Fourths:
-            return &kFourths;
-        case ArrangeStyle::Fixed:
-            return &kFixed;
-        default:
-            return nullptr;
-    }
 }
 
 void CheckStyle(bool given, bool fits, const std::string& option, const std::string& style) {
@@ -85,25 +50,28 @@ std::array<int32_t, 4> ReadIntervals(const std::string& text) {
 }  // namespace
 
 void AddStyleOptions(CLI::App& command, StyleOptions& options) {
+    Names names = StyleNames();
+    names.emplace_back(kOldNameOfCore);
     command.add_option("--style", options.style, "How the voices are found (default " + options.style + ")")
-        ->check(CLI::IsMember(kStyles))
+        ->check(CLI::IsMember(names))
         ->type_name("NAME");
     command.add_option("--scale", options.scale, "Scale of the key (default: the one in --key)")
-        ->check(CLI::IsMember(mlh::ScaleNames()))
+        ->check(CLI::IsMember(ScaleNames()))
         ->type_name("NAME");
     command
         .add_option("--lead", options.lead,
                     "four-part: who sings the melody, where it lies (default soprano)")
-        ->check(CLI::IsMember(kRows))
+        ->check(CLI::IsMember(LeadRowNames()))
         ->type_name("NAME");
     command
         .add_option("--spacing", options.spacing, "four-part: how far apart the voices lie (default open)")
-        ->check(CLI::IsMember(kSpacings))
+        ->check(CLI::IsMember(SpacingNames()))
         ->type_name("NAME");
     command
         .add_option("--variant", options.variant,
-                    "block: " + Joined(kBlocks) + "; fourths: " + Joined(kFourths) +
-                        "; fixed: " + Joined(kFixed) + " (default: the first)")
+                    "block: " + Joined(*VariantNames(Style::Block)) +
+                        "; fourths: " + Joined(*VariantNames(Style::Fourths)) +
+                        "; fixed: " + Joined(*VariantNames(Style::Fixed)) + " (default: the first)")
         ->type_name("NAME");
     command
         .add_option("--intervals", options.intervals,
@@ -115,21 +83,24 @@ void AddStyleOptions(CLI::App& command, StyleOptions& options) {
         ->check(Between(-kMaxSemitones, kMaxSemitones));
 }
 
-mlh::ArrangeSettings ToSettings(const StyleOptions& options) {
-    mlh::ArrangeSettings settings;
-    settings.style = static_cast<ArrangeStyle>(IndexOf(kStyles, options.style, "--style"));
-    const ArrangeStyle style = settings.style;
-    const Names* variants = VariantsOf(style);
-    CheckStyle(!options.lead.empty(), style == ArrangeStyle::FourPart, "--lead", "four-part");
-    CheckStyle(!options.spacing.empty(), style == ArrangeStyle::FourPart, "--spacing", "four-part");
+Settings ToSettings(const StyleOptions& options) {
+    Settings settings;
+    settings.style = options.style == kOldNameOfCore
+                         ? Style::Core
+                         : static_cast<Style>(IndexOf(StyleNames(), options.style, "--style"));
+    const Style style = settings.style;
+    const Names* variants = VariantNames(style);
+    CheckStyle(!options.lead.empty(), style == Style::FourPart, "--lead", "four-part");
+    CheckStyle(!options.spacing.empty(), style == Style::FourPart, "--spacing", "four-part");
     CheckStyle(!options.variant.empty(), variants != nullptr, "--variant", "block, fourths or fixed");
-    CheckStyle(!options.intervals.empty(), style == ArrangeStyle::Intervals, "--intervals", "intervals");
-    CheckStyle(options.interval.has_value(), style == ArrangeStyle::Double, "--interval", "double");
-    if (!options.lead.empty()) settings.leadRow = IndexOf(kRows, options.lead, "--lead");
-    if (!options.spacing.empty()) settings.spacing = IndexOf(kSpacings, options.spacing, "--spacing");
+    CheckStyle(!options.intervals.empty(), style == Style::Intervals, "--intervals", "intervals");
+    CheckStyle(options.interval.has_value(), style == Style::Double, "--interval", "double");
+    if (!options.lead.empty()) settings.leadRow = IndexOf(LeadRowNames(), options.lead, "--lead");
+    if (!options.spacing.empty()) settings.spacing = IndexOf(SpacingNames(), options.spacing, "--spacing");
     if (!options.variant.empty()) settings.variant = IndexOf(*variants, options.variant, "--variant");
     if (!options.intervals.empty()) settings.intervals = ReadIntervals(options.intervals);
     if (options.interval) settings.interval = *options.interval;
+    if (!options.scale.empty()) settings.scale = IndexOf(ScaleNames(), options.scale, "--scale");
     return settings;
 }
 
@@ -147,13 +118,6 @@ std::optional<MelodyKey> GivenKey(const StyleOptions& options) {
     } catch (const UsageError& error) {
         throw UsageError(std::string(error.what()) + ", or with a scale, like D dorian");
     }
-}
-
-MelodyKey KeyFor(const StyleOptions& options, const Melody& melody) {
-    const auto given = GivenKey(options);
-    MelodyKey key = given ? *given : melody.key ? *melody.key : EstimateKey(melody.notes);
-    if (!options.scale.empty()) key.scale = IndexOf(mlh::ScaleNames(), options.scale, "--scale");
-    return key;
 }
 
 }  // namespace mlh::cli

@@ -6,8 +6,7 @@
 #include <string>
 
 #include "Errors.h"
-#include "choir/score/Melody.h"
-#include "mlh/arrange.h"
+#include "choir/Settings.h"
 
 namespace mlh::cli {
 
@@ -26,17 +25,14 @@ struct StyleOptions {
 // Adds --style and what belongs to single styles, except voices, spread and key, which commands have anyway.
 void AddStyleOptions(CLI::App& command, StyleOptions& options);
 
-// The settings that the options ask for. Throws UsageError for a name that the
-// style does not know, and for an option of another style.
-mlh::ArrangeSettings ToSettings(const StyleOptions& options);
+// The settings that the options ask for. Throws UsageError for a name that the style does not know, and for
+// an option of another style.
+Settings ToSettings(const StyleOptions& options);
 
 // A key name as --key takes it: 0 to 11 major, 12 to 23 minor. Throws UsageError.
 int ParseKey(const std::string& text);
 
 // The key of --key, nothing where it is left out. Throws UsageError.
 std::optional<MelodyKey> GivenKey(const StyleOptions& options);
-
-// The key asked for by --key and --scale, else the melody's own, else the one that its notes suggest.
-MelodyKey KeyFor(const StyleOptions& options, const Melody& melody);
 
 }  // namespace mlh::cli

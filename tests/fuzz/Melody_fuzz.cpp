@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Errors.h"
-#include "choir/document/Reports.h"
+#include "choir/document/Document.h"
 #include "choir/score/Arrangement.h"
 #include "files/MelodyFile.h"
 #include "files/MidiFile.h"
@@ -59,7 +59,7 @@ void SetTable(Bytes& bytes) {
         for (const ArrangedVoice& voice : arrangement.voices)
             Require(voice.pitches.size() == melody.notes.size());
         Require(!ArrangementTable(arrangement).empty());
-        Require(!ArrangementAsJson(arrangement).empty());
+        Require(!ScoreDocument(arrangement).empty());
         ToPerformance(arrangement);
         const TemporaryFile midi(".mid"), score(".musicxml");
         WriteMidiFile(midi.path, ToSong(arrangement));
