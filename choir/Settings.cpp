@@ -44,7 +44,7 @@ const Names& ClipNames() {
 }
 
 const Names& QualityNames() {
-    static const Names names = {"auto", "fast", "normal", "high"};
+    static const Names names = {"fast", "normal", "high", "auto"};
     return names;
 }
 

@@ -32,7 +32,7 @@ enum class TuningGrid { Singer, Reference };
 enum class Snap { None, Scale };
 enum class ChordSource { Tracker, Core };
 enum class Clip { Scale, Limit, None };
-enum class Quality { Auto, Fast, Normal, High };
+enum class RenderQuality { Fast, Normal, High, Auto };
 
 // A change of what one voice sings, by hand.
 struct Edit {
@@ -86,7 +86,7 @@ struct Settings {
     std::vector<std::optional<double>> levelDb;  // per line, the lead first: [dB] on top
     std::vector<SideGains> gains = DefaultGains();
     Clip clip = Clip::None;
-    Quality quality = Quality::Auto;
+    RenderQuality quality = RenderQuality::Auto;
 
     std::vector<Edit> edits;
 };

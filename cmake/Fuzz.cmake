@@ -2,7 +2,7 @@
 # preset fuzz) each is a libFuzzer program, without it a test that replays the seeds.
 file(GLOB MLH_FUZZ_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/fuzz/*_fuzz.cpp)
 set(MLH_FUZZ_OF_COMMAND MidiFile Melody)
-set(MLH_FUZZ_OF_CHOIR ChordText)
+set(MLH_FUZZ_OF_CHOIR ChordText Settings)
 
 if(MLH_FUZZ)
   add_custom_target(fuzzers)

@@ -183,11 +183,7 @@ mlhChoirChord ToC(const TimedChord& timed) {
     CopyName(chord.name, out.name);
     out.root = chord.root;
     out.bass = chord.bass >= 0 ? chord.bass : chord.root;
-    if (chord.root >= 0) {
-        for (const int interval : chord.intervals) {
-            out.tones |= 1 << ((chord.root + interval) % 12);
-        }
-    }
+    out.tones = PitchClassesOf(chord);
     return out;
 }
 

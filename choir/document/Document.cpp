@@ -62,6 +62,7 @@ Json NoteAsJson(const TimedNote& note) {
     return {{"start_s", Milli(note.start)},
             {"end_s", Milli(note.end)},
             {"pitch_midi", Milli(note.pitch)},
+            {"note_midi", std::lround(note.pitch)},
             {"note", NoteName(static_cast<int>(std::lround(note.pitch)))},
             {"level", Milli(note.level)}};
 }
@@ -87,7 +88,15 @@ Json CurveAsJson(const std::vector<CurvePoint>& curve) {
 Json ChordsAsJson(const std::vector<TimedChord>& chords) {
     Json list = Json::array();
     for (const TimedChord& chord : chords) {
-        list.push_back({{"time_s", Milli(chord.time)}, {"name", chord.chord.name}});
+        Json tones = Json::array();
+        const auto classes = PitchClassesOf(chord.chord);
+        for (int pitchClass = 0; pitchClass < 12; ++pitchClass) {
+            if ((classes >> pitchClass) & 1) {
+                tones.push_back(pitchClass);
+            }
+        }
+        list.push_back(
+            {{"time_s", Milli(chord.time)}, {"name", chord.chord.name}, {"tones", std::move(tones)}});
     }
     return list;
 }

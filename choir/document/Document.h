@@ -9,11 +9,11 @@
 //     core_key            name and index as the core found it
 //     tuning              cents off A = 440 Hz, reference_hz; null where nothing was sung
 //     tempo, upbeat_beats of scores: beat, bpm, metre
-//     notes               the melody: start_s, end_s, pitch_midi, note, level; in scores also onset_beats,
+//     notes               the melody: start_s, end_s, pitch_midi, note_midi, note, level; in scores also onset_beats,
 //     length_beats,
 //                         chord, engine_chord, and for four parts function, starts_phrase, inherited
 //     curve               on request: time_s and pitch_midi, lists of the same length, null where unvoiced
-//     chords              time_s, name: where they change
+//     chords              time_s, name, tones (pitch classes, 0 is C): where they change
 //     voices              name, part, notes: lead (index of the melody's note), start_s, end_s, note_midi,
 //     pitch_midi,
 //                         note, level; in scores onset_beats, length_beats

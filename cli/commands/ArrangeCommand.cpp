@@ -85,7 +85,7 @@ void Run(const ArrangeOptions& options) {
     if (!options.chords.empty()) {
         const TempoChange& start = melody.tempo[0];
         const double beatsPerMinute = start.bpm * start.beatUnit / 4.0;  // of the metre's own beats
-        const int key = ModeKey(KeyFor(options.style, melody));
+        const int key = ModeKey(KeyFor(settings, melody));
         SetChords(melody, ReadChordOption(options.chords, beatsPerMinute, start.beatsPerBar, key));
     }
     const MelodyKey key = KeyFor(settings, melody);

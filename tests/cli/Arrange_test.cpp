@@ -70,19 +70,27 @@ std::vector<Part> PartsOfMusicXml(const std::string& path) {
 
 std::vector<Part> PartsOfJson(const Json& json) {
     std::vector<Part> parts;
-    for (const Json& name : json["voices"]) {
+    for (const Json& voice : json["voices"]) {
         Part part;
-        for (const Json& note : json["notes"]) {
-            const Json& pitch = note["voices_midi"][name.get<std::string>()];
-            if (pitch.is_null()) continue;
+        for (const Json& note : voice["notes"]) {
             const double onset = note["onset_beats"];
             const double length = note["length_beats"];
             part.push_back({static_cast<int>(std::lround(24 * onset)),
-                            static_cast<int>(std::lround(24 * (onset + length))), pitch});
+                            static_cast<int>(std::lround(24 * (onset + length))), note["pitch_midi"]});
         }
         parts.push_back(part);
     }
     return parts;
+}
+
+// What a voice sings to a note of the melody; null where it rests.
+Json PitchOf(const Json& json, const std::string& voice, std::size_t lead) {
+    for (const Json& line : json["voices"]) {
+        for (const Json& note : line["notes"]) {
+            if (line["name"] == voice && note["lead"] == lead) return note["pitch_midi"];
+        }
+    }
+    return nullptr;
 }
 
 class Arrange : public CommandFolder {
@@ -117,8 +125,9 @@ TEST_F(Arrange, EveryStyleWritesTheSameNotesEverywhere) {
                 style);
         ASSERT_EQ(result.status, 0) << style << result.output;
         const Json json = Json::parse(Text("a.json"));
-        EXPECT_EQ(json["schema"], 1);
-        EXPECT_EQ(json["key"], "G major");
+        EXPECT_EQ(json["schema"], 2);
+        EXPECT_EQ(json["kind"], "score");
+        EXPECT_EQ(json["key"]["name"], "G major");
         const auto parts = PartsOfJson(json);
         EXPECT_EQ(parts[0].size(), 8u) << style;
         EXPECT_TRUE(!HaveMidicsv() || PartsOfMidi(Path("a.mid")) == parts) << style;
@@ -144,7 +153,9 @@ TEST_F(Arrange, NotationSoftwareReadsTheSameNotes) {
                                 ".mid --musicxml " + name + ".musicxml");
         ASSERT_EQ(result.status, 0) << result.output;
         const Json json = Json::parse(Text(name + ".json"));
-        scores.push_back({Path(name + ".musicxml"), json["voices"].get<std::vector<std::string>>()});
+        std::vector<std::string> names;
+        for (const Json& voice : json["voices"]) names.push_back(voice["name"]);
+        scores.push_back({Path(name + ".musicxml"), names});
         wanted.push_back(PartsOfJson(json));
         EXPECT_EQ(PartsOfMidi(Path(name + ".mid")), wanted.back()) << arguments;
     };
@@ -162,9 +173,9 @@ TEST_F(Arrange, FourPartsKeepTheMelodyInTheVoiceAskedFor) {
     for (int v = 0; v < 4; ++v) {
         ASSERT_EQ(Run(std::string("arrange tune.tsv -q --json a.json --lead ") + leads[v]).status, 0);
         const Json json = Json::parse(Text("a.json"));
-        for (const Json& note : json["notes"]) {
-            EXPECT_EQ(note["voices_midi"][voices[v]], note["melody_midi"]);
-            for (const char* voice : voices) EXPECT_FALSE(note["voices_midi"][voice].is_null());
+        for (std::size_t i = 0; i < json["notes"].size(); ++i) {
+            EXPECT_EQ(PitchOf(json, voices[v], i), json["notes"][i]["pitch_midi"]);
+            for (const char* voice : voices) EXPECT_FALSE(PitchOf(json, voice, i).is_null());
         }
     }
 }
@@ -172,12 +183,13 @@ TEST_F(Arrange, FourPartsKeepTheMelodyInTheVoiceAskedFor) {
 TEST_F(Arrange, TheMelodyLiesWhereItIsUnlessItIsMovedByOctaves) {
     ASSERT_EQ(Run("arrange tune.tsv -q --json a.json --lead bass").status, 0);
     ASSERT_EQ(Run("arrange tune.tsv -q --json b.json --lead bass --octave -2").status, 0);
-    const Json high = Json::parse(Text("a.json"))["notes"];
-    const Json low = Json::parse(Text("b.json"))["notes"];
-    for (std::size_t i = 0; i < high.size(); ++i) {
-        EXPECT_EQ(high[i]["voices_midi"]["Bass"], high[i]["melody_midi"]);
+    const Json high = Json::parse(Text("a.json"));
+    const Json low = Json::parse(Text("b.json"));
+    ASSERT_EQ(high["notes"].size(), 8u);
+    for (std::size_t i = 0; i < high["notes"].size(); ++i) {
+        EXPECT_EQ(PitchOf(high, "Bass", i), high["notes"][i]["pitch_midi"]);
         for (const char* voice : {"Bass", "Tenor", "Alto", "Soprano"}) {
-            EXPECT_EQ(low[i]["voices_midi"][voice], high[i]["voices_midi"][voice].get<int>() - 24);
+            EXPECT_EQ(PitchOf(low, voice, i), PitchOf(high, voice, i).get<int>() - 24);
         }
     }
     EXPECT_EQ(Run("arrange tune.tsv --octave 5").status, 2);
@@ -188,7 +200,7 @@ TEST_F(Arrange, EveryScaleIsTakenByNameAndWithTheKey) {
         ASSERT_EQ(Run("arrange tune.tsv -q --json a.json --key G --scale " + scale).status, 0) << scale;
         ASSERT_EQ(Run("arrange tune.tsv -q --json b.json --key 'G " + scale + "'").status, 0) << scale;
         EXPECT_EQ(Text("a.json"), Text("b.json")) << scale;
-        EXPECT_EQ(Json::parse(Text("a.json"))["key"], "G " + scale);
+        EXPECT_EQ(Json::parse(Text("a.json"))["key"]["name"], "G " + scale);
         EXPECT_THAT(Run("arrange --help").output, HasSubstr(scale));
     }
 }
@@ -272,7 +284,7 @@ TEST_F(Arrange, AMidiFileKeepsTempoMetreAndKey) {
     ASSERT_EQ(Run("arrange tune.tsv -q --midi a.mid").status, 0);
     ASSERT_EQ(Run("arrange a.mid -q --json b.json").status, 0);
     const Json json = Json::parse(Text("b.json"));
-    EXPECT_EQ(json["key"], "G major");
+    EXPECT_EQ(json["key"]["name"], "G major");
     EXPECT_NEAR(json["tempo"][0]["bpm"], 90.0, 1e-3);
     EXPECT_EQ(json["tempo"][0]["metre"], "3/4");
     EXPECT_EQ(json["notes"].size(), 8u);
@@ -322,7 +334,7 @@ TEST_F(Arrange, ARecordingIsArrangedAndEveryStyleIsSung) {
         for (const Json& voice : report["voices"]) {
             for (std::size_t i = 0; i < 10; ++i) {
                 EXPECT_EQ(voice["notes"][i]["pitch_midi"],
-                          arranged["notes"][i]["voices_midi"][voice["name"].get<std::string>()]);
+                          PitchOf(arranged, voice["name"].get<std::string>(), i));
             }
         }
     }

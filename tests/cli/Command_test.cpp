@@ -334,8 +334,9 @@ TEST_F(Command, AnalyzeFindsTheNotesThatWereSung) {
     ASSERT_EQ(result.status, 0) << result.output;
     EXPECT_THAT(result.output, HasSubstr("key     C major"));
     const Json json = Json::parse(Text("a.json"));
-    EXPECT_EQ(json["schema"], 1);
-    EXPECT_EQ(json["key"], "C major");
+    EXPECT_EQ(json["schema"], 2);
+    EXPECT_EQ(json["kind"], "take");
+    EXPECT_EQ(json["key"]["name"], "C major");
     const int sung[] = {60, 62, 64, 65, 67, 64, 62, 60, 59, 60};
     ASSERT_EQ(json["notes"].size(), 10u);
     for (std::size_t i = 0; i < 10; ++i) EXPECT_NEAR(json["notes"][i]["pitch_midi"], sung[i], 0.2) << i;
