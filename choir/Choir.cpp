@@ -7,8 +7,12 @@
 
 #include "choir/Errors.h"
 #include "choir/core/CoreChoir.h"
+#include "choir/melody/MelodyTracker.h"
 #include "choir/mix/Mix.h"
+#include "choir/mix/Presets.h"
+#include "choir/plan/Plan.h"
 #include "choir/score/Music.h"
+#include "choir/voicing/Ranges.h"
 
 namespace mlh::choir {
 
@@ -51,74 +55,279 @@ VoicePart PartOf(const std::vector<VoiceNote>& notes, const std::vector<SungNote
 
 }  // namespace
 
-Choir::Choir(Take& take, Settings settings, const ProgressCallback& progress)
-    : take_(take), settings_(std::move(settings)) {
-    CheckSettings(settings_);
-    if (!settings_.tracks.empty()) {
-        SingTracks(progress);
-    } else if (settings_.style == Style::Core) {
-        SingCore(progress);
-    } else {
-        SingArrangement(progress);
-    }
-    scratch_.resize(Rows() * kBlock);
+Choir::Choir(Take& take, Settings settings, const ProgressCallback& progress) : take_(take) {
+    Change(std::move(settings), progress);
 }
 
 Choir::~Choir() = default;
 
-void Choir::SingCore(const ProgressCallback& progress) {
-    auto core = std::make_unique<CoreChoir>(take_, progress);
-    CoreSettings wanted;
-    wanted.voices = settings_.voices;
-    wanted.voicesAbove = settings_.above;
-    wanted.spread = settings_.spread;
-    if (settings_.key) {
-        wanted.key = ToKeyIndex(*settings_.key);
+void Choir::Change(Settings settings, const ProgressCallback& progress) {
+    CheckSettings(settings);
+    Decided decided;
+    std::unique_ptr<Singers> singers;
+    if (!settings.tracks.empty()) {
+        singers = SingTracks(settings, decided, progress);
+    } else if (settings.style == Style::Core) {
+        singers = SingCore(settings, decided, progress);
+    } else if (settings.style != Style::Choir) {
+        singers = SingArrangement(settings, decided, progress);
+    } else {
+        DecideTuning(settings, decided);
+        DecideKeyAndChords(settings, decided);
+        DecideVoices(settings, decided);
+        ApplyEdits(settings, decided);
+        DecidePeople(settings, decided);
     }
-    core->SingChords(wanted, settings_.chords);
-    key_ = core->key();
-    keyName_ = KeyName(key_);
-    chords_ = core->Chords();
-    TakeLines(core->Lines());
-    singers_ = std::move(core);
+    DecideMix(settings, decided);
+    if (take_.notes().empty()) {
+        decided.warnings.emplace_back("no voice was found in the recording");
+    }
+    std::vector<float> scratch((1 + decided.voices.size()) *
+                               static_cast<std::size_t>(take_.audio().channels) * kBlock);
+    if (singers == nullptr) {
+        TellSingers(settings, decided, progress);
+    }
+    settings_ = std::move(settings);
+    decided_ = std::move(decided);
+    singers_ = std::move(singers);
+    scratch_ = std::move(scratch);
 }
 
-void Choir::SingTracks(const ProgressCallback& progress) {
+const std::vector<SungNote>& Choir::lead() const {
+    return decided_.tuning ? take_.measuredNotes() : take_.notes();
+}
+
+void Choir::DecideTuning(const Settings& settings, Decided& decided) const {
+    decided.tuning = settings.tuning == TuningGrid::Singer ? Tuning::OfSinger(take_.measuredNotes())
+                                                           : Tuning::OfReference(settings.referenceHz);
+}
+
+void Choir::DecideKeyAndChords(const Settings& settings, Decided& decided) const {
+    std::vector<MelodyNote> melody;
+    for (const SungNote& note : take_.measuredNotes()) {
+        const double middle = 0.5 * (note.start + note.end);
+        melody.push_back({note.start, note.end, note.pitch - decided.tuning->OffsetAt(middle)});
+    }
+    TrackOptions options;
+    options.tuning = 0.0;  // it is taken off, with its drift
+    if (settings.bpm > 0.0) {
+        options.bpm = settings.bpm;
+    }
+    std::optional<MelodyKey> given = settings.key;
+    if (given && settings.scale) {
+        given->scale = *settings.scale;
+    }
+    if (given) {
+        options.key = ModeKey(*given);
+    }
+    const MelodyTrack track = TrackMelody(melody, options);
+    decided.keyEstimate = track.key;
+    if (given) {
+        decided.key = SignatureKey(*given);
+        decided.keyName = ScaleKeyName(*given);
+    } else if (!melody.empty()) {
+        decided.key = track.usedKey;
+        decided.keyName = KeyName(track.usedKey);
+        if (!track.key.Sure()) {
+            decided.warnings.push_back("not sure of the key: " + KeyName(track.key.best) + ", or " +
+                                       KeyName(track.key.second));
+        }
+    }
+    if (!settings.chords.empty()) {
+        decided.chords = settings.chords;
+    } else if (settings.chordsFrom == ChordSource::Core) {
+        const auto addOn = std::make_unique<CoreChoir>(take_);
+        CoreSettings core;
+        if (given) {
+            core.key = ModeKey(*given);
+        }
+        addOn->SingChords(core, {});
+        decided.chords = addOn->Chords();
+    } else {
+        for (const HeardChord& heard : track.chords) {
+            Chord chord;
+            chord.root = heard.root;
+            chord.intervals = TonesOf(heard.kind);
+            chord.name = ChordName(chord.root, chord.intervals, -1, KeyUsesFlats(decided.key));
+            decided.chords.push_back({heard.time, std::move(chord)});
+        }
+    }
+}
+
+void Choir::DecideVoices(const Settings& settings, Decided& decided) const {
+    PlanSettings plan;
+    plan.voices = settings.voices;
+    plan.above = settings.above;
+    plan.spread = settings.spread;
+    plan.intonation = settings.just ? Intonation::Just : Intonation::Equal;
+    plan.correction = settings.correction.value_or(plan.correction);
+    const bool sure = settings.key || (decided.keyEstimate && decided.keyEstimate->Sure());
+    if (settings.snap == Snap::Scale && sure && decided.key >= 0) {
+        plan.snapToKey = settings.key ? ModeKey(*settings.key) : decided.key;
+    }
+    // Ranges are given for the voices, the doubling first; the plan asks for those of the harmony.
+    for (int voice = 1; voice < settings.voices && !settings.ranges.empty(); ++voice) {
+        const auto at = settings.ranges.size() == 1 ? 0 : static_cast<std::size_t>(voice);
+        const std::string text = at < settings.ranges.size() ? settings.ranges[at] : "auto";
+        const auto range = ReadRange(text);
+        Check(range || text == "auto" || text.empty(), "range: a voice type like alto, or notes like E2-C5");
+        plan.ranges.push_back(range);
+    }
+    decided.voices = PlanChoir(take_.measuredNotes(), *decided.tuning, decided.chords, plan).voices;
+}
+
+void Choir::ApplyEdits(const Settings& settings, Decided& decided) const {
+    for (const Edit& edit : settings.edits) {
+        Check(edit.voice < static_cast<int>(decided.voices.size()),
+              "edits: there is no voice of this number");
+        std::vector<VoiceNote>& notes = decided.voices[static_cast<std::size_t>(edit.voice)].notes;
+        auto note = notes.end();
+        if (edit.note) {
+            Check(*edit.note < static_cast<int>(notes.size()), "edits: the voice has no note of this number");
+            note = notes.begin() + *edit.note;
+        } else {
+            note = std::find_if(notes.begin(), notes.end(), [&](const VoiceNote& n) {
+                return n.start <= *edit.time && *edit.time < n.end;
+            });
+            Check(note != notes.end(), "edits: the voice has no note at this time");
+        }
+        if (edit.mute) {
+            note->note = -1;
+            continue;
+        }
+        if (edit.pitch) {
+            const double offset = decided.tuning->OffsetAt(note->start);
+            note->note = static_cast<int>(std::lround(*edit.pitch));
+            note->pitch = *edit.pitch + offset;
+        }
+        Check(note->note >= 0 || edit.delta == 0.0, "edits: the note rests; give it a pitch_midi");
+        note->pitch += edit.delta;
+        note->note =
+            note->note < 0 ? -1 : std::clamp(note->note + static_cast<int>(std::lround(edit.delta)), 0, 127);
+        note->level *= std::pow(10.0, edit.levelDb / 20.0);
+    }
+}
+
+void Choir::DecidePeople(const Settings& settings, Decided& decided) const {
+    // A voice stays the same person when others come or go.
+    int above = 1;
+    int below = 1 + kMaxHarmonyVoices;
+    for (const Voice& voice : decided.voices) {
+        const int person = voice.part == VoicePart::Doubling ? 0
+                           : voice.part == VoicePart::Above  ? above++
+                                                             : below++;
+        decided.manners.push_back(Humanize(voice.notes, person, {settings.humanize, settings.seed}));
+    }
+}
+
+namespace {
+
+double PerVoice(const std::vector<double>& values, std::size_t voice, double otherwise) {
+    if (values.size() == 1) {
+        return values[0];
+    }
+    return voice < values.size() ? values[voice] : otherwise;
+}
+
+}  // namespace
+
+void Choir::TellSingers(const Settings& settings, const Decided& decided, const ProgressCallback& progress) {
+    double highest = 0.0;
+    for (const Voice& voice : decided.voices) {
+        for (const VoiceNote& note : voice.notes) {
+            highest = note.note >= 0 ? std::max(highest, note.pitch) : highest;
+        }
+    }
+    const int oversampling = OversamplingFor(settings.quality, take_.audio().sampleRate, highest);
+    if (renderer_ == nullptr || renderer_->oversampling() != oversampling) {
+        renderer_ = std::make_unique<Renderer>(take_.audio(), take_.measuredNotes(), oversampling, progress);
+    }
+    renderer_->SetVoiceCount(static_cast<int>(decided.voices.size()));
+    for (std::size_t v = 0; v < decided.voices.size(); ++v) {
+        VoiceOrder order;
+        order.notes = decided.voices[v].notes;
+        order.manners = decided.manners[v];
+        order.vibrato = PerVoice(settings.vibrato, v, 1.0);
+        order.glide = PerVoice(settings.glide, v, 1.0);
+        order.formant = PerVoice(settings.formant, v, 0.0);
+        // Four people who hiss at once are a storm; one of them says it for all.
+        constexpr double kThinned = 0.35;
+        order.consonants = settings.thinConsonants && v > 0 ? kThinned : 1.0;
+        renderer_->SetVoice(static_cast<int>(v), order);
+    }
+}
+
+void Choir::DecideMix(const Settings& settings, Decided& decided) const {
+    const bool own = settings.gains || (settings.mix.empty() && settings.style != Style::Choir);
+    if (own) {
+        decided.gains = settings.gains.value_or(DefaultGains());
+        return;
+    }
+    MixSettings mix;
+    mix.preset = ReadMixPreset(settings.mix).value_or(MixPreset::Choir);
+    mix.pans = settings.pan;
+    mix.levels = settings.levelDb;
+    for (const StereoGain& gain : GainsOf(mix, static_cast<int>(decided.voices.size()))) {
+        decided.gains.push_back({gain.left, gain.right});
+    }
+}
+
+std::unique_ptr<Singers> Choir::SingCore(const Settings& settings, Decided& decided,
+                                         const ProgressCallback& progress) const {
     auto core = std::make_unique<CoreChoir>(take_, progress);
-    core->SingTracks(settings_.tracks, settings_.voices);
-    key_ = core->key();
-    keyName_ = KeyName(key_);
-    TakeLines(core->Lines());
-    singers_ = std::move(core);
+    CoreSettings wanted;
+    wanted.voices = settings.voices;
+    wanted.voicesAbove = settings.above;
+    wanted.spread = settings.spread;
+    if (settings.key) {
+        wanted.key = ToKeyIndex(*settings.key);
+    }
+    core->SingChords(wanted, settings.chords);
+    decided.key = core->key();
+    decided.keyName = KeyName(decided.key);
+    decided.chords = core->Chords();
+    TakeLines(core->Lines(), decided);
+    return core;
+}
+
+std::unique_ptr<Singers> Choir::SingTracks(const Settings& settings, Decided& decided,
+                                           const ProgressCallback& progress) const {
+    auto core = std::make_unique<CoreChoir>(take_, progress);
+    core->SingTracks(settings.tracks, settings.voices);
+    decided.key = core->key();
+    decided.keyName = KeyName(decided.key);
+    TakeLines(core->Lines(), decided);
+    return core;
 }
 
 // The notes that were found, arranged. Seconds serve as beats.
-void Choir::SingArrangement(const ProgressCallback& progress) {
+std::unique_ptr<Singers> Choir::SingArrangement(const Settings& settings, Decided& decided,
+                                                const ProgressCallback& progress) const {
     Melody melody = MelodyOf(take_, 60.0);
     if (melody.notes.empty()) {
         throw Failure("no note was found in it");
     }
-    const MelodyKey key = KeyFor(settings_, melody);
-    arrangement_ = ArrangeMelody(std::move(melody), key, ToArrangeSettings(settings_),
-                                 StyleNames()[static_cast<std::size_t>(settings_.style)]);
+    const MelodyKey key = KeyFor(settings, melody);
+    decided.arrangement = ArrangeMelody(std::move(melody), key, ToArrangeSettings(settings),
+                                        StyleNames()[static_cast<std::size_t>(settings.style)]);
     std::vector<std::vector<int>> rows;
-    for (const ArrangedVoice& voice : arrangement_->voices) {
+    for (const ArrangedVoice& voice : decided.arrangement->voices) {
         rows.push_back(voice.pitches);
     }
     auto core = std::make_unique<CoreChoir>(take_, progress);
-    core->SingRows(rows, arrangement_->ChordChanges());
-    key_ = SignatureKey(arrangement_->key);
-    keyName_ = ScaleKeyName(arrangement_->key);
-    chords_ = core->Chords();
+    core->SingRows(rows, decided.arrangement->ChordChanges());
+    decided.key = SignatureKey(decided.arrangement->key);
+    decided.keyName = ScaleKeyName(decided.arrangement->key);
+    decided.chords = core->Chords();
     std::vector<NoteLine> lines = core->Lines();
     for (std::size_t v = 0; v < lines.size(); ++v) {
-        lines[v].name = arrangement_->voices[v].name;
+        lines[v].name = decided.arrangement->voices[v].name;
     }
-    TakeLines(lines);
-    singers_ = std::move(core);
+    TakeLines(lines, decided);
+    return core;
 }
 
-void Choir::TakeLines(const std::vector<NoteLine>& lines) {
+void Choir::TakeLines(const std::vector<NoteLine>& lines, Decided& decided) const {
     const std::vector<SungNote>& lead = take_.notes();
     for (const NoteLine& line : lines) {
         Voice voice;
@@ -137,22 +346,22 @@ void Choir::TakeLines(const std::vector<NoteLine>& lines) {
             voice.notes.push_back(sings);
         }
         voice.part = PartOf(voice.notes, lead);
-        voices_.push_back(std::move(voice));
+        decided.voices.push_back(std::move(voice));
     }
 }
 
 Performance Choir::ToPerformance() const {
     Performance performance;
-    if (arrangement_) {
-        performance = choir::ToPerformance(*arrangement_);
+    if (arrangement()) {
+        performance = choir::ToPerformance(*arrangement());
         performance.voices.clear();
     }
-    performance.key = keyName_;
+    performance.key = keyName();
     performance.duration = take_.audio().Seconds();
     performance.curve = take_.curve();
-    performance.lead = take_.notes();
-    performance.chords = chords_;
-    for (const Voice& voice : voices_) {
+    performance.lead = lead();
+    performance.chords = chords();
+    for (const Voice& voice : voices()) {
         NoteLine line{voice.name, {}};
         for (const VoiceNote& note : voice.notes) {
             if (note.note < 0) {
@@ -185,11 +394,24 @@ void Choir::Render(int64_t first, int64_t count, float* const* rows, float* mix,
             }
         } else {
             audio.Read(static_cast<int32_t>(at), frames, block.data());
-            singers_->Render(static_cast<int32_t>(at), frames, block.data() + channels);
+            if (singers_ != nullptr) {
+                singers_->Render(static_cast<int32_t>(at), frames, block.data() + channels);
+            } else {
+                for (std::size_t v = 0; v < voices().size(); ++v) {
+                    const bool wanted =
+                        mix != nullptr ||
+                        (rows != nullptr && std::any_of(rows + (1 + v) * channels, rows + (2 + v) * channels,
+                                                        [](const float* row) { return row != nullptr; }));
+                    if (wanted) {
+                        renderer_->Render(static_cast<int>(v), static_cast<int32_t>(at), frames,
+                                          block.data() + (1 + v) * channels);
+                    }
+                }
+            }
         }
         if (mix != nullptr) {
-            MixVoices(block.data(), audio.channels, static_cast<int32_t>(voices_.size()), frames,
-                      settings_.gains, mixChannels, mix + done * mixChannels);
+            MixVoices(block.data(), audio.channels, static_cast<int32_t>(voices().size()), frames, gains(),
+                      mixChannels, mix + done * mixChannels);
         }
         done += frames;
         if (progress) {

@@ -17,9 +17,13 @@
 
 #include "choir/Settings.h"
 #include "choir/Types.h"
+#include "choir/melody/KeyFinder.h"
+#include "choir/people/Humanize.h"
+#include "choir/render/Renderer.h"
 #include "choir/render/Singers.h"
 #include "choir/score/Arrangement.h"
 #include "choir/take/Take.h"
+#include "choir/tuning/Tuning.h"
 
 namespace mlh::choir {
 
@@ -29,19 +33,32 @@ class Choir {
     // Failure when the take has nothing that this style needs, and what `progress` throws.
     Choir(Take& take, Settings settings, const ProgressCallback& progress = {});
     ~Choir();
+    Choir(const Choir&) = delete;
+    Choir& operator=(const Choir&) = delete;
+
+    // Other settings. What does not depend on them, the analysis for the grains first of all, is kept. Throws
+    // as the constructor does, and then nothing has changed, unless memory ran out.
+    void Change(Settings settings, const ProgressCallback& progress = {});
 
     const Take& take() const { return take_; }
     const Settings& settings() const { return settings_; }
 
     // "F# minor", "D dorian"; empty for none. Its index: 0 to 11 major, 12 to 23 minor, -1 none.
-    const std::string& keyName() const { return keyName_; }
-    int key() const { return key_; }
-    const std::vector<TimedChord>& chords() const { return chords_; }
-    const std::vector<Voice>& voices() const { return voices_; }
+    const std::string& keyName() const { return decided_.keyName; }
+    int key() const { return decided_.key; }
+    const std::vector<TimedChord>& chords() const { return decided_.chords; }
+    const std::vector<Voice>& voices() const { return decided_.voices; }
+    // Of style choir: the runner-up and how sure the key is, and the grid that the voices are on.
+    const std::optional<KeyEstimate>& keyEstimate() const { return decided_.keyEstimate; }
+    const std::optional<Tuning>& tuning() const { return decided_.tuning; }
     // Of the styles that set a melody in voices.
-    const std::optional<Arrangement>& arrangement() const { return arrangement_; }
+    const std::optional<Arrangement>& arrangement() const { return decided_.arrangement; }
+    // The lead, with the pitch that the voices go by.
+    const std::vector<SungNote>& lead() const;
+    // Per line, the lead first.
+    const std::vector<SideGains>& gains() const { return decided_.gains; }
     // What the user should know, a line each.
-    const std::vector<std::string>& warnings() const { return warnings_; }
+    const std::vector<std::string>& warnings() const { return decided_.warnings; }
 
     // For pictures and reports. The title is the caller's.
     Performance ToPerformance() const;
@@ -55,24 +72,46 @@ class Choir {
                 const ProgressCallback& progress = {});
 
   private:
-    void SingCore(const ProgressCallback& progress);
-    void SingTracks(const ProgressCallback& progress);
-    void SingArrangement(const ProgressCallback& progress);
-    void TakeLines(const std::vector<NoteLine>& lines);
+    // All that follows from take and settings.
+    struct Decided {
+        int key = -1;
+        std::string keyName;
+        std::optional<KeyEstimate> keyEstimate;
+        std::optional<Tuning> tuning;
+        std::vector<TimedChord> chords;
+        std::vector<Voice> voices;
+        std::vector<std::vector<NoteManner>> manners;  // per voice and note
+        std::optional<Arrangement> arrangement;
+        std::vector<SideGains> gains;
+        std::vector<std::string> warnings;
+    };
+
+    // Style choir, a step each.
+    void DecideTuning(const Settings& settings, Decided& decided) const;
+    void DecideKeyAndChords(const Settings& settings, Decided& decided) const;
+    void DecideVoices(const Settings& settings, Decided& decided) const;
+    void ApplyEdits(const Settings& settings, Decided& decided) const;
+    void DecidePeople(const Settings& settings, Decided& decided) const;
+    void TellSingers(const Settings& settings, const Decided& decided, const ProgressCallback& progress);
+    void DecideMix(const Settings& settings, Decided& decided) const;
+
+    std::unique_ptr<Singers> SingCore(const Settings& settings, Decided& decided,
+                                      const ProgressCallback& progress) const;
+    std::unique_ptr<Singers> SingTracks(const Settings& settings, Decided& decided,
+                                        const ProgressCallback& progress) const;
+    std::unique_ptr<Singers> SingArrangement(const Settings& settings, Decided& decided,
+                                             const ProgressCallback& progress) const;
+    void TakeLines(const std::vector<NoteLine>& lines, Decided& decided) const;
     std::size_t Rows() const {
-        return (1 + voices_.size()) * static_cast<std::size_t>(take_.audio().channels);
+        return (1 + voices().size()) * static_cast<std::size_t>(take_.audio().channels);
     }
 
     Take& take_;
     Settings settings_;
-    int key_ = -1;
-    std::string keyName_;
-    std::vector<TimedChord> chords_;
-    std::vector<Voice> voices_;
-    std::optional<Arrangement> arrangement_;
-    std::vector<std::string> warnings_;
-    std::unique_ptr<Singers> singers_;
-    std::vector<float> scratch_;  // a block of every row
+    Decided decided_;
+    std::unique_ptr<Singers> singers_;    // of the other styles
+    std::unique_ptr<Renderer> renderer_;  // of style choir
+    std::vector<float> scratch_;          // a block of every row
 };
 
 }  // namespace mlh::choir

@@ -6,7 +6,8 @@
 namespace mlh::choir {
 
 const Names& StyleNames() {
-    static const Names names = {"core", "four-part", "intervals", "block", "fourths", "fixed", "double"};
+    static const Names names = {"core",  "choir",   "four-part", "intervals",
+                                "block", "fourths", "fixed",     "double"};
     return names;
 }
 

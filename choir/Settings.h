@@ -12,6 +12,7 @@
 
 #include "choir/Types.h"
 #include "choir/mix/Mix.h"
+#include "choir/render/Renderer.h"
 #include "choir/score/Melody.h"
 #include "choir/score/Performance.h"
 #include "mlh/arrange.h"
@@ -20,7 +21,8 @@ namespace mlh::choir {
 
 enum class Style {
     Core,      // the core's automatic way, from its chords or those given
-    FourPart,  // the rest are those of mlh/arrange.h, sung note by note
+    Choir,     // the singer's own grid, exact chords, people: what the rooms of this library decide
+    FourPart,  // this and the rest are those of mlh/arrange.h, sung note by note
     Intervals,
     Block,
     Fourths,
@@ -32,7 +34,6 @@ enum class TuningGrid { Singer, Reference };
 enum class Snap { None, Scale };
 enum class ChordSource { Tracker, Core };
 enum class Clip { Scale, Limit, None };
-enum class RenderQuality { Fast, Normal, High, Auto };
 
 // A change of what one voice sings, by hand.
 struct Edit {
@@ -81,12 +82,12 @@ struct Settings {
     bool thinConsonants = false;
     std::vector<std::string> ranges;  // per voice: "auto", a voice type, or notes like E2-C5
 
-    std::string mix;                             // a preset; empty: the gains below
-    std::vector<std::optional<double>> pan;      // per line, the lead first: -1 left to 1 right
-    std::vector<std::optional<double>> levelDb;  // per line, the lead first: [dB] on top
-    std::vector<SideGains> gains = DefaultGains();
+    std::string mix;                              // a preset; empty: as the style has it
+    std::vector<std::optional<double>> pan;       // per line, the lead first: -1 left to 1 right
+    std::vector<std::optional<double>> levelDb;   // per line, the lead first: [dB] on top
+    std::optional<std::vector<SideGains>> gains;  // per line, the lead first; instead of a preset
     Clip clip = Clip::None;
-    RenderQuality quality = RenderQuality::Auto;
+    Quality quality = Quality::Auto;
 
     std::vector<Edit> edits;
 };

@@ -37,6 +37,19 @@ if(WIN32)
   install(FILES ${PROJECT_BINARY_DIR}/mlh.def ${PROJECT_BINARY_DIR}/mlh.lib DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endif()
 
+# The choir library.
+if(TARGET mlhchoir_shared)
+  set_target_properties(mlhchoir_shared PROPERTIES EXPORT_NAME choir_shared)
+  set_target_properties(mlhchoir_static PROPERTIES EXPORT_NAME choir_static)
+  install(TARGETS mlhchoir_shared mlhchoir_static EXPORT mlhTargets
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/mlhchoir.pc.in ${PROJECT_BINARY_DIR}/mlhchoir.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/mlhchoir.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endif()
+
 # Documents; the licences of the libraries are there where they are parts of the command.
 if(WIN32)
   set(doc_dir .)

@@ -30,7 +30,6 @@ struct mlhTake {
 };
 
 struct mlhChoir {
-    Take* take;
     std::unique_ptr<Choir> choir;
 };
 
@@ -303,7 +302,7 @@ int32_t mlhChoirCreate(mlhChoir** outChoir, mlhTake* take, const char* settings,
         *outChoir = nullptr;
         Need(take != nullptr, "the take is null");
         auto choir = std::make_unique<Choir>(take->take, SettingsOf(settings), Reporting(progress, user));
-        *outChoir = new mlhChoir{&take->take, std::move(choir)};
+        *outChoir = new mlhChoir{std::move(choir)};
     });
 }
 
@@ -314,7 +313,7 @@ int32_t mlhChoirDestroy(mlhChoir** inOutChoir) {
 int32_t mlhChoirSetSettings(mlhChoir* choir, const char* settings, mlhChoirProgress progress, void* user) {
     return Guarded([&] {
         Need(choir != nullptr, "the choir is null");
-        choir->choir = std::make_unique<Choir>(*choir->take, SettingsOf(settings), Reporting(progress, user));
+        choir->choir->Change(SettingsOf(settings), Reporting(progress, user));
     });
 }
 

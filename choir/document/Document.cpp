@@ -50,6 +50,18 @@ Json CoreKeyAsJson(int index) {
     return {{"name", index < 0 ? Json(nullptr) : Json(KeyName(index))}, {"index", index}};
 }
 
+// How sure the key is that was found, and what else it might be.
+void AddEstimate(const KeyEstimate& estimate, bool given, Json& key) {
+    const auto share = [&](int index) { return Milli(estimate.posterior[static_cast<std::size_t>(index)]); };
+    if (!given) {
+        key["confidence"] = Milli(estimate.confidence);
+    }
+    for (const int index : {estimate.best, estimate.second}) {
+        key["candidates"].push_back(
+            {{"name", KeyName(index)}, {"index", index}, {"confidence", share(index)}});
+    }
+}
+
 Json TuningAsJson(double semitones) {
     if (!std::isfinite(semitones)) {
         return nullptr;
@@ -211,8 +223,21 @@ std::string ChoirDocument(const Choir& choir, const RecordingInfo& recording, bo
     json["style"] = StyleNames()[static_cast<std::size_t>(choir.settings().style)];
     json["key"] = KeyAsJson(choir.keyName(), choir.key(), choir.settings().key.has_value());
     json["core_key"] = CoreKeyAsJson(take.analysis().key);
+    if (choir.keyEstimate() && !choir.lead().empty()) {
+        AddEstimate(*choir.keyEstimate(), choir.settings().key.has_value(), json["key"]);
+    }
     json["tuning"] = TuningAsJson(take.analysis().tuning);
-    json["notes"] = NotesAsJson(take.notes());
+    if (choir.tuning()) {
+        json["tuning"] = TuningAsJson(choir.tuning()->offset());
+        json["tuning"]["drift_cents"] = std::round(1000.0 * choir.tuning()->drift()) / 10.0;
+    }
+    json["notes"] = NotesAsJson(choir.lead());
+    for (std::size_t i = 0; choir.tuning() && i < choir.lead().size(); ++i) {
+        const SungNote& note = choir.lead()[i];
+        const int grid = choir.tuning()->NearestNote(note.pitch, 0.5 * (note.start + note.end));
+        json["notes"][i]["note_midi"] = grid;
+        json["notes"][i]["note"] = NoteName(grid, KeyUsesFlats(choir.key()));
+    }
     if (withCurve) {
         json["curve"] = CurveAsJson(take.curve());
     }
@@ -365,7 +390,7 @@ class MelodyReader {
         if (!item.is_object()) {
             Complain("a note is {onset_beats, length_beats, pitch_midi, chord}");
         }
-        MelodyNote note;
+        WrittenNote note;
         note.onset = Number(item, "onset_beats", 0.0, kLongestMelody);
         note.length = Number(item, "length_beats", 1e-6, kLongestMelody);
         const double pitch = Number(item, "pitch_midi", 0.0, 127.0);
@@ -378,7 +403,7 @@ class MelodyReader {
             note.chord = ReadChordSymbol(chord, melody.key ? ModeKey(*melody.key) : -1).chord;
         }
         if (!melody.notes.empty()) {
-            MelodyNote& before = melody.notes.back();
+            WrittenNote& before = melody.notes.back();
             if (!(note.onset > before.onset)) {
                 Complain("notes are in the order of their onsets, one at a time");
             }

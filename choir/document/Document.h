@@ -7,10 +7,12 @@
 //     key                 name ("F# minor", null for none), index (0 to 11 major, 12 to 23 minor, -1), given,
 //                         confidence (null where nobody measured it), candidates
 //     core_key            name and index as the core found it
-//     tuning              cents off A = 440 Hz, reference_hz; null where nothing was sung
+//     tuning              cents off A = 440 Hz, reference_hz, and for style choir drift_cents; null where
+//     nothing was
+//                         sung
 //     tempo, upbeat_beats of scores: beat, bpm, metre
-//     notes               the melody: start_s, end_s, pitch_midi, note_midi, note, level; in scores also onset_beats,
-//     length_beats,
+//     notes               the melody: start_s, end_s, pitch_midi, note_midi, note, level; in scores also
+//     onset_beats, length_beats,
 //                         chord, engine_chord, and for four parts function, starts_phrase, inherited
 //     curve               on request: time_s and pitch_midi, lists of the same length, null where unvoiced
 //     chords              time_s, name, tones (pitch classes, 0 is C): where they change

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <utility>
@@ -312,7 +313,7 @@ struct Setting {
 };
 
 const Setting kSettings[] = {
-    {"style", "how the voices are found: core, four-part, intervals, block, fourths, fixed, double",
+    {"style", "how the voices are found: core, choir, four-part, intervals, block, fourths, fixed, double",
      [](const Json& j, Settings& s) { s.style = ToStyle(j); },
      [](const Settings& s) { return Json(StyleNames()[static_cast<std::size_t>(s.style)]); }},
     {"voices", "voices beside the lead, the first on the lead's own line: 2 to 4, with tracks 1 to 4",
@@ -440,7 +441,7 @@ const Setting kSettings[] = {
          EachOf(j, kMostVoices, wanted, [&](const Json& item) { s.ranges.push_back(Word(item, wanted)); });
      },
      [](const Settings& s) { return Json(s.ranges); }},
-    {"mix", "a preset: wide, choir, backing, mono; empty: the gains",
+    {"mix", "a preset: wide, choir, backing, mono; empty: as the style has it",
      [](const Json& j, Settings& s) {
          static const Names kPresets = {"", "wide", "choir", "backing", "mono"};
          s.mix = kPresets[static_cast<std::size_t>(OneOf(j, kPresets))];
@@ -453,13 +454,13 @@ const Setting kSettings[] = {
      [](const Json& j, Settings& s) { s.levelDb = PerLine(j, -120.0, 24.0); },
      [](const Settings& s) { return Written(s.levelDb); }},
     {"gains", "per line, the lead first: a factor or [left, right], or a text like \"0.5, 0.5:0, -6dB\"",
-     [](const Json& j, Settings& s) { s.gains = ToGains(j); },
-     [](const Settings& s) { return Written(s.gains); }},
+     [](const Json& j, Settings& s) { s.gains = j.is_null() ? std::nullopt : std::optional(ToGains(j)); },
+     [](const Settings& s) { return s.gains ? Written(*s.gains) : Json(nullptr); }},
     {"clip", "where samples pass full scale: scale, limit, none",
      [](const Json& j, Settings& s) { s.clip = static_cast<Clip>(OneOf(j, ClipNames())); },
      [](const Settings& s) { return Json(ClipNames()[static_cast<std::size_t>(s.clip)]); }},
     {"quality", "how finely voices are rendered: fast, normal, high, auto",
-     [](const Json& j, Settings& s) { s.quality = static_cast<RenderQuality>(OneOf(j, QualityNames())); },
+     [](const Json& j, Settings& s) { s.quality = static_cast<Quality>(OneOf(j, QualityNames())); },
      [](const Settings& s) { return Json(QualityNames()[static_cast<std::size_t>(s.quality)]); }},
     {"edits",
      "changes by hand: a list of {voice from 1, note from 0 or time_s, pitch_midi, delta, level_db, mute}",
@@ -542,6 +543,59 @@ std::string WriteSettings(const Settings& settings) {
         json[setting.name] = setting.write(settings);
     }
     return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+namespace {
+
+// A number, else a word; nothing keeps what there is.
+Json Typed(const std::string& text) {
+    const std::string word = Trim(text);
+    if (word.empty()) {
+        return nullptr;
+    }
+    char* end = nullptr;
+    const double number = std::strtod(word.c_str(), &end);
+    return *end == '\0' && std::isfinite(number) ? Json(number) : Json(word);
+}
+
+const Setting& Find(const std::string& name) {
+    const auto found = std::find_if(std::begin(kSettings), std::end(kSettings),
+                                    [&](const Setting& setting) { return name == setting.name; });
+    if (found == std::end(kSettings)) {
+        throw UsageError("there is no setting '" + name + "'");
+    }
+    return *found;
+}
+
+}  // namespace
+
+void TypeSetting(Settings& settings, const std::string& name, const std::string& text) {
+    Json value = Typed(text);
+    if (text.find(',') != std::string::npos) {
+        value = Json::array();
+        for (std::size_t at = 0; at <= text.size();) {
+            const std::size_t comma = std::min(text.find(',', at), text.size());
+            value.push_back(Typed(text.substr(at, comma - at)));
+            at = comma + 1;
+        }
+    }
+    const bool perLine = name == "pan" || name == "level_db";
+    if (perLine && !value.is_array()) {
+        value = Json::array({value});
+    }
+    try {
+        Find(name).read(value, settings);
+    } catch (const UsageError& error) {
+        throw UsageError(name + ": " + error.what());
+    } catch (const Json::exception& error) {
+        throw UsageError(name + ": " + Reason(error));
+    }
+}
+
+const char* HelpOf(const std::string& name) {
+    const auto found = std::find_if(std::begin(kSettings), std::end(kSettings),
+                                    [&](const Setting& setting) { return name == setting.name; });
+    return found == std::end(kSettings) ? nullptr : found->help;
 }
 
 std::string SettingsHelp() {

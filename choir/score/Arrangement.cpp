@@ -22,12 +22,12 @@ constexpr std::size_t kRows = 4;
 constexpr double kSungAnticipation = 0.2;  // [s]
 constexpr double kSameTime = 0.001;        // [s]
 
-void HoldChords(std::vector<MelodyNote>& notes) {
+void HoldChords(std::vector<WrittenNote>& notes) {
     const auto first =
-        std::find_if(notes.begin(), notes.end(), [](const MelodyNote& n) { return n.chord.root >= 0; });
+        std::find_if(notes.begin(), notes.end(), [](const WrittenNote& n) { return n.chord.root >= 0; });
     if (first == notes.end()) return;
     Chord held = first->chord;
-    for (MelodyNote& note : notes) {
+    for (WrittenNote& note : notes) {
         if (note.chord.root < 0) note.chord = held;
         held = note.chord;
     }
@@ -112,7 +112,7 @@ Arrangement ArrangeMelody(Melody melody, const MelodyKey& key, mlh::ArrangeSetti
     settings.scale = key.scale;
     HoldChords(melody.notes);
     std::vector<mlh::ArrangeNote> notes;
-    for (const MelodyNote& note : melody.notes) {
+    for (const WrittenNote& note : melody.notes) {
         notes.push_back({note.pitch, static_cast<float>(note.onset),
                          static_cast<float>(note.onset + note.length), ToLibrary(note.chord)});
     }
@@ -174,7 +174,7 @@ std::string ArrangementTable(const Arrangement& arrangement) {
     while (table.back() == ' ') table.pop_back();
     table += "\n";
     for (std::size_t i = 0; i < arrangement.notes.size(); ++i) {
-        const MelodyNote& note = arrangement.melody.notes[i];
+        const WrittenNote& note = arrangement.melody.notes[i];
         const Chord& chord = arrangement.chords[i];
         const mlh::ArrangedNote& set = arrangement.notes[i];
         std::string row = Format("%4zu %8.3f %8.3f  %-8s ", i + 1, note.onset, note.length,

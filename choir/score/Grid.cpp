@@ -23,7 +23,7 @@ int OnGrid(double beat, bool sung) {
 std::vector<GridNote> PutOnGrid(const Melody& melody) {
     const int shortest = melody.sung ? 6 : 1;
     std::vector<GridNote> grid;
-    for (const MelodyNote& note : melody.notes) {
+    for (const WrittenNote& note : melody.notes) {
         const int earliest = grid.empty() ? 0 : grid.back().start + shortest;
         const int start = std::max(OnGrid(note.onset, melody.sung), earliest);
         const int end = std::max(OnGrid(note.onset + note.length, melody.sung), start + shortest);

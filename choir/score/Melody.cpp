@@ -16,9 +16,9 @@ namespace {
 
 // Time on the pitches of which `counts` says so, asked for their semitones above the tonic.
 template <class Counts>
-double TimeOn(const std::vector<MelodyNote>& notes, int tonic, Counts counts) {
+double TimeOn(const std::vector<WrittenNote>& notes, int tonic, Counts counts) {
     double sum = 0.0;
-    for (const MelodyNote& note : notes) {
+    for (const WrittenNote& note : notes) {
         if (counts(theory::PitchClass(note.pitch - tonic))) sum += note.length;
     }
     return sum;
@@ -58,7 +58,7 @@ std::optional<MelodyKey> ReadKeyAndScale(const std::string& text) {
     return MelodyKey{key % 12, key < 12 ? kMajor : kMinor, false};
 }
 
-MelodyKey EstimateKey(const std::vector<MelodyNote>& notes) {
+MelodyKey EstimateKey(const std::vector<WrittenNote>& notes) {
     struct Fit {
         double onScale;
         bool endsOnTonic;

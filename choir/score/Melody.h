@@ -12,7 +12,7 @@
 namespace mlh::choir {
 
 // Beats are quarter notes.
-struct MelodyNote {
+struct WrittenNote {
     double onset = 0.0;
     double length = 0.0;
     int pitch = 60;
@@ -31,7 +31,7 @@ struct MelodyKey {
 
 struct Melody {
     std::string title;
-    std::vector<MelodyNote> notes;  // one at a time, by rising onset
+    std::vector<WrittenNote> notes;  // one at a time, by rising onset
     TempoMap tempo = {{}};
     std::optional<MelodyKey> key;   // where the source says one
     double upbeat = 0.0;            // [beats] before the first full bar
@@ -51,7 +51,7 @@ std::optional<MelodyKey> ReadKeyAndScale(const std::string& text);
 
 // The major or minor key whose scale holds most of the sounding time; among equals the one with the last note
 // as its tonic, then with most time on the tones of its tonic triad.
-MelodyKey EstimateKey(const std::vector<MelodyNote>& notes);
+MelodyKey EstimateKey(const std::vector<WrittenNote>& notes);
 
 // As key signatures and the key names of the command have it: 0 to 11 major, 12 to 23 minor, with the
 // signature of that mode.

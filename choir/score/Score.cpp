@@ -4,9 +4,14 @@
 #include <cstddef>
 #include <utility>
 
+#include "choir/Errors.h"
+
 namespace mlh::choir {
 
 Arrangement Arrange(Melody melody, const Settings& settings) {
+    if (settings.style == Style::Choir) {
+        throw UsageError("style: choir needs a recording; core sets the chords of a written melody");
+    }
     if (!settings.chords.empty()) {
         SetChords(melody, settings.chords);
     }
@@ -26,7 +31,7 @@ Score ToScore(const Arrangement& arrangement) {
     score.sung = melody.sung;
     score.chords = arrangement.ChordChanges();
     for (std::size_t i = 0; i < melody.notes.size(); ++i) {
-        const MelodyNote& note = melody.notes[i];
+        const WrittenNote& note = melody.notes[i];
         score.melody.push_back(
             {note.onset, note.length, melody.Start(i), melody.End(i), note.pitch, static_cast<int>(i)});
     }

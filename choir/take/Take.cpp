@@ -3,6 +3,8 @@
 #include <cmath>
 #include <utility>
 
+#include "choir/take/PeriodMeter.h"
+
 namespace mlh::choir {
 
 Take::Take(const AudioView& audio, const ProgressCallback& progress)
@@ -13,6 +15,15 @@ Take::Take(const AudioView& audio, const ProgressCallback& progress)
     for (const PitchPoint& point : analysis_.curve) {
         curve_.push_back({point.time, point.pitch, point.voiced && point.pitch > 0.0f});
     }
+}
+
+const std::vector<SungNote>& Take::measuredNotes() const {
+    if (measured_.size() != notes_.size()) {
+        std::vector<SungNote> notes = notes_;
+        RefinePitches(notes, MeasurePeriods(audio_, curve_));
+        measured_ = std::move(notes);
+    }
+    return measured_;
 }
 
 std::unique_ptr<AddOn> Take::ReleaseAddOn(const ProgressCallback& progress) {

@@ -22,6 +22,10 @@ class Take {
     const std::vector<SungNote>& notes() const { return notes_; }
     const std::vector<CurvePoint>& curve() const { return curve_; }
 
+    // The notes with the pitch that really sounds, measured on the waveform when first asked for: the core's
+    // marks lie on whole samples and lean by some cents.
+    const std::vector<SungNote>& measuredNotes() const;
+
     // An add-on that has analysed the take. The first call hands out the one that the take was made with,
     // each further one analyses the recording again.
     std::unique_ptr<AddOn> ReleaseAddOn(const ProgressCallback& progress = {});
@@ -32,6 +36,7 @@ class Take {
     Analysis analysis_;
     std::vector<SungNote> notes_;
     std::vector<CurvePoint> curve_;
+    mutable std::vector<SungNote> measured_;
 };
 
 }  // namespace mlh::choir

@@ -42,6 +42,7 @@ constexpr const char* kExamples = R"(Examples:
 
 Settings SettingsFrom(const ArrangeOptions& options) {
     Settings settings = ToSettings(options.style);
+    if (settings.style == Style::Choir) throw UsageError("--style choir is for harmonize");
     const bool chords = settings.style == Style::Core;
     const auto check = [&](bool given, const char* option) {
         if (given && !chords) throw UsageError(std::string(option) + " is for --style chords");
@@ -57,7 +58,7 @@ Settings SettingsFrom(const ArrangeOptions& options) {
 }
 
 void MoveByOctaves(Melody& melody, int octaves) {
-    for (MelodyNote& note : melody.notes) {
+    for (WrittenNote& note : melody.notes) {
         note.pitch += 12 * octaves;
         if (note.pitch < 0 || note.pitch > 127) throw UsageError("--octave: moves notes out of MIDI's range");
     }

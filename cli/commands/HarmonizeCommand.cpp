@@ -2,6 +2,7 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -11,11 +12,13 @@
 #include "Say.h"
 #include "choir/Choir.h"
 #include "choir/document/Document.h"
+#include "choir/document/SettingsDocument.h"
 #include "choir/voicing/NoteDealing.h"
 #include "commands/Commands.h"
 #include "commands/StyleOptions.h"
 #include "files/AudioFile.h"
 #include "files/ChordFile.h"
+#include "files/InputFile.h"
 #include "files/MidiFile.h"
 #include "files/OutputFile.h"
 #include "files/Paths.h"
@@ -34,7 +37,7 @@ struct HarmonizeOptions {
     std::string format = "16";
     std::string chords;
     double bpm = 0.0;
-    int beatsPerBar = 4;
+    int beatsPerBar = 0;  // 0: not given
     std::string midi;
     int voices = 4;
     bool voicesGiven = false;
@@ -43,16 +46,14 @@ struct HarmonizeOptions {
     int above = 1;
     double spread = 0.5;
     StyleOptions style;
+    std::string settings;
+    std::map<std::string, std::string> typed;  // further settings by name
     std::string gains;
     bool mono = false;
     std::string picture;
     std::string report;
     bool quiet = false;
 };
-
-bool IsCore(const StyleOptions& options) {
-    return options.style == "core" || options.style == kOldNameOfCore;
-}
 
 constexpr const char* kExamples = R"(Examples:
   mlh harmonize lead.wav
@@ -86,17 +87,39 @@ void CheckVoices(const HarmonizeOptions& options) {
     }
 }
 
-// Options of the chord modes mean nothing to the styles that find their voices in the notes alone.
-void CheckStyle(const HarmonizeOptions& options) {
-    ToSettings(options.style);  // complains of options of other styles
-    if (IsCore(options.style)) {
+// Further settings, as options of the same name.
+struct TypedOption {
+    const char* option;
+    const char* setting;
+    const char* kind;
+};
+constexpr TypedOption kTypedOptions[] = {
+    {"--tuning", "tuning", "GRID"},     {"--intonation", "intonation", "NAME"},
+    {"--snap", "snap", "NAME"},         {"--correction", "correction", "SHARE"},
+    {"--vibrato", "vibrato", "LIST"},   {"--glide", "glide", "LIST"},
+    {"--formant", "formant", "LIST"},   {"--humanize", "humanize", "SHARE"},
+    {"--seed", "seed", "NUMBER"},       {"--consonants", "consonants", "NAME"},
+    {"--range", "range", "LIST"},       {"--chords-from", "chords_from", "NAME"},
+    {"--mix", "mix", "NAME"},           {"--pan", "pan", "LIST"},
+    {"--level-db", "level_db", "LIST"}, {"--quality", "quality", "NAME"},
+};
+
+// Options of the styles that sing chords mean nothing to those that find their voices in the notes alone.
+void CheckStyle(const HarmonizeOptions& options, const Settings& settings) {
+    if (settings.style == Style::Core) {
         if (!options.style.key.empty()) ParseKey(options.style.key);
         if (!options.style.scale.empty()) throw UsageError("--scale is for every --style but core");
-        return;
     }
-    GivenKey(options.style);
+    for (const TypedOption& option : kTypedOptions) {
+        const bool mixes = std::string(option.setting) == "mix" || std::string(option.setting) == "pan" ||
+                           std::string(option.setting) == "level_db";
+        if (settings.style != Style::Choir && !mixes && options.typed.count(option.setting) > 0) {
+            throw UsageError(std::string(option.option) + " is for --style choir");
+        }
+    }
+    if (settings.style == Style::Core || settings.style == Style::Choir) return;
     const auto refuse = [&](bool given, const char* option) {
-        if (given) throw UsageError(std::string(option) + " is for --style core");
+        if (given) throw UsageError(std::string(option) + " is for --style core and choir");
     };
     refuse(!options.midi.empty(), "--midi");
     refuse(!options.chords.empty(), "--chords");
@@ -129,25 +152,59 @@ void CheckFiles(const HarmonizeOptions& options) {
         const auto stems = StemPaths(options, options.voices);
         outputs.insert(outputs.end(), stems.begin(), stems.end());
     }
-    CheckOutputs({options.lead, options.chords, options.midi}, outputs);
+    CheckOutputs({options.lead, options.chords, options.midi, options.settings}, outputs);
 }
 
-Settings ToSettings(const HarmonizeOptions& options, const Song& song) {
-    Settings settings = ToSettings(options.style);
-    settings.voices = options.voices;
-    settings.above = options.above;
-    settings.spread = options.spread;
-    settings.gains = WithDashes([&] { return ParseGains(options.gains); });
-    settings.bpm = options.bpm;
-    settings.beatsPerBar = options.beatsPerBar;
-    settings.key = GivenKey(options.style);
-    settings.chords = ReadChordOption(options.chords, options.bpm, options.beatsPerBar,
-                                      settings.key ? ModeKey(*settings.key) : -1);
-    settings.tracks = song.tracks;
-    if (!song.tracks.empty() && !options.voicesGiven) {
-        settings.voices = CountVoices(song.tracks);
+// All but chords and tracks.
+Settings ToSettings(const HarmonizeOptions& options) {
+    Settings settings;
+    if (!options.settings.empty()) {
+        settings = ReadSettings(ReadFile(options.settings), options.settings);
     }
+    settings = ToSettings(options.style, settings);
+    if (options.voicesGiven) {
+        settings.voices = options.voices;
+    }
+    if (options.aboveGiven) {
+        settings.above = options.above;
+    }
+    if (options.spreadGiven) {
+        settings.spread = options.spread;
+    }
+    if (!options.gains.empty()) {
+        settings.gains = WithDashes([&] { return ParseGains(options.gains); });
+    }
+    for (const auto& [name, text] : options.typed) {
+        WithDashes([&, &name = name, &text = text] { TypeSetting(settings, name, text); });
+    }
+    if (options.bpm > 0.0) {
+        settings.bpm = options.bpm;
+    }
+    if (options.beatsPerBar > 0) {
+        settings.beatsPerBar = options.beatsPerBar;
+    }
+    if (const auto key = GivenKey(options.style)) {
+        settings.key = key;
+    }
+    CheckStyle(options, settings);
     return settings;
+}
+
+void AddNotes(const HarmonizeOptions& options, Settings& settings) {
+    if (!options.chords.empty()) {
+        settings.chords = ReadChordOption(options.chords, settings.bpm, settings.beatsPerBar,
+                                          settings.key ? ModeKey(*settings.key) : -1);
+    }
+    if (options.midi.empty()) {
+        return;
+    }
+    settings.tracks = ReadMidiFile(options.midi).tracks;
+    if (settings.tracks.empty()) {
+        throw Failure(options.midi + ": there is no note in it");
+    }
+    if (!options.voicesGiven) {
+        settings.voices = CountVoices(settings.tracks);
+    }
 }
 
 // Writes the mix and the stems while they are rendered, so that no voice is held in memory.
@@ -229,11 +286,12 @@ class Outputs {
 };
 
 void Tell(const HarmonizeOptions& options, const OutputInfo& report, const Audio& audio,
-          const Performance& performance) {
+          const Performance& performance, const std::vector<std::string>& warnings) {
     if (report.saturated > 0) {
         Say(std::to_string(report.saturated) +
             " samples were too loud and limited; use lower --gains or --format float");
     }
+    for (const std::string& warning : warnings) Say(warning);
     if (options.quiet) return;
     const double seconds = report.analysisSeconds + report.renderingSeconds;
     std::printf("key     %s\n", performance.key.empty() ? "none found" : performance.key.c_str());
@@ -249,15 +307,9 @@ void Tell(const HarmonizeOptions& options, const OutputInfo& report, const Audio
 
 void Run(const HarmonizeOptions& options) {
     CheckVoices(options);
-    CheckStyle(options);
-    WithDashes([&] { return ParseGains(options.gains); });
+    Settings settings = ToSettings(options);
     CheckFiles(options);
-    Song song;
-    if (!options.midi.empty()) {
-        song = ReadMidiFile(options.midi);
-        if (song.tracks.empty()) throw Failure(options.midi + ": there is no note in it");
-    }
-    const Settings settings = ToSettings(options, song);
+    AddNotes(options, settings);
     const Audio audio = ReadAudio(options.lead);
 
     OutputInfo report;
@@ -266,7 +318,7 @@ void Run(const HarmonizeOptions& options) {
     Take take(audio.View(), [&](double share) { analysing.Update(share); });
     report.analysisSeconds = analysisWatch.Seconds();
     analysing.Finish();
-    if (settings.style != Style::Core && take.notes().empty()) {
+    if (settings.style != Style::Core && settings.style != Style::Choir && take.notes().empty()) {
         throw Failure(options.lead + ": no note was found in it");
     }
     Choir choir(take, settings);
@@ -286,7 +338,7 @@ void Run(const HarmonizeOptions& options) {
     if (!options.report.empty())
         WriteTextFile(options.report,
                       ChoirDocument(choir, {options.lead, audio.fileChannels}, false, &report));
-    Tell(options, report, audio, performance);
+    Tell(options, report, audio, performance, choir.warnings());
 }
 
 }  // namespace
@@ -328,6 +380,19 @@ void AddHarmonizeCommand(CLI::App& app) {
                      "that is found)")
         ->excludes(midi);
     AddStyleOptions(*command, options->style);
+    auto* style = command->get_option("--style");
+    for (const TypedOption& option : kTypedOptions) {
+        command
+            ->add_option_function<std::string>(
+                option.option,
+                [options, &option](const std::string& text) { options->typed[option.setting] = text; },
+                HelpOf(option.setting))
+            ->type_name(option.kind);
+    }
+    command
+        ->add_option("--settings", options->settings,
+                     "A settings document (JSON), for what the other options leave out")
+        ->type_name("FILE");
     command->add_option(
         "--gains", options->gains,
         "Gains of lead and voices, each one or left:right (default 0.5, 0.5:0, 0:0.5, 0.3:0.2, 0.2:0.3)");
@@ -336,8 +401,10 @@ void AddHarmonizeCommand(CLI::App& app) {
     command->add_option("--report", options->report, "Write what was found and made as JSON")
         ->type_name("FILE");
     command->add_flag("--quiet,-q", options->quiet, "Print nothing but warnings");
-    command->callback([options, voices, above, spread] {
+    command->callback([options, voices, above, spread, style] {
         options->voicesGiven = voices->count() > 0;
+        // The style of a settings document counts where none is typed.
+        if (!options->settings.empty() && style->count() == 0) options->style.style.clear();
         options->aboveGiven = above->count() > 0;
         options->spreadGiven = spread->count() > 0;
         Run(*options);

@@ -83,11 +83,11 @@ void AddStyleOptions(CLI::App& command, StyleOptions& options) {
         ->check(Between(-kMaxSemitones, kMaxSemitones));
 }
 
-Settings ToSettings(const StyleOptions& options) {
-    Settings settings;
-    settings.style = options.style == kOldNameOfCore
-                         ? Style::Core
-                         : static_cast<Style>(IndexOf(StyleNames(), options.style, "--style"));
+Settings ToSettings(const StyleOptions& options, Settings settings) {
+    if (!options.style.empty())
+        settings.style = options.style == kOldNameOfCore
+                             ? Style::Core
+                             : static_cast<Style>(IndexOf(StyleNames(), options.style, "--style"));
     const Style style = settings.style;
     const Names* variants = VariantNames(style);
     CheckStyle(!options.lead.empty(), style == Style::FourPart, "--lead", "four-part");

@@ -25,9 +25,9 @@ struct StyleOptions {
 // Adds --style and what belongs to single styles, except voices, spread and key, which commands have anyway.
 void AddStyleOptions(CLI::App& command, StyleOptions& options);
 
-// The settings that the options ask for. Throws UsageError for a name that the style does not know, and for
-// an option of another style.
-Settings ToSettings(const StyleOptions& options);
+// The settings with what the options ask for. Throws UsageError for a name that the style does not know, and
+// for an option of another style.
+Settings ToSettings(const StyleOptions& options, Settings settings = {});
 
 // A key name as --key takes it: 0 to 11 major, 12 to 23 minor. Throws UsageError.
 int ParseKey(const std::string& text);

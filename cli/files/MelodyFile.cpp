@@ -33,10 +33,10 @@ std::string At(double beat) {
 }
 
 // Sorts the notes and lets each end where the next one starts.
-void MakeMonophonic(std::vector<MelodyNote>& notes, const std::string& source) {
+void MakeMonophonic(std::vector<WrittenNote>& notes, const std::string& source) {
     if (notes.empty()) throw Failure(source + ": there is no note in it");
     std::stable_sort(notes.begin(), notes.end(),
-                     [](const MelodyNote& a, const MelodyNote& b) { return a.onset < b.onset; });
+                     [](const WrittenNote& a, const WrittenNote& b) { return a.onset < b.onset; });
     for (std::size_t i = 0; i + 1 < notes.size(); ++i) {
         if (notes[i + 1].onset - notes[i].onset < kSameTime) {
             throw Failure(source + ": two notes start at " + At(notes[i].onset) +
@@ -103,7 +103,7 @@ class TableReader {
     void ReadRow(const std::vector<std::string>& cells) {
         if (melody_.notes.empty() && (cells[0] == "onset" || cells[0] == "start")) return;  // column names
         if (cells.size() < 3) Complain(kRow);
-        MelodyNote note;
+        WrittenNote note;
         note.onset = Number(cells[0], kRow);
         note.length = Number(cells[1], kRow);
         const double pitch = Number(cells[2], kRow);
