@@ -79,7 +79,7 @@ void Choir::Change(Settings settings, const ProgressCallback& progress) {
         DecidePeople(settings, decided);
     }
     DecideMix(settings, decided);
-    if (take_.notes().empty()) {
+    if (decided.tuning ? take_.measuredNotes().empty() : take_.notes().empty()) {
         decided.warnings.emplace_back("no voice was found in the recording");
     }
     std::vector<float> scratch((1 + decided.voices.size()) *

@@ -1,11 +1,20 @@
 #include "choir/take/Take.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
 #include "choir/take/PeriodMeter.h"
 
 namespace mlh::choir {
+
+namespace {
+
+// So many measurements, one every 8 ms, must find a period before there is a voice at all: the core finds a
+// note in silence, too.
+constexpr int kLeastSung = 12;
+
+}  // namespace
 
 Take::Take(const AudioView& audio, const ProgressCallback& progress)
     : audio_(audio), addOn_(std::make_unique<AddOn>(audio, progress)), analysis_(GetAnalysis(**addOn_)) {
@@ -18,10 +27,17 @@ Take::Take(const AudioView& audio, const ProgressCallback& progress)
 }
 
 const std::vector<SungNote>& Take::measuredNotes() const {
-    if (measured_.size() != notes_.size()) {
-        std::vector<SungNote> notes = notes_;
-        RefinePitches(notes, MeasurePeriods(audio_, curve_));
-        measured_ = std::move(notes);
+    if (!isMeasured_) {
+        const std::vector<MeasuredPeriod> periods = MeasurePeriods(audio_, curve_);
+        const auto sung = std::count_if(periods.begin(), periods.end(), [](const MeasuredPeriod& period) {
+            return period.agreement >= kSungAgreement;
+        });
+        if (sung >= kLeastSung) {
+            std::vector<SungNote> notes = notes_;
+            RefinePitches(notes, periods);
+            measured_ = std::move(notes);
+        }
+        isMeasured_ = true;
     }
     return measured_;
 }

@@ -23,7 +23,7 @@ class Take {
     const std::vector<CurvePoint>& curve() const { return curve_; }
 
     // The notes with the pitch that really sounds, measured on the waveform when first asked for: the core's
-    // marks lie on whole samples and lean by some cents.
+    // marks lie on whole samples and lean by some cents. None where no voice can be found.
     const std::vector<SungNote>& measuredNotes() const;
 
     // An add-on that has analysed the take. The first call hands out the one that the take was made with,
@@ -37,6 +37,7 @@ class Take {
     std::vector<SungNote> notes_;
     std::vector<CurvePoint> curve_;
     mutable std::vector<SungNote> measured_;
+    mutable bool isMeasured_ = false;
 };
 
 }  // namespace mlh::choir
