@@ -30,6 +30,8 @@ void CheckSettings(const Settings& settings) {
     const int least = settings.tracks.empty() ? 2 : 1;
     Check(settings.voices >= least && settings.voices <= 4, "voices: from 2 to 4, with tracks from 1");
     Check(settings.above >= 0 && settings.above <= 3, "above: from 0 to 3");
+    Check(settings.edits.empty() || (settings.style == Style::Choir && settings.tracks.empty()),
+          "edits: only of style choir");
     Check(settings.spread >= 0.0 && settings.spread <= 1.0, "spread: from 0 to 1");
 }
 
@@ -258,7 +260,8 @@ void Choir::TellSingers(const Settings& settings, const Decided& decided, const 
 }
 
 void Choir::DecideMix(const Settings& settings, Decided& decided) const {
-    const bool own = settings.gains || (settings.mix.empty() && settings.style != Style::Choir);
+    const bool placed = !settings.mix.empty() || !settings.pan.empty() || !settings.levelDb.empty();
+    const bool own = settings.gains || (!placed && settings.style != Style::Choir);
     if (own) {
         decided.gains = settings.gains.value_or(DefaultGains());
         return;

@@ -39,11 +39,6 @@ const Names* VariantNames(Style style) {
     }
 }
 
-const Names& ClipNames() {
-    static const Names names = {"scale", "limit", "none"};
-    return names;
-}
-
 const Names& QualityNames() {
     static const Names names = {"fast", "normal", "high", "auto"};
     return names;

@@ -33,7 +33,6 @@ enum class Style {
 enum class TuningGrid { Singer, Reference };
 enum class Snap { None, Scale };
 enum class ChordSource { Tracker, Core };
-enum class Clip { Scale, Limit, None };
 
 // A change of what one voice sings, by hand.
 struct Edit {
@@ -86,7 +85,6 @@ struct Settings {
     std::vector<std::optional<double>> pan;       // per line, the lead first: -1 left to 1 right
     std::vector<std::optional<double>> levelDb;   // per line, the lead first: [dB] on top
     std::optional<std::vector<SideGains>> gains;  // per line, the lead first; instead of a preset
-    Clip clip = Clip::None;
     Quality quality = Quality::Auto;
 
     std::vector<Edit> edits;
@@ -100,7 +98,6 @@ const Names& LeadRowNames();
 const Names& SpacingNames();
 // Of Block, Fourths and Fixed; null for the other styles.
 const Names* VariantNames(Style style);
-const Names& ClipNames();
 const Names& QualityNames();
 
 // "a, b, c".

@@ -82,6 +82,10 @@ foreach(source ${MLH_TEST_SOURCES})
   endif()
 endforeach()
 
+if(TARGET choir_Library_test AND TARGET mlhchoir_shared)
+  add_dependencies(choir_Library_test mlhchoir_shared)
+endif()
+
 # What the scripts of the project measure with: tests/tools/<Tool>.cpp, built only when asked for.
 file(GLOB MLH_TOOL_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/tools/*.cpp)
 foreach(source ${MLH_TOOL_SOURCES})
