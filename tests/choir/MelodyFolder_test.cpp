@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "choir/melody/MelodyTracker.h"
+#include "support/Paths.h"
 #include "support/Tunes.h"
 
 namespace mlh::choir {

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "choir/Choir.h"
 #include "choir/chords/ChordText.h"
-#include "choir/core/CoreChoir.h"
-#include "choir/document/Reports.h"
+#include "choir/document/Document.h"
 #include "choir/mix/Mix.h"
 #include "choir/take/Take.h"
 #include "mlh/analysis.h"
@@ -22,23 +22,21 @@ namespace mlh {
 namespace {
 
 std::string HashOfChoir(choir::Take& take, const std::string& chords) {
-    choir::CoreChoir voices(take);
-    voices.SingChords({}, chords.empty() ? std::vector<choir::TimedChord>()
-                                         : choir::ReadChordSheet(chords, "chords").chords);
+    choir::Settings settings;
+    if (!chords.empty()) {
+        settings.chords = choir::ReadChordSheet(chords, "chords").chords;
+    }
+    choir::Choir sung(take, settings);
     Hash hash;
-    for (const auto& line : voices.Lines()) {
-        for (const auto& note : line.notes) {
+    for (const auto& voice : sung.voices()) {
+        for (const auto& note : voice.notes) {
             hash.Add(&note.start, sizeof note.start);
             hash.Add(&note.pitch, sizeof note.pitch);
         }
     }
-    std::vector<float> mix;
-    voices.Render([&](const float* const* rows, int32_t, int32_t count) {
-        mix.resize(static_cast<std::size_t>(2 * count));
-        choir::MixVoices(rows, take.audio().channels, voices.voices(), count, choir::DefaultGains(), 2,
-                         mix.data());
-        hash.AddAll(mix);
-    });
+    std::vector<float> mix(2 * static_cast<std::size_t>(take.audio().frames));
+    sung.Render(0, take.audio().frames, nullptr, mix.data(), 2);
+    hash.AddAll(mix);
     return hash.Text();
 }
 
@@ -58,7 +56,7 @@ int Run() {
         const choir::AudioView audio{song.samples.data(), static_cast<int32_t>(song.samples.size()), 1,
                                      song.sampleRate};
         choir::Take take(audio);
-        const std::string report = choir::AnalysisAsJson({"song", 1}, take);
+        const std::string report = choir::TakeDocument(take, {"song", 1});
         Hash hash;
         hash.Add(report.data(), report.size());
         std::printf("%s %s", hash.Text().c_str(), HashOfChoir(take, "").c_str());
