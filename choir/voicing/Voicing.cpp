@@ -305,7 +305,6 @@ class Moves {
     Moves(const VoicingChord& from, const VoicingChord& to, bool chordChanges, bool afterPause, int voices,
           const VoicingPrices& prices)
         : from_(from),
-          to_(to),
           chordChanges_(chordChanges),
           afterPause_(afterPause),
           voices_(voices),
@@ -392,7 +391,6 @@ class Moves {
     }
 
     const VoicingChord& from_;
-    const VoicingChord& to_;
     bool chordChanges_;
     bool afterPause_;
     int voices_;

@@ -46,6 +46,12 @@ bool IsMissing(const void* vector) { return vector == nullptr; }
 bool IsMissing(float) { return false; }
 bool IsMissing(int32_t) { return false; }
 
+template <class Argument>
+int32_t CountIn(Argument) {
+    return 0;
+}
+int32_t CountIn(int32_t count) { return count; }
+
 // A plain loop after the checks of a kernel. The count is the last argument.
 template <auto operation>
 struct Checked;
@@ -53,7 +59,8 @@ template <class... Arguments, int32_t (*operation)(Arguments...)>
 struct Checked<operation> {
     static int32_t Call(Arguments... arguments) {
         if ((IsMissing(arguments) || ...)) return kNullVector;
-        const int32_t count = (arguments, ...);
+        int32_t count = 0;
+        ((count = CountIn(arguments)), ...);
         return count < 1 ? kBadCount : operation(arguments...);
     }
 };
