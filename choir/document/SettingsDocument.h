@@ -23,7 +23,7 @@ std::string WriteSettings(const Settings& settings);
 // One setting as it is typed: a word, a number, or several with commas between. Throws UsageError with its
 // name and what it takes.
 void TypeSetting(Settings& settings, const std::string& name, const std::string& text);
-// What it does and what it may be, null for a name that is none.
+// What it does and what it may be, null for an unknown name.
 const char* HelpOf(const std::string& name);
 
 // A page for people: each setting with what it does and what it may be.

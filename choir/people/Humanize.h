@@ -38,7 +38,7 @@ struct NoteManner {
     double formant = 0.0;       // [semitones]
 };
 
-// One manner per note of the voice. `person` tells the voices apart; it should go with the part, so that a
+// One manner per note of the voice. `person` distinguishes the voices; it should go with the part, so that a
 // voice stays the same person when others come or go. Notes are in the order of time and rests (note -1) may
 // be among them. Notes that touch move their common border together; no note becomes shorter than 0.4 of
 // itself, none begins before 0, and the order stays. With amount 0 all manners are neutral.

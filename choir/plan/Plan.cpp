@@ -68,7 +68,7 @@ std::array<PitchRange, kMaxHarmonyVoices> RangesOf(const PlanSettings& settings,
 // What the singer's note is off the grid, as far as it is not corrected.
 double KeptDeviation(const SungNote& sung, int note, const Tuning& tuning, double correction) {
     const double deviation = sung.pitch - tuning.PitchOf(note, 0.5 * (sung.start + sung.end));
-    // A melody that was moved to a scale leaves its own pitch behind.
+    // A melody that was moved to a scale no longer has its own pitch.
     return std::abs(deviation) > 0.5 ? 0.0 : (1.0 - correction) * deviation;
 }
 

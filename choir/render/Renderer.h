@@ -51,7 +51,7 @@ class Renderer {
 
     // Number of voices; new ones are silent. Voices keep what they were told.
     void SetVoiceCount(int count);
-    // Tells a voice (from 0) what to sing. Other voices are not touched.
+    // Sets what a voice (from 0) sings. Other voices are not touched.
     void SetVoice(int voice, const VoiceOrder& order);
     // What became of it: segments, times and levels.
     const VoicePlan& plan(int voice) const;

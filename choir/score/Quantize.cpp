@@ -23,7 +23,7 @@ int TickInBeat(int64_t tick) {
 bool IsThird(int64_t tick) { return TickInBeat(tick) % 8 == 0 && TickInBeat(tick) != 0; }
 bool IsFraction(int64_t tick) { return TickInBeat(tick) % 6 == 0 && TickInBeat(tick) != 0; }
 
-// How hard a line is to read; negative where there is none.
+// How hard a line is to read; negative where no line is.
 double PriceOfLine(int64_t tick) {
     const int inBeat = TickInBeat(tick);
     if (inBeat == 0) {

@@ -6,7 +6,7 @@
 // lag), and the distance divided by the number of periods. The marks say how many periods that are.
 //
 //     for  held notes with or without vibrato, 60 to 1400 Hz, any rate
-//     against  noise and consonants: the agreement is low there, and tells so
+//     against  noise and consonants: the agreement is low there, and shows it
 //
 // Cost: linear in the recording, about a million products per second of it.
 #pragma once

@@ -20,7 +20,7 @@ constexpr double kKnotDistance = 4.0;   // [s] of the curve: about a phrase
 constexpr double kSlopesTried = 5.0;    // in Schwarz's criterion: one slope of many always fits by chance
 constexpr double kHuber = 1.5;          // standard deviations from which a note's pull stays the same
 constexpr double kLeastSpread = 0.03;   // [semitones] no singer is steadier
-constexpr int kRounds = 8;              // of fitting and weighing anew
+constexpr int kRounds = 8;              // of fitting and weighing again
 constexpr double kLongHarmony = 0.3;    // [s] shorter notes are not heard as pure
 
 struct Weighed {
