@@ -53,45 +53,45 @@ int32_t Frames() { return static_cast<int32_t>(SungMinute().size()); }
 // One job as a host does it.
 class Job {
   public:
-    Job() { mlhCreateInstance(&handle); }
-    ~Job() { mlhDestroyInstance(&handle); }
+    Job() { mlhCreateInstance(&handle_); }
+    ~Job() { mlhDestroyInstance(&handle_); }
     Job(const Job&) = delete;
     Job& operator=(const Job&) = delete;
 
-    void Analyse() { mlhAssignInputData32(handle, SungMinute().data(), Frames(), 1, 44100); }
+    void Analyse() { mlhAssignInputData32(handle_, SungMinute().data(), Frames(), 1, 44100); }
 
     void SetChords() {
-        mlhSetParams(handle, true, 4, 1, 0.5f, 0, false);
+        mlhSetParams(handle_, true, 4, 1, 0.5f, 0, false);
         ChordVector* const chords = mlhGetNewChordVector();
         for (int i = 0; i < 24; ++i) {
             const int32_t root = 48 + i % 3 * 5;
             mlhChordVectorAddItem(chords, {2.5f * static_cast<float>(i), {root, root + 4, root + 7, -1}});
         }
-        mlhSetChordVector(handle, chords);
+        mlhSetChordVector(handle_, chords);
         mlhDisposeChordVector(chords);
     }
 
     void Render(std::vector<int16_t>& out) {
-        mlhProcessOutputData16(handle, out.data(), Frames(), 1, nullptr);
+        mlhProcessOutputData16(handle_, out.data(), Frames(), 1, nullptr);
     }
 
   private:
-    void* handle = nullptr;
+    void* handle_ = nullptr;
 };
 
 // Processor time, so that a busy machine disturbs little.
 class Stopwatch {
   public:
-    void Start() { start = std::clock(); }
-    void Stop() { least = std::min(least, static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC); }
+    void Start() { start_ = std::clock(); }
+    void Stop() { least_ = std::min(least_, static_cast<double>(std::clock() - start_) / CLOCKS_PER_SEC); }
     void Report(benchmark::State& state) const {
-        state.counters["cpu_ms_per_s"] = 1000.0 * least * kSampleRate / Frames();
+        state.counters["cpu_ms_per_s"] = 1000.0 * least_ * kSampleRate / Frames();
         state.counters["level"] = CurrentLevel();
     }
 
   private:
-    std::clock_t start = 0;
-    double least = 1e9;
+    std::clock_t start_ = 0;
+    double least_ = 1e9;
 };
 
 void Analysis(benchmark::State& state) {

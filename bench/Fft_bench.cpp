@@ -54,35 +54,35 @@ double BatchTime(int32_t n, Transform transform) {
 class Fftw {
   public:
     Fftw(Direction direction, int32_t n)
-        : n(n),
-          noise(Noise(n)),
-          samples(fftwf_alloc_real(static_cast<size_t>(n))),
-          spectrum(fftwf_alloc_complex(static_cast<size_t>(n) / 2 + 1)) {
-        plan = direction == kForward ? fftwf_plan_dft_r2c_1d(n, samples, spectrum, FFTW_MEASURE)
-                                     : fftwf_plan_dft_c2r_1d(n, spectrum, samples, FFTW_MEASURE);
+        : n_(n),
+          noise_(Noise(n)),
+          samples_(fftwf_alloc_real(static_cast<size_t>(n))),
+          spectrum_(fftwf_alloc_complex(static_cast<size_t>(n) / 2 + 1)) {
+        plan_ = direction == kForward ? fftwf_plan_dft_r2c_1d(n, samples_, spectrum_, FFTW_MEASURE)
+                                     : fftwf_plan_dft_c2r_1d(n, spectrum_, samples_, FFTW_MEASURE);
         Refill();
     }
     Fftw(const Fftw&) = delete;
     Fftw& operator=(const Fftw&) = delete;
     ~Fftw() {
-        fftwf_destroy_plan(plan);
-        fftwf_free(spectrum);
-        fftwf_free(samples);
+        fftwf_destroy_plan(plan_);
+        fftwf_free(spectrum_);
+        fftwf_free(samples_);
     }
-    void operator()() { fftwf_execute(plan); }
+    void operator()() { fftwf_execute(plan_); }
     /// Its inverse uses its input up.
     void Refill() {
-        std::copy(noise.get(), noise.get() + n, samples);
-        std::copy(noise.get(), noise.get() + n, &spectrum[0][0]);
-        spectrum[n / 2][0] = spectrum[n / 2][1] = 0.0f;
+        std::copy(noise_.get(), noise_.get() + n_, samples_);
+        std::copy(noise_.get(), noise_.get() + n_, &spectrum_[0][0]);
+        spectrum_[n_ / 2][0] = spectrum_[n_ / 2][1] = 0.0f;
     }
 
   private:
-    int32_t n;
-    VecPointer noise;
-    float* samples;
-    fftwf_complex* spectrum;
-    fftwf_plan plan;
+    int32_t n_;
+    VecPointer noise_;
+    float* samples_;
+    fftwf_complex* spectrum_;
+    fftwf_plan plan_;
 };
 #endif
 

@@ -41,8 +41,8 @@ class CKKF {
     int32_t FindLag(const float* a, const float* b, int32_t length, int32_t maxLag, int32_t centre,
                     int32_t radius);
 
-    int32_t GetSize() const { return size; }
-    const float* GetOutput() const { return output.get(); }
+    int32_t GetSize() const { return size_; }
+    const float* GetOutput() const { return output_.get(); }
 
   private:
     struct LagRange {
@@ -51,9 +51,9 @@ class CKKF {
     static LagRange SearchedLags(int32_t maxLag, int32_t centre, int32_t radius);
     void CorrelateLags(const float* a, const float* b, int32_t length, LagRange lags);
 
-    int32_t size = 0;
-    CcfPointer ccf;
-    VecPointer output;
+    int32_t size_ = 0;
+    CcfPointer ccf_;
+    VecPointer output_;
 };
 
 }  // namespace mlh::qrtSPAdapter

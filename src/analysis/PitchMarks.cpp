@@ -37,56 +37,56 @@ int32_t CreatePitchMarks(CPitchMarksIf** out) {
 }
 
 int32_t CPitchMarks::Clear() {
-    std::fill_n(records.begin(), capacity, PitchMark{});
-    count = 0;
-    risesStrictly = true;
+    std::fill_n(records_.begin(), capacity_, PitchMark{});
+    count_ = 0;
+    risesStrictly_ = true;
     return 0;
 }
 
 int32_t CPitchMarks::KeepNewest(int32_t n) {
-    n = std::clamp(n, 0, count);
-    std::move(records.begin() + (count - n), records.begin() + count, records.begin());
-    count = n;
-    risesStrictly = RiseStrictly(records.data(), count);
+    n = std::clamp(n, 0, count_);
+    std::move(records_.begin() + (count_ - n), records_.begin() + count_, records_.begin());
+    count_ = n;
+    risesStrictly_ = RiseStrictly(records_.data(), count_);
     return 0;
 }
 
 int32_t CPitchMarks::Reserve(int32_t newCapacity) {
-    if (reserved) return kWrongState;
-    capacity = std::max(newCapacity, count);
-    records.resize(std::max(records.size(), static_cast<size_t>(capacity)));
-    reserved = true;
+    if (reserved_) return kWrongState;
+    capacity_ = std::max(newCapacity, count_);
+    records_.resize(std::max(records_.size(), static_cast<size_t>(capacity_)));
+    reserved_ = true;
     return 0;
 }
 
 int32_t CPitchMarks::GetRecords(const PitchMark** out) const {
-    *out = records.data();
-    return count;
+    *out = records_.data();
+    return count_;
 }
 
-int32_t CPitchMarks::GetCount() const { return count; }
+int32_t CPitchMarks::GetCount() const { return count_; }
 
 int32_t CPitchMarks::SetRecords(const PitchMark* newRecords, int32_t n) {
     if (n < 0 || (n > 0 && !newRecords)) return kBadArgument;
-    if (!reserved && capacity != 0 && capacity != n) return kBadArgument;
-    records = std::vector<PitchMark>(newRecords, newRecords + n);  // a copy first: it may be our own array
-    capacity = n;
-    count = n;
-    reserved = true;
-    risesStrictly = RiseStrictly(records.data(), count);
+    if (!reserved_ && capacity_ != 0 && capacity_ != n) return kBadArgument;
+    records_ = std::vector<PitchMark>(newRecords, newRecords + n);  // a copy first: it may be our own array
+    capacity_ = n;
+    count_ = n;
+    reserved_ = true;
+    risesStrictly_ = RiseStrictly(records_.data(), count_);
     return 0;
 }
 
 int32_t CPitchMarks::AppendMark(int32_t position, float harmonicity, float energy, float transient,
                                 float peakWidth, float period) {
-    if (count == capacity) {
-        ++capacity;
-        if (records.size() < static_cast<size_t>(capacity)) {
-            records.resize(std::max(records.size() * 2, size_t{16}));
+    if (count_ == capacity_) {
+        ++capacity_;
+        if (records_.size() < static_cast<size_t>(capacity_)) {
+            records_.resize(std::max(records_.size() * 2, size_t{16}));
         }
     }
-    risesStrictly = risesStrictly && (count == 0 || records[count - 1].position < position);
-    records[count++] = PitchMark{position, energy, transient, harmonicity, peakWidth, period};
+    risesStrictly_ = risesStrictly_ && (count_ == 0 || records_[count_ - 1].position < position);
+    records_[count_++] = PitchMark{position, energy, transient, harmonicity, peakWidth, period};
     return 0;
 }
 
@@ -96,65 +96,65 @@ int32_t CPitchMarks::AppendMarkNoPeriod(int32_t position, float harmonicity, flo
 }
 
 int32_t CPitchMarks::RemoveLast() {
-    if (count > 0) --count;
+    if (count_ > 0) --count_;
     return 0;
 }
 
-int32_t CPitchMarks::GetLastPosition() const { return GetPosition(count - 1); }
+int32_t CPitchMarks::GetLastPosition() const { return GetPosition(count_ - 1); }
 
-int32_t CPitchMarks::GetPosition(int32_t i) const { return Has(i) ? records[i].position : -1; }
+int32_t CPitchMarks::GetPosition(int32_t i) const { return Has(i) ? records_[i].position : -1; }
 
 int32_t CPitchMarks::GetDistanceToNext(int32_t i) const {
-    if (i < 0 || i >= count - 1) return -1;
+    if (i < 0 || i >= count_ - 1) return -1;
     // Only a list with falling positions can leave the range of 32 bits; it wraps.
-    return static_cast<int32_t>(static_cast<int64_t>(records[i + 1].position) - records[i].position);
+    return static_cast<int32_t>(static_cast<int64_t>(records_[i + 1].position) - records_[i].position);
 }
 
 int32_t CPitchMarks::GetPeriod(int32_t i) const {
     if (!Has(i)) return -1;
-    return TruncateToInt32OrZero(records[i].period);
+    return TruncateToInt32OrZero(records_[i].period);
 }
 
-float CPitchMarks::GetTransient(int32_t i) const { return Has(i) ? records[i].transient : -1.0f; }
-float CPitchMarks::GetEnergy(int32_t i) const { return Has(i) ? records[i].energy : -1.0f; }
-float CPitchMarks::GetHarmonicity(int32_t i) const { return Has(i) ? records[i].harmonicity : -1.0f; }
-float CPitchMarks::GetPeakWidth(int32_t i) const { return Has(i) ? records[i].peakWidth : -1.0f; }
+float CPitchMarks::GetTransient(int32_t i) const { return Has(i) ? records_[i].transient : -1.0f; }
+float CPitchMarks::GetEnergy(int32_t i) const { return Has(i) ? records_[i].energy : -1.0f; }
+float CPitchMarks::GetHarmonicity(int32_t i) const { return Has(i) ? records_[i].harmonicity : -1.0f; }
+float CPitchMarks::GetPeakWidth(int32_t i) const { return Has(i) ? records_[i].peakWidth : -1.0f; }
 
 int32_t CPitchMarks::FindNearest(int32_t from, int32_t position) const {
-    if (from < 0 || from >= count - 1) return -1;
+    if (from < 0 || from >= count_ - 1) return -1;
     // Where positions rise strictly, the distance falls up to the last mark before `position`, so the walk
     // can start there and ends after at most two steps, with the walk's own answer. Found in steps that
     // double, then by halves: callers know a mark nearby, and far ones cost no more than by halves alone.
     int32_t start = from;
-    if (risesStrictly) {
+    if (risesStrictly_) {
         int32_t step = 1;
-        while (step < count - from && records[from + step].position < position) step *= 2;
-        const auto first = records.begin() + (from + step / 2);
-        const auto last = records.begin() + std::min(count, from + step);
+        while (step < count_ - from && records_[from + step].position < position) step *= 2;
+        const auto first = records_.begin() + (from + step / 2);
+        const auto last = records_.begin() + std::min(count_, from + step);
         const auto behind = std::lower_bound(first, last, position, Precedes);
-        start = std::max(from, static_cast<int32_t>(behind - records.begin()) - 1);
+        start = std::max(from, static_cast<int32_t>(behind - records_.begin()) - 1);
     }
-    int64_t best = Distance(records[start], position);
-    for (int32_t j = start + 1; j < count; ++j) {
-        const int64_t distance = Distance(records[j], position);
+    int64_t best = Distance(records_[start], position);
+    for (int32_t j = start + 1; j < count_; ++j) {
+        const int64_t distance = Distance(records_[j], position);
         if (distance >= best) return j - 1;
         best = distance;
     }
-    return count - 1;
+    return count_ - 1;
 }
 
 int32_t CPitchMarks::FindAfter(int32_t& index, int32_t distance) const {
     if (!Has(index)) return -1;
-    const int64_t start = records[index].position;
+    const int64_t start = records_[index].position;
     const int64_t target = start + distance;
-    const auto first = records.begin() + index;
-    const auto end = records.begin() + count;
+    const auto first = records_.begin() + index;
+    const auto end = records_.begin() + count_;
     const auto found =
-        risesStrictly
+        risesStrictly_
             ? std::upper_bound(first, end, target, Follows)
             : std::find_if(first, end, [target](const PitchMark& mark) { return Follows(target, mark); });
     if (found == end) return -1;
-    index = static_cast<int32_t>(found - records.begin());
+    index = static_cast<int32_t>(found - records_.begin());
     return static_cast<int32_t>(found->position - start);
 }
 

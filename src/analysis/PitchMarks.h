@@ -108,17 +108,17 @@ class CPitchMarks final : public CPitchMarksIf {
     int32_t FindAfter(int32_t& index, int32_t distance) const override;
 
     // How many marks the list counts as having room for: what was reserved, then one more per mark.
-    int32_t GetCapacity() const { return capacity; }
+    int32_t GetCapacity() const { return capacity_; }
 
   private:
-    bool Has(int32_t i) const { return i >= 0 && i < count; }
+    bool Has(int32_t i) const { return i >= 0 && i < count_; }
 
     // Its size may run ahead of `capacity`, so that a mark appended costs constant time on average.
-    std::vector<PitchMark> records;
-    int32_t capacity = 0;
-    int32_t count = 0;
-    bool reserved = false;
-    bool risesStrictly = true;  // lets the look-ups search by halves
+    std::vector<PitchMark> records_;
+    int32_t capacity_ = 0;
+    int32_t count_ = 0;
+    bool reserved_ = false;
+    bool risesStrictly_ = true;  // lets the look-ups search by halves
 };
 
 }  // namespace mlh

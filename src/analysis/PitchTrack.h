@@ -38,7 +38,7 @@ class CPTPreProcess {
     /// Takes 0 to kCapacity interleaved frames. The samples at 11025 Hz are valid until the next call.
     std::span<const float> Process(const float* samples, int32_t frames);
     /// No call gives more samples than that.
-    int32_t GetLargestOutput() const { return static_cast<int32_t>(output.size()); }
+    int32_t GetLargestOutput() const { return static_cast<int32_t>(output_.size()); }
     /// Frames that the next call must bring to yield `outFrames` samples.
     int32_t GetRequiredInput(int32_t outFrames) const;
     void Reset();
@@ -46,13 +46,13 @@ class CPTPreProcess {
   private:
     void MixDown(const float* samples, int32_t frames);
 
-    int32_t sampleRate;
-    int32_t channelCount;
-    std::unique_ptr<CResampleBase> resampler;
-    std::unique_ptr<qMELODOR::CEqIf> lowPass;
-    std::unique_ptr<qMELODOR::CEqIf> highPass;
-    std::vector<float> mono;    // one call at the input rate
-    std::vector<float> output;  // the same at 11025 Hz
+    int32_t sampleRate_;
+    int32_t channelCount_;
+    std::unique_ptr<CResampleBase> resampler_;
+    std::unique_ptr<qMELODOR::CEqIf> lowPass_;
+    std::unique_ptr<qMELODOR::CEqIf> highPass_;
+    std::vector<float> mono_;    // one call at the input rate
+    std::vector<float> output_;  // the same at 11025 Hz
 };
 
 /// What one frame shows by itself, before the past is asked. Bins are bins of the spectrum.
@@ -90,15 +90,15 @@ class CPTAnalysisNew {
     void Reset();
 
     /// Harmonicity [dB] that a pitch of 160 Hz and above must reach to be voiced; initially 0.
-    void SetVoicingThreshold(float decibels) { voicingThresholdDb = decibels; }
-    float GetVoicingThreshold() const { return voicingThresholdDb; }
+    void SetVoicingThreshold(float decibels) { voicingThresholdDb_ = decibels; }
+    float GetVoicingThreshold() const { return voicingThresholdDb_; }
 
-    const PitchFrame& GetFrame() const { return frame; }
-    float GetHarmonicRatio() const { return harmonicRatio; }
-    float GetLastPitchHz() const { return lastPitchHz; }
-    bool IsOctaveDown() const { return octaveDown; }
+    const PitchFrame& GetFrame() const { return frame_; }
+    float GetHarmonicRatio() const { return harmonicRatio_; }
+    float GetLastPitchHz() const { return lastPitchHz_; }
+    bool IsOctaveDown() const { return octaveDown_; }
     /// Pitches [Hz] of the last 11 voiced frames before the present one, newest first.
-    std::span<const float, 11> GetPitchHistory() const { return pitchHistory; }
+    std::span<const float, 11> GetPitchHistory() const { return pitchHistory_; }
 
   private:
     static constexpr int32_t kHistoryLength = 11;
@@ -129,25 +129,25 @@ class CPTAnalysisNew {
     int32_t HzToBin(float hz) const;  // nearest
     int32_t BinOf(int32_t hz) const;  // at or below
 
-    int32_t sampleRate;
-    int32_t fftSize;
-    int32_t frameSize;
-    int32_t minCombBin;    // the harmonic sum's candidate must lie above this to be taken
-    int32_t combStartBin;  // first bin of the harmonic sum
-    std::vector<float> window;
-    std::vector<float> combDivisor;  // [bin] how many harmonics it is a sum of
-    PaddedSpectrum paddedSpectrum;
-    Autocorrelation correlation;  // of the spectrum's lower half
-    PitchFrame frame;
+    int32_t sampleRate_;
+    int32_t fftSize_;
+    int32_t frameSize_;
+    int32_t minCombBin_;    // the harmonic sum's candidate must lie above this to be taken
+    int32_t combStartBin_;  // first bin of the harmonic sum
+    std::vector<float> window_;
+    std::vector<float> combDivisor_;  // [bin] how many harmonics it is a sum of
+    PaddedSpectrum paddedSpectrum_;
+    Autocorrelation correlation_;  // of the spectrum's lower half
+    PitchFrame frame_;
 
-    float harmonicRatio;
-    float peakWidth;
-    float levelChange;
-    float previousLevel;
-    float pitchHistory[kHistoryLength];
-    float lastPitchHz;  // of the frame before, voiced or not
-    bool octaveDown;    // the frame before was taken an octave down
-    float voicingThresholdDb = 0.0f;
+    float harmonicRatio_;
+    float peakWidth_;
+    float levelChange_;
+    float previousLevel_;
+    float pitchHistory_[kHistoryLength];
+    float lastPitchHz_;  // of the frame before, voiced or not
+    bool octaveDown_;    // the frame before was taken an octave down
+    float voicingThresholdDb_ = 0.0f;
 };
 
 /// Tracks the fundamental of a signal at a fixed internal rate of 11025 Hz, whatever the input rate.
@@ -191,8 +191,8 @@ class CPitchTrack {
     /// Forgets everything but the voicing threshold.
     void Reset();
 
-    float GetPeakLevel() const { return peakLevel; }
-    const CPTAnalysisNew& GetAnalysis() const { return analysis; }
+    float GetPeakLevel() const { return peakLevel_; }
+    const CPTAnalysisNew& GetAnalysis() const { return analysis_; }
 
   private:
     struct Sizes {
@@ -203,13 +203,13 @@ class CPitchTrack {
     static Sizes SizesOfMode(int32_t mode);
     void AnalyzeNextFrame();
 
-    CPTPreProcess preProcess;
-    CPTAnalysisNew analysis;
-    Sizes sizes;
+    CPTPreProcess preProcess_;
+    CPTAnalysisNew analysis_;
+    Sizes sizes_;
 
-    SampleQueue samples;  // at the tracker's rate, from the start of the next frame on
-    float peakLevel;      // the largest level seen
-    PitchTrackResult result;
+    SampleQueue samples_;  // at the tracker's rate, from the start of the next frame on
+    float peakLevel_;      // the largest level seen
+    PitchTrackResult result_;
 };
 
 }  // namespace mlh

@@ -99,252 +99,252 @@ int32_t ToMarkPosition(int64_t position) {
 
 CPSOLAAnalysis::CPSOLAAnalysis(CPitchMarksIf* marks, float sampleRate, int32_t blockSize,
                                int32_t channelCount, bool enhanced, int32_t bufferSize)
-    : marks(marks),
-      sampleRate(sampleRate),
-      channelCount(channelCount),
-      enhanced(enhanced),
-      settings(SettingsFor(sampleRate)),
-      minPeriodUnit(enhanced ? settings.minPeriodUnitEnhanced : settings.minPeriodUnitPlain),
-      blockSize(std::clamp(blockSize, 1, kMaxBlockSize + 1) * settings.blockFactor),
-      bufferSize(bufferSize == 0 ? settings.bufferSize : bufferSize),
-      lowPassFilter(-0.9f),
-      highPassFilter(-0.5f),
-      windows(FirstWindows()),
-      period(static_cast<float>(settings.tailFill / (2 * this->blockSize))),
-      previousDistance(windows.halfWindow) {
+    : marks_(marks),
+      sampleRate_(sampleRate),
+      channelCount_(channelCount),
+      enhanced_(enhanced),
+      settings_(SettingsFor(sampleRate)),
+      minPeriodUnit_(enhanced ? settings_.minPeriodUnitEnhanced : settings_.minPeriodUnitPlain),
+      blockSize_(std::clamp(blockSize, 1, kMaxBlockSize + 1) * settings_.blockFactor),
+      bufferSize_(bufferSize == 0 ? settings_.bufferSize : bufferSize),
+      lowPassFilter_(-0.9f),
+      highPassFilter_(-0.5f),
+      windows_(FirstWindows()),
+      period_(static_cast<float>(settings_.tailFill / (2 * this->blockSize_))),
+      previousDistance_(windows_.halfWindow) {
     InitDispatch(-1);
     if (marks && marks->GetCount() == 0) marks->AppendMarkNoPeriod(0, 0.0f, 0.0f, 0.0f, 0.0f);
 }
 
 bool CPSOLAAnalysis::ArgumentsAreValid() const {
-    return marks && channelCount >= 1 && sampleRate >= 1.0f && sampleRate <= kMaxSampleRate &&
-           IsPowerOfTwo(blockSize) && blockSize >= kMinBlockSize * settings.blockFactor &&
-           bufferSize >= std::max(4 * blockSize, settings.tailFill);
+    return marks_ && channelCount_ >= 1 && sampleRate_ >= 1.0f && sampleRate_ <= kMaxSampleRate &&
+           IsPowerOfTwo(blockSize_) && blockSize_ >= kMinBlockSize * settings_.blockFactor &&
+           bufferSize_ >= std::max(4 * blockSize_, settings_.tailFill);
 }
 
 int32_t CPSOLAAnalysis::Initialize() {
     if (!ArgumentsAreValid()) return kBadArgument;
     try {
-        if (enhanced) {
+        if (enhanced_) {
             CPitchTrack* created = nullptr;
-            if (CPitchTrack::Create(&created, static_cast<int32_t>(sampleRate), 1, 1) != 0)
+            if (CPitchTrack::Create(&created, static_cast<int32_t>(sampleRate_), 1, 1) != 0)
                 return kOutOfMemory;
-            tracker.reset(created);
-            trackerInput.Allocate(bufferSize, 0);
+            tracker_.reset(created);
+            trackerInput_.Allocate(bufferSize_, 0);
         }
-        samples.Allocate(bufferSize, blockSize);  // 1.5 windows are looked at where 1 is there for sure
-        correlators.clear();
-        const int32_t smallest = enhanced ? blockSize / 4 : 2 * blockSize;
-        const int32_t largest = enhanced ? 4 * blockSize : 2 * blockSize;
+        samples_.Allocate(bufferSize_, blockSize_);  // 1.5 windows are looked at where 1 is there for sure
+        correlators_.clear();
+        const int32_t smallest = enhanced_ ? blockSize_ / 4 : 2 * blockSize_;
+        const int32_t largest = enhanced_ ? 4 * blockSize_ : 2 * blockSize_;
         for (int32_t size = smallest; size <= largest; size *= 2) {
-            correlators.push_back(std::make_unique<qrtSPAdapter::CKKF>());
-            if (correlators.back()->Configure(size) != 0) return kOutOfMemory;
+            correlators_.push_back(std::make_unique<qrtSPAdapter::CKKF>());
+            if (correlators_.back()->Configure(size) != 0) return kOutOfMemory;
         }
     } catch (const std::bad_alloc&) {
         return kOutOfMemory;
     }
-    initialized = true;
+    initialized_ = true;
     return 0;
 }
 
 CPSOLAAnalysis::Windows CPSOLAAnalysis::FirstWindows() const {
-    return {blockSize, blockSize / 2, blockSize / 4, blockSize / 4};
+    return {blockSize_, blockSize_ / 2, blockSize_ / 4, blockSize_ / 4};
 }
 
 int32_t CPSOLAAnalysis::Reset() {
-    if (!initialized) return kWrongState;
-    windows = FirstWindows();
-    lag = 0;
-    predictedLag = 0;
-    lastMark = 0;
-    nextMark = 0;
-    distance = 0;
-    samples.Clear();
-    trackerInput.Clear();
-    trackerPosition = 0;
-    previousHighPeak = 0.0f;
-    previousLowPeak = 0.0f;
-    transientNow = false;
-    transientBefore = false;
-    marks->KeepNewest(0);
-    marks->AppendMarkNoPeriod(0, 0.0f, 0.0f, 0.0f, 0.0f);
-    tracked = PitchTrackResult{};
-    if (tracker) tracker->Reset();
+    if (!initialized_) return kWrongState;
+    windows_ = FirstWindows();
+    lag_ = 0;
+    predictedLag_ = 0;
+    lastMark_ = 0;
+    nextMark_ = 0;
+    distance_ = 0;
+    samples_.Clear();
+    trackerInput_.Clear();
+    trackerPosition_ = 0;
+    previousHighPeak_ = 0.0f;
+    previousLowPeak_ = 0.0f;
+    transientNow_ = false;
+    transientBefore_ = false;
+    marks_->KeepNewest(0);
+    marks_->AppendMarkNoPeriod(0, 0.0f, 0.0f, 0.0f, 0.0f);
+    tracked_ = PitchTrackResult{};
+    if (tracker_) tracker_->Reset();
     return 0;
 }
 
-int32_t CPSOLAAnalysis::GetFreeSpace() const { return bufferSize - samples.Size(); }
+int32_t CPSOLAAnalysis::GetFreeSpace() const { return bufferSize_ - samples_.Size(); }
 
 void CPSOLAAnalysis::SetVoicingThreshold(float decibels) {
-    if (tracker) tracker->SetVoicingThreshold(decibels);
+    if (tracker_) tracker_->SetVoicingThreshold(decibels);
 }
 
-float CPSOLAAnalysis::GetVoicingThreshold() const { return tracker ? tracker->GetVoicingThreshold() : 0.0f; }
+float CPSOLAAnalysis::GetVoicingThreshold() const { return tracker_ ? tracker_->GetVoicingThreshold() : 0.0f; }
 
 int32_t CPSOLAAnalysis::AnalyzeBlock(const float* const* channels, int32_t frameCount) {
-    if (!initialized) return kWrongState;
+    if (!initialized_) return kWrongState;
     if (channels) {
         if (frameCount < 0 || frameCount > GetFreeSpace()) return kBadArgument;
         const float* mono = AppendSum(channels, 0, frameCount);
-        if (tracker) std::copy_n(mono, frameCount, trackerInput.Append(frameCount));
+        if (tracker_) std::copy_n(mono, frameCount, trackerInput_.Append(frameCount));
     }
     // Ends: each round drops at least a sample, since no lag is as long as half a window.
-    while (samples.Size() >= 2 * blockSize) {
-        if (enhanced) {
+    while (samples_.Size() >= 2 * blockSize_) {
+        if (enhanced_) {
             const bool trackerIsAhead = RunTrackerAhead();
             if (!trackerIsAhead && channels) return 0;
             // A short period is expected afresh at each mark: the last lag would soon drift off by a period.
-            const auto samplesPerPeriod = static_cast<int32_t>(period);
-            if (samplesPerPeriod > 0 && samplesPerPeriod < 2 * minPeriodUnit) FollowPeriod(kRadiusVoiced);
+            const auto samplesPerPeriod = static_cast<int32_t>(period_);
+            if (samplesPerPeriod > 0 && samplesPerPeriod < 2 * minPeriodUnit_) FollowPeriod(kRadiusVoiced);
         }
         Measured mark;
-        const bool align = enhanced && tracked.harmonicityDb != 0.0f;
-        const TooNear tooNear = enhanced ? TooNear::skip : TooNear::repeatDistance;
-        const Step step = AdvanceToNextMark(marks->GetLastPosition(), align, tooNear, mark);
+        const bool align = enhanced_ && tracked_.harmonicityDb != 0.0f;
+        const TooNear tooNear = enhanced_ ? TooNear::skip : TooNear::repeatDistance;
+        const Step step = AdvanceToNextMark(marks_->GetLastPosition(), align, tooNear, mark);
         if (step == Step::starved) return 0;
         if (step == Step::marked) {
-            marks->AppendMark(ToMarkPosition(mark.position), tracked.harmonicityDb, mark.energy,
-                              mark.transient, tracked.peakWidth, mark.period);
+            marks_->AppendMark(ToMarkPosition(mark.position), tracked_.harmonicityDb, mark.energy,
+                              mark.transient, tracked_.peakWidth, mark.period);
         }
     }
     return 0;
 }
 
 int32_t CPSOLAAnalysis::InsertHop() {
-    if (!initialized) return kWrongState;
-    lastMark += settings.fallbackHop;
-    return marks->AppendMarkNoPeriod(ToMarkPosition(lastMark), 0.0f, 0.0f, 0.0f, 0.0f);
+    if (!initialized_) return kWrongState;
+    lastMark_ += settings_.fallbackHop;
+    return marks_->AppendMarkNoPeriod(ToMarkPosition(lastMark_), 0.0f, 0.0f, 0.0f, 0.0f);
 }
 
 int32_t CPSOLAAnalysis::Finish() {
-    if (!initialized) return kWrongState;
-    const int32_t end = ToMarkPosition(lastMark + samples.Size());
-    while (marks->GetLastPosition() < end) {
-        const int32_t padding = settings.tailFill - samples.Size();
+    if (!initialized_) return kWrongState;
+    const int32_t end = ToMarkPosition(lastMark_ + samples_.Size());
+    while (marks_->GetLastPosition() < end) {
+        const int32_t padding = settings_.tailFill - samples_.Size();
         if (padding < 1) break;
-        samples.Append(padding);
+        samples_.Append(padding);
         AnalyzeBlock(nullptr, 0);
     }
-    while (marks->GetCount() > 0 && marks->GetLastPosition() >= end) marks->RemoveLast();
-    return marks->AppendMark(end, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f);
+    while (marks_->GetCount() > 0 && marks_->GetLastPosition() >= end) marks_->RemoveLast();
+    return marks_->AppendMark(end, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f);
 }
 
 // Appends the sum of the channels to the samples and returns where it stands.
 const float* CPSOLAAnalysis::AppendSum(const float* const* channels, int32_t start, int32_t count) {
-    float* mono = samples.Append(count);
-    for (int32_t c = 0; c < channelCount; ++c) Ops().VecAdd(mono, channels[c] + start, count);
+    float* mono = samples_.Append(count);
+    for (int32_t c = 0; c < channelCount_; ++c) Ops().VecAdd(mono, channels[c] + start, count);
     return mono;
 }
 
 // Lets the tracker see at least a block beyond the last mark. False where its input ends before that.
 bool CPSOLAAnalysis::RunTrackerAhead() {
-    while (trackerPosition <= std::max(blockSize, windows.window) + lastMark) {
-        const int32_t hop = std::max(tracker->GetHopInInputSamples(), 1);
-        if (trackerInput.Size() <= hop + blockSize) return false;
-        tracker->Process(trackerInput.Data(), hop, &tracked);
-        trackerInput.Drop(hop);
-        trackerPosition += hop;
+    while (trackerPosition_ <= std::max(blockSize_, windows_.window) + lastMark_) {
+        const int32_t hop = std::max(tracker_->GetHopInInputSamples(), 1);
+        if (trackerInput_.Size() <= hop + blockSize_) return false;
+        tracker_->Process(trackerInput_.Data(), hop, &tracked_);
+        trackerInput_.Drop(hop);
+        trackerPosition_ += hop;
         FollowTracker();
     }
     return true;
 }
 
 void CPSOLAAnalysis::FollowTracker() {
-    if (tracked.pitchHz <= 0.0f) {
-        period = -1.0f;
+    if (tracked_.pitchHz <= 0.0f) {
+        period_ = -1.0f;
     } else {
-        SetPeriod(tracked.pitchHz);
+        SetPeriod(tracked_.pitchHz);
     }
-    if (NearestPeriod32(period) < 1.0f) {
-        windows.window = blockSize / 4;
-        windows.halfWindow = blockSize / 8;
-        windows.quarterWindow = blockSize / 16;
-        if (windows.quarterWindow < windows.searchRadius) windows.searchRadius = blockSize / 32;
+    if (NearestPeriod32(period_) < 1.0f) {
+        windows_.window = blockSize_ / 4;
+        windows_.halfWindow = blockSize_ / 8;
+        windows_.quarterWindow = blockSize_ / 16;
+        if (windows_.quarterWindow < windows_.searchRadius) windows_.searchRadius = blockSize_ / 32;
     } else {
-        FollowPeriod(tracked.harmonicityDb == 0.0f ? kRadiusUnvoiced : kRadiusVoiced);
+        FollowPeriod(tracked_.harmonicityDb == 0.0f ? kRadiusUnvoiced : kRadiusVoiced);
     }
 }
 
 void CPSOLAAnalysis::SetPeriod(float hertz) {
-    const float limit = static_cast<float>(2 * blockSize);
-    const float measured = sampleRate / hertz;
-    period = measured < limit ? measured : limit;
+    const float limit = static_cast<float>(2 * blockSize_);
+    const float measured = sampleRate_ / hertz;
+    period_ = measured < limit ? measured : limit;
 }
 
 // Windows of two periods, and the lag that this period would give.
 void CPSOLAAnalysis::FollowPeriod(float radiusShare) {
-    const auto samplesPerPeriod = static_cast<int32_t>(period);
-    windows.window = std::max(std::min(2 * samplesPerPeriod, 2 * blockSize), 2 * minPeriodUnit);
-    windows.halfWindow = windows.window / 2;
-    windows.quarterWindow = windows.window / 4;
+    const auto samplesPerPeriod = static_cast<int32_t>(period_);
+    windows_.window = std::max(std::min(2 * samplesPerPeriod, 2 * blockSize_), 2 * minPeriodUnit_);
+    windows_.halfWindow = windows_.window / 2;
+    windows_.quarterWindow = windows_.window / 4;
     SetSearchRadius(radiusShare);
-    predictedLag = windows.halfWindow - std::min(samplesPerPeriod, windows.halfWindow);
+    predictedLag_ = windows_.halfWindow - std::min(samplesPerPeriod, windows_.halfWindow);
 }
 
 void CPSOLAAnalysis::SetSearchRadius(float share) {
-    const auto radius = static_cast<int32_t>(period * share);
-    windows.searchRadius = std::min(std::max(radius, minPeriodUnit / 4), windows.quarterWindow);
+    const auto radius = static_cast<int32_t>(period_ * share);
+    windows_.searchRadius = std::min(std::max(radius, minPeriodUnit_ / 4), windows_.quarterWindow);
 }
 
 // Finds the next mark, measures it and moves the samples up to it. Where it lies too near to `lastStored` to
 // be one, `tooNear` decides.
 CPSOLAAnalysis::Step CPSOLAAnalysis::AdvanceToNextMark(int64_t lastStored, bool align, TooNear tooNear,
                                                        Measured& mark) {
-    if (samples.Size() < windows.window) return Step::starved;
+    if (samples_.Size() < windows_.window) return Step::starved;
     SelectCorrelator();
     FindLag();
     if (align) AlignToPeak();
-    distance = windows.halfWindow - lag;
-    nextMark = lastMark + distance;
+    distance_ = windows_.halfWindow - lag_;
+    nextMark_ = lastMark_ + distance_;
 
-    if (nextMark - lastStored < minPeriodUnit / 4) {
+    if (nextMark_ - lastStored < minPeriodUnit_ / 4) {
         if (tooNear == TooNear::skip) {
             MoveToNextMark();
             return Step::skipped;
         }
         RepeatPreviousDistance();
     }
-    if (samples.Size() < distance) return Step::starved;
+    if (samples_.Size() < distance_) return Step::starved;
 
-    mark.position = nextMark;
+    mark.position = nextMark_;
     MeasurePeriod(mark);
-    mark.period = static_cast<float>(windows.halfWindow - predictedLag);
+    mark.period = static_cast<float>(windows_.halfWindow - predictedLag_);
     MoveToNextMark();
-    transientBefore = transientNow;
-    transientNow = mark.transient > kStrongTransient;
+    transientBefore_ = transientNow_;
+    transientNow_ = mark.transient > kStrongTransient;
     return Step::marked;
 }
 
 // The smallest that holds the window twice, so that a short period does not pay for a long transform. Its
 // size is also the factor of the correlation, so where the grid of the search lies.
 void CPSOLAAnalysis::SelectCorrelator() {
-    const auto fits = [this](const auto& correlator) { return correlator->GetSize() >= 2 * windows.window; };
-    const auto found = std::find_if(correlators.begin(), correlators.end(), fits);
-    currentCorrelator = found != correlators.end() ? found->get() : correlators.back().get();
+    const auto fits = [this](const auto& correlator) { return correlator->GetSize() >= 2 * windows_.window; };
+    const auto found = std::find_if(correlators_.begin(), correlators_.end(), fits);
+    currentCorrelator_ = found != correlators_.end() ? found->get() : correlators_.back().get();
 }
 
 void CPSOLAAnalysis::FindLag() {
-    const float* waveform = samples.Data();
-    if (IsSilent(waveform, windows.window)) {
-        lag = 0;
+    const float* waveform = samples_.Data();
+    if (IsSilent(waveform, windows_.window)) {
+        lag_ = 0;
     } else {
-        const int32_t length = std::min(windows.window, currentCorrelator->GetSize() / 2);
-        lag = currentCorrelator->FindLag(waveform, waveform + windows.halfWindow, length,
-                                         windows.halfWindow - 1, predictedLag, windows.searchRadius);
+        const int32_t length = std::min(windows_.window, currentCorrelator_->GetSize() / 2);
+        lag_ = currentCorrelator_->FindLag(waveform, waveform + windows_.halfWindow, length,
+                                         windows_.halfWindow - 1, predictedLag_, windows_.searchRadius);
         // Where nothing was found, the expectation comes back, and may still be that of a wider window.
-        if (std::abs(lag) >= windows.halfWindow) lag = 0;
+        if (std::abs(lag_) >= windows_.halfWindow) lag_ = 0;
     }
-    predictedLag = lag;
+    predictedLag_ = lag_;
 }
 
 // Moves the mark towards the highest peak around it, so that marks keep to one feature of the waveform.
 void CPSOLAAnalysis::AlignToPeak() {
-    const int32_t expected = windows.halfWindow - lag;
-    if (expected <= 4 * minPeriodUnit) return;
-    const float* waveform = samples.Data();
+    const int32_t expected = windows_.halfWindow - lag_;
+    if (expected <= 4 * minPeriodUnit_) return;
+    const float* waveform = samples_.Data();
     const int32_t half = expected / 2;
     float best = waveform[expected] * waveform[expected] * kRivalFactor;
-    int32_t shift = lag;  // not 0: without a rival, a small lag is levelled out and a large one creeps on
+    int32_t shift = lag_;  // not 0: without a rival, a small lag is levelled out and a large one creeps on
     for (int32_t k = -half; k < half; ++k) {
         const float value = waveform[std::max(1, expected + k)];
         if (value * value > best) {
@@ -352,72 +352,72 @@ void CPSOLAAnalysis::AlignToPeak() {
             shift = k;
         }
     }
-    int32_t aligned = lag;
+    int32_t aligned = lag_;
     if (shift < -kNear) {
         aligned += kCreep;
     } else if (shift > kNear) {
         aligned -= kCreep;
     } else {
-        aligned = windows.halfWindow - std::max(1, expected + shift);
+        aligned = windows_.halfWindow - std::max(1, expected + shift);
     }
-    if (std::abs(aligned) < windows.halfWindow) lag = aligned;
+    if (std::abs(aligned) < windows_.halfWindow) lag_ = aligned;
 }
 
 // Where no tracker leads, a period too short to be one is taken for the one before.
 void CPSOLAAnalysis::RepeatPreviousDistance() {
-    distance = previousDistance;
-    nextMark = lastMark + distance;
-    windows = {blockSize, blockSize / 2, blockSize / 4, blockSize / 2};
-    predictedLag = windows.halfWindow - distance;
+    distance_ = previousDistance_;
+    nextMark_ = lastMark_ + distance_;
+    windows_ = {blockSize_, blockSize_ / 2, blockSize_ / 4, blockSize_ / 2};
+    predictedLag_ = windows_.halfWindow - distance_;
 }
 
 // Transient and energy of the samples up to the next mark, in one loop: the low-pass waits for its last value
 // long enough for all the rest to be done beside it.
 void CPSOLAAnalysis::MeasurePeriod(Measured& mark) {
-    const float* waveform = samples.Data();
-    CSimpleFIRFilter highPass = highPassFilter;
-    CSimpleIIRFilter lowPass = lowPassFilter;
+    const float* waveform = samples_.Data();
+    CSimpleFIRFilter highPass = highPassFilter_;
+    CSimpleIIRFilter lowPass = lowPassFilter_;
     // Peaks by comparison, so that what is not a number is never the largest.
     float highPeak = 0.0f;
     float lowPeak = 0.0f;
     double squares = 0.0;
-    for (int32_t i = 0; i < distance; ++i) {
+    for (int32_t i = 0; i < distance_; ++i) {
         const float high = std::fabs(highPass.Next(waveform[i]));
         const float low = std::fabs(lowPass.Next(waveform[i]));
         if (high > highPeak) highPeak = high;
         if (low > lowPeak) lowPeak = low;
         squares += static_cast<double>(waveform[i] * waveform[i]);
     }
-    highPassFilter = highPass;
-    lowPassFilter = lowPass;
+    highPassFilter_ = highPass;
+    lowPassFilter_ = lowPass;
 
-    mark.energy = static_cast<float>(squares / distance);
+    mark.energy = static_cast<float>(squares / distance_);
     mark.transient = Transient(highPeak, lowPeak);
-    previousHighPeak = highPeak;
-    previousLowPeak = lowPeak;
+    previousHighPeak_ = highPeak;
+    previousLowPeak_ = lowPeak;
 }
 
 float CPSOLAAnalysis::Transient(float highPeak, float lowPeak) const {
-    if (transientNow || transientBefore) return 0.0f;
-    const float high = AttackStrength(highPeak, previousHighPeak, kHighThreshold);
-    const float low = AttackStrength(lowPeak, previousLowPeak, kLowThreshold);
+    if (transientNow_ || transientBefore_) return 0.0f;
+    const float high = AttackStrength(highPeak, previousHighPeak_, kHighThreshold);
+    const float low = AttackStrength(lowPeak, previousLowPeak_, kLowThreshold);
     return high > low ? high : low;
 }
 
 void CPSOLAAnalysis::MoveToNextMark() {
-    samples.Drop(distance);
-    lastMark = nextMark;
-    previousDistance = distance;
+    samples_.Drop(distance_);
+    lastMark_ = nextMark_;
+    previousDistance_ = distance_;
 }
 
 int32_t CPSOLAAnalysis::ReanalyzeSegment(const float* const* source, int32_t length, int32_t markIndex,
                                          float midiPitch) {
-    if (!initialized) return kWrongState;
-    const int32_t start = marks->GetPosition(markIndex);
+    if (!initialized_) return kWrongState;
+    const int32_t start = marks_->GetPosition(markIndex);
     if (!source || length < 0 || start < 0) return kBadArgument;
 
     CPitchMarks placed;
-    placed.Reserve(blockSize);
+    placed.Reserve(blockSize_);
     SetPeriod(PitchToHertz32(midiPitch));
     FollowPeriod(kRadiusReanalysis);
     PlaceSegmentMarks(source, length, start, placed);
@@ -429,16 +429,16 @@ void CPSOLAAnalysis::PlaceSegmentMarks(const float* const* source, int32_t lengt
                                        CPitchMarks& placed) {
     const int64_t end = static_cast<int64_t>(start) + length;
     int32_t taken = 0;
-    samples.Clear();
-    lastMark = start;
-    nextMark = start;
-    while (nextMark < end) {
-        const int32_t chunk = std::min(4 * blockSize - samples.Size(), length - taken);
+    samples_.Clear();
+    lastMark_ = start;
+    nextMark_ = start;
+    while (nextMark_ < end) {
+        const int32_t chunk = std::min(4 * blockSize_ - samples_.Size(), length - taken);
         AppendSum(source, taken, chunk);
         taken += chunk;
-        samples.Append(4 * blockSize - samples.Size());  // silence after the end
+        samples_.Append(4 * blockSize_ - samples_.Size());  // silence after the end
 
-        while (samples.Size() >= 2 * blockSize && nextMark < end) {
+        while (samples_.Size() >= 2 * blockSize_ && nextMark_ < end) {
             Measured mark;
             const int32_t lastPlaced = placed.GetCount() > 0 ? placed.GetLastPosition() : start;
             // The pitch is the caller's, so marks are placed as where there is no tracker.
@@ -450,9 +450,9 @@ void CPSOLAAnalysis::PlaceSegmentMarks(const float* const* source, int32_t lengt
                 continue;
             }
             const int32_t position = ToMarkPosition(mark.position);
-            const int32_t old = std::max(marks->FindNearest(0, position), 0);
-            placed.AppendMark(position, kReanalysisHarmonicity, marks->GetEnergy(old), mark.transient,
-                              marks->GetPeakWidth(old), mark.period);
+            const int32_t old = std::max(marks_->FindNearest(0, position), 0);
+            placed.AppendMark(position, kReanalysisHarmonicity, marks_->GetEnergy(old), mark.transient,
+                              marks_->GetPeakWidth(old), mark.period);
             SetSearchRadius(kRadiusReanalysis);
         }
     }
@@ -461,7 +461,7 @@ void CPSOLAAnalysis::PlaceSegmentMarks(const float* const* source, int32_t lengt
 // The marks up to `markIndex`, then those placed, then those after the one nearest to the last placed.
 void CPSOLAAnalysis::ReplaceMarks(int32_t markIndex, const CPitchMarks& placed) {
     const PitchMark* records = nullptr;
-    const int32_t count = marks->GetRecords(&records);
+    const int32_t count = marks_->GetRecords(&records);
     std::vector<PitchMark> replaced(records, records + markIndex + 1);
     replaced.back().period = static_cast<float>(placed.GetPosition(0) - replaced.back().position);
 
@@ -469,12 +469,12 @@ void CPSOLAAnalysis::ReplaceMarks(int32_t markIndex, const CPitchMarks& placed) 
     const int32_t placedCount = placed.GetRecords(&placedRecords);
     replaced.insert(replaced.end(), placedRecords, placedRecords + placedCount);
 
-    const int32_t nearest = std::max(marks->FindNearest(0, placed.GetLastPosition()), markIndex);
+    const int32_t nearest = std::max(marks_->FindNearest(0, placed.GetLastPosition()), markIndex);
     replaced.insert(replaced.end(), records + nearest + 1, records + count);
 
-    marks->Clear();
+    marks_->Clear();
     for (const PitchMark& mark : replaced) {
-        marks->AppendMark(mark.position, mark.harmonicity, mark.energy, mark.transient, mark.peakWidth,
+        marks_->AppendMark(mark.position, mark.harmonicity, mark.energy, mark.transient, mark.peakWidth,
                           mark.period);
     }
 }

@@ -108,10 +108,10 @@ class CPSOLAAnalysis : public CPSOLAAnalysisEnhIf {
     };
 
     // The block size times the factor of the rate, and half the shortest window that a pitch can ask for.
-    int32_t GetBlockSize() const { return blockSize; }
-    int32_t GetMinPeriodUnit() const { return minPeriodUnit; }
-    const RateSettings& GetRateSettings() const { return settings; }
-    const Windows& GetWindows() const { return windows; }
+    int32_t GetBlockSize() const { return blockSize_; }
+    int32_t GetMinPeriodUnit() const { return minPeriodUnit_; }
+    const RateSettings& GetRateSettings() const { return settings_; }
+    const Windows& GetWindows() const { return windows_; }
 
   private:
     // A mark as found and measured, for the caller to store.
@@ -148,43 +148,43 @@ class CPSOLAAnalysis : public CPSOLAAnalysisEnhIf {
     void PlaceSegmentMarks(const float* const* source, int32_t length, int32_t start, CPitchMarks& placed);
     void ReplaceMarks(int32_t markIndex, const CPitchMarks& placed);
 
-    CPitchMarksIf* marks;
-    float sampleRate;
-    int32_t channelCount;
-    bool enhanced;
-    RateSettings settings;
-    int32_t minPeriodUnit;  // half the shortest window that a pitch can ask for
-    int32_t blockSize;
-    int32_t bufferSize;
-    bool initialized = false;
+    CPitchMarksIf* marks_;
+    float sampleRate_;
+    int32_t channelCount_;
+    bool enhanced_;
+    RateSettings settings_;
+    int32_t minPeriodUnit_;  // half the shortest window that a pitch can ask for
+    int32_t blockSize_;
+    int32_t bufferSize_;
+    bool initialized_ = false;
 
-    std::vector<std::unique_ptr<qrtSPAdapter::CKKF>> correlators;  // by rising size
-    qrtSPAdapter::CKKF* currentCorrelator = nullptr;
-    CSimpleIIRFilter lowPassFilter;
-    CSimpleFIRFilter highPassFilter;
+    std::vector<std::unique_ptr<qrtSPAdapter::CKKF>> correlators_;  // by rising size
+    qrtSPAdapter::CKKF* currentCorrelator_ = nullptr;
+    CSimpleIIRFilter lowPassFilter_;
+    CSimpleFIRFilter highPassFilter_;
 
-    Windows windows;
-    int32_t lag = 0;           // where the correlation peaks: the next period is halfWindow - lag away
-    int32_t predictedLag = 0;  // where it is expected; once found, where it was before the alignment
-    float period;              // expected, in samples; -1 without a pitch
+    Windows windows_;
+    int32_t lag_ = 0;           // where the correlation peaks: the next period is halfWindow - lag away
+    int32_t predictedLag_ = 0;  // where it is expected; once found, where it was before the alignment
+    float period_;              // expected, in samples; -1 without a pitch
 
     // Samples of the input. Positions count in 64 bits, so that the padding after the longest recording
     // possible does not overflow.
-    int64_t lastMark = 0;
-    int64_t nextMark = 0;
-    int32_t distance = 0;  // from lastMark to nextMark
-    int32_t previousDistance;
-    SampleQueue samples;  // mono, from lastMark on
+    int64_t lastMark_ = 0;
+    int64_t nextMark_ = 0;
+    int32_t distance_ = 0;  // from lastMark to nextMark
+    int32_t previousDistance_;
+    SampleQueue samples_;  // mono, from lastMark on
 
-    std::unique_ptr<CPitchTrack> tracker;
-    PitchTrackResult tracked;
-    SampleQueue trackerInput;  // mono, from trackerPosition on
-    int64_t trackerPosition = 0;
+    std::unique_ptr<CPitchTrack> tracker_;
+    PitchTrackResult tracked_;
+    SampleQueue trackerInput_;  // mono, from trackerPosition on
+    int64_t trackerPosition_ = 0;
 
-    float previousHighPeak = 0.0f;
-    float previousLowPeak = 0.0f;
-    bool transientNow = false;     // the last mark was a strong transient
-    bool transientBefore = false;  // the one before it was
+    float previousHighPeak_ = 0.0f;
+    float previousLowPeak_ = 0.0f;
+    bool transientNow_ = false;     // the last mark was a strong transient
+    bool transientBefore_ = false;  // the one before it was
 };
 
 // What the analysis driver creates.

@@ -4,13 +4,13 @@
 
 namespace mlh {
 
-CSimpleFIRFilter::CSimpleFIRFilter(float c) : c(c), gain(1.0f - std::fabs(c)) {}
+CSimpleFIRFilter::CSimpleFIRFilter(float c) : c_(c), gain_(1.0f - std::fabs(c)) {}
 
 void CSimpleFIRFilter::Process(const float* source, float* destination, int32_t n) {
     for (int32_t i = 0; i < n; ++i) destination[i] = Next(source[i]);
 }
 
-CSimpleIIRFilter::CSimpleIIRFilter(float c) : a(-c), b(1.0f - a) {}
+CSimpleIIRFilter::CSimpleIIRFilter(float c) : a_(-c), b_(1.0f - a_) {}
 
 void CSimpleIIRFilter::Process(const float* source, float* destination, int32_t n) {
     for (int32_t i = 0; i < n; ++i) destination[i] = Next(source[i]);

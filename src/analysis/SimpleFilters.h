@@ -14,17 +14,17 @@ class CSimpleFIRFilter {
     virtual ~CSimpleFIRFilter() = default;
 
     float Next(float input) {
-        const float output = gain * input + c * previousInput;
-        previousInput = input;
+        const float output = gain_ * input + c_ * previousInput_;
+        previousInput_ = input;
         return output;
     }
     // Source and destination may be the same.
     void Process(const float* source, float* destination, int32_t n);
 
   private:
-    float previousInput = 0.0f;
-    float c;
-    float gain;
+    float previousInput_ = 0.0f;
+    float c_;
+    float gain_;
 };
 
 // y[n] = (1 - a) x[n] + a y[n-1], with a = -c. A negative c makes a low-pass.
@@ -36,16 +36,16 @@ class CSimpleIIRFilter {
     float Next(float input) {
         // In silence the state stays about as large as this, far above the denormal numbers.
         constexpr float kAboveDenormals = 1e-24f;
-        previousOutput = b * input + a * previousOutput + kAboveDenormals;
-        return previousOutput;
+        previousOutput_ = b_ * input + a_ * previousOutput_ + kAboveDenormals;
+        return previousOutput_;
     }
     // Source and destination may be the same.
     void Process(const float* source, float* destination, int32_t n);
 
   private:
-    float previousOutput = 0.0f;
-    float a;
-    float b;
+    float previousOutput_ = 0.0f;
+    float a_;
+    float b_;
 };
 
 }  // namespace mlh

@@ -21,11 +21,11 @@ class AudioSampleBuffer {
     AudioSampleBuffer(const AudioSampleBuffer&) = delete;
     AudioSampleBuffer& operator=(const AudioSampleBuffer&) = delete;
 
-    int32_t GetNumChannels() const { return numChannels; }
-    int32_t GetSize() const { return size; }                      // frames per channel
-    int32_t GetAllocatedBytes() const { return allocatedBytes; }  // 0 for a wrapper
-    float** GetChannels() const { return channels.get(); }        // with a null after the last channel
-    float* GetChannel(int32_t channel) const { return channels[channel]; }
+    int32_t GetNumChannels() const { return numChannels_; }
+    int32_t GetSize() const { return size_; }                      // frames per channel
+    int32_t GetAllocatedBytes() const { return allocatedBytes_; }  // 0 for a wrapper
+    float** GetChannels() const { return channels_.get(); }        // with a null after the last channel
+    float* GetChannel(int32_t channel) const { return channels_[channel]; }
 
     // Stands for other rows from now on, as the second constructor does; allocates only for more channels
     // than it ever had.
@@ -52,12 +52,12 @@ class AudioSampleBuffer {
     void MakeRoomForChannels(int32_t count);
     void PointIntoBlock();
 
-    int32_t numChannels;
-    int32_t size;
-    int32_t allocatedBytes;
-    std::unique_ptr<float*[]> channels;
-    std::unique_ptr<float[]> allocatedData;  // null for a wrapper
-    int32_t tableLength = 0;                 // entries of `channels`
+    int32_t numChannels_;
+    int32_t size_;
+    int32_t allocatedBytes_;
+    std::unique_ptr<float*[]> channels_;
+    std::unique_ptr<float[]> allocatedData_;  // null for a wrapper
+    int32_t tableLength_ = 0;                 // entries of `channels`
 };
 
 template <typename Sample>
@@ -73,18 +73,18 @@ class CTBuffer<float> {
     CTBuffer(const CTBuffer&) = delete;
     CTBuffer& operator=(const CTBuffer&) = delete;
 
-    int32_t GetNumChannels() const { return numChannels; }
-    int32_t GetSize() const { return size; }  // frames per channel
-    float** GetChannels() const { return channels.get(); }
-    float* GetChannel(int32_t channel) const { return channels[channel]; }
+    int32_t GetNumChannels() const { return numChannels_; }
+    int32_t GetSize() const { return size_; }  // frames per channel
+    float** GetChannels() const { return channels_.get(); }
+    float* GetChannel(int32_t channel) const { return channels_[channel]; }
 
   private:
     explicit CTBuffer(int32_t numChannels);
 
-    std::unique_ptr<float*[]> channels;
-    std::unique_ptr<float*[]> spareChannels;  // a second row table of the same length, unused so far
-    int32_t numChannels;
-    int32_t size;
+    std::unique_ptr<float*[]> channels_;
+    std::unique_ptr<float*[]> spareChannels_;  // a second row table of the same length, unused so far
+    int32_t numChannels_;
+    int32_t size_;
 };
 
 }  // namespace mlh

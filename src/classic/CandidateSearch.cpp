@@ -414,41 +414,41 @@ void CChoiralizer::CollectCandidates(int32_t lead, const ClassicChord& chord) {
         isChordTone[PitchClass(rootPosition + semitones)] = true;
     }
 
-    std::fill(candidates.begin(), candidates.end(), -1);
-    candidateCount = 0;
-    for (int32_t pitch = lead + lowLimit; pitch <= lead + highLimit && candidateCount < candidateCapacity;
+    std::fill(candidates_.begin(), candidates_.end(), -1);
+    candidateCount_ = 0;
+    for (int32_t pitch = lead + lowLimit_; pitch <= lead + highLimit_ && candidateCount_ < candidateCapacity_;
          ++pitch) {
         if (isChordTone[scale.Position(pitch)]) {
-            candidates[static_cast<size_t>(candidateCount++)] = pitch;
+            candidates_[static_cast<size_t>(candidateCount_++)] = pitch;
         }
     }
 }
 
 float CChoiralizer::GetScore(int32_t i, int32_t j, int32_t k) const {
-    return scoreCube[static_cast<size_t>((i * candidateCount + j) * candidateCount + k)];
+    return scoreCube_[static_cast<size_t>((i * candidateCount_ + j) * candidateCount_ + k)];
 }
 
 void CChoiralizer::SearchVoices(int32_t searchMode, int32_t lead, int32_t* result,
                                 const ClassicChord& chord) {
     CollectCandidates(lead, chord);
-    if (candidateCount == 0) {
+    if (candidateCount_ == 0) {
         return;
     }
     const Scene scene = {.searchMode = searchMode,
                          .lead = lead,
                          .chord = chord,
                          .scale = OutputScale(),
-                         .voiceCount = voiceCount,
-                         .voicesBelow = voiceCount - voicesAbove,
-                         .range = highLimit - lowLimit,
-                         .spreadTarget = spreadTarget,
-                         .previous = lastVoicing,
-                         .stepDirection = stepDirection};
+                         .voiceCount = voiceCount_,
+                         .voicesBelow = voiceCount_ - voicesAbove_,
+                         .range = highLimit_ - lowLimit_,
+                         .spreadTarget = spreadTarget_,
+                         .previous = lastVoicing_,
+                         .stepDirection = stepDirection_};
     const bool oneVoice = searchMode == 2;
     const bool fewVoices = searchMode != 0;
     const bool watchSteps = fewVoices || chord.noteCount > 3;
 
-    ScoreCube cube(scene, candidates.data(), candidateCount, scoreCube.data());
+    ScoreCube cube(scene, candidates_.data(), candidateCount_, scoreCube_.data());
     cube.OrderPenalty();
     cube.ChordFit();
     cube.BassDegree();
@@ -470,21 +470,21 @@ void CChoiralizer::SearchVoices(int32_t searchMode, int32_t lead, int32_t* resul
     int32_t index[3];
     cube.Select(index);
 
-    const int32_t chosen[3] = {candidates[index[0]], candidates[index[1]], candidates[index[2]]};
+    const int32_t chosen[3] = {candidates_[index[0]], candidates_[index[1]], candidates_[index[2]]};
     result[0] = lead;
     for (int32_t voice = 0; voice < 3; ++voice) {
-        if (voice < voiceCount) {
+        if (voice < voiceCount_) {
             result[1 + voice] = chosen[voice];
         } else if (fewVoices) {
             result[1 + voice] = -1;
         }
     }
-    if (fewVoices && lastVoicing[1] != -1) {
-        const int32_t steps = scene.scale.CountSteps(lastVoicing[1], (chosen[0] - lastVoicing[1]) % 12);
-        stepDirection = steps == 1 ? 2 : steps == -1 ? 1 : 0;
+    if (fewVoices && lastVoicing_[1] != -1) {
+        const int32_t steps = scene.scale.CountSteps(lastVoicing_[1], (chosen[0] - lastVoicing_[1]) % 12);
+        stepDirection_ = steps == 1 ? 2 : steps == -1 ? 1 : 0;
     }
     const MergedList voicing(lead, chosen, 3);
-    std::copy(std::begin(voicing.pitch), std::end(voicing.pitch), lastVoicing);
+    std::copy(std::begin(voicing.pitch), std::end(voicing.pitch), lastVoicing_);
 }
 
 }  // namespace ChoiralizerClassic

@@ -74,50 +74,50 @@ CChoiralizer::CChoiralizer() {
 CChoiralizer::~CChoiralizer() = default;
 
 int32_t CChoiralizer::SetKey(int32_t key) {
-    inputKey = key;
-    outputKey = key;
+    inputKey_ = key;
+    outputKey_ = key;
     BuildScaleMap();
     return 0;
 }
 
 int32_t CChoiralizer::SetInputScale(int32_t row) {
-    inputScale = row;
+    inputScale_ = row;
     BuildScaleMap();
     return 0;
 }
 
 int32_t CChoiralizer::SetOutputScale(int32_t row) {
-    outputScale = row;
+    outputScale_ = row;
     BuildScaleMap();
     return 0;
 }
 
 int32_t CChoiralizer::SetQuantize(int32_t flag) {
-    quantizeToScale = flag;
+    quantizeToScale_ = flag;
     return 0;
 }
 
 int32_t CChoiralizer::SetScaleMap(int32_t flag) {
-    mapScale = flag;
+    mapScale_ = flag;
     return 0;
 }
 
 int32_t CChoiralizer::SetVoiceMode(int32_t mode) {
-    voiceMode = mode;
-    const int32_t newCount = mode == 0 ? 3 : mode == 1 ? 2 : mode == 2 ? 1 : voiceCount;
-    if (newCount != voiceCount) {
-        voicesAbove = VoicesAboveAfter(newCount, voiceCount, voicesAbove);
-        voiceCount = newCount;
+    voiceMode_ = mode;
+    const int32_t newCount = mode == 0 ? 3 : mode == 1 ? 2 : mode == 2 ? 1 : voiceCount_;
+    if (newCount != voiceCount_) {
+        voicesAbove_ = VoicesAboveAfter(newCount, voiceCount_, voicesAbove_);
+        voiceCount_ = newCount;
         UpdateLimits();
     }
     return 0;
 }
 
 int32_t CChoiralizer::SetVoicesAbove(int32_t n) {
-    if (n < 0 || n > voiceCount) {
+    if (n < 0 || n > voiceCount_) {
         return kBadArgument;
     }
-    voicesAbove = n;
+    voicesAbove_ = n;
     UpdateLimits();
     return 0;
 }
@@ -126,65 +126,65 @@ int32_t CChoiralizer::SetSpread(float x) {
     if (!(x >= 0.0f && x <= 1.0f)) {
         return kBadArgument;
     }
-    spreadTarget = x;
+    spreadTarget_ = x;
     return 0;
 }
 
 int32_t CChoiralizer::ResetHistory() {
-    std::fill(std::begin(lastVoicing), std::end(lastVoicing), -1);
-    stepDirection = 0;
+    std::fill(std::begin(lastVoicing_), std::end(lastVoicing_), -1);
+    stepDirection_ = 0;
     return 0;
 }
 
 int32_t CChoiralizer::PrepareNote(int32_t note) const {
     note = std::clamp(note, kLowestPitch, kHighestPitch);
-    if (quantizeToScale) {
+    if (quantizeToScale_) {
         const KeyedScale scale = InputScale();
         const int32_t position = scale.Position(note);
         const int32_t up = scale.WalkUp(position, 1);
         const int32_t down = scale.WalkDown(position, 1);
         note += up < down ? up : -down;
     }
-    if (mapScale) {
-        note += scaleMap[PitchClass(note)];
+    if (mapScale_) {
+        note += scaleMap_[PitchClass(note)];
     }
     return note;
 }
 
 void CChoiralizer::BuildScaleMap() {
-    std::fill(std::begin(scaleMap), std::end(scaleMap), 0);
+    std::fill(std::begin(scaleMap_), std::end(scaleMap_), 0);
     const KeyedScale output = OutputScale();
     const std::vector<int32_t> inputTones = TonesOf(InputScale());
     const std::vector<int32_t> outputTones = TonesOf(output);
     const bool degreeToDegree = inputTones.size() == outputTones.size();
-    if (!degreeToDegree && outputScale == ScaleChromatic) {
+    if (!degreeToDegree && outputScale_ == ScaleChromatic) {
         return;
     }
     for (size_t i = 0; i < inputTones.size(); ++i) {
         // Offsets between positions 0..11: a nearest tone across the octave border lands an octave away.
         const int32_t u = inputTones[i];
         const int32_t v = degreeToDegree ? outputTones[i] : NearestTone(output, u);
-        scaleMap[PitchClass(int64_t{inputKey} + u)] = v - u;
+        scaleMap_[PitchClass(int64_t{inputKey_} + u)] = v - u;
     }
 }
 
 void CChoiralizer::UpdateLimits() {
-    const int32_t below = voiceCount - voicesAbove;
-    lowLimit = below <= 0 ? 0 : -std::clamp(12 * below, 12, 16);
-    highLimit = below > 0 && voicesAbove < 1 ? 0 : std::min(12 * voicesAbove, 16);
+    const int32_t below = voiceCount_ - voicesAbove_;
+    lowLimit_ = below <= 0 ? 0 : -std::clamp(12 * below, 12, 16);
+    highLimit_ = below > 0 && voicesAbove_ < 1 ? 0 : std::min(12 * voicesAbove_, 16);
 
     // Four chord tones to the octave, and one for the far end.
-    const float octaves = static_cast<float>(highLimit - lowLimit) / 12.0f;
+    const float octaves = static_cast<float>(highLimit_ - lowLimit_) / 12.0f;
     const int32_t capacity = static_cast<int32_t>(std::ceil(octaves * 4.0f) + 1.5f);
-    if (capacity == candidateCapacity) {
+    if (capacity == candidateCapacity_) {
         return;
     }
     std::vector<int32_t> newCandidates(static_cast<size_t>(capacity), -1);
     std::vector<float> newCube(static_cast<size_t>(capacity * capacity * capacity), 0.0f);
-    candidates = std::move(newCandidates);
-    candidateCount = 0;
-    scoreCube = std::move(newCube);
-    candidateCapacity = capacity;
+    candidates_ = std::move(newCandidates);
+    candidateCount_ = 0;
+    scoreCube_ = std::move(newCube);
+    candidateCapacity_ = capacity;
 }
 
 void CChoiralizer::VoiceChord(int32_t note, int32_t* result, const ClassicChord& chord) {
@@ -193,16 +193,16 @@ void CChoiralizer::VoiceChord(int32_t note, int32_t* result, const ClassicChord&
     }
     const int32_t lead = PrepareNote(note);
     if (IsEmptyChord(chord)) {
-        const int32_t leadSlot = voiceCount - voicesAbove;
+        const int32_t leadSlot = voiceCount_ - voicesAbove_;
         result[0] = lead;
         for (int32_t slot = 0, voice = 1; slot < 4; ++slot) {
             if (slot != leadSlot) {
-                result[voice++] = lastVoicing[slot];
+                result[voice++] = lastVoicing_[slot];
             }
         }
         return;
     }
-    SearchVoices(voiceMode == 1 || voiceMode == 2 ? voiceMode : 0, lead, result, chord);
+    SearchVoices(voiceMode_ == 1 || voiceMode_ == 2 ? voiceMode_ : 0, lead, result, chord);
 }
 
 }  // namespace ChoiralizerClassic

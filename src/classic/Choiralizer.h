@@ -86,11 +86,11 @@ class CChoiralizer {
     // Forgets the last voicing. The random generator goes on.
     int32_t ResetHistory();
 
-    int32_t GetQuantize() const { return quantizeToScale; }
-    int32_t GetKey() const { return inputKey; }
-    int32_t GetInputScale() const { return inputScale; }
-    int32_t GetScaleMap() const { return mapScale; }
-    int32_t GetOutputScale() const { return outputScale; }
+    int32_t GetQuantize() const { return quantizeToScale_; }
+    int32_t GetKey() const { return inputKey_; }
+    int32_t GetInputScale() const { return inputScale_; }
+    int32_t GetScaleMap() const { return mapScale_; }
+    int32_t GetOutputScale() const { return outputScale_; }
 
     // Chord-tone search. The empty chord repeats the last voicing. A chord without any tone in range leaves
     // the result and the history as they were; so does a null result.
@@ -138,28 +138,28 @@ class CChoiralizer {
     int32_t PrepareNote(int32_t note) const;
 
     // The rest of the state.
-    int32_t GetVoiceMode() const { return voiceMode; }
-    int32_t GetVoicesAbove() const { return voicesAbove; }
-    int32_t GetVoiceCount() const { return voiceCount; }
-    float GetSpread() const { return spreadTarget; }
-    int32_t GetLowLimit() const { return lowLimit; }    // lowest candidate, relative to the lead, <= 0
-    int32_t GetHighLimit() const { return highLimit; }  // highest candidate, relative to the lead, >= 0
-    int32_t GetCandidateCapacity() const { return candidateCapacity; }
+    int32_t GetVoiceMode() const { return voiceMode_; }
+    int32_t GetVoicesAbove() const { return voicesAbove_; }
+    int32_t GetVoiceCount() const { return voiceCount_; }
+    float GetSpread() const { return spreadTarget_; }
+    int32_t GetLowLimit() const { return lowLimit_; }    // lowest candidate, relative to the lead, <= 0
+    int32_t GetHighLimit() const { return highLimit_; }  // highest candidate, relative to the lead, >= 0
+    int32_t GetCandidateCapacity() const { return candidateCapacity_; }
     // Of the last search: its candidates, ascending, the rest of the capacity -1; and the score of a voicing,
     // by the candidates' indices below GetCandidateCount().
-    const std::vector<int32_t>& GetCandidates() const { return candidates; }
-    int32_t GetCandidateCount() const { return candidateCount; }
+    const std::vector<int32_t>& GetCandidates() const { return candidates_; }
+    int32_t GetCandidateCount() const { return candidateCount_; }
     float GetScore(int32_t i, int32_t j, int32_t k) const;
-    const int32_t* GetLastVoicing() const { return lastVoicing; }  // 4 entries, all -1 for none yet
-    int32_t GetStepDirection() const { return stepDirection; }     // last single step: 1 down, 2 up
-    const int32_t* GetScaleOffsets() const { return scaleMap; }    // 12 entries by pitch class
+    const int32_t* GetLastVoicing() const { return lastVoicing_; }  // 4 entries, all -1 for none yet
+    int32_t GetStepDirection() const { return stepDirection_; }     // last single step: 1 down, 2 up
+    const int32_t* GetScaleOffsets() const { return scaleMap_; }    // 12 entries by pitch class
 
   private:
     CChoiralizer();
 
-    KeyedScale InputScale() const { return {inputKey, inputScale}; }
-    KeyedScale OutputScale() const { return {outputKey, outputScale}; }
-    KeyedScale ParentScale() const { return {outputKey, ParentRow(outputScale)}; }
+    KeyedScale InputScale() const { return {inputKey_, inputScale_}; }
+    KeyedScale OutputScale() const { return {outputKey_, outputScale_}; }
+    KeyedScale ParentScale() const { return {outputKey_, ParentRow(outputScale_)}; }
 
     void BuildScaleMap();
     void UpdateLimits();
@@ -167,26 +167,26 @@ class CChoiralizer {
     void SearchVoices(int32_t searchMode, int32_t lead, int32_t* result, const ClassicChord& chord);
     int32_t RandomBit();
 
-    int32_t inputKey = 0;
-    int32_t outputKey = 0;
-    int32_t inputScale = ScaleMajor;
-    int32_t outputScale = ScaleMajor;
-    int32_t quantizeToScale = 1;
-    int32_t mapScale = 1;
-    int32_t voiceMode = 0;
-    int32_t voicesAbove = 1;
-    int32_t voiceCount = 3;
-    int32_t candidateCapacity = 0;
-    std::vector<int32_t> candidates;
-    int32_t candidateCount = 0;
-    VoiceResult lastVoicing = {-1, -1, -1, -1};  // with the lead, ascending
-    int32_t lowLimit = 0;
-    int32_t highLimit = 0;
-    int32_t scaleMap[12] = {};
-    std::vector<float> scoreCube;  // candidateCapacity cubed; n candidates use the first n cubed as [n][n][n]
-    float spreadTarget = 0.5f;
-    int32_t stepDirection = 0;
-    uint32_t randomState = 42;
+    int32_t inputKey_ = 0;
+    int32_t outputKey_ = 0;
+    int32_t inputScale_ = ScaleMajor;
+    int32_t outputScale_ = ScaleMajor;
+    int32_t quantizeToScale_ = 1;
+    int32_t mapScale_ = 1;
+    int32_t voiceMode_ = 0;
+    int32_t voicesAbove_ = 1;
+    int32_t voiceCount_ = 3;
+    int32_t candidateCapacity_ = 0;
+    std::vector<int32_t> candidates_;
+    int32_t candidateCount_ = 0;
+    VoiceResult lastVoicing_ = {-1, -1, -1, -1};  // with the lead, ascending
+    int32_t lowLimit_ = 0;
+    int32_t highLimit_ = 0;
+    int32_t scaleMap_[12] = {};
+    std::vector<float> scoreCube_;  // candidateCapacity cubed; n candidates use the first n cubed as [n][n][n]
+    float spreadTarget_ = 0.5f;
+    int32_t stepDirection_ = 0;
+    uint32_t randomState_ = 42;
 };
 
 }  // namespace mlh::ChoiralizerClassic

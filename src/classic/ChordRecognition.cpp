@@ -67,7 +67,7 @@ ClassicChord CChoiralizer::IdentifyChord(int32_t a, int32_t b, int32_t c, int32_
 void CChoiralizer::ChordsOfNote(int32_t note, ClassicChord* chords, int32_t n) const {
     const KeyedScale scale = OutputScale();
     const KeyedScale parent = ParentScale();
-    const bool pentatonic = IsPentatonic(outputScale);
+    const bool pentatonic = IsPentatonic(outputScale_);
     const int32_t pitchClass = PitchClass(note);
     if (!scale.InScale(pitchClass)) {
         std::fill_n(chords, std::max(n, 0), ClassicChord{pitchClass, 0, TriadNone, SeventhNone});
@@ -101,7 +101,7 @@ bool CChoiralizer::IsDiatonic(const ClassicChord& chord) const {
     const int32_t notes = isTriad ? 3 : 4;
     const ThirdStack stack(ParentScale(), root);
     int32_t foundType = TriadNone;  // also of what a pentatonic scale lacks a tone for
-    if (!IsPentatonic(outputScale) || stack.LiesIn(scale, root, notes)) {
+    if (!IsPentatonic(outputScale_) || stack.LiesIn(scale, root, notes)) {
         const ClassicChord found = stack.Identify(notes);
         foundType = found.noteCount < 4 ? found.triadType : found.seventhType;
     }

@@ -130,7 +130,7 @@ void CChoiralizer::TrackChords(const int32_t* notes, ClassicChord* chordsOut, in
     for (int32_t s = 0; s < kStates; ++s) {
         traits[s] = {IsDiatonic(ChordOfState(s)), parent.Degree(s % 12)};
     }
-    const float(&transition)[7][7] = kTransition[outputScale == ScaleMajor ? 0 : 1];
+    const float(&transition)[7][7] = kTransition[outputScale_ == ScaleMajor ? 0 : 1];
 
     PerState<float> cost;
     for (int32_t s = 0; s < kStates; ++s) {

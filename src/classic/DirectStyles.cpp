@@ -55,7 +55,7 @@ int32_t CChoiralizer::VoiceIntervals(int32_t note, int32_t* result, const int32_
     }
     const int32_t lead = PrepareNote(note);
     const KeyedScale scale = OutputScale();
-    const bool pentatonic = IsPentatonic(outputScale);
+    const bool pentatonic = IsPentatonic(outputScale_);
     for (int32_t slot = 0; slot < 4; ++slot) {
         const int32_t interval = std::clamp(intervals[slot], -kLargestInterval, kLargestInterval);
         if (pentatonic) {
@@ -115,10 +115,10 @@ void CChoiralizer::VoiceOpenFourths(int32_t note, int32_t* result, int32_t varia
     }
     const int32_t around[4] = {0, 3, -2, 0};
     const int32_t below[4] = {0, -3, -5, 0};
-    const int32_t savedMap = mapScale;
-    mapScale = 0;  // the note has been through the map
+    const int32_t savedMap = mapScale_;
+    mapScale_ = 0;  // the note has been through the map
     VoiceIntervals(lead, result, variant < 2 ? around : below);
-    mapScale = savedMap;
+    mapScale_ = savedMap;
     result[3] = -1;
 }
 
@@ -126,7 +126,7 @@ int32_t CChoiralizer::VoiceFixedInterval(int32_t note, int32_t* result, int32_t 
     if (!result || variant < 0 || variant > 6) {
         return kBadArgument;
     }
-    if (mapScale) {
+    if (mapScale_) {
         constexpr int32_t kIntervals[7][4] = {
             {0, 3, 0, 0}, {0, -3, 0, 0}, {0, 4, 0, 0},  {0, -4, 0, 0},
             {0, 7, 0, 0}, {0, -7, 0, 0}, {0, -4, 3, 0},
@@ -176,8 +176,8 @@ int32_t CChoiralizer::VoiceDouble(int32_t note, int32_t* result, int32_t interva
 
 // A linear congruential generator of 15-bit numbers; the bit is the lowest of each.
 int32_t CChoiralizer::RandomBit() {
-    randomState = randomState * 214013u + 2531011u;
-    return static_cast<int32_t>((randomState >> 16) & 1u);
+    randomState_ = randomState_ * 214013u + 2531011u;
+    return static_cast<int32_t>((randomState_ >> 16) & 1u);
 }
 
 }  // namespace ChoiralizerClassic

@@ -40,22 +40,22 @@ class Autocorrelation {
     void PreparePlain();
     float PlainPowerSpectrum(const float* in);
 
-    int32_t n;
-    FFTPointer fft;    // of the powers
-    VecPointer power;  // [n], then its transform
-    VecPointer turns;  // [n/2] cosines, [n/2] sines, the cosine at n/2; all of them twice as long
-    VecPointer work;
-    decltype(TransformKernels::lags) lags;
+    int32_t n_;
+    FFTPointer fft_;    // of the powers
+    VecPointer power_;  // [n], then its transform
+    VecPointer turns_;  // [n/2] cosines, [n/2] sines, the cosine at n/2; all of them twice as long
+    VecPointer work_;
+    decltype(TransformKernels::lags) lags_;
 
     // With kernels:
-    decltype(TransformKernels::powerSpectrum) powerSpectrum = nullptr;
-    QuarterPointPlan plan{};
-    VecPointer planMemory;
+    decltype(TransformKernels::powerSpectrum) powerSpectrum_ = nullptr;
+    QuarterPointPlan plan_{};
+    VecPointer planMemory_;
 
     // Without: a split-radix transform of weighted points.
-    VecPointer weights;  // [n] cosines, [n] sines
-    std::unique_ptr<int32_t[]> bitReversal;
-    VecPointer twiddles;
+    VecPointer weights_;  // [n] cosines, [n] sines
+    std::unique_ptr<int32_t[]> bitReversal_;
+    VecPointer twiddles_;
 };
 
 }  // namespace mlh

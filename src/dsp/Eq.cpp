@@ -116,65 +116,65 @@ class CEQ final : public CEqIf {
     void ProcessInterleaved(const float* in, float* out, int32_t frames) override;
     int32_t SetParameters(float frequencyHz, float gainDb, float q) override;
     void GetParameters(float* frequencyHz, float* gainDb, float* q) override;
-    int32_t GetType() override { return type; }
+    int32_t GetType() override { return type_; }
     void Reset() override;
 
   private:
     void ApplyParameters();
     void Filter(int32_t channel, const float* in, float* out, int32_t frames, int32_t stride);
 
-    int32_t numChannels;
-    int32_t type;
-    float sampleRate;
-    std::vector<float> x1, x2, y1, y2;  // delay lines, one entry per channel
-    EqCoefficients coefficients;
-    bool dirty = true;
-    bool bypass = true;
-    float appliedFrequency, appliedGain, appliedQ;  // what the coefficients were computed from
-    float frequency;                                // Hz over the sample rate
-    float gainDb = 0.0f;
-    float q = 1.0f;
+    int32_t numChannels_;
+    int32_t type_;
+    float sampleRate_;
+    std::vector<float> x1_, x2_, y1_, y2_;  // delay lines, one entry per channel
+    EqCoefficients coefficients_;
+    bool dirty_ = true;
+    bool bypass_ = true;
+    float appliedFrequency_, appliedGain_, appliedQ_;  // what the coefficients were computed from
+    float frequency_;                                // Hz over the sample rate
+    float gainDb_ = 0.0f;
+    float q_ = 1.0f;
 };
 
 CEQ::CEQ(int32_t sampleRate, int32_t numChannels, int32_t type)
-    : numChannels(numChannels), type(type), sampleRate(static_cast<float>(sampleRate)), coefficients{} {
+    : numChannels_(numChannels), type_(type), sampleRate_(static_cast<float>(sampleRate)), coefficients_{} {
     InitDispatch(-1);
     const auto channels = static_cast<size_t>(numChannels);
-    for (std::vector<float>* line : {&x1, &x2, &y1, &y2}) line->assign(channels, 0.0f);
+    for (std::vector<float>* line : {&x1_, &x2_, &y1_, &y2_}) line->assign(channels, 0.0f);
     // The edge of the band where each type does nothing.
-    frequency = type == kHighPass ? 0.0f : 0.5f;
-    appliedFrequency = frequency;
-    appliedGain = gainDb;
-    appliedQ = q;
+    frequency_ = type == kHighPass ? 0.0f : 0.5f;
+    appliedFrequency_ = frequency_;
+    appliedGain_ = gainDb_;
+    appliedQ_ = q_;
 }
 
 void CEQ::ApplyParameters() {
-    coefficients = DesignEq(type, frequency, gainDb, q);
-    switch (type) {
+    coefficients_ = DesignEq(type_, frequency_, gainDb_, q_);
+    switch (type_) {
         case kLowPass:
-            bypass = frequency > kLowPassLimit;
+            bypass_ = frequency_ > kLowPassLimit;
             break;
         case kHighPass:
-            bypass = frequency < kHighPassLimit;
+            bypass_ = frequency_ < kHighPassLimit;
             break;
         case kPeak:
         case kPeakNoDirect:
-            bypass = false;
+            bypass_ = false;
             break;
         default:  // shelves and the one-pole keep the bypass they have
             break;
     }
-    dirty = false;
-    appliedFrequency = frequency;
-    appliedGain = gainDb;
-    appliedQ = q;
+    dirty_ = false;
+    appliedFrequency_ = frequency_;
+    appliedGain_ = gainDb_;
+    appliedQ_ = q_;
 }
 
 void CEQ::Process(const float* const* in, float** out, int32_t frames) {
-    if (dirty) ApplyParameters();
+    if (dirty_) ApplyParameters();
     if (frames < 1) return;
-    for (int32_t channel = 0; channel < numChannels; ++channel) {
-        if (!bypass) {
+    for (int32_t channel = 0; channel < numChannels_; ++channel) {
+        if (!bypass_) {
             Filter(channel, in[channel], out[channel], frames, 1);
         } else if (in[channel] != out[channel]) {
             std::memmove(out[channel], in[channel], static_cast<size_t>(frames) * sizeof(float));
@@ -183,21 +183,21 @@ void CEQ::Process(const float* const* in, float** out, int32_t frames) {
 }
 
 void CEQ::ProcessInterleaved(const float* in, float* out, int32_t frames) {
-    if (dirty) ApplyParameters();
+    if (dirty_) ApplyParameters();
     if (frames < 1) return;
-    if (!bypass) {
-        for (int32_t channel = 0; channel < numChannels; ++channel) {
-            Filter(channel, in + channel, out + channel, frames, numChannels);
+    if (!bypass_) {
+        for (int32_t channel = 0; channel < numChannels_; ++channel) {
+            Filter(channel, in + channel, out + channel, frames, numChannels_);
         }
     } else if (in != out) {
-        std::memmove(out, in, static_cast<size_t>(frames) * static_cast<size_t>(numChannels) * sizeof(float));
+        std::memmove(out, in, static_cast<size_t>(frames) * static_cast<size_t>(numChannels_) * sizeof(float));
     }
 }
 
 void CEQ::Filter(int32_t channel, const float* in, float* out, int32_t frames, int32_t stride) {
-    const auto [b0, b1, b2, a1, a2] = coefficients;
-    float lastX = x1[channel], olderX = x2[channel];
-    float lastY = y1[channel], olderY = y2[channel];
+    const auto [b0, b1, b2, a1, a2] = coefficients_;
+    float lastX = x1_[channel], olderX = x2_[channel];
+    float lastY = y1_[channel], olderY = y2_[channel];
     const ptrdiff_t end = static_cast<ptrdiff_t>(frames) * stride;
     for (ptrdiff_t i = 0; i < end; i += stride) {
         const float x = in[i];
@@ -208,32 +208,32 @@ void CEQ::Filter(int32_t channel, const float* in, float* out, int32_t frames, i
         lastY = y;
         out[i] = y;
     }
-    x1[channel] = lastX;
-    x2[channel] = olderX;
-    y1[channel] = lastY;
-    y2[channel] = olderY;
+    x1_[channel] = lastX;
+    x2_[channel] = olderX;
+    y1_[channel] = lastY;
+    y2_[channel] = olderY;
 }
 
 int32_t CEQ::SetParameters(float frequencyHz, float newGainDb, float newQ) {
-    frequency = frequencyHz / sampleRate;
-    gainDb = newGainDb;
-    q = newQ;
-    dirty = true;
+    frequency_ = frequencyHz / sampleRate_;
+    gainDb_ = newGainDb;
+    q_ = newQ;
+    dirty_ = true;
     return 0;
 }
 
 void CEQ::GetParameters(float* frequencyHz, float* gain, float* quality) {
     if (frequencyHz != nullptr) {
-        *frequencyHz = appliedFrequency * sampleRate;
-        if (bypass && type == kLowPass) *frequencyHz = sampleRate * 0.5f;
-        if (bypass && type == kHighPass) *frequencyHz = 0.0f;
+        *frequencyHz = appliedFrequency_ * sampleRate_;
+        if (bypass_ && type_ == kLowPass) *frequencyHz = sampleRate_ * 0.5f;
+        if (bypass_ && type_ == kHighPass) *frequencyHz = 0.0f;
     }
-    if (gain != nullptr) *gain = appliedGain;
-    if (quality != nullptr) *quality = appliedQ;
+    if (gain != nullptr) *gain = appliedGain_;
+    if (quality != nullptr) *quality = appliedQ_;
 }
 
 void CEQ::Reset() {
-    for (std::vector<float>* line : {&x1, &x2, &y1, &y2}) line->assign(line->size(), 0.0f);
+    for (std::vector<float>* line : {&x1_, &x2_, &y1_, &y2_}) line->assign(line->size(), 0.0f);
 }
 
 }  // namespace

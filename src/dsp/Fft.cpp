@@ -27,29 +27,29 @@ bool IsPowerOfTwo(int32_t n) { return n > 0 && (n & (n - 1)) == 0; }
 }  // namespace
 
 CqrtfFFTGen::CqrtfFFTGen(int32_t windowLength, int32_t zeroPadFactor, int32_t windowType)
-    : fftSize(windowLength * zeroPadFactor), windowLength(windowLength), windowType(windowType) {}
+    : fftSize_(windowLength * zeroPadFactor), windowLength_(windowLength), windowType_(windowType) {}
 
 void CqrtfFFTGen::Init() {
-    window = MakeVec(windowLength);
-    bitReversal = std::make_unique<int32_t[]>(static_cast<size_t>(SplitRadixBitReversalSize(fftSize)));
-    twiddles = MakeVec(SplitRadixTwiddleSize(fftSize));
-    work = MakeVec(fftSize);
-    FillWindow(window.get(), windowLength, windowType);
-    status |= PrepareKernel();
+    window_ = MakeVec(windowLength_);
+    bitReversal_ = std::make_unique<int32_t[]>(static_cast<size_t>(SplitRadixBitReversalSize(fftSize_)));
+    twiddles_ = MakeVec(SplitRadixTwiddleSize(fftSize_));
+    work_ = MakeVec(fftSize_);
+    FillWindow(window_.get(), windowLength_, windowType_);
+    status_ |= PrepareKernel();
 }
 
 int32_t CqrtfFFTGen::Forward(float* out, const float* in) {
-    LoadBlock(out, in, window.get(), windowLength, fftSize, windowType);
-    RealSplitRadixForward(out, fftSize, bitReversal.get(), twiddles.get());
+    LoadBlock(out, in, window_.get(), windowLength_, fftSize_, windowType_);
+    RealSplitRadixForward(out, fftSize_, bitReversal_.get(), twiddles_.get());
     return 0;
 }
 
 int32_t CqrtfFFTGen::Inverse(float* out, const float* in) {
     // The spectrum is copied in any case, so that it may stand in `out`.
-    std::memcpy(work.get(), in, static_cast<size_t>(fftSize) * sizeof(float));
-    RealSplitRadixInverse(work.get(), fftSize, bitReversal.get(), twiddles.get());
+    std::memcpy(work_.get(), in, static_cast<size_t>(fftSize_) * sizeof(float));
+    RealSplitRadixInverse(work_.get(), fftSize_, bitReversal_.get(), twiddles_.get());
     // The split radix delivers half of what the kernels do.
-    for (int32_t i = 0; i < windowLength; ++i) out[i] = 2.0f * work[static_cast<size_t>(i)];
+    for (int32_t i = 0; i < windowLength_; ++i) out[i] = 2.0f * work_[static_cast<size_t>(i)];
     return 0;
 }
 
@@ -67,64 +67,64 @@ int32_t LanesFor(const Level& level, int32_t fftSize) {
 
 template <int32_t level>
 CqrtfFFTKernel<level>::CqrtfFFTKernel(int32_t windowLength, int32_t zeroPadFactor, int32_t windowType)
-    : fftSize(windowLength * zeroPadFactor), windowLength(windowLength), windowType(windowType) {}
+    : fftSize_(windowLength * zeroPadFactor), windowLength_(windowLength), windowType_(windowType) {}
 
 template <int32_t level>
 void CqrtfFFTKernel<level>::Init() {
-    window = MakeVec(windowLength);
-    work = MakeVec(fftSize);
-    FillWindow(window.get(), windowLength, windowType);
-    status |= PrepareKernel();
+    window_ = MakeVec(windowLength_);
+    work_ = MakeVec(fftSize_);
+    FillWindow(window_.get(), windowLength_, windowType_);
+    status_ |= PrepareKernel();
 }
 
 template <int32_t level>
 int32_t CqrtfFFTKernel<level>::PrepareKernel() {
     const Level& record = FindLevel(level);
-    const int32_t lanes = LanesFor(record, fftSize);
+    const int32_t lanes = LanesFor(record, fftSize_);
     if (lanes == 0) {
-        small = std::make_unique<CqrtfFFTGen>(windowLength, fftSize / windowLength, windowType);
-        small->Init();
+        small_ = std::make_unique<CqrtfFFTGen>(windowLength_, fftSize_ / windowLength_, windowType_);
+        small_->Init();
         return 0;
     }
-    const FftPlanSizes sizes = GetFftPlanSizes(fftSize, lanes);
-    planMemory = MakeVec(sizes.tables);
-    planInit = MakeVec(sizes.init);
-    planWork = MakeVec(sizes.work);
-    plan = std::make_unique<FftPlan>(BuildFftPlan(fftSize, lanes, planMemory.get(), planInit.get()));
+    const FftPlanSizes sizes = GetFftPlanSizes(fftSize_, lanes);
+    planMemory_ = MakeVec(sizes.tables);
+    planInit_ = MakeVec(sizes.init);
+    planWork_ = MakeVec(sizes.work);
+    plan_ = std::make_unique<FftPlan>(BuildFftPlan(fftSize_, lanes, planMemory_.get(), planInit_.get()));
     const TransformKernels& kernels = ChosenTransforms(record);
-    forward = kernels.forward;
-    inverse = kernels.inverse;
+    forward_ = kernels.forward;
+    inverse_ = kernels.inverse;
     return 0;
 }
 
 template <int32_t level>
 void CqrtfFFTKernel<level>::ReleaseKernel() {
-    small.reset();
-    plan.reset();
-    planWork.reset();
-    planInit.reset();
-    planMemory.reset();
+    small_.reset();
+    plan_.reset();
+    planWork_.reset();
+    planInit_.reset();
+    planMemory_.reset();
 }
 
 template <int32_t level>
 int32_t CqrtfFFTKernel<level>::Forward(float* out, const float* in) {
-    if (small != nullptr) return small->Forward(out, in);
+    if (small_ != nullptr) return small_->Forward(out, in);
     // A block that is taken as it stands needs no copy.
     const float* block = in;
-    if (windowType != 0 || windowLength != fftSize) {
-        LoadBlock(work.get(), in, window.get(), windowLength, fftSize, windowType);
-        block = work.get();
+    if (windowType_ != 0 || windowLength_ != fftSize_) {
+        LoadBlock(work_.get(), in, window_.get(), windowLength_, fftSize_, windowType_);
+        block = work_.get();
     }
-    forward(*plan, block, out, planWork.get());
+    forward_(*plan_, block, out, planWork_.get());
     return 0;
 }
 
 template <int32_t level>
 int32_t CqrtfFFTKernel<level>::Inverse(float* out, const float* in) {
-    if (small != nullptr) return small->Inverse(out, in);
-    float* const block = windowLength == fftSize ? out : work.get();
-    inverse(*plan, in, block, planWork.get());
-    if (block != out) std::memcpy(out, block, static_cast<size_t>(windowLength) * sizeof(float));
+    if (small_ != nullptr) return small_->Inverse(out, in);
+    float* const block = windowLength_ == fftSize_ ? out : work_.get();
+    inverse_(*plan_, in, block, planWork_.get());
+    if (block != out) std::memcpy(out, block, static_cast<size_t>(windowLength_) * sizeof(float));
     return 0;
 }
 

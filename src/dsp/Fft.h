@@ -69,14 +69,14 @@ class CqrtfFFTGen final : public CqrtfFFT_If {
     ~CqrtfFFTGen() override = default;
 
   private:
-    int32_t fftSize;
-    int32_t windowLength;
-    VecPointer window;
-    int32_t status = 0;
-    std::unique_ptr<int32_t[]> bitReversal;  // see SplitRadix.h; filled by the first transform
-    VecPointer twiddles;
-    VecPointer work;
-    int32_t windowType;
+    int32_t fftSize_;
+    int32_t windowLength_;
+    VecPointer window_;
+    int32_t status_ = 0;
+    std::unique_ptr<int32_t[]> bitReversal_;  // see SplitRadix.h; filled by the first transform
+    VecPointer twiddles_;
+    VecPointer work_;
+    int32_t windowType_;
 };
 
 /// Levels 3 to 6: the transform of the level's kernels.
@@ -97,19 +97,19 @@ class CqrtfFFTKernel final : public CqrtfFFT_If {
   private:
     using Kernel = void (*)(const FftPlan& plan, const float* in, float* out, float* work);
 
-    int32_t fftSize;
-    int32_t windowLength;
-    VecPointer window;
-    int32_t status = 0;
-    std::unique_ptr<FftPlan> plan;
-    VecPointer planWork;
-    VecPointer planInit;
-    VecPointer planMemory;
-    VecPointer work;
-    int32_t windowType;
-    Kernel forward = nullptr;
-    Kernel inverse = nullptr;
-    std::unique_ptr<CqrtfFFTGen> small;  // instead of a plan, where the vectors are too wide for the length
+    int32_t fftSize_;
+    int32_t windowLength_;
+    VecPointer window_;
+    int32_t status_ = 0;
+    std::unique_ptr<FftPlan> plan_;
+    VecPointer planWork_;
+    VecPointer planInit_;
+    VecPointer planMemory_;
+    VecPointer work_;
+    int32_t windowType_;
+    Kernel forward_ = nullptr;
+    Kernel inverse_ = nullptr;
+    std::unique_ptr<CqrtfFFTGen> small_;  // instead of a plan, where the vectors are too wide for the length
 };
 
 using CqrtfFFTSSE2 = CqrtfFFTKernel<3>;

@@ -19,24 +19,24 @@ struct Complex {
 // The roots of unity of order n, exp(-2 pi i k / n), from a quarter wave of cosines.
 class Roots {
   public:
-    Roots(float* quarterWave, int32_t n) : cosines(quarterWave), n(n) {
+    Roots(float* quarterWave, int32_t n) : cosines_(quarterWave), n_(n) {
         for (int32_t k = 0; k < n / 4; ++k) quarterWave[k] = static_cast<float>(std::cos(2.0 * kPi * k / n));
         quarterWave[n / 4] = 0.0f;
     }
     Complex operator()(int64_t k) const {
-        const int32_t turn = static_cast<int32_t>(k & (n - 1));
-        return {Cosine(turn), -Cosine((turn - n / 4) & (n - 1))};
+        const int32_t turn = static_cast<int32_t>(k & (n_ - 1));
+        return {Cosine(turn), -Cosine((turn - n_ / 4) & (n_ - 1))};
     }
 
-    int32_t Order() const { return n; }
+    int32_t Order() const { return n_; }
 
   private:
     float Cosine(int32_t k) const {
-        if (k > n / 2) k = n - k;
-        return k <= n / 4 ? cosines[k] : -cosines[n / 2 - k];
+        if (k > n_ / 2) k = n_ - k;
+        return k <= n_ / 4 ? cosines_[k] : -cosines_[n_ / 2 - k];
     }
-    const float* cosines;
-    int32_t n;
+    const float* cosines_;
+    int32_t n_;
 };
 
 // Eights as far as they go, after one or two fours where the columns are no power of eight.

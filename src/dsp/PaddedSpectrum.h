@@ -31,12 +31,12 @@ class PaddedSpectrum {
 
     void ComputePlain(float* out, const float* in);
 
-    int32_t given, size;
-    std::unique_ptr<int32_t[]> bitReversal;
-    VecPointer twiddles;
-    VecPointer work;
-    std::unique_ptr<int32_t[]> order;  // [size / 16] what PaddedSpectrumTables holds
-    Kernel kernel = nullptr;
+    int32_t given_, size_;
+    std::unique_ptr<int32_t[]> bitReversal_;
+    VecPointer twiddles_;
+    VecPointer work_;
+    std::unique_ptr<int32_t[]> order_;  // [size / 16] what PaddedSpectrumTables holds
+    Kernel kernel_ = nullptr;
 };
 
 }  // namespace mlh

@@ -140,12 +140,12 @@ int32_t CResample<Sample>::Init() {
     // One frame more than history and buffer: rounding may leave the read time a frame after the margin.
     const int64_t size = historySize + bufferSize + numChannels;
     try {
-        table.assign(static_cast<size_t>(tableLength), Sample{});
-        delta.assign(static_cast<size_t>(tableLength), Sample{});
-        storage.assign(static_cast<size_t>(2 * size), Sample{});
+        table_.assign(static_cast<size_t>(tableLength), Sample{});
+        delta_.assign(static_cast<size_t>(tableLength), Sample{});
+        storage_.assign(static_cast<size_t>(2 * size), Sample{});
         const size_t mostTaps = static_cast<size_t>(halfLength) * kMaxStep + 2;
-        leftTaps.assign(mostTaps, Weight{});
-        rightTaps.assign(mostTaps, Weight{});
+        leftTaps_.assign(mostTaps, Weight{});
+        rightTaps_.assign(mostTaps, Weight{});
     } catch (const std::bad_alloc&) {
         Release();
         return kOutOfMemory;
@@ -157,44 +157,44 @@ int32_t CResample<Sample>::Init() {
 
 template <class Sample>
 void CResample<Sample>::Release() {
-    table = {};
-    delta = {};
-    storage = {};
-    leftTaps = {};
-    rightTaps = {};
+    table_ = {};
+    delta_ = {};
+    storage_ = {};
+    leftTaps_ = {};
+    rightTaps_ = {};
     ResetState();
 }
 
 template <class Sample>
 void CResample<Sample>::Reset() {
-    std::fill(storage.begin(), storage.end(), Sample{});
+    std::fill(storage_.begin(), storage_.end(), Sample{});
     ResetState();
 }
 
 template <class Sample>
 const std::vector<Sample>& CResample<Sample>::GetTable() const {
-    return table;
+    return table_;
 }
 
 template <class Sample>
 const std::vector<Sample>& CResample<Sample>::GetDelta() const {
-    return delta;
+    return delta_;
 }
 
 template <class Sample>
 void CResample<Sample>::BuildFilter(int32_t length) {
-    if (length < 1 || static_cast<size_t>(length) > table.size()) return;
+    if (length < 1 || static_cast<size_t>(length) > table_.size()) return;
     for (int32_t i = 0; i < length; ++i) {
-        table[i] = Arithmetic<Sample>::Entry(FilterValue(i, length, rolloff, kaiserBeta));
-        if (i > 0) delta[i - 1] = static_cast<Sample>(table[i] - table[i - 1]);
+        table_[i] = Arithmetic<Sample>::Entry(FilterValue(i, length, rolloff, kaiserBeta));
+        if (i > 0) delta_[i - 1] = static_cast<Sample>(table_[i] - table_[i - 1]);
     }
-    delta[length - 1] = Sample{};
+    delta_[length - 1] = Sample{};
 }
 
 template <class Sample>
 int32_t CResample<Sample>::Process(const void* in, void* out, float inRate, float outRate, int32_t channels,
                                    int32_t frames) {
-    if (!(inRate > 0.0f) || !(outRate > 0.0f) || storage.empty()) return 0;
+    if (!(inRate > 0.0f) || !(outRate > 0.0f) || storage_.empty()) return 0;
     const double factor = static_cast<double>(outRate) / static_cast<double>(inRate);
     if (!Accepts(factor, channels, frames)) return 0;
 
@@ -225,7 +225,7 @@ void CResample<Sample>::RunKernel(Sample* out, int32_t channels, double factor, 
     const float gain = static_cast<float>(kGain * std::min(factor, 1.0));
     const double step = 1.0 / factor;
     const double start = time;
-    tapFraction = -1;
+    tapFraction_ = -1;
     for (int32_t channel = 0; channel < channels; ++channel) {
         time = start;
         int32_t count;
@@ -268,23 +268,23 @@ bool CResample<Sample>::AreWholeFramesApart(const int64_t (&fixedTimes)[kGroup])
 template <class Sample>
 void CResample<Sample>::WeighTaps(int64_t fixedTime) {
     const int32_t behind = static_cast<int32_t>(fixedTime & 0x7fff);
-    if (behind == tapFraction) return;
-    tapFraction = behind;
+    if (behind == tapFraction_) return;
+    tapFraction_ = behind;
     const int32_t ahead = static_cast<int32_t>(-fixedTime & 0x7fff);
     const auto weigh = [this](Weight* taps, int32_t h, int32_t end) {
         int32_t count = 0;
         for (; h < end; h += tableIncrement) {
-            taps[count++] = Arithmetic<Sample>::Weight(table[h >> 7], delta[h >> 7], h & 127);
+            taps[count++] = Arithmetic<Sample>::Weight(table_[h >> 7], delta_[h >> 7], h & 127);
         }
         return count;
     };
     const int32_t leftStart = static_cast<int32_t>((static_cast<int64_t>(behind) * tableIncrement) >> 15);
-    leftCount = weigh(leftTaps.data(), leftStart, tableLength * 128);
+    leftCount_ = weigh(leftTaps_.data(), leftStart, tableLength * 128);
     // With the read time right on the centre, the right wing begins a whole frame away.
     const int32_t rightStart =
         ahead == 0 ? tableIncrement
                    : static_cast<int32_t>((static_cast<int64_t>(ahead) * tableIncrement) >> 15);
-    rightCount = weigh(rightTaps.data(), rightStart, tableLength * 128 - 128);
+    rightCount_ = weigh(rightTaps_.data(), rightStart, tableLength * 128 - 128);
 }
 
 template <class Sample>
@@ -292,10 +292,10 @@ Sample CResample<Sample>::Interpolate(const Sample* centre, int32_t channels, fl
     using Sum = typename Arithmetic<Sample>::Sum;
     Sum left{};
     const Sample* x = centre;
-    for (int32_t i = 0; i < leftCount; ++i, x -= channels) left += static_cast<Sum>(leftTaps[i]) * *x;
+    for (int32_t i = 0; i < leftCount_; ++i, x -= channels) left += static_cast<Sum>(leftTaps_[i]) * *x;
     Sum right{};
     x = centre + channels;
-    for (int32_t i = 0; i < rightCount; ++i, x += channels) right += static_cast<Sum>(rightTaps[i]) * *x;
+    for (int32_t i = 0; i < rightCount_; ++i, x += channels) right += static_cast<Sum>(rightTaps_[i]) * *x;
     return Arithmetic<Sample>::Output(left + right, gain);
 }
 
@@ -314,8 +314,8 @@ void CResample<Sample>::InterpolateGroup(const Sample* source, const int64_t (&f
     };
     const Sample* const centre = source + (fixedTimes[0] >> 15) * channels;
     Sum left[kGroup] = {}, right[kGroup] = {};
-    sum(centre, -channels, leftTaps.data(), leftCount, left);
-    sum(centre + channels, channels, rightTaps.data(), rightCount, right);
+    sum(centre, -channels, leftTaps_.data(), leftCount_, left);
+    sum(centre + channels, channels, rightTaps_.data(), rightCount_, right);
     for (ptrdiff_t k = 0; k < kGroup; ++k) {
         out[k * channels] = Arithmetic<Sample>::Output(left[k] + right[k], gain);
     }
@@ -339,10 +339,10 @@ void CResample<Sample>::Advance(int32_t usable, int32_t channels) {
 template <class Sample>
 void CResample<Sample>::Drop(int32_t passed, int32_t channels) {
     const ptrdiff_t end =
-        Buffer() - storage.data() + static_cast<ptrdiff_t>(writeIndex + pendingMargin) * channels;
+        Buffer() - storage_.data() + static_cast<ptrdiff_t>(writeIndex + pendingMargin) * channels;
     dropped += static_cast<int64_t>(passed) * channels;
-    if (dropped <= static_cast<int64_t>(storage.size() / 2)) return;
-    std::copy(storage.begin() + dropped, storage.begin() + end, storage.begin());
+    if (dropped <= static_cast<int64_t>(storage_.size() / 2)) return;
+    std::copy(storage_.begin() + dropped, storage_.begin() + end, storage_.begin());
     dropped = 0;
 }
 

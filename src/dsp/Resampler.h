@@ -111,15 +111,15 @@ class CResample final : public CResampleBase {
                           float gain, Sample* out) const;
     void Advance(int32_t usable, int32_t channels);
     void Drop(int32_t passed, int32_t channels);
-    Sample* Buffer() { return storage.data() + dropped + historySize - historyOffset; }
+    Sample* Buffer() { return storage_.data() + dropped + historySize - historyOffset; }
 
-    std::vector<Sample> table;    ///< one wing of the filter, 256 entries per zero crossing
-    std::vector<Sample> delta;    ///< table[i + 1] - table[i], 0 at the end
-    std::vector<Sample> storage;  ///< history and buffer, interleaved, with as much room again to move on in
+    std::vector<Sample> table_;    ///< one wing of the filter, 256 entries per zero crossing
+    std::vector<Sample> delta_;    ///< table[i + 1] - table[i], 0 at the end
+    std::vector<Sample> storage_;  ///< history and buffer, interleaved, with as much room again to move on in
 
-    std::vector<Weight> leftTaps, rightTaps;  ///< the filter at tapFraction, away from the read time
-    int32_t leftCount = 0, rightCount = 0;
-    int32_t tapFraction = -1;  ///< 15 bits of the read time; -1 at the start of a call
+    std::vector<Weight> leftTaps_, rightTaps_;  ///< the filter at tapFraction, away from the read time
+    int32_t leftCount_ = 0, rightCount_ = 0;
+    int32_t tapFraction_ = -1;  ///< 15 bits of the read time; -1 at the start of a call
 };
 
 using CResampleFloat = CResample<float>;

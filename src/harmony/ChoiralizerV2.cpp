@@ -62,14 +62,14 @@ void DestroyChoiralizerV2(CChoiralizerV2If** engine) {
 }
 
 CChoiralizerV2::CChoiralizerV2()
-    : params(kDefaultParams),
-      chordsInFunctions(Created(CreateChordsInFunctions)),
-      verticalRules(Created(CreateVoicingRules)),
-      transitionRules(Created(CreateVoicingRules)),
-      classic(Created(ChoiralizerClassic::CChoiralizer::Create)) {
-    std::copy_n(classic->GetScaleOffsets(), scaleMap.size(), scaleMap.begin());
-    verticalRules->SelectRuleSet(0);
-    transitionRules->SelectRuleSet(1);
+    : params_(kDefaultParams),
+      chordsInFunctions_(Created(CreateChordsInFunctions)),
+      verticalRules_(Created(CreateVoicingRules)),
+      transitionRules_(Created(CreateVoicingRules)),
+      classic_(Created(ChoiralizerClassic::CChoiralizer::Create)) {
+    std::copy_n(classic_->GetScaleOffsets(), scaleMap_.size(), scaleMap_.begin());
+    verticalRules_->SelectRuleSet(0);
+    transitionRules_->SelectRuleSet(1);
     ApplyOwnParams();
     CChoiralizerV2::ResetVoices();
 }
@@ -77,38 +77,38 @@ CChoiralizerV2::CChoiralizerV2()
 CChoiralizerV2::~CChoiralizerV2() = default;
 
 int32_t CChoiralizerV2::SetKey(int32_t key) {
-    inputKey = key;
-    outputKey = key;
-    verticalRules->SetKey(key);
-    transitionRules->SetKey(key);
-    return classic->SetKey(key);
+    inputKey_ = key;
+    outputKey_ = key;
+    verticalRules_->SetKey(key);
+    transitionRules_->SetKey(key);
+    return classic_->SetKey(key);
 }
 
 int32_t CChoiralizerV2::SetInputScale(int32_t row) {
-    inputScale = row;
-    return classic->SetInputScale(row);
+    inputScale_ = row;
+    return classic_->SetInputScale(row);
 }
 
 int32_t CChoiralizerV2::SetOutputScale(int32_t row) {
-    outputScale = row;
-    chordsInFunctions->SetMode(row);
-    verticalRules->SetScale(ScaleRow(row));
-    transitionRules->SetScale(ScaleRow(row));
-    return classic->SetOutputScale(row);
+    outputScale_ = row;
+    chordsInFunctions_->SetMode(row);
+    verticalRules_->SetScale(ScaleRow(row));
+    transitionRules_->SetScale(ScaleRow(row));
+    return classic_->SetOutputScale(row);
 }
 
 int32_t CChoiralizerV2::SetQuantize(int32_t flag) {
-    quantizeToScale = flag;
-    return classic->SetQuantize(flag);
+    quantizeToScale_ = flag;
+    return classic_->SetQuantize(flag);
 }
 
 int32_t CChoiralizerV2::SetScaleMap(int32_t flag) {
-    mapScale = flag;
-    return classic->SetScaleMap(flag);
+    mapScale_ = flag;
+    return classic_->SetScaleMap(flag);
 }
 
 int32_t CChoiralizerV2::SetMode(int32_t newMode) {
-    mode = newMode;
+    mode_ = newMode;
     return 0;
 }
 
@@ -116,43 +116,43 @@ int32_t CChoiralizerV2::SetParams(const HarmonyParams* newParams) {
     if (newParams == nullptr) {
         return kBadArgument;
     }
-    params = newParams;
-    if (mode == kOwnMode) {
+    params_ = newParams;
+    if (mode_ == kOwnMode) {
         ApplyOwnParams();
     }
-    paramsChanged = 1;
+    paramsChanged_ = 1;
     return 0;
 }
 
 void CChoiralizerV2::ApplyOwnParams() {
-    leadVoice = params[0];
-    topVoice = 3;
-    classic->SetVoicesAbove(Wrapped(int64_t{3} - leadVoice));
-    for (CVoicingRules* rules : {verticalRules.get(), transitionRules.get()}) {
-        rules->SetLeadVoice(leadVoice);
-        rules->SetSpacingStyle(params[2]);
+    leadVoice_ = params_[0];
+    topVoice_ = 3;
+    classic_->SetVoicesAbove(Wrapped(int64_t{3} - leadVoice_));
+    for (CVoicingRules* rules : {verticalRules_.get(), transitionRules_.get()}) {
+        rules->SetLeadVoice(leadVoice_);
+        rules->SetSpacingStyle(params_[2]);
     }
 }
 
-int32_t CChoiralizerV2::GetKey() { return mode == kOwnMode ? inputKey : classic->GetKey(); }
+int32_t CChoiralizerV2::GetKey() { return mode_ == kOwnMode ? inputKey_ : classic_->GetKey(); }
 
-int32_t CChoiralizerV2::GetInputScale() { return mode == kOwnMode ? inputScale : classic->GetInputScale(); }
+int32_t CChoiralizerV2::GetInputScale() { return mode_ == kOwnMode ? inputScale_ : classic_->GetInputScale(); }
 
 int32_t CChoiralizerV2::GetOutputScale() {
-    return mode == kOwnMode ? outputScale : classic->GetOutputScale();
+    return mode_ == kOwnMode ? outputScale_ : classic_->GetOutputScale();
 }
 
-int32_t CChoiralizerV2::GetQuantize() { return mode == kOwnMode ? quantizeToScale : classic->GetQuantize(); }
+int32_t CChoiralizerV2::GetQuantize() { return mode_ == kOwnMode ? quantizeToScale_ : classic_->GetQuantize(); }
 
-int32_t CChoiralizerV2::GetScaleMap() { return mode == kOwnMode ? mapScale : classic->GetScaleMap(); }
+int32_t CChoiralizerV2::GetScaleMap() { return mode_ == kOwnMode ? mapScale_ : classic_->GetScaleMap(); }
 
-int32_t CChoiralizerV2::GetMode() { return mode; }
+int32_t CChoiralizerV2::GetMode() { return mode_; }
 
 int32_t CChoiralizerV2::SetChordCount(int32_t n) {
     if (n < 0) {
         return kBadArgument;
     }
-    chords.assign(static_cast<size_t>(n), ChordInfo{});
+    chords_.assign(static_cast<size_t>(n), ChordInfo{});
     return 0;
 }
 
@@ -160,45 +160,45 @@ int32_t CChoiralizerV2::SetChordAt(int32_t index, ChordInfo chord) {
     if (index < 0 || index >= GetChordCount()) {
         return kBadArgument;
     }
-    chords[static_cast<size_t>(index)] = std::move(chord);
+    chords_[static_cast<size_t>(index)] = std::move(chord);
     return 0;
 }
 
-int32_t CChoiralizerV2::GetChordCount() { return static_cast<int32_t>(chords.size()); }
+int32_t CChoiralizerV2::GetChordCount() { return static_cast<int32_t>(chords_.size()); }
 
 int32_t CChoiralizerV2::GetParams(const HarmonyParams** out) {
     if (out == nullptr) {
         return kBadArgument;
     }
-    *out = params;
+    *out = params_;
     return 0;
 }
 
 int32_t CChoiralizerV2::ResetVoices() {
     const size_t count = NoteCount();
-    for (size_t row = 0; row < voices.size(); ++row) {
-        if (voices[row].count != melody.count) {
+    for (size_t row = 0; row < voices_.size(); ++row) {
+        if (voices_[row].count != melody_.count) {
             voiceItems_[row].assign(count, NoteItem{});
-            voices[row].items = voiceItems_[row].data();
-            voices[row].count = melody.count;
+            voices_[row].items = voiceItems_[row].data();
+            voices_[row].count = melody_.count;
             ClearChosen();
         }
-        voices[row].reservedA = melody.reservedA;
-        voices[row].reservedB = melody.reservedB;
+        voices_[row].reservedA = melody_.reservedA;
+        voices_[row].reservedB = melody_.reservedB;
         for (size_t i = 0; i < count; ++i) {
             voiceItems_[row][i] = melodyItems_[i];
             voiceItems_[row][i].pitch = -1;
         }
     }
-    if (mode != kOwnMode) {
-        classic->ResetHistory();
+    if (mode_ != kOwnMode) {
+        classic_->ResetHistory();
     }
-    stateChanged = 1;
+    stateChanged_ = 1;
     return 0;
 }
 
 void CChoiralizerV2::ClearChosen() {
-    chosen.assign(NoteCount(), VoicingCandidate{});
+    chosen_.assign(NoteCount(), VoicingCandidate{});
     ownVoicing_.assign(NoteCount(), Voicing{-1, -1, -1, -1});
     ownName_.assign(NoteCount(), std::string());
 }
@@ -219,17 +219,17 @@ int32_t CChoiralizerV2::SetMelody(const NoteList* list, int32_t force) {
 
     const NoteList given = *list;
     melodyItems_ = std::move(newItems);
-    melody = {melodyItems_.data(), given.count, given.reservedA, given.reservedB};
+    melody_ = {melodyItems_.data(), given.count, given.reservedA, given.reservedB};
     melodyRecord_ = std::move(newRecord);
-    noteLocked = std::move(newLocked);
-    noteFunction = std::move(newFunction);
+    noteLocked_ = std::move(newLocked);
+    noteFunction_ = std::move(newFunction);
 
-    if (melody.count != GetChordCount() || force != 0) {
-        SetChordCount(melody.count);
-        if (mode != kOwnMode) {
+    if (melody_.count != GetChordCount() || force != 0) {
+        SetChordCount(melody_.count);
+        if (mode_ != kOwnMode) {
             std::vector<ClassicChord> tracked(count);
-            classic->TrackChords(melodyRecord_.notePitch.data(), tracked.data(), melody.count);
-            for (int32_t note = 0; note < melody.count; ++note) {
+            classic_->TrackChords(melodyRecord_.notePitch.data(), tracked.data(), melody_.count);
+            for (int32_t note = 0; note < melody_.count; ++note) {
                 RecordResult(nullptr, note, tracked.data());
             }
         }
@@ -241,7 +241,7 @@ int32_t CChoiralizerV2::GetVoices(NoteList** out) {
     if (out == nullptr) {
         return kBadArgument;
     }
-    *out = voices.data();
+    *out = voices_.data();
     return 0;
 }
 
@@ -249,24 +249,24 @@ int32_t CChoiralizerV2::GetChords(ChordInfo** out) {
     if (out == nullptr) {
         return kBadArgument;
     }
-    *out = chords.data();
+    *out = chords_.data();
     return 0;
 }
 
 int32_t CChoiralizerV2::ConfigureRules(std::string) { return 0; }
 
 int32_t CChoiralizerV2::Calculate() {
-    if (melody.count < 1) {
+    if (melody_.count < 1) {
         return kBadArgument;
     }
-    return mode == kOwnMode ? CalculateOwn() : CalculateClassic();
+    return mode_ == kOwnMode ? CalculateOwn() : CalculateClassic();
 }
 
 int32_t CChoiralizerV2::CalculateOwn() {
-    if (leadVoice < 0 || leadVoice > 3) {
+    if (leadVoice_ < 0 || leadVoice_ > 3) {
         return kBadArgument;
     }
-    std::fill(noteFunction.begin(), noteFunction.end(), int32_t{FunctionNone});
+    std::fill(noteFunction_.begin(), noteFunction_.end(), int32_t{FunctionNone});
     if (int32_t code = AnalysePhrases(); code != 0) {
         return code;
     }
@@ -274,7 +274,7 @@ int32_t CChoiralizerV2::CalculateOwn() {
         return code;
     }
     // Every note gets a chord, however few were set. The settings of the last run go with their lists.
-    chords.resize(std::max(chords.size(), NoteCount()));
+    chords_.resize(std::max(chords_.size(), NoteCount()));
     ClearChosen();
     if (int32_t code = BuildVoicingCandidates(); code != 0) {
         return code;
@@ -288,21 +288,21 @@ int32_t CChoiralizerV2::AnalysePhrases() {
 }
 
 int32_t CChoiralizerV2::AssignFunctions() {
-    return FindFunctions(melodyRecord_, OutputTonality(), phrases_.phraseBoundary, noteLocked, noteFunction);
+    return FindFunctions(melodyRecord_, OutputTonality(), phrases_.phraseBoundary, noteLocked_, noteFunction_);
 }
 
 int32_t CChoiralizerV2::BuildVoicingCandidates() {
     UseCloseSpacing(12);
-    candidateLists = BuildVoicingLists(melodyRecord_, noteFunction, Layout());
+    candidateLists_ = BuildVoicingLists(melodyRecord_, noteFunction_, Layout());
     return 0;
 }
 
 int32_t CChoiralizerV2::SearchVoicing() {
-    if (candidateLists.empty()) {
+    if (candidateLists_.empty()) {
         return kBadArgument;
     }
-    FindBestPaths(candidateLists, *transitionRules);
-    for (const PathStep& step : TraceBestPath(candidateLists)) {
+    FindBestPaths(candidateLists_, *transitionRules_);
+    for (const PathStep& step : TraceBestPath(candidateLists_)) {
         RecordStep(step);
     }
     return 0;
@@ -310,52 +310,52 @@ int32_t CChoiralizerV2::SearchVoicing() {
 
 std::vector<ChordCandidate> CChoiralizerV2::BuildChordCandidates(int32_t leadPitch, int32_t function,
                                                                  int32_t capacity) {
-    return FindChordCandidates(*chordsInFunctions, function, outputKey, {leadPitch, rangeBelow, rangeAbove},
+    return FindChordCandidates(*chordsInFunctions_, function, outputKey_, {leadPitch, rangeBelow_, rangeAbove_},
                                capacity);
 }
 
 VoicingLayout CChoiralizerV2::Layout() const {
-    return {outputKey,          leadVoice,      rangeBelow,      rangeAbove,
-            *chordsInFunctions, *verticalRules, *transitionRules};
+    return {outputKey_,          leadVoice_,      rangeBelow_,      rangeAbove_,
+            *chordsInFunctions_, *verticalRules_, *transitionRules_};
 }
 
 // Turns to close spacing where the range has at most that many pitches: open spacing takes more than an
 // octave.
 void CChoiralizerV2::UseCloseSpacing(int32_t widestRange) {
-    if (rangeBelow + rangeAbove + 1 <= widestRange) {
-        verticalRules->SetSpacingStyle(0);
-        transitionRules->SetSpacingStyle(0);
+    if (rangeBelow_ + rangeAbove_ + 1 <= widestRange) {
+        verticalRules_->SetSpacingStyle(0);
+        transitionRules_->SetSpacingStyle(0);
     }
 }
 
 // A note that inherits writes its lead into the setting that it shares; rows recorded before keep theirs.
 void CChoiralizerV2::RecordStep(const PathStep& step) {
-    VoicingCandidate& candidate = candidateLists[static_cast<size_t>(step.from)].candidates[step.candidate];
+    VoicingCandidate& candidate = candidateLists_[static_cast<size_t>(step.from)].candidates[step.candidate];
     if (!step.isInherited) {
         RecordResult(&candidate, step.note, nullptr);
         return;
     }
     VoicingCandidate inherited = InheritedSetting(candidate);
-    inherited.voicing[leadVoice] = melodyRecord_.notePitch[static_cast<size_t>(step.note)];
+    inherited.voicing[leadVoice_] = melodyRecord_.notePitch[static_cast<size_t>(step.note)];
     RecordResult(&inherited, step.note, nullptr);
 }
 
 int32_t CChoiralizerV2::SetChordAtNote(ChordInfo chord, int32_t note) {
-    if (note < 0 || note >= GetChordCount() || note >= melody.count) {
+    if (note < 0 || note >= GetChordCount() || note >= melody_.count) {
         return kBadArgument;
     }
     const size_t at = static_cast<size_t>(note);
-    const bool run = chosen[at].voicing != nullptr && chosen[at].tones != nullptr;  // classic: no tones
-    if (!run || leadVoice < 0 || leadVoice > 3) {
+    const bool run = chosen_[at].voicing != nullptr && chosen_[at].tones != nullptr;  // classic: no tones
+    if (!run || leadVoice_ < 0 || leadVoice_ > 3) {
         return kBadArgument;
     }
     UseCloseSpacing(13);
     const CandidateList list =
-        BuildListOfChord(chord, {melodyRecord_.notePitch[at], noteFunction[at], chosen[at].gap}, Layout());
+        BuildListOfChord(chord, {melodyRecord_.notePitch[at], noteFunction_[at], chosen_[at].gap}, Layout());
     if (list.candidates.empty()) {
         return 0;
     }
-    const size_t winner = BestInPlace(list, note, chosen, *transitionRules);
+    const size_t winner = BestInPlace(list, note, chosen_, *transitionRules_);
 
     ownVoicing_[at] = list.voicings[winner];
     ownName_[at] = chord.name;
@@ -363,32 +363,32 @@ int32_t CChoiralizerV2::SetChordAtNote(ChordInfo chord, int32_t note) {
     record.voicing = ownVoicing_[at].data();
     record.name = ownName_[at].c_str();
     WriteRows(record, note);
-    chords[at] = std::move(chord);
-    if (note + 1 < melody.count) {
-        chosen[at + 1].gap = 1;
+    chords_[at] = std::move(chord);
+    if (note + 1 < melody_.count) {
+        chosen_[at + 1].gap = 1;
     }
     return 0;
 }
 
 int32_t CChoiralizerV2::CalculateClassic() {
     const size_t count = NoteCount();
-    if (chords.size() < count) {
+    if (chords_.size() < count) {
         return kBadArgument;
     }
     const std::vector<int32_t>& pitch = melodyRecord_.notePitch;
     std::vector<ClassicChord> classicChords(count);
-    classic->ResetHistory();
-    if (chords[0].root == -1) {
-        classic->TrackChords(pitch.data(), classicChords.data(), melody.count);
+    classic_->ResetHistory();
+    if (chords_[0].root == -1) {
+        classic_->TrackChords(pitch.data(), classicChords.data(), melody_.count);
     } else {
-        std::transform(chords.begin(), chords.begin() + melody.count, classicChords.begin(), ToClassic);
+        std::transform(chords_.begin(), chords_.begin() + melody_.count, classicChords.begin(), ToClassic);
     }
     ClassicTask task;
-    if (int32_t code = PrepareClassicMode(*classic, mode, params, params != kDefaultParams, task);
+    if (int32_t code = PrepareClassicMode(*classic_, mode_, params_, params_ != kDefaultParams, task);
         code != 0) {
         return code;
     }
-    if (mode < 0 || mode > NumberOf(HarmonyMode::Double)) {
+    if (mode_ < 0 || mode_ > NumberOf(HarmonyMode::Double)) {
         return 0;
     }
 
@@ -398,7 +398,7 @@ int32_t CChoiralizerV2::CalculateClassic() {
     scratch.voicing = scratchVoicing_.data();
     for (size_t note = 0; note < count; ++note) {
         const int32_t next = note + 1 < count ? pitch[note + 1] : pitch[note];
-        VoiceClassicNote(*classic, task, pitch[note], next, classicChords[note], scratch.voicing);
+        VoiceClassicNote(*classic_, task, pitch[note], next, classicChords[note], scratch.voicing);
         RecordResult(&scratch, static_cast<int32_t>(note), classicChords.data());
     }
     return 0;
@@ -406,12 +406,12 @@ int32_t CChoiralizerV2::CalculateClassic() {
 
 void CChoiralizerV2::RecordResult(VoicingCandidate* candidate, int32_t note,
                                   const ClassicChord* classicChords) {
-    if (note < 0 || note >= melody.count || note >= GetChordCount()) {
+    if (note < 0 || note >= melody_.count || note >= GetChordCount()) {
         return;
     }
-    ChordInfo& chord = chords[static_cast<size_t>(note)];
-    if (mode == kOwnMode) {
-        chord = ChordOfSetting(*candidate, outputKey);
+    ChordInfo& chord = chords_[static_cast<size_t>(note)];
+    if (mode_ == kOwnMode) {
+        chord = ChordOfSetting(*candidate, outputKey_);
         WriteRows(*candidate, note);
         return;
     }
@@ -431,30 +431,30 @@ void CChoiralizerV2::RecordResult(VoicingCandidate* candidate, int32_t note,
 
 // Sings a setting in the rows of a note and remembers it. The voicing stays shared.
 void CChoiralizerV2::WriteRows(const VoicingCandidate& candidate, int32_t note) {
-    for (size_t row = 0; row < voices.size(); ++row) {
-        voices[row].items[note].pitch = candidate.voicing[row];
+    for (size_t row = 0; row < voices_.size(); ++row) {
+        voices_[row].items[note].pitch = candidate.voicing[row];
     }
-    chosen[static_cast<size_t>(note)] = candidate;
+    chosen_[static_cast<size_t>(note)] = candidate;
 }
 
 int32_t CChoiralizerV2::SetVoiceItem(NoteItem item, int32_t voice, int32_t note) {
-    if (voice < 0 || voice >= 4 || note < 0 || note >= melody.count) {
+    if (voice < 0 || voice >= 4 || note < 0 || note >= melody_.count) {
         return kBadArgument;
     }
-    voices[static_cast<size_t>(voice)].items[note] = item;
-    if (voice == leadVoice) {
-        melody.items[note] = item;
+    voices_[static_cast<size_t>(voice)].items[note] = item;
+    if (voice == leadVoice_) {
+        melody_.items[note] = item;
     }
     return 0;
 }
 
 int32_t CChoiralizerV2::SetVoiceItemTag(uint32_t tag, int32_t voice, int32_t note) {
-    if (voice < 0 || voice >= 4 || note < 0 || note >= melody.count) {
+    if (voice < 0 || voice >= 4 || note < 0 || note >= melody_.count) {
         return kBadArgument;
     }
-    voices[static_cast<size_t>(voice)].items[note].tagC = tag;
-    if (voice == leadVoice) {
-        melody.items[note].tagC = tag;
+    voices_[static_cast<size_t>(voice)].items[note].tagC = tag;
+    if (voice == leadVoice_) {
+        melody_.items[note].tagC = tag;
     }
     return 0;
 }
@@ -462,11 +462,11 @@ int32_t CChoiralizerV2::SetVoiceItemTag(uint32_t tag, int32_t voice, int32_t not
 int32_t CChoiralizerV2::GetReserved() { return 0; }
 
 bool CChoiralizerV2::IsInInputScale(int32_t pitch) {
-    return IsScaleTone(pitch, inputKey, InputTonality().Scale());
+    return IsScaleTone(pitch, inputKey_, InputTonality().Scale());
 }
 
 bool CChoiralizerV2::IsInOutputScale(int32_t pitch) {
-    return IsScaleTone(pitch, outputKey, OutputTonality().Scale());
+    return IsScaleTone(pitch, outputKey_, OutputTonality().Scale());
 }
 
 // The single answers are joined by "or" from a start of true; callers count on a chord never being refused
@@ -503,8 +503,8 @@ int32_t CChoiralizerV2::ListChordsWithTones(int32_t start, ChordInfo* out) {
 }
 
 void CChoiralizerV2::SetRange(int32_t below, int32_t above) {
-    rangeBelow = below;
-    rangeAbove = above;
+    rangeBelow_ = below;
+    rangeAbove_ = above;
 }
 
 }  // namespace mlh::ChoiralizerV2

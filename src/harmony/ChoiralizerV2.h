@@ -192,28 +192,28 @@ class CChoiralizerV2 final : public CChoiralizerV2If {
     void SetRange(int32_t below, int32_t above);
 
     // State, for tools and tests. Vectors have one entry per note.
-    const NoteList& GetMelody() const { return melody; }
+    const NoteList& GetMelody() const { return melody_; }
     const std::vector<float>& GetNoteDurations() const { return melodyRecord_.noteDuration; }
     const std::vector<int32_t>& GetBoundaryCandidates() const { return phrases_.boundaryCandidate; }
     const std::vector<int32_t>& GetPhraseBoundaries() const { return phrases_.phraseBoundary; }
-    const std::vector<int32_t>& GetNoteFunctions() const { return noteFunction; }
-    const std::vector<CandidateList>& GetCandidateLists() const { return candidateLists; }
-    const std::vector<VoicingCandidate>& GetChosen() const { return chosen; }
-    ChoiralizerClassic::CChoiralizer& GetClassic() { return *classic; }
-    CVoicingRules& GetVerticalRules() { return *verticalRules; }
-    CVoicingRules& GetTransitionRules() { return *transitionRules; }
+    const std::vector<int32_t>& GetNoteFunctions() const { return noteFunction_; }
+    const std::vector<CandidateList>& GetCandidateLists() const { return candidateLists_; }
+    const std::vector<VoicingCandidate>& GetChosen() const { return chosen_; }
+    ChoiralizerClassic::CChoiralizer& GetClassic() { return *classic_; }
+    CVoicingRules& GetVerticalRules() { return *verticalRules_; }
+    CVoicingRules& GetTransitionRules() { return *transitionRules_; }
     float GetTotalDuration() const { return melodyRecord_.totalDuration; }
     float GetMeanDuration() const { return melodyRecord_.meanDuration; }
-    int32_t GetLeadVoice() const { return leadVoice; }
-    int32_t GetTopVoice() const { return topVoice; }
-    const std::array<int32_t, 12>& GetScaleOffsets() const { return scaleMap; }
-    bool StateChanged() const { return stateChanged != 0; }
-    bool ParamsChanged() const { return paramsChanged != 0; }
+    int32_t GetLeadVoice() const { return leadVoice_; }
+    int32_t GetTopVoice() const { return topVoice_; }
+    const std::array<int32_t, 12>& GetScaleOffsets() const { return scaleMap_; }
+    bool StateChanged() const { return stateChanged_ != 0; }
+    bool ParamsChanged() const { return paramsChanged_ != 0; }
 
   private:
-    size_t NoteCount() const { return static_cast<size_t>(melody.count); }
-    Tonality InputTonality() const { return {inputKey, inputScale}; }
-    Tonality OutputTonality() const { return {outputKey, outputScale}; }
+    size_t NoteCount() const { return static_cast<size_t>(melody_.count); }
+    Tonality InputTonality() const { return {inputKey_, inputScale_}; }
+    Tonality OutputTonality() const { return {outputKey_, outputScale_}; }
     VoicingLayout Layout() const;
     void ApplyOwnParams();
     void UseCloseSpacing(int32_t widestRange);
@@ -223,47 +223,47 @@ class CChoiralizerV2 final : public CChoiralizerV2If {
     void RecordStep(const PathStep& step);
     void WriteRows(const VoicingCandidate& candidate, int32_t note);
 
-    int32_t inputKey = 0;
-    int32_t outputKey = 0;        // all of mode 7 reads this one
-    int32_t inputScale = 0;       // rows of the scale table
-    int32_t outputScale = 0;      // all of mode 7 reads this one
-    int32_t quantizeToScale = 1;  // mirrors of the classic engine's flags
-    int32_t mapScale = 1;
-    int32_t leadVoice = 3;  // row of the melody
-    int32_t topVoice = 3;
-    int32_t rangeBelow = 24;
-    int32_t rangeAbove = 0;
-    std::array<int32_t, 12> scaleMap{};              // the classic engine's offsets as they are at the start
-    int32_t mode = NumberOf(HarmonyMode::FourPart);  // or whatever a caller has set
-    const HarmonyParams* params;
+    int32_t inputKey_ = 0;
+    int32_t outputKey_ = 0;        // all of mode 7 reads this one
+    int32_t inputScale_ = 0;       // rows of the scale table
+    int32_t outputScale_ = 0;      // all of mode 7 reads this one
+    int32_t quantizeToScale_ = 1;  // mirrors of the classic engine's flags
+    int32_t mapScale_ = 1;
+    int32_t leadVoice_ = 3;  // row of the melody
+    int32_t topVoice_ = 3;
+    int32_t rangeBelow_ = 24;
+    int32_t rangeAbove_ = 0;
+    std::array<int32_t, 12> scaleMap_{};              // the classic engine's offsets as they are at the start
+    int32_t mode_ = NumberOf(HarmonyMode::FourPart);  // or whatever a caller has set
+    const HarmonyParams* params_;
 
-    NoteList melody;
+    NoteList melody_;
     std::vector<NoteItem> melodyItems_;
-    std::array<NoteList, 4> voices;
+    std::array<NoteList, 4> voices_;
     std::array<std::vector<NoteItem>, 4> voiceItems_;
-    std::vector<ChordInfo> chords;
+    std::vector<ChordInfo> chords_;
     MelodyRecord melodyRecord_;  // starts, ends, durations and pitches of the melody as it was set
-    int32_t stateChanged = 1;    // set by ResetVoices
-    int32_t paramsChanged = 0;   // set by SetParams
+    int32_t stateChanged_ = 1;    // set by ResetVoices
+    int32_t paramsChanged_ = 0;   // set by SetParams
 
     // What the steps of mode 7 found, per note.
     Phrases phrases_;
-    std::vector<int32_t> noteLocked;  // 1: keeps its function in the search; nothing sets it yet
-    std::vector<int32_t> noteFunction;
+    std::vector<int32_t> noteLocked_;  // 1: keeps its function in the search; nothing sets it yet
+    std::vector<int32_t> noteFunction_;
 
     // The last setting of each note. A record points at a voicing in candidateLists, in the scratch voicing
     // of the classic modes, or in ownVoicing_ (SetChordAtNote, with the chord's name in ownName_); that of a
     // note never set has no voicing.
-    std::vector<CandidateList> candidateLists;
-    std::vector<VoicingCandidate> chosen;
+    std::vector<CandidateList> candidateLists_;
+    std::vector<VoicingCandidate> chosen_;
     std::vector<Voicing> ownVoicing_;
     std::vector<std::string> ownName_;
     Voicing scratchVoicing_{};
 
-    std::unique_ptr<CChordsInFunctions> chordsInFunctions;
-    std::unique_ptr<CVoicingRules> verticalRules;    // rule set 0
-    std::unique_ptr<CVoicingRules> transitionRules;  // rule set 1
-    std::unique_ptr<ChoiralizerClassic::CChoiralizer> classic;
+    std::unique_ptr<CChordsInFunctions> chordsInFunctions_;
+    std::unique_ptr<CVoicingRules> verticalRules_;    // rule set 0
+    std::unique_ptr<CVoicingRules> transitionRules_;  // rule set 1
+    std::unique_ptr<ChoiralizerClassic::CChoiralizer> classic_;
 };
 
 }  // namespace ChoiralizerV2

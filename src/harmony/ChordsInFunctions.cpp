@@ -9,14 +9,14 @@
 namespace mlh::ChoiralizerV2 {
 
 CChordsInFunctions::CChordsInFunctions() {
-    for (size_t set = 0; set < lists.size(); ++set) {
-        std::copy(std::begin(FunctionChordTable[set]), std::end(FunctionChordTable[set]), lists[set].begin());
+    for (size_t set = 0; set < lists_.size(); ++set) {
+        std::copy(std::begin(FunctionChordTable[set]), std::end(FunctionChordTable[set]), lists_[set].begin());
     }
 }
 
 const FunctionChordList* CChordsInFunctions::ListOf(int32_t function) const {
     const bool known = function >= 0 && function < kFunctionCount;
-    return known ? &lists[mode == 0 ? 0 : 1][static_cast<size_t>(function)] : nullptr;
+    return known ? &lists_[mode_ == 0 ? 0 : 1][static_cast<size_t>(function)] : nullptr;
 }
 
 int32_t CChordsInFunctions::CountChordsWithTone(int32_t function, int32_t pitchClass) const {
@@ -40,7 +40,7 @@ void CChordsInFunctions::CopyChordsWithTone(ChordFunctionEntry* out, int32_t fun
 }
 
 void CChordsInFunctions::GetNoChord(ChordFunctionEntry* out) const {
-    *out = lists[0][FunctionNone].entries[0];
+    *out = lists_[0][FunctionNone].entries[0];
 }
 
 int32_t CreateChordsInFunctions(CChordsInFunctions** out) {

@@ -26,8 +26,8 @@ class CChordsInFunctions {
     virtual ~CChordsInFunctions() = default;
 
     // Scale row: 0 selects the major lists, any other row the minor ones.
-    void SetMode(int32_t row) { mode = row; }
-    int32_t GetMode() const { return mode; }
+    void SetMode(int32_t row) { mode_ = row; }
+    int32_t GetMode() const { return mode_; }
 
     // Chords of the function (0 to 4; others have none) that hold the pitch class above the key.
     int32_t CountChordsWithTone(int32_t function, int32_t pitchClass) const;
@@ -39,8 +39,8 @@ class CChordsInFunctions {
   private:
     const FunctionChordList* ListOf(int32_t function) const;
 
-    std::array<std::array<FunctionChordList, kFunctionCount>, 2> lists;  // own copy, [major, minor]
-    int32_t mode = 0;
+    std::array<std::array<FunctionChordList, kFunctionCount>, 2> lists_;  // own copy, [major, minor]
+    int32_t mode_ = 0;
 };
 
 // Stores null, then a new instance, which the caller deletes. Returns 0 or kOutOfMemory.

@@ -310,13 +310,13 @@ const float kWeights[] = {1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f};
 
 const VoicingRuleSet RuleSetTable[2] = {{kVerticalRules, kWeights, 7}, {kTransitionRules, kWeights, 8}};
 
-CVoicingRules::CVoicingRules() : scale(ScaleRow(ChoiralizerClassic::ScaleMajor)) {}
+CVoicingRules::CVoicingRules() : scale_(ScaleRow(ChoiralizerClassic::ScaleMajor)) {}
 
 void CVoicingRules::SelectRuleSet(int32_t index) {
     if (index < 0 || index > 1) return;
-    rules = RuleSetTable[index].rules;
-    weights = RuleSetTable[index].weights;
-    ruleCount = RuleSetTable[index].count;
+    rules_ = RuleSetTable[index].rules;
+    weights_ = RuleSetTable[index].weights;
+    ruleCount_ = RuleSetTable[index].count;
 }
 
 bool IsBelowScoreFloor(float score, float prior) {
@@ -330,9 +330,9 @@ float CVoicingRules::ComputeScore(const VoicingWindow& window, float prior) cons
     if (prior == 0.0f) return 0.0f;
     float product = 1.0f;
     int32_t used = 0;
-    for (int32_t k = 0; k < ruleCount; ++k) {
-        if (weights[k] == 0.0f) continue;
-        const float factor = rules[k](window, spacingStyle, key, scale, leadVoice) * weights[k];
+    for (int32_t k = 0; k < ruleCount_; ++k) {
+        if (weights_[k] == 0.0f) continue;
+        const float factor = rules_[k](window, spacingStyle_, key_, scale_, leadVoice_) * weights_[k];
         product *= factor;
         if (product == 0.0f || IsBelowScoreFloor(product, prior)) return 0.0f;
         ++used;

@@ -68,25 +68,25 @@ class CVoicingRules {
     // search above the range where floats lose bits. Else the prior does not enter the result.
     float ComputeScore(const VoicingWindow& window, float prior) const;
 
-    void SetKey(int32_t newKey) { key = newKey; }                  // pitch class of the tonic, 0 is C
-    void SetScale(const int32_t* row) { scale = row; }             // 12 flags from the tonic up, not copied
-    void SetLeadVoice(int32_t index) { leadVoice = index; }        // row of the melody, 0 to 3
-    void SetSpacingStyle(int32_t style) { spacingStyle = style; }  // 0 close, 1 open, 2 and up wide
+    void SetKey(int32_t newKey) { key_ = newKey; }                  // pitch class of the tonic, 0 is C
+    void SetScale(const int32_t* row) { scale_ = row; }             // 12 flags from the tonic up, not copied
+    void SetLeadVoice(int32_t index) { leadVoice_ = index; }        // row of the melody, 0 to 3
+    void SetSpacingStyle(int32_t style) { spacingStyle_ = style; }  // 0 close, 1 open, 2 and up wide
 
-    int32_t GetRuleCount() const { return ruleCount; }
-    int32_t GetKey() const { return key; }
-    const int32_t* GetScale() const { return scale; }
-    int32_t GetLeadVoice() const { return leadVoice; }
-    int32_t GetSpacingStyle() const { return spacingStyle; }
+    int32_t GetRuleCount() const { return ruleCount_; }
+    int32_t GetKey() const { return key_; }
+    const int32_t* GetScale() const { return scale_; }
+    int32_t GetLeadVoice() const { return leadVoice_; }
+    int32_t GetSpacingStyle() const { return spacingStyle_; }
 
   private:
-    const VoicingRule* rules = nullptr;
-    const float* weights = nullptr;
-    int32_t ruleCount = 0;
-    int32_t key = 0;
-    const int32_t* scale;  // initially major
-    int32_t leadVoice = 0;
-    int32_t spacingStyle = 0;
+    const VoicingRule* rules_ = nullptr;
+    const float* weights_ = nullptr;
+    int32_t ruleCount_ = 0;
+    int32_t key_ = 0;
+    const int32_t* scale_;  // initially major
+    int32_t leadVoice_ = 0;
+    int32_t spacingStyle_ = 0;
 };
 
 // Whether ln(score) + ln(prior) is below -35: such a score counts as 0. Both above 0.

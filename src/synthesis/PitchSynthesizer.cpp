@@ -42,14 +42,14 @@ int32_t DestroyPitchSynthesizer(CMELODORPitchSynthesizerIf** synthesizer) {
 CMELODORPitchSynthesizer::CMELODORPitchSynthesizer(CAudioReader& reader, const CPitchMarksIf& marks,
                                                    std::span<const AnalysisNote> notes,
                                                    std::span<const AnalysisFrame> frames)
-    : reader(reader),
-      marks(marks),
-      notes(notes),
-      frames(frames),
-      sampleRate(static_cast<float>(reader.GetSampleRate())),
-      output(nullptr, 0, 0),
-      grainSource(2, 0),
-      accumulator(2, 0) {
+    : reader_(reader),
+      marks_(marks),
+      notes_(notes),
+      frames_(frames),
+      sampleRate_(static_cast<float>(reader.GetSampleRate())),
+      output_(nullptr, 0, 0),
+      grainSource_(2, 0),
+      accumulator_(2, 0) {
     BuildSegments();
 }
 
@@ -57,35 +57,35 @@ void CMELODORPitchSynthesizer::Reset() {
     ClearSegments();
     BuildSegments();
     const VoiceSettings neutral;
-    settings.modulationKeepScale = neutral.modulationKeepScale;
-    settings.pitchCorrection = neutral.pitchCorrection;
-    settings.transitionScale = neutral.transitionScale;
-    settings.formantShift = neutral.formantShift;
-    settings.formantShiftSemitones = neutral.formantShiftSemitones;
+    settings_.modulationKeepScale = neutral.modulationKeepScale;
+    settings_.pitchCorrection = neutral.pitchCorrection;
+    settings_.transitionScale = neutral.transitionScale;
+    settings_.formantShift = neutral.formantShift;
+    settings_.formantShiftSemitones = neutral.formantShiftSemitones;
 }
 
 int32_t CMELODORPitchSynthesizer::SetGlobalParameter(int32_t which, float value) {
     switch (which) {
         case GlobalTimeScale:
             if (!(value > 0.0f) || !std::isfinite(value)) return kVoiceBadArgument;
-            settings.timeScale = value;
-            settings.inverseTimeScale = 1.0f / value;
+            settings_.timeScale = value;
+            settings_.inverseTimeScale = 1.0f / value;
             return 0;
         case GlobalTransposition:
-            settings.transposition = SemitonesToRatio32(-static_cast<double>(value));
+            settings_.transposition = SemitonesToRatio32(-static_cast<double>(value));
             return 0;
         case GlobalFormantShift:
-            settings.formantShift = SemitonesToRatio32(value);
-            settings.formantShiftSemitones = value;
+            settings_.formantShift = SemitonesToRatio32(value);
+            settings_.formantShiftSemitones = value;
             return 0;
         case GlobalPitchCorrection:
-            settings.pitchCorrection = value;
+            settings_.pitchCorrection = value;
             return 0;
         case GlobalModulationKeepScale:
-            settings.modulationKeepScale = value;
+            settings_.modulationKeepScale = value;
             return 0;
         case GlobalTransitionScale:
-            settings.transitionScale = value;
+            settings_.transitionScale = value;
             return 0;
         default:
             return kVoiceBadArgument;
@@ -95,72 +95,72 @@ int32_t CMELODORPitchSynthesizer::SetGlobalParameter(int32_t which, float value)
 float CMELODORPitchSynthesizer::GetGlobalParameter(int32_t which) const {
     switch (which) {
         case GlobalTimeScale:
-            return settings.timeScale;
+            return settings_.timeScale;
         case GlobalTransposition:  // the reciprocal of what was set, infinite at 0; callers know it so
-            return static_cast<float>(1.0 / RatioToSemitones(static_cast<double>(settings.transposition)));
+            return static_cast<float>(1.0 / RatioToSemitones(static_cast<double>(settings_.transposition)));
         case GlobalFormantShift:
-            return settings.formantShiftSemitones;
+            return settings_.formantShiftSemitones;
         case GlobalPitchCorrection:
-            return settings.pitchCorrection;
+            return settings_.pitchCorrection;
         case GlobalModulationKeepScale:
-            return settings.modulationKeepScale;
+            return settings_.modulationKeepScale;
         case GlobalTransitionScale:
-            return settings.transitionScale;
+            return settings_.transitionScale;
         default:
             return -1.0f;
     }
 }
 
-double CMELODORPitchSynthesizer::GetPosition() const { return ToSeconds(outputPosition); }
+double CMELODORPitchSynthesizer::GetPosition() const { return ToSeconds(outputPosition_); }
 
 double CMELODORPitchSynthesizer::GetDuration() const {
-    return segments.empty() ? 0.0 : segments.back()->targetEnd * static_cast<double>(settings.timeScale);
+    return segments_.empty() ? 0.0 : segments_.back()->targetEnd * static_cast<double>(settings_.timeScale);
 }
 
 float CMELODORPitchSynthesizer::GetOutputPitchAt(double seconds) {
-    const double outputSample = seconds * static_cast<double>(sampleRate);
+    const double outputSample = seconds * static_cast<double>(sampleRate_);
     const SynthSegment* segment = LookUpSegment(outputSample);
     if (segment == nullptr) return -1.0f;
     const double offset = outputSample - OutputStart(*segment);
     const int32_t mark = FindMark(*segment, SourcePositionAt(*segment, offset));
     if (!IsVoiced(*segment, mark)) return -1.0f;
-    const double transposition = -RatioToSemitones(static_cast<double>(settings.transposition));
-    return MarkPitch(*segment, mark) + PitchShiftAt(*segment, settings, mark, offset) +
+    const double transposition = -RatioToSemitones(static_cast<double>(settings_.transposition));
+    return MarkPitch(*segment, mark) + PitchShiftAt(*segment, settings_, mark, offset) +
            static_cast<float>(transposition);
 }
 
 float CMELODORPitchSynthesizer::GetOutputGainAt(double seconds) {
-    const double outputSample = seconds * static_cast<double>(sampleRate);
+    const double outputSample = seconds * static_cast<double>(sampleRate_);
     const SynthSegment* segment = LookUpSegment(outputSample);
-    return segment == nullptr ? 0.0f : GainAt(*segment, settings, outputSample - OutputStart(*segment));
+    return segment == nullptr ? 0.0f : GainAt(*segment, settings_, outputSample - OutputStart(*segment));
 }
 
 // Callers mostly go forward, so the segment found last is tried first and the start of the list last.
 const SynthSegment* CMELODORPitchSynthesizer::LookUpSegment(double outputSample) {
     SettleSegments();
-    int32_t found = FindSegment(outputSample, lookupSegmentIndex);
-    if (found < 0 && lookupSegmentIndex > 0) found = FindSegment(outputSample, 0);
-    lookupSegmentIndex = found;
-    return found < 0 ? nullptr : segments[found].get();
+    int32_t found = FindSegment(outputSample, lookupSegmentIndex_);
+    if (found < 0 && lookupSegmentIndex_ > 0) found = FindSegment(outputSample, 0);
+    lookupSegmentIndex_ = found;
+    return found < 0 ? nullptr : segments_[found].get();
 }
 
 double CMELODORPitchSynthesizer::OutputStart(const SynthSegment& segment) const {
-    return static_cast<double>(sampleRate) * segment.targetStart * static_cast<double>(settings.timeScale);
+    return static_cast<double>(sampleRate_) * segment.targetStart * static_cast<double>(settings_.timeScale);
 }
 
 // The first segment, from index `from` on, whose output range holds the instant, both ends included.
 int32_t CMELODORPitchSynthesizer::FindSegment(double outputSample, int32_t from) const {
     for (int32_t i = from < 0 ? 0 : from; i < GetSegmentCount(); ++i) {
-        const double end = static_cast<double>(sampleRate) * segments[i]->targetEnd *
-                           static_cast<double>(settings.timeScale);
-        if (outputSample >= OutputStart(*segments[i]) && outputSample <= end) return i;
+        const double end = static_cast<double>(sampleRate_) * segments_[i]->targetEnd *
+                           static_cast<double>(settings_.timeScale);
+        if (outputSample >= OutputStart(*segments_[i]) && outputSample <= end) return i;
     }
     return -1;
 }
 
 double CMELODORPitchSynthesizer::SourcePositionAt(const SynthSegment& segment, double offset) const {
-    return offset * static_cast<double>(segment.stretch) / static_cast<double>(settings.timeScale) +
-           static_cast<double>(sampleRate) * segment.sourceStart;
+    return offset * static_cast<double>(segment.stretch) / static_cast<double>(settings_.timeScale) +
+           static_cast<double>(sampleRate_) * segment.sourceStart;
 }
 
 // The segment's mark nearest to a position of the recording; -1 without a mark.
@@ -172,9 +172,9 @@ double CMELODORPitchSynthesizer::SourcePositionAt(const SynthSegment& segment, d
 int32_t CMELODORPitchSynthesizer::FindMark(const SynthSegment& segment, double sourcePosition) const {
     const int32_t position = std::max(TruncateToInt32(sourcePosition), 0);  // no mark lies before 0
     int32_t from = segment.firstMark;
-    const int32_t reached = std::min(segment.currentMark, marks.GetCount() - 2);
-    if (from >= 0 && reached > from && marks.GetPosition(reached) <= position) from = reached;
-    return marks.FindNearest(from, position);
+    const int32_t reached = std::min(segment.currentMark, marks_.GetCount() - 2);
+    if (from >= 0 && reached > from && marks_.GetPosition(reached) <= position) from = reached;
+    return marks_.FindNearest(from, position);
 }
 
 }  // namespace mlh

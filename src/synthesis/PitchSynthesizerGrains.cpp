@@ -128,100 +128,100 @@ void GrowInSteps(AudioSampleBuffer& buffer, int64_t size) {
 
 void CMELODORPitchSynthesizer::Process(float** out, int32_t frames) {
     if (frames > 0) {
-        output.Wrap(out, reader.GetNumChannels(), frames);
+        output_.Wrap(out, reader_.GetNumChannels(), frames);
         GrowBuffersForBlock(frames);
         if (AtEnd(frames)) {
-            reader.SetPosition(reader.GetLength());
-            output.Clear();
+            reader_.SetPosition(reader_.GetLength());
+            output_.Clear();
         } else {
             RenderBlock(frames);
         }
-        previousPosition = outputPosition;
-        outputPosition = static_cast<int32_t>(std::min<int64_t>(static_cast<int64_t>(outputPosition) + frames,
+        previousPosition_ = outputPosition_;
+        outputPosition_ = static_cast<int32_t>(std::min<int64_t>(static_cast<int64_t>(outputPosition_) + frames,
                                                                 std::numeric_limits<int32_t>::max()));
     }
-    blocksSincePosition = std::min(blocksSincePosition + 1, kScrubBlocks);
-    if (blocksSincePosition == kScrubBlocks) speed = 1.0f;
+    blocksSincePosition_ = std::min(blocksSincePosition_ + 1, kScrubBlocks);
+    if (blocksSincePosition_ == kScrubBlocks) speed_ = 1.0f;
 }
 
 void CMELODORPitchSynthesizer::GrowBuffersForBlock(int32_t frames) {
-    if (frames <= accumulator.GetSize()) return;
-    Grow(grainSource, 2 * static_cast<int64_t>(frames));
-    Grow(accumulator, 8 * static_cast<int64_t>(frames));
+    if (frames <= accumulator_.GetSize()) return;
+    Grow(grainSource_, 2 * static_cast<int64_t>(frames));
+    Grow(accumulator_, 8 * static_cast<int64_t>(frames));
 }
 
 void CMELODORPitchSynthesizer::GrowBuffersForGrain() {
-    const int64_t width = static_cast<int64_t>(previousPeriod) + currentPeriod;
-    GrowInSteps(grainSource, width + 2);  // interpolation looks one sample ahead
-    GrowInSteps(accumulator, accumulated + width);
+    const int64_t width = static_cast<int64_t>(previousPeriod_) + currentPeriod_;
+    GrowInSteps(grainSource_, width + 2);  // interpolation looks one sample ahead
+    GrowInSteps(accumulator_, accumulated_ + width);
     // A half is at most a period long.
-    const size_t longest = static_cast<size_t>(std::max(previousPeriod, currentPeriod)) + 1;
-    if (windowRow.size() < longest) {
-        windowRow.resize(std::max(longest, 2 * windowRow.size()));
-        resampledGrain.resize(windowRow.size());
+    const size_t longest = static_cast<size_t>(std::max(previousPeriod_, currentPeriod_)) + 1;
+    if (windowRow_.size() < longest) {
+        windowRow_.resize(std::max(longest, 2 * windowRow_.size()));
+        resampledGrain_.resize(windowRow_.size());
     }
 }
 
 bool CMELODORPitchSynthesizer::AtEnd(int32_t frames) const {
-    return static_cast<int64_t>(outputPosition) + frames > std::numeric_limits<int32_t>::max() ||
-           outputPosition >= TruncateToInt32(GetDuration() * static_cast<double>(sampleRate));
+    return static_cast<int64_t>(outputPosition_) + frames > std::numeric_limits<int32_t>::max() ||
+           outputPosition_ >= TruncateToInt32(GetDuration() * static_cast<double>(sampleRate_));
 }
 
 int32_t CMELODORPitchSynthesizer::RenderedChannels() const {
-    return std::min(output.GetNumChannels(), accumulator.GetNumChannels());
+    return std::min(output_.GetNumChannels(), accumulator_.GetNumChannels());
 }
 
 void CMELODORPitchSynthesizer::RenderBlock(int32_t frames) {
     const PlaceResult result = PlaceGrains(frames);
-    for (int32_t c = 0; c < RenderedChannels(); ++c) output.CopyFrom(c, 0, accumulator, c, 0, frames);
+    for (int32_t c = 0; c < RenderedChannels(); ++c) output_.CopyFrom(c, 0, accumulator_, c, 0, frames);
 
     if (result == PlaceResult::Failed) {  // what was there has gone out; start again from empty
-        accumulated = 0;
-        previousPeriod = 0;
-        accumulator.Clear();
+        accumulated_ = 0;
+        previousPeriod_ = 0;
+        accumulator_.Clear();
     } else if (result == PlaceResult::Placed) {
-        accumulated -= frames;
-        const int32_t kept = accumulated + previousPeriod;
+        accumulated_ -= frames;
+        const int32_t kept = accumulated_ + previousPeriod_;
         for (int32_t c = 0; c < RenderedChannels(); ++c) {
-            accumulator.CopyFrom(c, 0, accumulator, c, frames, kept);
-            accumulator.Clear(c, kept, frames);
+            accumulator_.CopyFrom(c, 0, accumulator_, c, frames, kept);
+            accumulator_.Clear(c, kept, frames);
         }
     }
 }
 
 // Places grains until more than `frames` samples are complete.
 CMELODORPitchSynthesizer::PlaceResult CMELODORPitchSynthesizer::PlaceGrains(int32_t frames) {
-    if (lastSourcePosition < 0.0) {
-        accumulator.Clear();
+    if (lastSourcePosition_ < 0.0) {
+        accumulator_.Clear();
         return PlaceResult::Halted;
     }
-    int64_t target = static_cast<int64_t>(outputPosition) + accumulated + previousPeriod;
-    while (accumulated <= frames) {
+    int64_t target = static_cast<int64_t>(outputPosition_) + accumulated_ + previousPeriod_;
+    while (accumulated_ <= frames) {
         SynthSegment* segment = EnterSegmentAt(static_cast<double>(target));
         if (segment == nullptr) return PlaceResult::Failed;
         const int32_t mark = FindMark(*segment, segment->sourcePosition);
         if (mark < 0) return PlaceResult::Failed;
         segment->currentMark = mark;
-        currentMarkIndex = mark;
-        lastSourcePosition = segment->sourcePosition;
+        currentMarkIndex_ = mark;
+        lastSourcePosition_ = segment->sourcePosition;
 
         const Grain grain = ShapeGrain(*segment);
-        const int32_t distance = marks.GetDistanceToNext(mark);
+        const int32_t distance = marks_.GetDistanceToNext(mark);
         if (distance < 0) return PlaceResult::Failed;
         const float sourcePeriod =
-            carriesRounding ? PeriodAt(*segment, distance) : static_cast<float>(distance);
-        currentPeriod = OutputPeriod(grain, sourcePeriod);
+            carriesRounding_ ? PeriodAt(*segment, distance) : static_cast<float>(distance);
+        currentPeriod_ = OutputPeriod(grain, sourcePeriod);
 
         GrowBuffersForGrain();
-        if (target + currentPeriod > silentBefore) {
-            grainSource.ReadFromAudioReader(reader, 0, previousPeriod + currentPeriod,
-                                            std::max(marks.GetPosition(mark), 0) - previousPeriod, true,
+        if (target + currentPeriod_ > silentBefore_) {
+            grainSource_.ReadFromAudioReader(reader_, 0, previousPeriod_ + currentPeriod_,
+                                            std::max(marks_.GetPosition(mark), 0) - previousPeriod_, true,
                                             true);
             OverlapAddGrain(grain);
         }
-        accumulated += previousPeriod;
-        previousPeriod = currentPeriod;
-        target += currentPeriod;
+        accumulated_ += previousPeriod_;
+        previousPeriod_ = currentPeriod_;
+        target += currentPeriod_;
         segment->sourcePosition += static_cast<double>(SourceAdvance(grain, sourcePeriod));
     }
     return PlaceResult::Placed;
@@ -229,14 +229,14 @@ CMELODORPitchSynthesizer::PlaceResult CMELODORPitchSynthesizer::PlaceGrains(int3
 
 // The segment of an output sample, with the source positioned on a mark if rendering enters it.
 SynthSegment* CMELODORPitchSynthesizer::EnterSegmentAt(double target) {
-    const int32_t from = std::max(currentSegmentIndex, 0);
-    currentSegmentIndex = FindSegment(target, from);
-    const int32_t passed = currentSegmentIndex < 0 ? GetSegmentCount() : currentSegmentIndex;
-    for (int32_t i = from; i < passed; ++i) segments[i]->positioned = 0;
-    if (currentSegmentIndex < 0) return nullptr;
-    SettleSegmentsAround(currentSegmentIndex);
+    const int32_t from = std::max(currentSegmentIndex_, 0);
+    currentSegmentIndex_ = FindSegment(target, from);
+    const int32_t passed = currentSegmentIndex_ < 0 ? GetSegmentCount() : currentSegmentIndex_;
+    for (int32_t i = from; i < passed; ++i) segments_[i]->positioned = 0;
+    if (currentSegmentIndex_ < 0) return nullptr;
+    SettleSegmentsAround(currentSegmentIndex_);
 
-    SynthSegment& segment = *segments[currentSegmentIndex];
+    SynthSegment& segment = *segments_[currentSegmentIndex_];
     segment.outputOffset = target - OutputStart(segment);
     if (segment.positioned == 0) {
         const double place = SourcePositionAt(segment, segment.outputOffset);
@@ -244,22 +244,22 @@ SynthSegment* CMELODORPitchSynthesizer::EnterSegmentAt(double target) {
         // Half a period early or late is some cents where the pitch moves. What is neither moved nor
         // stretched starts on the mark all the same: it is to be the recording.
         const bool exactly =
-            carriesRounding && mark >= 0 &&
-            (segment.stretch != 1.0f || PitchShiftAt(segment, settings, mark, segment.outputOffset) != 0.0f);
-        segment.sourcePosition = exactly ? std::max(place, 0.0) : marks.GetPosition(mark);
+            carriesRounding_ && mark >= 0 &&
+            (segment.stretch != 1.0f || PitchShiftAt(segment, settings_, mark, segment.outputOffset) != 0.0f);
+        segment.sourcePosition = exactly ? std::max(place, 0.0) : marks_.GetPosition(mark);
         segment.positioned = 1;
     }
     return &segment;
 }
 
 Grain CMELODORPitchSynthesizer::ShapeGrain(const SynthSegment& segment) const {
-    const float semitones = PitchShiftAt(segment, settings, segment.currentMark, segment.outputOffset);
+    const float semitones = PitchShiftAt(segment, settings_, segment.currentMark, segment.outputOffset);
     Grain grain;
     grain.periodRatio = SemitonesToRatio32(-static_cast<double>(semitones));
-    grain.grainGain = GainAt(segment, settings, segment.outputOffset);
+    grain.grainGain = GainAt(segment, settings_, segment.outputOffset);
     grain.segmentStretch = segment.stretch;
     grain.segmentFormantRatio = segment.formantRatio;
-    const float step = grain.segmentFormantRatio * settings.formantShift;
+    const float step = grain.segmentFormantRatio * settings_.formantShift;
     grain.grainWidth = step <= 1.0f ? 1.0f : 1.0f / step;
     return grain;
 }
@@ -268,28 +268,28 @@ Grain CMELODORPitchSynthesizer::ShapeGrain(const SynthSegment& segment) const {
 // voice that takes the marks unevenly would otherwise take an uneven choice of long and short distances.
 float CMELODORPitchSynthesizer::PeriodAt(const SynthSegment& segment, int32_t distance) const {
     const int32_t nearest = segment.currentMark;
-    const int32_t left = marks.GetPosition(nearest) <= segment.sourcePosition ? nearest : nearest - 1;
-    const int32_t first = marks.GetDistanceToNext(left);
-    const int32_t second = marks.GetDistanceToNext(left + 1);
+    const int32_t left = marks_.GetPosition(nearest) <= segment.sourcePosition ? nearest : nearest - 1;
+    const int32_t first = marks_.GetDistanceToNext(left);
+    const int32_t second = marks_.GetDistanceToNext(left + 1);
     const bool alike = first > 0 && second > 0 && std::abs(first - second) < kAlike * distance;
     if (!alike) return static_cast<float>(distance);
-    const double share = std::clamp((segment.sourcePosition - marks.GetPosition(left)) / first, 0.0, 1.0);
+    const double share = std::clamp((segment.sourcePosition - marks_.GetPosition(left)) / first, 0.0, 1.0);
     return static_cast<float>(first + share * (second - first));
 }
 
 int32_t CMELODORPitchSynthesizer::OutputPeriod(const Grain& grain, float sourcePeriod) {
-    const float period = sourcePeriod * settings.transposition * grain.periodRatio;
-    if (!carriesRounding) return std::clamp(TruncateToInt32(NearestPeriod32(period)), 1, kMaxPeriod);
-    const float wanted = period + carriedRounding;
+    const float period = sourcePeriod * settings_.transposition * grain.periodRatio;
+    if (!carriesRounding_) return std::clamp(TruncateToInt32(NearestPeriod32(period)), 1, kMaxPeriod);
+    const float wanted = period + carriedRounding_;
     const int32_t whole = std::clamp(TruncateToInt32(NearestPeriod32(wanted)), 1, kMaxPeriod);
     const float left = wanted - static_cast<float>(whole);
-    carriedRounding = left >= -0.5f && left <= 0.5f ? left : 0.0f;
+    carriedRounding_ = left >= -0.5f && left <= 0.5f ? left : 0.0f;
     return whole;
 }
 
 // How far the source moves on, so that it keeps up with the output's time.
 float CMELODORPitchSynthesizer::SourceAdvance(const Grain& grain, float sourcePeriod) const {
-    return sourcePeriod * settings.transposition * speed * settings.inverseTimeScale * grain.periodRatio *
+    return sourcePeriod * settings_.transposition * speed_ * settings_.inverseTimeScale * grain.periodRatio *
            grain.segmentStretch;
 }
 
@@ -297,11 +297,11 @@ float CMELODORPitchSynthesizer::SourceAdvance(const Grain& grain, float sourcePe
 // the length of the right half before.
 const float* CMELODORPitchSynthesizer::WindowRow(int32_t halfLength) {
     if (halfLength <= kLongestKeptRow) return KeptWindowRow(halfLength);
-    if (halfLength != windowRowLength) {
-        FillWindowRow(windowRow.data(), halfLength);
-        windowRowLength = halfLength;
+    if (halfLength != windowRowLength_) {
+        FillWindowRow(windowRow_.data(), halfLength);
+        windowRowLength_ = halfLength;
     }
-    return windowRow.data();
+    return windowRow_.data();
 }
 
 // `count` samples of the grain from `position` on, `step` apart; `position` moves on past them. With a step
@@ -313,81 +313,81 @@ const float* CMELODORPitchSynthesizer::ReadGrain(const float* source, float& pos
         position += static_cast<float>(count);
         return samples;
     }
-    const int32_t lastIndex = grainSource.GetSize() - 2;
+    const int32_t lastIndex = grainSource_.GetSize() - 2;
     for (int32_t i = 0; i < count; ++i) {
-        resampledGrain[i] = Interpolate(source, position, lastIndex);
+        resampledGrain_[i] = Interpolate(source, position, lastIndex);
         position += step;
     }
-    return resampledGrain.data();
+    return resampledGrain_.data();
 }
 
 void CMELODORPitchSynthesizer::OverlapAddGrain(const Grain& grain) {
-    const float step = settings.formantShift * grain.segmentFormantRatio;
-    const float total = settings.transposition * grain.periodRatio * step;
-    const int32_t centre = accumulated + previousPeriod;
+    const float step = settings_.formantShift * grain.segmentFormantRatio;
+    const float total = settings_.transposition * grain.periodRatio * step;
+    const int32_t centre = accumulated_ + previousPeriod_;
 
-    const int32_t leftLength = HalfLength(grain, previousPeriod, total);
-    const float leftStart = static_cast<float>(previousPeriod) - static_cast<float>(leftLength) * step;
+    const int32_t leftLength = HalfLength(grain, previousPeriod_, total);
+    const float leftStart = static_cast<float>(previousPeriod_) - static_cast<float>(leftLength) * step;
     float position = leftStart;
     const float* const rising = WindowRow(leftLength);
     for (int32_t c = 0; c < RenderedChannels(); ++c) {
         position = leftStart;
-        const float* x = ReadGrain(grainSource.GetChannel(c), position, step, leftLength);
-        float* left = accumulator.GetChannel(c) + centre - leftLength;
+        const float* x = ReadGrain(grainSource_.GetChannel(c), position, step, leftLength);
+        float* left = accumulator_.GetChannel(c) + centre - leftLength;
         VoiceOps().AddGrain(left, x, rising, grain.grainGain, leftLength);
     }
 
-    const int32_t rightLength = HalfLength(grain, currentPeriod, total);
+    const int32_t rightLength = HalfLength(grain, currentPeriod_, total);
     const float rightStart = position;
     const float* const falling = WindowRow(rightLength);
     for (int32_t c = 0; c < RenderedChannels(); ++c) {
         position = rightStart;
-        const float* x = ReadGrain(grainSource.GetChannel(c), position, step, rightLength);
-        float* right = accumulator.GetChannel(c) + centre;
+        const float* x = ReadGrain(grainSource_.GetChannel(c), position, step, rightLength);
+        float* right = accumulator_.GetChannel(c) + centre;
         VoiceOps().WriteGrain(right, x, falling, grain.grainGain, rightLength);
     }
 }
 
 void CMELODORPitchSynthesizer::Restart() {
-    for (const auto& segment : segments) {
+    for (const auto& segment : segments_) {
         segment->positioned = 0;
         segment->sourcePosition = 0.0;
         segment->outputOffset = 0.0;
         segment->currentMark = 0;
     }
-    accumulator.Clear();
-    accumulated = previousPeriod = currentPeriod = 0;
-    carriedRounding = 0.0f;
-    lastSourcePosition = 0.0;
-    outputPosition = 0;
-    previousPosition = -1;
-    currentMarkIndex = currentSegmentIndex = 0;
-    lookupSegmentIndex = -1;
-    blocksSincePosition = 0;
-    speed = 1.0f;
+    accumulator_.Clear();
+    accumulated_ = previousPeriod_ = currentPeriod_ = 0;
+    carriedRounding_ = 0.0f;
+    lastSourcePosition_ = 0.0;
+    outputPosition_ = 0;
+    previousPosition_ = -1;
+    currentMarkIndex_ = currentSegmentIndex_ = 0;
+    lookupSegmentIndex_ = -1;
+    blocksSincePosition_ = 0;
+    speed_ = 1.0f;
 }
 
 void CMELODORPitchSynthesizer::SetPosition(double seconds) {
-    const int32_t position = TruncateToInt32(seconds * static_cast<double>(sampleRate));
-    if (HasSegment(currentSegmentIndex)) segments[currentSegmentIndex]->positioned = 0;
-    currentSegmentIndex = FindSegment(static_cast<double>(position), 0);
-    if (HasSegment(currentSegmentIndex)) segments[currentSegmentIndex]->positioned = 0;
+    const int32_t position = TruncateToInt32(seconds * static_cast<double>(sampleRate_));
+    if (HasSegment(currentSegmentIndex_)) segments_[currentSegmentIndex_]->positioned = 0;
+    currentSegmentIndex_ = FindSegment(static_cast<double>(position), 0);
+    if (HasSegment(currentSegmentIndex_)) segments_[currentSegmentIndex_]->positioned = 0;
 
-    if (outputPosition != previousPosition) {
-        const double asked = std::abs(static_cast<double>(position) - previousPosition);
-        const double rendered = std::abs(static_cast<double>(outputPosition) - previousPosition);
-        speed = std::clamp(static_cast<float>(asked / rendered), -1.0f, 1.0f);
-        currentSegmentIndex = 0;
+    if (outputPosition_ != previousPosition_) {
+        const double asked = std::abs(static_cast<double>(position) - previousPosition_);
+        const double rendered = std::abs(static_cast<double>(outputPosition_) - previousPosition_);
+        speed_ = std::clamp(static_cast<float>(asked / rendered), -1.0f, 1.0f);
+        currentSegmentIndex_ = 0;
     }
-    if (blocksSincePosition >= kScrubBlocks) {
-        speed = 1.0f;
-        accumulated = 0;
-        currentPeriod = 0;
+    if (blocksSincePosition_ >= kScrubBlocks) {
+        speed_ = 1.0f;
+        accumulated_ = 0;
+        currentPeriod_ = 0;
     }
-    outputPosition = position;
-    previousPosition = position;
-    blocksSincePosition = 0;
-    currentMarkIndex = 0;
+    outputPosition_ = position;
+    previousPosition_ = position;
+    blocksSincePosition_ = 0;
+    currentMarkIndex_ = 0;
 }
 
 }  // namespace mlh

@@ -65,20 +65,20 @@ class CMELODORPitchSynthesizer final : public CMELODORPitchSynthesizerIf {
     // As a new voice stands: at 0, with nothing under construction. Segments and parameters stay.
     void Restart();
     // Grains that end at this output sample or before are placed without being heard, which costs little.
-    void KeepSilentBefore(int64_t outputSample) { silentBefore = outputSample; }
+    void KeepSilentBefore(int64_t outputSample) { silentBefore_ = outputSample; }
     // Whether what rounding takes from or gives to a period goes into the next one; initially not.
-    void CarryRounding(bool carry) { carriesRounding = carry; }
+    void CarryRounding(bool carry) { carriesRounding_ = carry; }
 
-    const VoiceSettings& GetSettings() const { return settings; }
+    const VoiceSettings& GetSettings() const { return settings_; }
     const SynthSegment& GetSegment(int32_t index) const {
         SettleSegments();
-        return *segments[index];
+        return *segments_[index];
     }
-    int32_t GetCurrentMarkIndex() const { return currentMarkIndex; }  // mark of the grain placed last
-    int32_t GetCurrentPeriod() const { return currentPeriod; }        // its right width [output samples]
-    float GetSpeed() const { return speed; }                          // scrub factor
-    int32_t GetAccumulatorSize() const { return accumulator.GetSize(); }
-    int32_t GetGrainSourceSize() const { return grainSource.GetSize(); }
+    int32_t GetCurrentMarkIndex() const { return currentMarkIndex_; }  // mark of the grain placed last
+    int32_t GetCurrentPeriod() const { return currentPeriod_; }        // its right width [output samples]
+    float GetSpeed() const { return speed_; }                          // scrub factor
+    int32_t GetAccumulatorSize() const { return accumulator_.GetSize(); }
+    int32_t GetGrainSourceSize() const { return grainSource_.GetSize(); }
 
   private:
     enum class PlaceResult { Placed, Halted, Failed };
@@ -123,41 +123,41 @@ class CMELODORPitchSynthesizer final : public CMELODORPitchSynthesizerIf {
     void OverlapAddGrain(const Grain& grain);
     int32_t RenderedChannels() const;
 
-    CAudioReader& reader;
-    const CPitchMarksIf& marks;
-    const std::span<const AnalysisNote> notes;
-    const std::span<const AnalysisFrame> frames;
-    const float sampleRate;
+    CAudioReader& reader_;
+    const CPitchMarksIf& marks_;
+    const std::span<const AnalysisNote> notes_;
+    const std::span<const AnalysisFrame> frames_;
+    const float sampleRate_;
 
-    std::vector<std::unique_ptr<SynthSegment>> segments;
+    std::vector<std::unique_ptr<SynthSegment>> segments_;
     // What SetSegmentParameters gave, by parameter. Whatever reads or changes segments settles it first:
     // rendering in those that it comes to, all else in the whole list.
-    mutable std::array<TailRuns<float>, kSegmentParameters> tails;
-    mutable bool hasTails = false;
-    int32_t tailEnd = 0;                // of all tails
-    mutable int32_t settledAround = 0;  // the segment that was settled last with its neighbours, else -1
-    VoiceSettings settings;
+    mutable std::array<TailRuns<float>, kSegmentParameters> tails_;
+    mutable bool hasTails_ = false;
+    int32_t tailEnd_ = 0;                // of all tails
+    mutable int32_t settledAround_ = 0;  // the segment that was settled last with its neighbours, else -1
+    VoiceSettings settings_;
 
-    AudioSampleBuffer output;           // the block of the caller
-    AudioSampleBuffer grainSource;      // one grain of the recording; index `previousPeriod` is its mark
-    std::vector<float> windowRow;       // the window of the last half too long to be kept for all voices
-    int32_t windowRowLength = 0;        // of its values
-    std::vector<float> resampledGrain;  // one half read at another step than 1
-    AudioSampleBuffer accumulator;      // output under construction, 0 after the last grain
-    int32_t outputPosition = 0;         // output sample of the accumulator's first
-    int32_t previousPosition = -1;      // outputPosition before the last block
-    int32_t currentMarkIndex = 0;
-    int32_t currentSegmentIndex = 0;  // where the search for the next grain's segment starts; -1 counts as 0
-    int32_t lookupSegmentIndex = -1;  // the same for GetOutputPitchAt and GetOutputGainAt
-    int32_t blocksSincePosition = 0;  // blocks since the last SetPosition, counted up to 3
-    float speed = 1.0f;
-    double lastSourcePosition = 0.0;  // a negative one halts rendering
-    int32_t accumulated = 0;          // samples of the accumulator that are complete
-    int32_t previousPeriod = 0;       // right width of the last grain, left width of the next
-    int32_t currentPeriod = 0;        // right width of the grain being placed
-    int64_t silentBefore = std::numeric_limits<int64_t>::min();  // [output samples]
-    bool carriesRounding = false;
-    float carriedRounding = 0.0f;  // [samples] that the last period was too short, -0.5 to 0.5
+    AudioSampleBuffer output_;           // the block of the caller
+    AudioSampleBuffer grainSource_;      // one grain of the recording; index `previousPeriod` is its mark
+    std::vector<float> windowRow_;       // the window of the last half too long to be kept for all voices
+    int32_t windowRowLength_ = 0;        // of its values
+    std::vector<float> resampledGrain_;  // one half read at another step than 1
+    AudioSampleBuffer accumulator_;      // output under construction, 0 after the last grain
+    int32_t outputPosition_ = 0;         // output sample of the accumulator's first
+    int32_t previousPosition_ = -1;      // outputPosition before the last block
+    int32_t currentMarkIndex_ = 0;
+    int32_t currentSegmentIndex_ = 0;  // where the search for the next grain's segment starts; -1 counts as 0
+    int32_t lookupSegmentIndex_ = -1;  // the same for GetOutputPitchAt and GetOutputGainAt
+    int32_t blocksSincePosition_ = 0;  // blocks since the last SetPosition, counted up to 3
+    float speed_ = 1.0f;
+    double lastSourcePosition_ = 0.0;  // a negative one halts rendering
+    int32_t accumulated_ = 0;          // samples of the accumulator that are complete
+    int32_t previousPeriod_ = 0;       // right width of the last grain, left width of the next
+    int32_t currentPeriod_ = 0;        // right width of the grain being placed
+    int64_t silentBefore_ = std::numeric_limits<int64_t>::min();  // [output samples]
+    bool carriesRounding_ = false;
+    float carriedRounding_ = 0.0f;  // [samples] that the last period was too short, -0.5 to 0.5
 };
 
 }  // namespace mlh

@@ -80,36 +80,36 @@ double TargetNoteEnd(const SynthSegment& segment, double targetStart, double tar
 }  // namespace
 
 double CMELODORPitchSynthesizer::ToSeconds(int32_t samples) const {
-    return static_cast<double>(samples) / static_cast<double>(sampleRate);
+    return static_cast<double>(samples) / static_cast<double>(sampleRate_);
 }
 
 int32_t CMELODORPitchSynthesizer::MarkAt(double seconds) const {
-    return marks.FindNearest(0, TruncateToInt32(static_cast<double>(sampleRate) * seconds + 0.5));
+    return marks_.FindNearest(0, TruncateToInt32(static_cast<double>(sampleRate_) * seconds + 0.5));
 }
 
 std::unique_ptr<SynthSegment> CMELODORPitchSynthesizer::MakeSegment() const {
     auto segment = std::make_unique<SynthSegment>();
-    segment->sampleRate = sampleRate;
-    segment->marks = &marks;
-    segment->markRecords = frames;
+    segment->sampleRate = sampleRate_;
+    segment->marks = &marks_;
+    segment->markRecords = frames_;
     return segment;
 }
 
 // A lead-in to the first note, then one segment per note, each reaching to the start of the next.
 void CMELODORPitchSynthesizer::BuildSegments() {
-    const double end = ToSeconds(reader.GetLength());
-    if (notes.empty()) {
-        AppendSegment(kPitchWithoutNotes, 0.0, end, end, 0, marks.GetCount());
+    const double end = ToSeconds(reader_.GetLength());
+    if (notes_.empty()) {
+        AppendSegment(kPitchWithoutNotes, 0.0, end, end, 0, marks_.GetCount());
         return;
     }
-    segments.reserve(notes.size() + 1);
-    AppendSegment(notes[0].pitch, 0.0, ToSeconds(notes[0].startPosition), 0.0, 0, notes[0].firstFrame);
-    for (size_t k = 0; k < notes.size(); ++k) {
-        const bool last = k + 1 == notes.size();
-        AppendSegment(notes[k].pitch, ToSeconds(notes[k].startPosition),
-                      last ? end : ToSeconds(notes[k + 1].startPosition), ToSeconds(notes[k].endPosition),
-                      marks.FindNearest(0, notes[k].startPosition),
-                      last ? marks.GetCount() - 1 : notes[k + 1].firstFrame);
+    segments_.reserve(notes_.size() + 1);
+    AppendSegment(notes_[0].pitch, 0.0, ToSeconds(notes_[0].startPosition), 0.0, 0, notes_[0].firstFrame);
+    for (size_t k = 0; k < notes_.size(); ++k) {
+        const bool last = k + 1 == notes_.size();
+        AppendSegment(notes_[k].pitch, ToSeconds(notes_[k].startPosition),
+                      last ? end : ToSeconds(notes_[k + 1].startPosition), ToSeconds(notes_[k].endPosition),
+                      marks_.FindNearest(0, notes_[k].startPosition),
+                      last ? marks_.GetCount() - 1 : notes_[k + 1].firstFrame);
     }
     LinkSegments();
 }
@@ -125,12 +125,12 @@ void CMELODORPitchSynthesizer::AppendSegment(float pitch, double start, double e
     segment->firstMark = firstMark;
     segment->lastMark = lastMark;
     MeasureTransitions(*segment);
-    segments.push_back(std::move(segment));
+    segments_.push_back(std::move(segment));
 }
 
 void CMELODORPitchSynthesizer::LinkSegments() {
     SynthSegment* previous = nullptr;
-    for (const auto& segment : segments) {
+    for (const auto& segment : segments_) {
         segment->previous = previous;
         segment->next = nullptr;
         if (previous != nullptr) previous->next = segment.get();
@@ -138,7 +138,7 @@ void CMELODORPitchSynthesizer::LinkSegments() {
     }
 }
 
-int32_t CMELODORPitchSynthesizer::GetSegmentCount() const { return static_cast<int32_t>(segments.size()); }
+int32_t CMELODORPitchSynthesizer::GetSegmentCount() const { return static_cast<int32_t>(segments_.size()); }
 
 bool CMELODORPitchSynthesizer::HasSegment(int32_t index) const {
     return index >= 0 && index < GetSegmentCount();
@@ -147,30 +147,30 @@ bool CMELODORPitchSynthesizer::HasSegment(int32_t index) const {
 int32_t CMELODORPitchSynthesizer::RemoveSegment(int32_t index) {
     SettleSegments();
     if (!HasSegment(index)) return kNoSuchSegment;
-    segments.erase(segments.begin() + index);
+    segments_.erase(segments_.begin() + index);
     LinkSegments();
     return 0;
 }
 
 void CMELODORPitchSynthesizer::ClearSegments() {
     SettleSegments();
-    segments.clear();
+    segments_.clear();
 }
 
 void CMELODORPitchSynthesizer::InsertSegment(const SegmentInfo& info) {
     SettleSegments();
     const auto startsLater = [&](const auto& other) {
-        return other->targetStart * static_cast<double>(settings.timeScale) > info.targetStart;
+        return other->targetStart * static_cast<double>(settings_.timeScale) > info.targetStart;
     };
     auto segment = MakeSegment();
     FillSegment(*segment, info, false);
-    segments.insert(std::find_if(segments.begin(), segments.end(), startsLater), std::move(segment));
+    segments_.insert(std::find_if(segments_.begin(), segments_.end(), startsLater), std::move(segment));
     LinkSegments();
 }
 
 void CMELODORPitchSynthesizer::ReplaceSegments(std::span<const SegmentInfo> infos) {
     ClearSegments();
-    segments.reserve(infos.size());
+    segments_.reserve(infos.size());
     for (const SegmentInfo& info : infos) {
         auto segment = MakeSegment();
         FillSegment(*segment, info, false);
@@ -179,7 +179,7 @@ void CMELODORPitchSynthesizer::ReplaceSegments(std::span<const SegmentInfo> info
             if (!(info.glideInShare < 0.0f)) segment->glideInShare = Share(info.glideInShare);
             if (!(info.glideOutShare < 0.0f)) segment->glideOutShare = Share(info.glideOutShare);
         }
-        segments.push_back(std::move(segment));
+        segments_.push_back(std::move(segment));
     }
     LinkSegments();
 }
@@ -192,7 +192,7 @@ int32_t CMELODORPitchSynthesizer::SplitSegment(int32_t index, double offset) {
     // The source point is reckoned from the target's start: the two coincide as long as nothing was moved.
     const double splitTarget = info.targetStart + offset;
     const double pace =
-        static_cast<double>(segments[index]->stretch) / static_cast<double>(settings.timeScale);
+        static_cast<double>(segments_[index]->stretch) / static_cast<double>(settings_.timeScale);
     const double splitSource = info.targetStart + offset / pace;
 
     SegmentInfo second = info;
@@ -219,7 +219,7 @@ int32_t CMELODORPitchSynthesizer::MergeSegments(int32_t first, int32_t second) {
 int32_t CMELODORPitchSynthesizer::GetSegmentInfo(int32_t index, SegmentInfo* info) const {
     SettleSegments();
     if (!HasSegment(index)) return kNoSuchSegment;
-    const SynthSegment& segment = *segments[index];
+    const SynthSegment& segment = *segments_[index];
     for (int32_t which = 0; which < kSegmentParameters; ++which) {
         info->*kParameterFields[which].shown = GetParameter(segment, which);
     }
@@ -237,7 +237,7 @@ int32_t CMELODORPitchSynthesizer::SetSegmentInfo(int32_t index, const SegmentInf
                                                  bool adjustNeighbours) {
     SettleSegments();
     if (!HasSegment(index)) return kNoSuchSegment;
-    FillSegment(*segments[index], info, adjustNeighbours);
+    FillSegment(*segments_[index], info, adjustNeighbours);
     return 0;
 }
 
@@ -261,18 +261,18 @@ void CMELODORPitchSynthesizer::FillSegment(SynthSegment& segment, const SegmentI
 // From the mark at the end of the source range back to the first unvoiced one, at most to its start.
 double CMELODORPitchSynthesizer::FindNoteEnd(const SegmentInfo& info) const {
     const auto isVoiced = [&](int32_t mark) {
-        return mark >= 0 && mark < static_cast<int32_t>(frames.size()) && frames[mark].voiced != 0;
+        return mark >= 0 && mark < static_cast<int32_t>(frames_.size()) && frames_[mark].voiced != 0;
     };
     const int32_t start = MarkAt(info.sourceStart);
     int32_t mark = MarkAt(info.sourceEnd);
     while (mark > start && isVoiced(mark)) --mark;
-    return ToSeconds(marks.GetPosition(mark));
+    return ToSeconds(marks_.GetPosition(mark));
 }
 
 int32_t CMELODORPitchSynthesizer::SetSegmentTimes(int32_t index, double* start, double* end,
                                                   bool adjustNeighbours) {
     if (!HasSegment(index)) return kNoSuchSegment;
-    SetTimes(*segments[index], *start, *end, adjustNeighbours);
+    SetTimes(*segments_[index], *start, *end, adjustNeighbours);
     return 0;
 }
 
@@ -284,8 +284,8 @@ void CMELODORPitchSynthesizer::SetTimes(SynthSegment& segment, double& start, do
     }
     if (segment.next != nullptr && end > segment.next->targetEnd) end = segment.next->targetEnd;
 
-    segment.targetStart = (start < 0.0 ? 0.0 : start) / static_cast<double>(settings.timeScale);
-    segment.targetEnd = end / static_cast<double>(settings.timeScale);
+    segment.targetStart = (start < 0.0 ? 0.0 : start) / static_cast<double>(settings_.timeScale);
+    segment.targetEnd = end / static_cast<double>(settings_.timeScale);
     UpdateStretch(segment);
     if (!adjustNeighbours) return;
     if (segment.previous != nullptr) {
@@ -300,20 +300,20 @@ void CMELODORPitchSynthesizer::SetTimes(SynthSegment& segment, double& start, do
 
 int32_t CMELODORPitchSynthesizer::GetSegmentTimes(int32_t index, double* start, double* end) const {
     if (!HasSegment(index)) return kNoSuchSegment;
-    *start = segments[index]->targetStart * static_cast<double>(settings.timeScale);
-    *end = segments[index]->targetEnd * static_cast<double>(settings.timeScale);
+    *start = segments_[index]->targetStart * static_cast<double>(settings_.timeScale);
+    *end = segments_[index]->targetEnd * static_cast<double>(settings_.timeScale);
     return 0;
 }
 
 float CMELODORPitchSynthesizer::CorrectedTargetPitch(const SynthSegment& segment) const {
     const float toSemitone = NearestSemitone32(segment.detectedPitch) - segment.detectedPitch;
-    return toSemitone * settings.pitchCorrection + segment.targetPitch;
+    return toSemitone * settings_.pitchCorrection + segment.targetPitch;
 }
 
 int32_t CMELODORPitchSynthesizer::QuantizeToScale(const std::vector<int32_t>& pitchClasses) {
     SettleSegments();
     if (pitchClasses.empty() || pitchClasses.size() > 11) return kVoiceBadArgument;
-    for (const auto& segment : segments) {
+    for (const auto& segment : segments_) {
         const float pitch = CorrectedTargetPitch(*segment);
         float inOctave = std::fmod(pitch, 12.0f);
         if (inOctave < 0.0f) inOctave += 12.0f;
@@ -336,7 +336,7 @@ int32_t CMELODORPitchSynthesizer::SetSegmentParameter(int32_t index, int32_t whi
     if (!HasSegment(index)) return kNoSuchSegment;
     if (!IsParameter(which)) return kVoiceBadArgument;
     SettleSegments();
-    SetParameter(*segments[index], which, value);
+    SetParameter(*segments_[index], which, value);
     return 0;
 }
 
@@ -345,35 +345,35 @@ int32_t CMELODORPitchSynthesizer::SetSegmentParameters(int32_t first, int32_t en
     if (first < 0 || first > end || end > GetSegmentCount()) return kNoSuchSegment;
     if (!IsParameter(which)) return kVoiceBadArgument;
     if (first == end) return 0;
-    if (end != tailEnd) SettleSegments();
-    tails[which].Assign(first, value);
-    tailEnd = end;
-    hasTails = true;
-    settledAround = -1;
+    if (end != tailEnd_) SettleSegments();
+    tails_[which].Assign(first, value);
+    tailEnd_ = end;
+    hasTails_ = true;
+    settledAround_ = -1;
     return 0;
 }
 
 void CMELODORPitchSynthesizer::SettleSegments() const {
-    if (!hasTails) return;
+    if (!hasTails_) return;
     for (int32_t which = 0; which < kSegmentParameters; ++which) {
-        tails[which].ForEach(tailEnd,
-                             [&](int32_t i, float value) { SetParameter(*segments[i], which, value); });
-        tails[which].Clear();
+        tails_[which].ForEach(tailEnd_,
+                             [&](int32_t i, float value) { SetParameter(*segments_[i], which, value); });
+        tails_[which].Clear();
     }
-    hasTails = false;
+    hasTails_ = false;
 }
 
 // A segment glides towards its neighbours' pitches, so these count too.
 void CMELODORPitchSynthesizer::SettleSegmentsAround(int32_t index) const {
-    if (!hasTails || index == settledAround) return;
-    const int32_t end = std::min(index + 2, tailEnd);
+    if (!hasTails_ || index == settledAround_) return;
+    const int32_t end = std::min(index + 2, tailEnd_);
     for (int32_t i = std::max(index - 1, 0); i < end; ++i) {
         for (int32_t which = 0; which < kSegmentParameters; ++which) {
-            const float* const value = tails[which].Find(i);
-            if (value != nullptr) SetParameter(*segments[i], which, *value);
+            const float* const value = tails_[which].Find(i);
+            if (value != nullptr) SetParameter(*segments_[i], which, *value);
         }
     }
-    settledAround = index;
+    settledAround_ = index;
 }
 
 // What a caller sees of a parameter: the target pitch as the pitch correction pulls it.
@@ -386,7 +386,7 @@ float CMELODORPitchSynthesizer::GetParameter(const SynthSegment& segment, int32_
 float CMELODORPitchSynthesizer::GetSegmentParameter(int32_t index, int32_t which) const {
     if (!HasSegment(index) || !IsParameter(which)) return 0.0f;
     SettleSegments();
-    return GetParameter(*segments[index], which);
+    return GetParameter(*segments_[index], which);
 }
 
 }  // namespace mlh

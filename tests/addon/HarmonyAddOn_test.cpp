@@ -21,8 +21,8 @@ using AddOnIf = MalleoTuneHarmonyAddOnIf;
 class HostReader final : public MemoryReader {
   public:
     HostReader(std::vector<float> mono, int32_t rate, int32_t channels = 1)
-        : samples(Interleaved(std::vector(static_cast<size_t>(channels), mono))) {
-        Assign(samples.data(), static_cast<int32_t>(mono.size()), channels, rate);
+        : samples_(Interleaved(std::vector(static_cast<size_t>(channels), mono))) {
+        Assign(samples_.data(), static_cast<int32_t>(mono.size()), channels, rate);
     }
     int32_t Read(float** out, int32_t frames) override {
         reads.push_back(MemoryReader::Read(out, frames));
@@ -32,7 +32,7 @@ class HostReader final : public MemoryReader {
     std::vector<int32_t> reads;
 
   private:
-    std::vector<float> samples;
+    std::vector<float> samples_;
 };
 
 struct Fixture {

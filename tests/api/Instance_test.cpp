@@ -28,8 +28,8 @@ class Host {
   public:
     Host() { mlhCreateInstance(&handle); }
     explicit Host(std::vector<float> recording, int32_t channels = 1, int32_t rate = 44100) : Host() {
-        samples = std::move(recording);  // the library reads it where it stands
-        mlhAssignInputData32(handle, samples.data(), static_cast<int32_t>(samples.size()) / channels,
+        samples_ = std::move(recording);  // the library reads it where it stands
+        mlhAssignInputData32(handle, samples_.data(), static_cast<int32_t>(samples_.size()) / channels,
                              channels, rate);
     }
     ~Host() { mlhDestroyInstance(&handle); }
@@ -39,7 +39,7 @@ class Host {
     void* handle = nullptr;
 
   private:
-    std::vector<float> samples;
+    std::vector<float> samples_;
 };
 
 const std::vector<float>& Phrase() {

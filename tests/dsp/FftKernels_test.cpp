@@ -20,18 +20,18 @@ namespace {
 class PlanBuffers {
   public:
     PlanBuffers(int32_t size, int32_t lanes)
-        : sizes(GetFftPlanSizes(size, lanes)),
-          tables(Guarded(sizes.tables)),
-          init(Guarded(sizes.init)),
-          work(Guarded(sizes.work)),
-          plan(BuildFftPlan(size, lanes, tables.data(), init.data())) {}
+        : sizes_(GetFftPlanSizes(size, lanes)),
+          tables_(Guarded(sizes_.tables)),
+          init_(Guarded(sizes_.init)),
+          work_(Guarded(sizes_.work)),
+          plan_(BuildFftPlan(size, lanes, tables_.data(), init_.data())) {}
 
-    const FftPlan& Plan() const { return plan; }
-    float* Work() { return work.data(); }
+    const FftPlan& Plan() const { return plan_; }
+    float* Work() { return work_.data(); }
     void ExpectGuards() const {
-        EXPECT_EQ(tables.back(), kGuard);
-        EXPECT_EQ(init.back(), kGuard);
-        EXPECT_EQ(work.back(), kGuard);
+        EXPECT_EQ(tables_.back(), kGuard);
+        EXPECT_EQ(init_.back(), kGuard);
+        EXPECT_EQ(work_.back(), kGuard);
     }
 
   private:
@@ -39,9 +39,9 @@ class PlanBuffers {
     static std::vector<float> Guarded(int32_t count) {
         return std::vector<float>(static_cast<size_t>(count) + 1, kGuard);
     }
-    FftPlanSizes sizes;
-    std::vector<float> tables, init, work;
-    FftPlan plan;
+    FftPlanSizes sizes_;
+    std::vector<float> tables_, init_, work_;
+    FftPlan plan_;
 };
 
 TEST(FftPlanTest, RadicesMakeUpTheColumnsAndEveryColumnHasItsPlace) {

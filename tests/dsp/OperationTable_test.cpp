@@ -28,29 +28,29 @@ constexpr size_t kShifts = 8;
 // A vector that starts so many floats after an aligned address and has guards on either side.
 class Guarded {
   public:
-    Guarded(const std::vector<float>& values, size_t shift) : size(values.size()) {
+    Guarded(const std::vector<float>& values, size_t shift) : size_(values.size()) {
         constexpr size_t aligned = kShifts * sizeof(float);
-        storage.assign(3 * kShifts + size + kGuards, kGuard);
-        const size_t past = reinterpret_cast<uintptr_t>(storage.data()) % aligned / sizeof(float);
-        start = 2 * kShifts - past + shift % kShifts;
+        storage_.assign(3 * kShifts + size_ + kGuards, kGuard);
+        const size_t past = reinterpret_cast<uintptr_t>(storage_.data()) % aligned / sizeof(float);
+        start_ = 2 * kShifts - past + shift % kShifts;
         std::copy(values.begin(), values.end(), Data());
     }
-    float* Data() { return storage.data() + start; }
+    float* Data() { return storage_.data() + start_; }
     std::vector<float> Values() {
-        for (size_t i = 0; i < storage.size(); ++i) {
-            if (i < start || i >= start + size) {
-                EXPECT_EQ(storage[i], kGuard) << "at " << i;
+        for (size_t i = 0; i < storage_.size(); ++i) {
+            if (i < start_ || i >= start_ + size_) {
+                EXPECT_EQ(storage_[i], kGuard) << "at " << i;
             }
         }
-        return {Data(), Data() + size};
+        return {Data(), Data() + size_};
     }
 
   private:
     static constexpr size_t kGuards = 8;
     static constexpr float kGuard = -321.25f;
-    size_t size;
-    size_t start;
-    std::vector<float> storage;
+    size_t size_;
+    size_t start_;
+    std::vector<float> storage_;
 };
 
 // Every tail of every vector width, with and without whole rounds of the unrolled loops before it.

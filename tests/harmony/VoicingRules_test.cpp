@@ -524,7 +524,7 @@ TEST(ComputeScore, WithoutARuleSetIsOne) {
 // Random windows: any chord of the tables with any pitches, as SetChordAtNote may bring them.
 class RandomWindows {
   public:
-    explicit RandomWindows(uint32_t seed) : random(seed) {}
+    explicit RandomWindows(uint32_t seed) : random_(seed) {}
 
     PlainVoicing::Problem Settings() {
         PlainVoicing::Problem settings;
@@ -551,20 +551,20 @@ class RandomWindows {
             } else {
                 for (int32_t& pitch : voicing) pitch = Number(40, 76);
             }
-            settingsOf[k] = std::make_unique<Setting>(function, row, voicing, scale);
-            settingsOf[k]->shape = MakeShape(voicing.data(), settings.key, scale);
-            window[k] = settingsOf[k]->Entry();
+            settingsOf_[k] = std::make_unique<Setting>(function, row, voicing, scale);
+            settingsOf_[k]->shape = MakeShape(voicing.data(), settings.key, scale);
+            window[k] = settingsOf_[k]->Entry();
         }
         return window;
     }
     float Prior() { return std::exp2(static_cast<float>(Number(-50, 30))); }
     int32_t Number(int32_t low, int32_t high) {
-        return std::uniform_int_distribution<int32_t>(low, high)(random);
+        return std::uniform_int_distribution<int32_t>(low, high)(random_);
     }
 
   private:
-    std::mt19937 random;
-    std::unique_ptr<Setting> settingsOf[4];
+    std::mt19937 random_;
+    std::unique_ptr<Setting> settingsOf_[4];
 };
 
 TEST(ComputeScore, HasTheBitsOfItsDefinition) {

@@ -41,12 +41,12 @@ struct Task {
 // An engine in mode 7 with a melody.
 class Engine {
   public:
-    explicit Engine(const Task& task) : params{task.leadVoice, 3, task.spacingStyle, 0} {
-        engine.SetKey(task.key);
-        engine.SetInputScale(task.scaleRow);
-        engine.SetOutputScale(task.scaleRow);
-        engine.SetParams(params);
-        engine.SetRange(task.rangeBelow, task.rangeAbove);
+    explicit Engine(const Task& task) : params_{task.leadVoice, 3, task.spacingStyle, 0} {
+        engine_.SetKey(task.key);
+        engine_.SetInputScale(task.scaleRow);
+        engine_.SetOutputScale(task.scaleRow);
+        engine_.SetParams(params_);
+        engine_.SetRange(task.rangeBelow, task.rangeAbove);
         std::vector<NoteItem> items(task.pitches.size());
         float time = 0.0f;
         for (size_t i = 0; i < items.size(); ++i) {
@@ -56,13 +56,13 @@ class Engine {
             items[i].endTime = time;
         }
         const NoteList melody = {items.data(), static_cast<int32_t>(items.size()), 4, 4};
-        EXPECT_EQ(engine.SetMelody(&melody, 1), 0);
+        EXPECT_EQ(engine_.SetMelody(&melody, 1), 0);
     }
-    CChoiralizerV2* operator->() { return &engine; }
+    CChoiralizerV2* operator->() { return &engine_; }
 
     std::vector<int32_t> Row(int voice) {
         NoteList* rows = nullptr;
-        engine.GetVoices(&rows);
+        engine_.GetVoices(&rows);
         std::vector<int32_t> pitches;
         for (int32_t i = 0; i < rows[voice].count; ++i) pitches.push_back(rows[voice].items[i].pitch);
         return pitches;
@@ -70,13 +70,13 @@ class Engine {
     Voicing At(size_t note) { return {Row(0).at(note), Row(1).at(note), Row(2).at(note), Row(3).at(note)}; }
     ChordInfo Chord(size_t note) {
         ChordInfo* chords = nullptr;
-        engine.GetChords(&chords);
+        engine_.GetChords(&chords);
         return chords[note];
     }
 
   private:
-    HarmonyParams params[4];
-    CChoiralizerV2 engine;
+    HarmonyParams params_[4];
+    CChoiralizerV2 engine_;
 };
 
 // What the plain search makes of the same notes and functions.

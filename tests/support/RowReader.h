@@ -24,32 +24,32 @@ inline std::vector<float> Interleaved(const std::vector<std::vector<float>>& row
 class RowReader final : public CAudioReader {
   public:
     RowReader(std::vector<std::vector<float>> rows, int32_t sampleRate)
-        : rows(std::move(rows)), samples(Interleaved(this->rows)) {
-        const std::size_t frames = this->rows.empty() ? 0 : this->rows.front().size();
-        reader.Assign(samples.data(), static_cast<int32_t>(frames), static_cast<int32_t>(this->rows.size()),
+        : rows_(std::move(rows)), samples_(Interleaved(this->rows_)) {
+        const std::size_t frames = this->rows_.empty() ? 0 : this->rows_.front().size();
+        reader_.Assign(samples_.data(), static_cast<int32_t>(frames), static_cast<int32_t>(this->rows_.size()),
                       sampleRate);
     }
     RowReader(const RowReader&) = delete;  // the reader's samples are its own
     RowReader& operator=(const RowReader&) = delete;
 
-    int32_t SetPosition(int32_t frame) override { return reader.SetPosition(frame); }
+    int32_t SetPosition(int32_t frame) override { return reader_.SetPosition(frame); }
     int32_t Read(float** channels, int32_t frames) override {
-        ++reads;
-        return reader.Read(channels, frames);
+        ++reads_;
+        return reader_.Read(channels, frames);
     }
-    int32_t GetLength() override { return reader.GetLength(); }
-    int32_t GetNumChannels() override { return reader.GetNumChannels(); }
-    int32_t GetSampleRate() override { return reader.GetSampleRate(); }
+    int32_t GetLength() override { return reader_.GetLength(); }
+    int32_t GetNumChannels() override { return reader_.GetNumChannels(); }
+    int32_t GetSampleRate() override { return reader_.GetSampleRate(); }
 
-    int32_t GetPosition() const { return reader.GetPosition(); }
-    int32_t GetReadCount() const { return reads; }
-    const std::vector<std::vector<float>>& GetRows() const { return rows; }
+    int32_t GetPosition() const { return reader_.GetPosition(); }
+    int32_t GetReadCount() const { return reads_; }
+    const std::vector<std::vector<float>>& GetRows() const { return rows_; }
 
   private:
-    std::vector<std::vector<float>> rows;
-    std::vector<float> samples;
-    MemoryReader reader;
-    int32_t reads = 0;
+    std::vector<std::vector<float>> rows_;
+    std::vector<float> samples_;
+    MemoryReader reader_;
+    int32_t reads_ = 0;
 };
 
 }  // namespace mlh

@@ -23,7 +23,7 @@ class BandLimitedWave {
   public:
     // harmonics[h - 1] is the complex amplitude of harmonic h.
     BandLimitedWave(std::vector<std::complex<double>> allHarmonics, double sampleRate)
-        : harmonics(std::move(allHarmonics)), topFrequency(std::min(0.45 * sampleRate, kTopFrequency)) {}
+        : harmonics_(std::move(allHarmonics)), topFrequency_(std::min(0.45 * sampleRate, kTopFrequency)) {}
 
     double At(double phase, double hertz) {
         const std::vector<float>& table = TableFor(hertz);
@@ -37,21 +37,21 @@ class BandLimitedWave {
     // Tables are shared by a third of an octave; the band limit holds for its upper end.
     const std::vector<float>& TableFor(double hertz) {
         const int third = static_cast<int>(std::ceil(3.0 * std::log2(hertz)));
-        if (third != currentThird) {
-            currentThird = third;
-            std::vector<float>& table = tables[third];
-            if (table.empty()) table = MakeTable(static_cast<int32_t>(topFrequency / std::exp2(third / 3.0)));
-            current = &table;
+        if (third != currentThird_) {
+            currentThird_ = third;
+            std::vector<float>& table = tables_[third];
+            if (table.empty()) table = MakeTable(static_cast<int32_t>(topFrequency_ / std::exp2(third / 3.0)));
+            current_ = &table;
         }
-        return *current;
+        return *current_;
     }
 
     std::vector<float> MakeTable(int32_t count) const {
-        count = std::clamp(count, 1, static_cast<int32_t>(harmonics.size()));
+        count = std::clamp(count, 1, static_cast<int32_t>(harmonics_.size()));
         std::vector<double> sum(kTableSize + 2, 0.0);
         for (int32_t h = 1; h <= count; ++h) {
             const std::complex<double> step = std::polar(1.0, 2.0 * kPi * h / kTableSize);
-            std::complex<double> wave = harmonics[static_cast<size_t>(h - 1)];
+            std::complex<double> wave = harmonics_[static_cast<size_t>(h - 1)];
             for (double& value : sum) {
                 value += 2.0 * wave.real();
                 wave *= step;
@@ -60,11 +60,11 @@ class BandLimitedWave {
         return {sum.begin(), sum.end()};
     }
 
-    std::vector<std::complex<double>> harmonics;
-    double topFrequency;
-    std::map<int, std::vector<float>> tables;
-    const std::vector<float>* current = nullptr;
-    int currentThird = -1000;
+    std::vector<std::complex<double>> harmonics_;
+    double topFrequency_;
+    std::map<int, std::vector<float>> tables_;
+    const std::vector<float>* current_ = nullptr;
+    int currentThird_ = -1000;
 };
 
 // Fourier coefficients of the derivative of a flow t^2 - t^3 over the open share of the period: it rises to
@@ -86,23 +86,23 @@ class Resonator {
   public:
     void Tune(double hertz, double bandwidth, double sampleRate) {
         if (hertz > 0.45 * sampleRate) {
-            a = 1.0, b = 0.0, c = 0.0;
+            a_ = 1.0, b_ = 0.0, c_ = 0.0;
             return;
         }
         const double radius = std::exp(-kPi * bandwidth / sampleRate);
-        c = -radius * radius;
-        b = 2.0 * radius * std::cos(2.0 * kPi * hertz / sampleRate);
-        a = 1.0 - b - c;
+        c_ = -radius * radius;
+        b_ = 2.0 * radius * std::cos(2.0 * kPi * hertz / sampleRate);
+        a_ = 1.0 - b_ - c_;
     }
     double Next(double x) {
-        const double y = a * x + b * y1 + c * y2;
-        y2 = y1;
-        y1 = y;
+        const double y = a_ * x + b_ * y1_ + c_ * y2_;
+        y2_ = y1_;
+        y1_ = y;
         return y;
     }
 
   private:
-    double a = 1.0, b = 0.0, c = 0.0, y1 = 0.0, y2 = 0.0;
+    double a_ = 1.0, b_ = 0.0, c_ = 0.0, y1_ = 0.0, y2_ = 0.0;
 };
 
 using Formants = std::array<double, 5>;
@@ -151,22 +151,22 @@ struct Gesture {
 class Singer {
   public:
     Singer(const std::vector<SungNote>& notes, const SingerSettings& settings)
-        : notes(notes),
-          settings(settings),
-          noise(settings.seed),
-          glottis(GlottalHarmonics(settings.openQuotient), settings.sampleRate),
-          noiseGain(std::sqrt(settings.sampleRate / 44100.0)) {
-        hissFilter.Tune(std::min(6500.0, 0.4 * settings.sampleRate), 2500.0, settings.sampleRate);
-        song.sampleRate = static_cast<int32_t>(settings.sampleRate);
+        : notes_(notes),
+          settings_(settings),
+          noise_(settings.seed),
+          glottis_(GlottalHarmonics(settings.openQuotient), settings.sampleRate),
+          noiseGain_(std::sqrt(settings.sampleRate / 44100.0)) {
+        hissFilter_.Tune(std::min(6500.0, 0.4 * settings.sampleRate), 2500.0, settings.sampleRate);
+        song_.sampleRate = static_cast<int32_t>(settings.sampleRate);
     }
 
     SungRecording Sing() {
         double time = 0.0;
         double pitchBefore = 0.0;  // 0: not voiced up to here
-        for (const SungNote& note : notes) {
-            const auto start = static_cast<int32_t>(std::lround(time * settings.sampleRate));
+        for (const SungNote& note : notes_) {
+            const auto start = static_cast<int32_t>(std::lround(time * settings_.sampleRate));
             time += note.duration;
-            const auto end = static_cast<int32_t>(std::lround(time * settings.sampleRate));
+            const auto end = static_cast<int32_t>(std::lround(time * settings_.sampleRate));
             if (note.vowel == kRest) {
                 Render(end, note, [](int32_t) { return Gesture{}; });
                 pitchBefore = 0.0;
@@ -176,13 +176,13 @@ class Singer {
             }
         }
         Scale();
-        return std::move(song);
+        return std::move(song_);
     }
 
   private:
     void SingNote(const SungNote& note, int32_t start, int32_t end, double pitchBefore) {
         const double seconds = std::min(ConsonantLength(note.consonant), note.duration / 2.0);
-        const auto onset = start + static_cast<int32_t>(std::lround(seconds * settings.sampleRate));
+        const auto onset = start + static_cast<int32_t>(std::lround(seconds * settings_.sampleRate));
         Render(onset, note,
                [&](int32_t i) { return ConsonantAt(note, i - start, onset - start, pitchBefore); });
         const bool voicedBefore = note.consonant == 'm' || (note.consonant == 0 && pitchBefore > 0.0);
@@ -193,10 +193,10 @@ class Singer {
             Gesture gesture;
             gesture.pitch = PitchAt(note.pitch, glideFrom, i - glideStart) + VibratoAt(i - onset);
             gesture.voice = note.level;
-            gesture.breath = settings.breath * note.level;
+            gesture.breath = settings_.breath * note.level;
             return gesture;
         });
-        song.notes.push_back({note.pitch, onset, end});
+        song_.notes.push_back({note.pitch, onset, end});
     }
 
     Gesture ConsonantAt(const SungNote& note, int32_t i, int32_t length, double pitchBefore) const {
@@ -216,91 +216,91 @@ class Singer {
     }
 
     double PitchAt(double pitch, double from, int32_t i) const {
-        const double share = settings.glideTime > 0.0 ? i / (settings.glideTime * settings.sampleRate) : 1.0;
+        const double share = settings_.glideTime > 0.0 ? i / (settings_.glideTime * settings_.sampleRate) : 1.0;
         if (share >= 1.0) return pitch;
         return from + (pitch - from) * 0.5 * (1.0 - std::cos(kPi * share));
     }
 
     double VibratoAt(int32_t i) const {
-        const double since = i / settings.sampleRate - settings.vibratoDelay;
+        const double since = i / settings_.sampleRate - settings_.vibratoDelay;
         if (since <= 0.0) return 0.0;
-        const double depth = settings.vibratoDepth * std::min(since / 0.2, 1.0);
-        return depth * std::sin(2.0 * kPi * settings.vibratoRate * since);
+        const double depth = settings_.vibratoDepth * std::min(since / 0.2, 1.0);
+        return depth * std::sin(2.0 * kPi * settings_.vibratoRate * since);
     }
 
     // Sings up to sample `end`, following what `gestureAt` says for each sample.
     template <class GestureAt>
     void Render(int32_t end, const SungNote& note, GestureAt gestureAt) {
-        while (static_cast<int32_t>(song.samples.size()) < end) {
-            const auto now = static_cast<int32_t>(song.samples.size());
+        while (static_cast<int32_t>(song_.samples.size()) < end) {
+            const auto now = static_cast<int32_t>(song_.samples.size());
             const Gesture gesture = gestureAt(now);
             const bool voiced = gesture.voice > 0.0;
             if (now % kControlStep == 0) MoveFormants(voiced && gesture.hum ? kHum : FormantsOf(note.vowel));
-            Approach(voiceGain, gesture.voice, settings.attackTime);
-            Approach(hissGain, gesture.hiss, 0.005);
-            Approach(breathGain, gesture.breath, 0.01);
-            if (voiced) hertz = HertzOf(gesture.pitch);  // a fading voice keeps its pitch
-            song.samples.push_back(static_cast<float>(NextSample()));
-            song.pitch.push_back(voiced ? static_cast<float>(gesture.pitch) : 0.0f);
+            Approach(voiceGain_, gesture.voice, settings_.attackTime);
+            Approach(hissGain_, gesture.hiss, 0.005);
+            Approach(breathGain_, gesture.breath, 0.01);
+            if (voiced) hertz_ = HertzOf(gesture.pitch);  // a fading voice keeps its pitch
+            song_.samples.push_back(static_cast<float>(NextSample()));
+            song_.pitch.push_back(voiced ? static_cast<float>(gesture.pitch) : 0.0f);
         }
     }
 
     double NextSample() {
-        const double white = noise.Next() * noiseGain;
-        double throat = breathGain * white;
-        if (voiceGain > 0.0) throat += voiceGain * glottis.At(phase, hertz);
+        const double white = noise_.Next() * noiseGain_;
+        double throat = breathGain_ * white;
+        if (voiceGain_ > 0.0) throat += voiceGain_ * glottis_.At(phase_, hertz_);
         AdvancePhase();
-        for (Resonator& formant : tract) throat = formant.Next(throat);
-        const double hiss = hissFilter.Next(white);
-        const double sharp = (hiss - hissBefore) * settings.sampleRate / 44100.0;
-        hissBefore = hiss;
-        return throat + hissGain * sharp;
+        for (Resonator& formant : tract_) throat = formant.Next(throat);
+        const double hiss = hissFilter_.Next(white);
+        const double sharp = (hiss - hissBefore_) * settings_.sampleRate / 44100.0;
+        hissBefore_ = hiss;
+        return throat + hissGain_ * sharp;
     }
 
     void AdvancePhase() {
-        const double step = hertz / settings.sampleRate;
-        const double next = phase + step;
-        const double closure = settings.openQuotient + (phase > settings.openQuotient ? 1.0 : 0.0);
-        if (phase <= closure && closure < next && voiceGain > 0.0) {
-            song.closures.push_back(static_cast<double>(song.samples.size()) + (closure - phase) / step);
+        const double step = hertz_ / settings_.sampleRate;
+        const double next = phase_ + step;
+        const double closure = settings_.openQuotient + (phase_ > settings_.openQuotient ? 1.0 : 0.0);
+        if (phase_ <= closure && closure < next && voiceGain_ > 0.0) {
+            song_.closures.push_back(static_cast<double>(song_.samples.size()) + (closure - phase_) / step);
         }
-        phase = next - std::floor(next);
+        phase_ = next - std::floor(next);
     }
 
     void Approach(double& gain, double target, double seconds) const {
-        const double step = 1.0 / std::max(seconds * settings.sampleRate, 1.0);
+        const double step = 1.0 / std::max(seconds * settings_.sampleRate, 1.0);
         gain += std::clamp(target - gain, -step, step);
     }
 
     void MoveFormants(const Formants& targets) {
-        const double share = 1.0 - std::exp(-kControlStep / (0.02 * settings.sampleRate));
-        for (size_t f = 0; f < tract.size(); ++f) {
-            formants[f] += share * (targets[f] * settings.formantScale - formants[f]);
-            tract[f].Tune(formants[f], kBandwidths[f], settings.sampleRate);
+        const double share = 1.0 - std::exp(-kControlStep / (0.02 * settings_.sampleRate));
+        for (size_t f = 0; f < tract_.size(); ++f) {
+            formants_[f] += share * (targets[f] * settings_.formantScale - formants_[f]);
+            tract_[f].Tune(formants_[f], kBandwidths[f], settings_.sampleRate);
         }
     }
 
     void Scale() {
         float loudest = 0.0f;
-        for (const float sample : song.samples) loudest = std::max(loudest, std::fabs(sample));
-        const auto scale = static_cast<float>(loudest > 0.0f ? settings.peak / loudest : 0.0);
-        const auto room = static_cast<float>(settings.roomNoise);
-        for (float& sample : song.samples) sample = sample * scale + room * noise.Next();
+        for (const float sample : song_.samples) loudest = std::max(loudest, std::fabs(sample));
+        const auto scale = static_cast<float>(loudest > 0.0f ? settings_.peak / loudest : 0.0);
+        const auto room = static_cast<float>(settings_.roomNoise);
+        for (float& sample : song_.samples) sample = sample * scale + room * noise_.Next();
     }
 
-    const std::vector<SungNote>& notes;
-    const SingerSettings& settings;
-    NoiseSource noise;
-    BandLimitedWave glottis;
-    double noiseGain;
-    std::array<Resonator, 5> tract;
-    Resonator hissFilter;
-    Formants formants = FormantsOf('a');
-    double voiceGain = 0.0, hissGain = 0.0, breathGain = 0.0;
-    double hissBefore = 0.0;
-    double hertz = 100.0;
-    double phase = 0.0;
-    SungRecording song;
+    const std::vector<SungNote>& notes_;
+    const SingerSettings& settings_;
+    NoiseSource noise_;
+    BandLimitedWave glottis_;
+    double noiseGain_;
+    std::array<Resonator, 5> tract_;
+    Resonator hissFilter_;
+    Formants formants_ = FormantsOf('a');
+    double voiceGain_ = 0.0, hissGain_ = 0.0, breathGain_ = 0.0;
+    double hissBefore_ = 0.0;
+    double hertz_ = 100.0;
+    double phase_ = 0.0;
+    SungRecording song_;
 };
 
 }  // namespace
@@ -327,10 +327,10 @@ std::vector<float> HarmonicTone(double hertz, double sampleRate, double seconds,
 }
 
 uint64_t NoiseSource::NextBits() {
-    state ^= state >> 12;
-    state ^= state << 25;
-    state ^= state >> 27;
-    return state * 0x2545F4914F6CDD1Du;
+    state_ ^= state_ >> 12;
+    state_ ^= state_ << 25;
+    state_ ^= state_ >> 27;
+    return state_ * 0x2545F4914F6CDD1Du;
 }
 
 float NoiseSource::Next() {

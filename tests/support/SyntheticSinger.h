@@ -61,13 +61,13 @@ std::vector<float> HarmonicTone(double hertz, double sampleRate, double seconds,
 // Deterministic noise, uniform in -1 to 1 (xorshift64*); any seed.
 class NoiseSource {
   public:
-    explicit NoiseSource(uint64_t seed) : state((seed * 0x9E3779B97F4A7C15u + 0x632BE59BD9B4E019u) | 1u) {}
+    explicit NoiseSource(uint64_t seed) : state_((seed * 0x9E3779B97F4A7C15u + 0x632BE59BD9B4E019u) | 1u) {}
     uint64_t NextBits();
     float Next();                             // -1 to 1
     int32_t Next(int32_t low, int32_t high);  // low to high, both included
 
   private:
-    uint64_t state;
+    uint64_t state_;
 };
 
 // The source's first `count` samples.
