@@ -146,7 +146,9 @@ BENCHMARK(WholeJob)->Unit(benchmark::kMillisecond)->Iterations(10);
 int main(int argc, char** argv) {
     int32_t level = -1;
     const auto isLevel = [&level](char* argument) {
-        if (std::strncmp(argument, "--level=", 8) != 0) return false;
+        if (std::strncmp(argument, "--level=", 8) != 0) {
+            return false;
+        }
         level = std::atoi(argument + 8);
         return true;
     };
@@ -157,7 +159,9 @@ int main(int argc, char** argv) {
         return 1;
     }
     benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 1;
+    }
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 }

@@ -59,7 +59,7 @@ class Fftw {
           samples_(fftwf_alloc_real(static_cast<size_t>(n))),
           spectrum_(fftwf_alloc_complex(static_cast<size_t>(n) / 2 + 1)) {
         plan_ = direction == kForward ? fftwf_plan_dft_r2c_1d(n, samples_, spectrum_, FFTW_MEASURE)
-                                     : fftwf_plan_dft_c2r_1d(n, spectrum_, samples_, FFTW_MEASURE);
+                                      : fftwf_plan_dft_c2r_1d(n, spectrum_, samples_, FFTW_MEASURE);
         Refill();
     }
     Fftw(const Fftw&) = delete;
@@ -88,7 +88,9 @@ class Fftw {
 
 void OfLevel(benchmark::State& state, int32_t level, Direction direction, int32_t n) {
     InitDispatch(level);
-    if (CurrentLevel() != level) return state.SkipWithError("this machine lacks the level");
+    if (CurrentLevel() != level) {
+        return state.SkipWithError("this machine lacks the level");
+    }
     CqrtfFFT_If* created = nullptr;
     Ops().FFTCreate(&created, n, 1, 0);
     const FFTPointer fft(created);
@@ -97,8 +99,9 @@ void OfLevel(benchmark::State& state, int32_t level, Direction direction, int32_
     fft->Forward(spectrum.get(), samples.get());
     fft->Inverse(back.get(), spectrum.get());
     for (size_t i = 0; i < static_cast<size_t>(n); ++i) {
-        if (std::fabs(back[i] / static_cast<float>(n) - samples[i]) > 1e-5f)
+        if (std::fabs(back[i] / static_cast<float>(n) - samples[i]) > 1e-5f) {
             return state.SkipWithError("wrong");
+        }
     }
 
 #ifdef MLH_BENCH_FFTW

@@ -62,7 +62,9 @@ struct Tune {
         engine.GetVoices(&rows);
         for (size_t row = 0; row < 4; ++row) {
             for (size_t i = 0; i < problem.pitches.size(); ++i) {
-                if (rows[row].items[i].pitch != plain.rows[row][i]) return false;
+                if (rows[row].items[i].pitch != plain.rows[row][i]) {
+                    return false;
+                }
             }
         }
         return true;
@@ -87,15 +89,21 @@ void Plain(benchmark::State& state) {
     }
     plainSeconds[state.range(0)] = seconds;
     tune.Search();
-    if (!tune.IsAsPlain(solution)) state.SkipWithError("the two searches differ");
+    if (!tune.IsAsPlain(solution)) {
+        state.SkipWithError("the two searches differ");
+    }
 }
 
 void Fast(benchmark::State& state) {
     Tune tune(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
     double seconds = 1e9;
-    for (auto _ : state) seconds = std::min(seconds, SecondsOf([&] { tune.Search(); }));
+    for (auto _ : state) {
+        seconds = std::min(seconds, SecondsOf([&] { tune.Search(); }));
+    }
     size_t settings = 0;
-    for (const CandidateList& list : tune.engine.GetCandidateLists()) settings += list.candidates.size();
+    for (const CandidateList& list : tune.engine.GetCandidateLists()) {
+        settings += list.candidates.size();
+    }
     state.counters["settings"] = static_cast<double>(settings);
     if (state.range(1) == kPlainNotes && plainSeconds.count(state.range(0)) != 0) {
         state.counters["times_plain"] = plainSeconds[state.range(0)] / seconds;

@@ -20,16 +20,22 @@ Progress::Progress(std::string label, bool quiet)
 Progress::~Progress() { Finish(); }
 
 void Progress::Finish() {
-    if (drawn_) std::fprintf(stderr, "\r%*s\r", kLine, "");
+    if (drawn_) {
+        std::fprintf(stderr, "\r%*s\r", kLine, "");
+    }
     drawn_ = false;
     enabled_ = false;
 }
 
 void Progress::Update(double share) {
     const int percent = static_cast<int>(share * 100.0);
-    if (!enabled_ || percent == percent_) return;
+    if (!enabled_ || percent == percent_) {
+        return;
+    }
     percent_ = percent;
-    if (std::chrono::steady_clock::now() - start_ < std::chrono::seconds(1)) return;
+    if (std::chrono::steady_clock::now() - start_ < std::chrono::seconds(1)) {
+        return;
+    }
     drawn_ = true;
     const int filled = percent * kWidth / 100;
     std::fprintf(stderr, "\r%-10s [%.*s%*s] %3d %%", label_.c_str(), filled,

@@ -45,7 +45,9 @@ int ReadLevel(const std::string& text) {
     std::string known;
     for (const int level : kLevels) {
         const std::string name = InSmallLetters(mlh::GetProcessorLevelName(level));
-        if (text == std::to_string(level) || InSmallLetters(text) == name) return level;
+        if (text == std::to_string(level) || InSmallLetters(text) == name) {
+            return level;
+        }
         known += (known.empty() ? "" : ", ") + std::to_string(level) + " (" + name + ")";
     }
     throw UsageError("--level: there is no level '" + text + "'; there are " + known);
@@ -56,7 +58,9 @@ void UseLevel(const std::string& text) {
     const int level = ReadLevel(text);
     mlh::LimitProcessorLevel(level);
     const int best = mlh::GetProcessorLevel();
-    if (best == level) return;
+    if (best == level) {
+        return;
+    }
     throw UsageError("--level: this machine has no level " + std::to_string(level) + " (" +
                      mlh::GetProcessorLevelName(level) + "); the next lower one is " + std::to_string(best));
 }
@@ -69,8 +73,12 @@ bool IsCommand(const CLI::App& app, const std::string& name) {
 
 // The parser itself would only say that a command is missing.
 void RefuseUnknownCommand(const CLI::App& app, int argc, char** argv) {
-    if (argc == 1) throw UsageError("a command is missing: harmonize, analyze or arrange; see mlh --help");
-    if (argv[1][0] == '-' || IsCommand(app, argv[1])) return;
+    if (argc == 1) {
+        throw UsageError("a command is missing: harmonize, analyze or arrange; see mlh --help");
+    }
+    if (argv[1][0] == '-' || IsCommand(app, argv[1])) {
+        return;
+    }
     throw UsageError(std::string("there is no command '") + argv[1] +
                      "'; the commands are harmonize, analyze and arrange");
 }

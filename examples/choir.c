@@ -47,11 +47,17 @@ int main(void) {
     double share = 0.0;
 
     sing(samples);
-    if (mlhTakeCreate(&take, samples, FRAMES, 1, RATE, report, &share) != MLH_CHOIR_OK) return failed("take");
-    if (mlhTakeGetNotes(take, sung, 16, &count) != MLH_CHOIR_OK) return failed("notes");
+    if (mlhTakeCreate(&take, samples, FRAMES, 1, RATE, report, &share) != MLH_CHOIR_OK) {
+        return failed("take");
+    }
+    if (mlhTakeGetNotes(take, sung, 16, &count) != MLH_CHOIR_OK) {
+        return failed("notes");
+    }
     printf("%d notes were sung\n", count);
 
-    if (mlhChoirCreate(&choir, take, "{\"voics\": 3}", NULL, NULL) == MLH_CHOIR_OK) return 1;
+    if (mlhChoirCreate(&choir, take, "{\"voics\": 3}", NULL, NULL) == MLH_CHOIR_OK) {
+        return 1;
+    }
     printf("as expected: %s\n", mlhChoirGetErrorText());
 
     if (mlhChoirCreate(&choir, take,
@@ -67,21 +73,31 @@ int main(void) {
         mlhChoirGetVoice(choir, v, &voice);
         mlhChoirGetVoiceNotes(choir, v, notes, 16, &count);
         printf("%-20s", voice.name);
-        for (int32_t n = 0; n < count && n < 16; ++n) printf(" %d", notes[n].note);
+        for (int32_t n = 0; n < count && n < 16; ++n) {
+            printf(" %d", notes[n].note);
+        }
         printf("\n");
     }
 
-    if (mlhChoirRenderMix(choir, 0, FRAMES, 2, mix, NULL, NULL) != MLH_CHOIR_OK) return failed("mix");
+    if (mlhChoirRenderMix(choir, 0, FRAMES, 2, mix, NULL, NULL) != MLH_CHOIR_OK) {
+        return failed("mix");
+    }
     float peak = 0.0f;
-    for (int i = 0; i < 2 * FRAMES; ++i) peak = fmaxf(peak, fabsf(mix[i]));
+    for (int i = 0; i < 2 * FRAMES; ++i) {
+        peak = fmaxf(peak, fabsf(mix[i]));
+    }
     printf("the mix peaks at %.2f\n", peak);
 
     /* How long is the document? Then room for it. */
     int64_t size = 0;
-    if (mlhScoreCreateFromChoir(&score, choir, 100.0) != MLH_CHOIR_OK) return failed("score");
+    if (mlhScoreCreateFromChoir(&score, choir, 100.0) != MLH_CHOIR_OK) {
+        return failed("score");
+    }
     mlhScoreGetDocument(score, NULL, 0, &size);
     char* document = malloc((size_t)size);
-    if (document == NULL) return 1;
+    if (document == NULL) {
+        return 1;
+    }
     mlhScoreGetDocument(score, document, size, &size);
     printf("the score is a document of %d bytes\n", (int)size);
     free(document);

@@ -19,7 +19,9 @@ static int read_wav(const char* path, Sound* sound) {
     int found = 0;
     memset(sound, 0, sizeof *sound);
     memset(format, 0, sizeof format);
-    if (file == NULL) return 0;
+    if (file == NULL) {
+        return 0;
+    }
     if (fread(head, 1, 12, file) == 12 && memcmp(head, "RIFF", 4) == 0 && memcmp(head + 8, "WAVE", 4) == 0) {
         while (!found && fread(chunk, 1, 8, file) == 8) {
             uint32_t size = chunk[4] | chunk[5] << 8 | chunk[6] << 16 | (uint32_t)chunk[7] << 24;
@@ -30,7 +32,9 @@ static int read_wav(const char* path, Sound* sound) {
                 sound->channels = format[2];
                 sound->rate = format[4] | format[5] << 8 | format[6] << 16;
                 sound->samples = malloc((size_t)size + 1);
-                if (sound->samples == NULL) break;
+                if (sound->samples == NULL) {
+                    break;
+                }
                 sound->frames = (int32_t)fread(sound->samples, 2u * (unsigned)sound->channels,
                                                size / 2 / (uint32_t)sound->channels, file);
                 found = 1;
@@ -44,13 +48,17 @@ static int read_wav(const char* path, Sound* sound) {
 }
 
 static void put(FILE* file, uint32_t value, int bytes) {
-    for (; bytes > 0; --bytes, value >>= 8) fputc((int)(value & 255), file);
+    for (; bytes > 0; --bytes, value >>= 8) {
+        fputc((int)(value & 255), file);
+    }
 }
 
 static int write_wav(const char* path, const Sound* sound) {
     const uint32_t frame = 2u * (uint32_t)sound->channels, size = frame * (uint32_t)sound->frames;
     FILE* file = fopen(path, "wb");
-    if (file == NULL) return 0;
+    if (file == NULL) {
+        return 0;
+    }
     fputs("RIFF", file), put(file, 36 + size, 4), fputs("WAVEfmt ", file), put(file, 16, 4);
     put(file, 1, 2), put(file, (uint32_t)sound->channels, 2), put(file, (uint32_t)sound->rate, 4);
     put(file, (uint32_t)sound->rate * frame, 4), put(file, frame, 2), put(file, 16, 2);
@@ -87,7 +95,9 @@ int main(int argc, char** argv) {
 
     mix = lead;
     mix.samples = malloc((size_t)lead.frames * (size_t)lead.channels * 2 + 1);
-    if (mix.samples == NULL) return 1;
+    if (mix.samples == NULL) {
+        return 1;
+    }
     mlhProcessOutputData16(mlh, mix.samples, mix.frames, mix.channels, NULL);
     mlhDestroyInstance(&mlh);
     const int written = write_wav(argv[2], &mix);

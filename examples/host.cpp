@@ -19,7 +19,9 @@ class Hum final : public mlh::MalleoTuneHarmonyAddOnIf::AudioReader {
             for (int i = 0; i < kRate / 2; ++i) {
                 phase += hertz / kRate;
                 double sample = 0.0;
-                for (int h = 1; h <= 8; ++h) sample += std::sin(2.0 * std::numbers::pi * h * phase) / h;
+                for (int h = 1; h <= 8; ++h) {
+                    sample += std::sin(2.0 * std::numbers::pi * h * phase) / h;
+                }
                 samples_.push_back(static_cast<float>(0.2 * sample));
             }
         }
@@ -53,7 +55,9 @@ class Hum final : public mlh::MalleoTuneHarmonyAddOnIf::AudioReader {
 int main() {
     Hum lead;
     mlh::MalleoTuneHarmonyAddOnIf* mlh = nullptr;
-    if (mlh::MalleoTuneHarmonyAddOnIf::CreateInstance(&mlh, &lead) != 0 || mlh->Prepare() != 0) return 1;
+    if (mlh::MalleoTuneHarmonyAddOnIf::CreateInstance(&mlh, &lead) != 0 || mlh->Prepare() != 0) {
+        return 1;
+    }
     for (const mlh::Note& note : mlh::GetAnalysis(*mlh).notes) {
         std::printf("%.2f s to %.2f s: pitch %.2f\n", note.start, note.end, note.pitch);
     }
@@ -61,18 +65,24 @@ int main() {
     constexpr int32_t kManual = 3;
     mlh->SetHarmonyMode(kManual);
     auto fifth = mlh->GetLeadPitchVector();
-    for (auto& element : fifth) element.SetPitch(element.GetPitch() + 7.0f);
+    for (auto& element : fifth) {
+        element.SetPitch(element.GetPitch() + 7.0f);
+    }
     mlh->SetVoicePitchVector(0, fifth);
     mlh->Update();
 
     constexpr int32_t kBlock = 1024;
     std::vector<std::vector<float>> voices(4, std::vector<float>(kBlock));
     float* rows[4];
-    for (int v = 0; v < 4; ++v) rows[v] = voices[static_cast<std::size_t>(v)].data();
+    for (int v = 0; v < 4; ++v) {
+        rows[v] = voices[static_cast<std::size_t>(v)].data();
+    }
     float peak = 0.0f;
     for (int32_t done = 0; done < lead.GetLength(); done += kBlock) {
         mlh->Process(rows, kBlock);
-        for (const float sample : voices[0]) peak = std::fmax(peak, std::fabs(sample));
+        for (const float sample : voices[0]) {
+            peak = std::fmax(peak, std::fabs(sample));
+        }
     }
     std::printf("a fifth above, peak %.2f\n", peak);
     return mlh::MalleoTuneHarmonyAddOnIf::DestroyInstance(&mlh);

@@ -20,7 +20,9 @@ bool Has(const std::vector<int>& intervals, int interval) {
 
 std::vector<int> IntervalsOf(const ChordType& type) {
     std::vector<int> intervals;
-    for (int i = 0; i < type.count; ++i) intervals.push_back(type.tones[i].semitones);
+    for (int i = 0; i < type.count; ++i) {
+        intervals.push_back(type.tones[i].semitones);
+    }
     return intervals;
 }
 
@@ -40,15 +42,23 @@ std::vector<std::string> ChangesFrom(const std::vector<int>& row, const std::vec
     possible = false;
     // What is left out goes first, so that nothing that is added is taken for it.
     for (int interval : row) {
-        if (Has(intervals, interval)) continue;
+        if (Has(intervals, interval)) {
+            continue;
+        }
         const bool fifth = interval == 7 && row.size() > 2;
-        if (!fifth && interval != 3 && interval != 4) return {};
+        if (!fifth && interval != 3 && interval != 4) {
+            return {};
+        }
         changes.push_back(fifth ? "no5" : "no3");
     }
     for (int interval : intervals) {
-        if (Has(row, interval)) continue;
+        if (Has(row, interval)) {
+            continue;
+        }
         const char* const name = AddedName(interval);
-        if (name == nullptr) return {};
+        if (name == nullptr) {
+            return {};
+        }
         changes.push_back(name);
     }
     possible = changes.size() <= kMostChanges;
@@ -57,16 +67,22 @@ std::vector<std::string> ChangesFrom(const std::vector<int>& row, const std::vec
 
 std::string Listed(const std::vector<int>& intervals) {
     std::string list = Has(intervals, 0) ? "" : "*1";
-    for (int interval : intervals) list += (list.empty() ? "" : ",") + DegreeName(interval);
+    for (int interval : intervals) {
+        list += (list.empty() ? "" : ",") + DegreeName(interval);
+    }
     return ":(" + list + ")";
 }
 
 }  // namespace
 
 std::uint16_t PitchClassesOf(const Chord& chord) {
-    if (chord.root < 0) return 0;
+    if (chord.root < 0) {
+        return 0;
+    }
     unsigned classes = chord.bass < 0 ? 0u : 1u << chord.bass;
-    for (int interval : chord.intervals) classes |= 1u << PitchClass(chord.root + interval);
+    for (int interval : chord.intervals) {
+        classes |= 1u << PitchClass(chord.root + interval);
+    }
     return static_cast<std::uint16_t>(classes);
 }
 
@@ -107,35 +123,51 @@ std::vector<int> IntervalsByImportance(const std::vector<int>& intervals) {
 
 std::string ChordSuffix(const std::vector<int>& intervals) {
     for (const ChordType& type : theory::kChordTypes) {
-        if (IntervalsOf(type) == intervals) return type.suffix;
+        if (IntervalsOf(type) == intervals) {
+            return type.suffix;
+        }
     }
-    if (intervals.size() < 2) return Listed(intervals);
+    if (intervals.size() < 2) {
+        return Listed(intervals);
+    }
     std::string best;
     std::size_t fewest = kMostChanges + 1;
     for (const ChordType& type : theory::kChordTypes) {
         bool possible = false;
         const std::vector<std::string> changes = ChangesFrom(IntervalsOf(type), intervals, possible);
-        if (!possible || changes.size() >= fewest) continue;
+        if (!possible || changes.size() >= fewest) {
+            continue;
+        }
         fewest = changes.size();
         best = std::string(type.suffix) + "(";
-        for (std::size_t i = 0; i < changes.size(); ++i) best += (i > 0 ? "," : "") + changes[i];
+        for (std::size_t i = 0; i < changes.size(); ++i) {
+            best += (i > 0 ? "," : "") + changes[i];
+        }
         best += ")";
     }
     return fewest <= kMostChanges ? best : Listed(intervals);
 }
 
 std::string ChordName(int root, const std::vector<int>& intervals, int bass, bool flats) {
-    if (root < 0) return "N.C.";
+    if (root < 0) {
+        return "N.C.";
+    }
     std::string name = theory::NameOf(PitchClass(root), flats) + ChordSuffix(intervals);
-    if (bass >= 0 && bass != root) name += std::string("/") + theory::NameOf(PitchClass(bass), flats);
+    if (bass >= 0 && bass != root) {
+        name += std::string("/") + theory::NameOf(PitchClass(bass), flats);
+    }
     return name;
 }
 
 Chord RecogniseChord(const std::vector<int>& pitches, bool flats) {
-    if (pitches.empty()) return {"N.C.", -1, {}, -1, {}};
+    if (pitches.empty()) {
+        return {"N.C.", -1, {}, -1, {}};
+    }
     const int bass = PitchClass(*std::min_element(pitches.begin(), pitches.end()));
     unsigned sounding = 0;
-    for (int pitch : pitches) sounding |= 1u << PitchClass(pitch);
+    for (int pitch : pitches) {
+        sounding |= 1u << PitchClass(pitch);
+    }
 
     // A row fits with all its tones, or without its fifth.
     struct Fit {
@@ -148,20 +180,30 @@ Chord RecogniseChord(const std::vector<int>& pitches, bool flats) {
         const std::vector<int> tones = IntervalsOf(theory::kChordTypes[row]);
         for (const bool withoutFifth : {false, true}) {
             std::vector<int> kept = tones;
-            if (withoutFifth && (kept.size() < 3 || std::erase(kept, 7) == 0)) continue;
+            if (withoutFifth && (kept.size() < 3 || std::erase(kept, 7) == 0)) {
+                continue;
+            }
             for (int root = 0; root < 12; ++root) {
                 unsigned classes = 0;
-                for (int tone : kept) classes |= 1u << PitchClass(root + tone);
-                if (classes != sounding) continue;
+                for (int tone : kept) {
+                    classes |= 1u << PitchClass(root + tone);
+                }
+                if (classes != sounding) {
+                    continue;
+                }
                 const int cost = (withoutFifth ? 10000 : 0) + (root == bass ? 0 : 1000) + row;
-                if (cost < best.cost) best = {cost, root, kept};
+                if (cost < best.cost) {
+                    best = {cost, root, kept};
+                }
             }
         }
     }
     if (best.root < 0) {
         best.root = bass;
         for (int interval = 0; interval < 12; ++interval) {
-            if ((sounding >> PitchClass(bass + interval) & 1u) != 0) best.intervals.push_back(interval);
+            if ((sounding >> PitchClass(bass + interval) & 1u) != 0) {
+                best.intervals.push_back(interval);
+            }
         }
     }
     Chord chord;

@@ -71,7 +71,9 @@ class Cursor {
     std::string_view Rest() const { return std::string_view(*text_).substr(at_); }
     bool Follows(std::string_view word) const { return Rest().substr(0, word.size()) == word; }
     bool Take(std::string_view word) {
-        if (!Follows(word)) return false;
+        if (!Follows(word)) {
+            return false;
+        }
         at_ += word.size();
         return true;
     }
@@ -89,8 +91,9 @@ class Cursor {
     // Up to three digits, 0 for none.
     int TakeNumber() {
         int number = 0;
-        for (int digits = 0; digits < 3 && DigitFollows(); ++digits)
+        for (int digits = 0; digits < 3 && DigitFollows(); ++digits) {
             number = 10 * number + (Peek() - '0'), ++at_;
+        }
         return number;
     }
 
@@ -119,7 +122,9 @@ NoteName Above(const NoteName& root, int steps, int interval) {
     note.step = (root.step + steps) % theory::kSteps;
     const int wanted = PitchClass(root.pitchClass() + interval);
     note.alter = PitchClass(wanted - theory::PitchClassOfStep(note.step) + 6) - 6;
-    if (std::abs(note.alter) <= 2) return note;
+    if (std::abs(note.alter) <= 2) {
+        return note;
+    }
     const std::string_view plain = theory::NameOf(PitchClass(wanted), root.alter < 0);
     return {theory::StepOfLetter(plain[0]), plain.size() < 2 ? 0 : plain[1] == '#' ? 1 : -1};
 }
@@ -157,8 +162,12 @@ std::optional<NoteName> TakeSolfege(Cursor& cursor, std::string& remark) {
         {"Mi", 'E'},  {"MI", 'E'},  {"Fa", 'F'}, {"FA", 'F'}, {"La", 'A'}, {"LA", 'A'},
         {"Si", 'B'},  {"SI", 'B'},  {"Ti", 'B'}, {"TI", 'B'}};
     for (const auto& [name, letter] : kNames) {
-        if (!cursor.Take(name)) continue;
-        if (name == "Do") remark = "Do is read as C; D diminished is written Ddim";
+        if (!cursor.Take(name)) {
+            continue;
+        }
+        if (name == "Do") {
+            remark = "Do is read as C; D diminished is written Ddim";
+        }
         NoteName note;
         note.step = theory::StepOfLetter(letter);
         note.alter = TakeAccidentals(cursor);
@@ -172,7 +181,9 @@ class Tones {
   public:
     Tones() = default;
     explicit Tones(const theory::ChordType& type) {
-        for (int i = 0; i < type.count; ++i) Add(type.tones[i].semitones);
+        for (int i = 0; i < type.count; ++i) {
+            Add(type.tones[i].semitones);
+        }
     }
     void Add(int interval) { bits_ |= 1u << interval; }
     void Remove(int interval) { bits_ &= ~(1u << interval); }
@@ -181,7 +192,9 @@ class Tones {
     std::vector<int> List() const {
         std::vector<int> list;
         for (int interval = 0; interval <= kHighestInterval; ++interval) {
-            if (Has(interval)) list.push_back(interval);
+            if (Has(interval)) {
+                list.push_back(interval);
+            }
         }
         return list;
     }
@@ -211,7 +224,9 @@ class QualityReader {
     // A shorthand of labels: the same words, and degrees in brackets.
     Tones ReadLabel() {
         label_ = true;
-        if (cursor_.AtEnd()) cursor_.Refuse("write C:maj, or C alone");
+        if (cursor_.AtEnd()) {
+            cursor_.Refuse("write C:maj, or C alone");
+        }
         if (cursor_.Peek() == '(') {
             tones_.Add(0);
         } else if (cursor_.Peek() == '1' && !cursor_.DigitFollows(1)) {
@@ -222,7 +237,9 @@ class QualityReader {
             number_ = cursor_.Peek() == 'b' || cursor_.Peek() == '#' ? 7 : 0;
             Read();
         }
-        if (cursor_.Peek() == '(') ReadDegreeList();
+        if (cursor_.Peek() == '(') {
+            ReadDegreeList();
+        }
         return tones_;
     }
 
@@ -231,13 +248,19 @@ class QualityReader {
   private:
     // Brackets say nothing before the number: "m(maj7)", "m(7)". Those of labels hold degrees.
     void Open() {
-        while (!label_ && cursor_.Take("(")) ++depth_;
+        while (!label_ && cursor_.Take("(")) {
+            ++depth_;
+        }
     }
 
     // "ma" before a number, so that "madd9" stays a minor chord.
     bool TakeMajorWord() {
-        if (cursor_.TakeAny(kMajorWords)) return true;
-        if (!cursor_.Follows("ma") || !cursor_.DigitFollows(2)) return false;
+        if (cursor_.TakeAny(kMajorWords)) {
+            return true;
+        }
+        if (!cursor_.Follows("ma") || !cursor_.DigitFollows(2)) {
+            return false;
+        }
         cursor_.Skip(2);
         return true;
     }
@@ -271,7 +294,9 @@ class QualityReader {
         } else if (cursor_.TakeAny(kAug)) {
             aug_ = true;
         } else if (cursor_.Take("dom")) {
-            if (!cursor_.DigitFollows()) cursor_.Refuse("write C7");
+            if (!cursor_.DigitFollows()) {
+                cursor_.Refuse("write C7");
+            }
         } else if (TakeMajorWord() || (cursor_.DigitFollows(1) && cursor_.Take("j"))) {
             major_ = true;
             if (triangle && !cursor_.DigitFollows()) {
@@ -282,11 +307,15 @@ class QualityReader {
             minor_ = true;
         }
         Open();
-        if (!major_) TakeMajorSeventh();
+        if (!major_) {
+            TakeMajorSeventh();
+        }
     }
 
     void ReadNumber() {
-        if (number_ != 0) return;
+        if (number_ != 0) {
+            return;
+        }
         const Cursor before = cursor_;
         if (cursor_.Take("6/9") || cursor_.Take("69")) {
             number_ = 69;
@@ -314,8 +343,9 @@ class QualityReader {
                 }
                 return;
             case 6:
-                if (dim_ || half_ || aug_)
+                if (dim_ || half_ || aug_) {
                     before.Refuse("write Cdim7 for a sixth above a diminished chord, or C6");
+                }
                 return;
             case 7:
             case 9:
@@ -330,17 +360,35 @@ class QualityReader {
     void Compose() {
         tones_.Add(0);
         const bool power = number_ == 5;
-        if (!power && number_ != 2 && number_ != 4) tones_.Add(minor_ || dim_ || half_ ? 3 : 4);
-        if (number_ == 2) tones_.Add(2);
-        if (number_ == 4) tones_.Add(5);
+        if (!power && number_ != 2 && number_ != 4) {
+            tones_.Add(minor_ || dim_ || half_ ? 3 : 4);
+        }
+        if (number_ == 2) {
+            tones_.Add(2);
+        }
+        if (number_ == 4) {
+            tones_.Add(5);
+        }
         tones_.Add(dim_ || half_ ? 6 : aug_ ? 8 : 7);
-        if (number_ == 6 || number_ == 69) tones_.Add(9);
-        if (number_ == 69) tones_.Add(14);
-        if ((number_ >= 7 && number_ <= 13) || half_) AddSeventh();
-        if (number_ >= 9 && number_ <= 13) tones_.Add(14);
+        if (number_ == 6 || number_ == 69) {
+            tones_.Add(9);
+        }
+        if (number_ == 69) {
+            tones_.Add(14);
+        }
+        if ((number_ >= 7 && number_ <= 13) || half_) {
+            AddSeventh();
+        }
+        if (number_ >= 9 && number_ <= 13) {
+            tones_.Add(14);
+        }
         // Above a major third the eleventh of a thirteenth is left out: it rubs.
-        if (number_ == 11 || (number_ == 13 && tones_.Has(3))) tones_.Add(17);
-        if (number_ == 13) tones_.Add(21);
+        if (number_ == 11 || (number_ == 13 && tones_.Has(3))) {
+            tones_.Add(17);
+        }
+        if (number_ == 13) {
+            tones_.Add(21);
+        }
     }
 
     void AddSeventh() { tones_.Add(major_ ? 11 : dim_ ? 9 : 10); }
@@ -358,10 +406,14 @@ class QualityReader {
     void ReadChanges() {
         while (!cursor_.AtEnd()) {
             if (cursor_.Peek() == '(') {
-                if (label_) break;
+                if (label_) {
+                    break;
+                }
                 Open();
             } else if (cursor_.Peek() == ')') {
-                if (depth_ == 0) cursor_.Refuse("there is no bracket that this one closes");
+                if (depth_ == 0) {
+                    cursor_.Refuse("there is no bracket that this one closes");
+                }
                 --depth_;
                 cursor_.Skip(1);
             } else if (cursor_.Peek() == ',' && depth_ > 0) {
@@ -372,7 +424,9 @@ class QualityReader {
                 ReadChange(depth_ > 0);
             }
         }
-        if (depth_ > 0) cursor_.Refuse("a bracket is open, so write ) at its end");
+        if (depth_ > 0) {
+            cursor_.Refuse("a bracket is open, so write ) at its end");
+        }
     }
 
     void ReadChange(bool inBrackets) {
@@ -385,7 +439,9 @@ class QualityReader {
             } else {
                 cursor_.Take("4");
                 Suspend(5);
-                if (!HasSeventh() && cursor_.DigitFollows()) ReadNumberAfterSus();
+                if (!HasSeventh() && cursor_.DigitFollows()) {
+                    ReadNumberAfterSus();
+                }
             }
         } else if (cursor_.Take("add")) {
             AddDegree();
@@ -415,17 +471,25 @@ class QualityReader {
     void ReadNumberAfterSus() {
         const Cursor before = cursor_;
         const int number = cursor_.TakeNumber();
-        if (number != 7 && number != 9 && number != 11 && number != 13) before.Refuse("write Csus2 or Csus4");
+        if (number != 7 && number != 9 && number != 11 && number != 13) {
+            before.Refuse("write Csus2 or Csus4");
+        }
         AddSeventh();
-        if (number > 7) tones_.Add(14);
-        if (number == 13) tones_.Add(21);
+        if (number > 7) {
+            tones_.Add(14);
+        }
+        if (number == 13) {
+            tones_.Add(21);
+        }
     }
 
     // "C6(maj7)", "Cadd9(maj7)".
     void ReadSeventhAfterwards(bool inBrackets) {
         const Cursor before = cursor_;
         const bool room = inBrackets && !HasSeventh();
-        if (!room || !TakeMajorSeventh() || number_ != 7) before.Refuse();
+        if (!room || !TakeMajorSeventh() || number_ != 7) {
+            before.Refuse();
+        }
         tones_.Add(11);
     }
 
@@ -448,7 +512,9 @@ class QualityReader {
     }
 
     void Alter(int degree, int alter) {
-        if (degree == 5 || degree > 7) tones_.Remove(NaturalInterval(degree));
+        if (degree == 5 || degree > 7) {
+            tones_.Remove(NaturalInterval(degree));
+        }
         tones_.Add(NaturalInterval(degree) + alter);
     }
 
@@ -457,8 +523,12 @@ class QualityReader {
         const int alter = cursor_.Peek() == '#' || cursor_.Peek() == '+' ? 1 : -1;
         cursor_.Skip(1);
         const int degree = cursor_.TakeNumber();
-        if (degree == 3) before.Refuse("a minor third is written Cm");
-        if (degree == 7) before.Refuse("the sevenths are written C7 and Cmaj7");
+        if (degree == 3) {
+            before.Refuse("a minor third is written Cm");
+        }
+        if (degree == 7) {
+            before.Refuse("the sevenths are written C7 and Cmaj7");
+        }
         if (!IsAltered(degree, alter)) {
             before.Refuse("what can be altered is b5 #5 b9 #9 #11 b13");
         }
@@ -469,7 +539,9 @@ class QualityReader {
         const Cursor before = cursor_;
         const int alter = TakeAccidentals(cursor_);
         const int degree = cursor_.TakeNumber();
-        if (degree == 7 && alter == 0) before.Refuse("the sevenths are written C7 and Cmaj7");
+        if (degree == 7 && alter == 0) {
+            before.Refuse("the sevenths are written C7 and Cmaj7");
+        }
         const bool third = degree == 3 && (alter == 0 || alter == -1);
         const bool plain = alter == 0 && (degree == 2 || degree == 4 || degree == 6 || degree == 9 ||
                                           degree == 11 || degree == 13);
@@ -485,16 +557,23 @@ class QualityReader {
         static constexpr std::pair<int, std::pair<int, int>> kRanges[] = {
             {1, {0, 0}}, {3, {3, 4}}, {5, {6, 8}}, {9, {13, 15}}, {11, {17, 18}}, {13, {20, 21}}};
         for (const auto& [of, range] : kRanges) {
-            if (of != degree) continue;
+            if (of != degree) {
+                continue;
+            }
             const Tones all = tones_;
             if (tones_.Has(NaturalInterval(degree)) && degree != 3) {
                 tones_.Remove(NaturalInterval(degree));
             } else {
-                for (int interval = range.first; interval <= range.second; ++interval)
+                for (int interval = range.first; interval <= range.second; ++interval) {
                     tones_.Remove(interval);
+                }
             }
-            if (tones_.List() == all.List()) before.Refuse("the chord has no such tone to leave out");
-            if (tones_.Empty()) before.Refuse("there is no tone left");
+            if (tones_.List() == all.List()) {
+                before.Refuse("the chord has no such tone to leave out");
+            }
+            if (tones_.Empty()) {
+                before.Refuse("there is no tone left");
+            }
             return;
         }
         before.Refuse("what can be left out is 1, 3, 5, 9, 11 and 13, like C7no5");
@@ -508,9 +587,13 @@ class QualityReader {
             const bool without = cursor_.Take("*");
             const int alter = TakeAccidentals(cursor_);
             const int degree = cursor_.TakeNumber();
-            if (degree < 1 || degree > kHighestDegree) before.Refuse(kList);
+            if (degree < 1 || degree > kHighestDegree) {
+                before.Refuse(kList);
+            }
             const int interval = NaturalInterval(degree) + alter;
-            if (interval < 0 || interval > kHighestInterval) before.Refuse(kList);
+            if (interval < 0 || interval > kHighestInterval) {
+                before.Refuse(kList);
+            }
             if (!without) {
                 tones_.Add(interval);
             } else if (tones_.Has(interval)) {
@@ -519,8 +602,12 @@ class QualityReader {
                 before.Refuse("the chord has no such tone to leave out");
             }
         } while (cursor_.Take(","));
-        if (tones_.Empty()) cursor_.Refuse("there is no tone left");
-        if (!cursor_.Take(")")) cursor_.Refuse(kList);
+        if (tones_.Empty()) {
+            cursor_.Refuse("there is no tone left");
+        }
+        if (!cursor_.Take(")")) {
+            cursor_.Refuse(kList);
+        }
     }
 
     Cursor& cursor_;
@@ -542,8 +629,12 @@ class SymbolReader {
     SymbolReader(const std::string& text, int key) : text_(text), key_(key) {}
 
     ReadSymbol Read() {
-        if (auto chord = TrySolfege()) return *chord;
-        if (auto chord = TryDegree()) return *chord;
+        if (auto chord = TrySolfege()) {
+            return *chord;
+        }
+        if (auto chord = TryDegree()) {
+            return *chord;
+        }
         return ReadLetter();
     }
 
@@ -553,11 +644,15 @@ class SymbolReader {
         Cursor cursor(text_);
         std::string remark;
         const auto root = TakeSolfege(cursor, remark);
-        if (!root) return std::nullopt;
+        if (!root) {
+            return std::nullopt;
+        }
         try {
             return ReadAfterRoot(cursor, *root, remark);
         } catch (const Refusal&) {
-            if (text_[0] == 'D' || text_[0] == 'F') return std::nullopt;
+            if (text_[0] == 'D' || text_[0] == 'F') {
+                return std::nullopt;
+            }
             throw;
         }
     }
@@ -566,7 +661,9 @@ class SymbolReader {
         Cursor cursor(text_);
         std::string remark;
         const auto root = TakeLetter(cursor, remark);
-        if (!root) cursor.Refuse();
+        if (!root) {
+            cursor.Refuse();
+        }
         const std::string_view rest = cursor.Rest();
         if (rest == "is" || rest == "es") {
             cursor.Refuse(std::string("write ") + text_[0] + (rest == "is" ? "#" : "b"));
@@ -586,12 +683,16 @@ class SymbolReader {
     static std::optional<NoteName> ReadBass(Cursor& cursor, const NoteName& root, bool label,
                                             std::string& remark) {
         if (!cursor.Take("/")) {
-            if (!cursor.AtEnd()) cursor.Refuse();
+            if (!cursor.AtEnd()) {
+                cursor.Refuse();
+            }
             return std::nullopt;
         }
         const Cursor before = cursor;
         auto bass = TakeSolfege(cursor, remark);
-        if (!bass) bass = TakeLetter(cursor, remark);
+        if (!bass) {
+            bass = TakeLetter(cursor, remark);
+        }
         if (!bass) {
             const int alter = TakeAccidentals(cursor);
             const int degree = cursor.TakeNumber();
@@ -605,7 +706,9 @@ class SymbolReader {
             }
             bass = Above(root, degree - 1, NaturalInterval(degree) + alter);
         }
-        if (!cursor.AtEnd()) cursor.Refuse(cursor.Peek() == '/' ? "a chord has one bass" : "");
+        if (!cursor.AtEnd()) {
+            cursor.Refuse(cursor.Peek() == '/' ? "a chord has one bass" : "");
+        }
         return bass;
     }
 
@@ -629,7 +732,9 @@ class SymbolReader {
         Cursor cursor(text_);
         const int alter = TakeAccidentals(cursor);
         const theory::RomanNumeral numeral = theory::ReadRomanNumeral(cursor.Rest());
-        if (numeral.step < 0) return std::nullopt;
+        if (numeral.step < 0) {
+            return std::nullopt;
+        }
         cursor.Skip(numeral.length);
         std::string remark;
         // Without a key the rest is read all the same, so that what cannot be read is refused as such.
@@ -644,7 +749,9 @@ class SymbolReader {
             const theory::RomanNumeral target = theory::ReadRomanNumeral(ahead.Rest());
             if (target.step >= 0) {
                 ahead.Skip(target.length);
-                if (!ahead.AtEnd()) ahead.Refuse("what follows the slash is a degree alone, like V7/V");
+                if (!ahead.AtEnd()) {
+                    ahead.Refuse("what follows the slash is a degree alone, like V7/V");
+                }
                 const int targetRoot =
                     PitchClass(key.tonic + theory::DegreeRoot(key, target.step, of, false));
                 // Chords of dominant function lead to the degree, others have it as their bass.
@@ -667,7 +774,9 @@ class SymbolReader {
             return NoteName{theory::StepOfLetter(spelling.step), spelling.alter};
         };
         auto bass = ReadBass(cursor, spelled(root), false, remark);
-        if (degreeBass) bass = spelled(*degreeBass);
+        if (degreeBass) {
+            bass = spelled(*degreeBass);
+        }
         if (key_ < 0) {
             throw Refusal{0, "a degree needs a key, like C major, to be a chord", ChordTextFault::NeedsKey};
         }
@@ -676,7 +785,9 @@ class SymbolReader {
 
     static Tones ReadDegreeQuality(Cursor& cursor, QualityReader& quality) {
         for (const char* figures : {"65", "64", "43", "42"}) {
-            if (cursor.Follows(figures)) cursor.Refuse("an inversion is written by its bass, like V7/3");
+            if (cursor.Follows(figures)) {
+                cursor.Refuse("an inversion is written by its bass, like V7/3");
+            }
         }
         return quality.Read();
     }
@@ -695,7 +806,9 @@ bool IsNoChord(std::string_view symbol) {
 double Distance(const std::string& a, const std::string& b) {
     constexpr double kGap = 0.9;
     std::vector<double> row(b.size() + 1);
-    for (std::size_t j = 0; j <= b.size(); ++j) row[j] = kGap * static_cast<double>(j);
+    for (std::size_t j = 0; j <= b.size(); ++j) {
+        row[j] = kGap * static_cast<double>(j);
+    }
     for (std::size_t i = 1; i <= a.size(); ++i) {
         double diagonal = row[0];
         row[0] = kGap * static_cast<double>(i);
@@ -718,7 +831,9 @@ std::string NearestSymbol(const std::string& symbol) {
     double best = 1e9;
     for (const char* root : kRoots) {
         for (const theory::ChordType& type : theory::kChordTypes) {
-            if (label && *type.harte == '\0') continue;
+            if (label && *type.harte == '\0') {
+                continue;
+            }
             const std::string candidate =
                 std::string(root) + (label ? ":" : "") + (label ? type.harte : type.suffix);
             const double distance = Distance(symbol, candidate);
@@ -734,7 +849,9 @@ std::string NearestSymbol(const std::string& symbol) {
 }  // namespace
 
 ReadSymbol ReadChordSymbol(std::string_view symbol, int key) {
-    if (IsNoChord(symbol)) return {{"N.C.", -1, {}, -1, std::string(symbol)}, ""};
+    if (IsNoChord(symbol)) {
+        return {{"N.C.", -1, {}, -1, std::string(symbol)}, ""};
+    }
     // No chord is as long; a file of something else may be one long word.
     constexpr std::size_t kLongest = 80;
     std::string shown(symbol.substr(0, kLongest));
@@ -747,7 +864,9 @@ ReadSymbol ReadChordSymbol(std::string_view symbol, int key) {
     const Plain plain = MakePlain(shown);
     const std::string quoted = "'" + shown + (cut ? "...'" : "'");
     try {
-        if (cut) throw Refusal{0, ""};
+        if (cut) {
+            throw Refusal{0, ""};
+        }
         ReadSymbol read = SymbolReader(plain.text, key).Read();
         read.chord.written = symbol;
         return read;

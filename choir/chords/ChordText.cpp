@@ -27,7 +27,9 @@ bool StartsCharacter(char c) { return (static_cast<unsigned char>(c) & 0xC0u) !=
 
 std::string Trimmed(const std::string& text) {
     const auto first = text.find_first_not_of(" \t\r");
-    if (first == std::string::npos) return "";
+    if (first == std::string::npos) {
+        return "";
+    }
     return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
 }
 
@@ -43,12 +45,16 @@ std::optional<double> ReadNumber(const std::string& text) {
         } else if (std::isdigit(static_cast<unsigned char>(c)) != 0) {
             digits = true;
             value = 10.0 * value + (c - '0');
-            if (point) scale *= 10.0;
+            if (point) {
+                scale *= 10.0;
+            }
         } else {
             return std::nullopt;
         }
     }
-    if (!digits || !std::isfinite(value) || !std::isfinite(scale)) return std::nullopt;
+    if (!digits || !std::isfinite(value) || !std::isfinite(scale)) {
+        return std::nullopt;
+    }
     return value / scale;
 }
 
@@ -86,7 +92,9 @@ class SheetReader {
         } else if (!ReadTime(entries_[0][0].text) && anyToken([](const Token& t) { return t.text == "/"; })) {
             ReadBeats();
         } else {
-            for (const auto& entry : entries_) ReadTimed(entry);
+            for (const auto& entry : entries_) {
+                ReadTimed(entry);
+            }
         }
     }
 
@@ -100,12 +108,16 @@ class SheetReader {
         bool comment = false;
         int depth = 0;  // of brackets: the degrees of labels have commas
         const auto endToken = [&] {
-            if (!token.text.empty()) entry.push_back(token);
+            if (!token.text.empty()) {
+                entry.push_back(token);
+            }
             token.text.clear();
         };
         const auto endEntry = [&] {
             endToken();
-            if (!entry.empty()) entries_.push_back(std::move(entry));
+            if (!entry.empty()) {
+                entries_.push_back(std::move(entry));
+            }
             entry.clear();
         };
         for (const char c : text_) {
@@ -117,9 +129,15 @@ class SheetReader {
                 column = 1;
                 continue;
             }
-            if (entry.empty() && token.text.empty() && (c == '#' || c == '\\')) comment = true;
-            if (c == '(') ++depth;
-            if (c == ')') --depth;
+            if (entry.empty() && token.text.empty() && (c == '#' || c == '\\')) {
+                comment = true;
+            }
+            if (c == '(') {
+                ++depth;
+            }
+            if (c == ')') {
+                --depth;
+            }
             if (comment || c == '\r') {
             } else if ((c == ',' || c == ';') && depth <= 0) {
                 endEntry();
@@ -127,9 +145,13 @@ class SheetReader {
                 endToken();
             } else if (c == '|') {
                 endToken();
-                if (entry.empty() || entry.back().text != "|") entry.push_back({"|", line, column});
+                if (entry.empty() || entry.back().text != "|") {
+                    entry.push_back({"|", line, column});
+                }
             } else {
-                if (token.text.empty()) token = {"", line, column};
+                if (token.text.empty()) {
+                    token = {"", line, column};
+                }
                 token.text += c;
             }
             column += StartsCharacter(c) ? 1 : 0;
@@ -154,7 +176,9 @@ class SheetReader {
         if (transpose_ != 0 && read.chord.root >= 0) {
             Chord& chord = read.chord;
             chord.root = theory::PitchClass(chord.root + transpose_);
-            if (chord.bass >= 0) chord.bass = theory::PitchClass(chord.bass + transpose_);
+            if (chord.bass >= 0) {
+                chord.bass = theory::PitchClass(chord.bass + transpose_);
+            }
             chord.name = ChordName(chord.root, chord.intervals, chord.bass);
         }
         sheet_.chords.push_back({time, std::move(read.chord)});
@@ -164,17 +188,23 @@ class SheetReader {
     void Remark(const Token& token, const std::string& text) {
         const bool known = std::any_of(sheet_.remarks.begin(), sheet_.remarks.end(),
                                        [&](const ChordRemark& remark) { return remark.text == text; });
-        if (!text.empty() && !known) sheet_.remarks.push_back({token.line, token.column, text});
+        if (!text.empty() && !known) {
+            sheet_.remarks.push_back({token.line, token.column, text});
+        }
     }
 
     // Seconds, or minutes:seconds.
     static std::optional<double> ReadTime(const std::string& text) {
         const auto colon = text.find(':');
-        if (colon == std::string::npos) return ReadNumber(text);
+        if (colon == std::string::npos) {
+            return ReadNumber(text);
+        }
         const std::string head = text.substr(0, colon);
         const auto minutes = ReadNumber(head);
         const auto seconds = ReadNumber(text.substr(colon + 1));
-        if (!minutes || !seconds || head.find('.') != std::string::npos) return std::nullopt;
+        if (!minutes || !seconds || head.find('.') != std::string::npos) {
+            return std::nullopt;
+        }
         return 60.0 * *minutes + *seconds;
     }
 
@@ -190,8 +220,12 @@ class SheetReader {
             Complain(entry[0], "'" + entry[0].text + "' is not a time in seconds, like 12.5");
         }
         std::size_t symbol = 1;
-        if (entry.size() > 2 && ReadTime(entry[1].text)) symbol = 2;
-        if (symbol >= entry.size()) Complain(entry.back(), "there is no chord after the time");
+        if (entry.size() > 2 && ReadTime(entry[1].text)) {
+            symbol = 2;
+        }
+        if (symbol >= entry.size()) {
+            Complain(entry.back(), "there is no chord after the time");
+        }
         if (symbol + 1 < entry.size()) {
             Complain(entry[symbol + 1],
                      "'" + entry[symbol + 1].text + "' is one too many; put each chord on a line");
@@ -212,7 +246,9 @@ class SheetReader {
         double beat = 0.0;
         for (const auto& entry : entries_) {
             for (const Token& token : entry) {
-                if (!IsHold(token.text)) Add(beatSeconds * beat, token);
+                if (!IsHold(token.text)) {
+                    Add(beatSeconds * beat, token);
+                }
                 beat += 1.0;
             }
         }
@@ -225,7 +261,9 @@ class SheetReader {
             for (const Token& token : entry) {
                 if (token.text == "|") {
                     // A line that ends with a bar line and one that starts with one share it.
-                    if (!bars.back().empty()) bars.emplace_back();
+                    if (!bars.back().empty()) {
+                        bars.emplace_back();
+                    }
                 } else if (token.text == ":") {
                     Complain(token, "repeats are not played; write the bars out");
                 } else {
@@ -233,24 +271,32 @@ class SheetReader {
                 }
             }
         }
-        if (bars.back().empty()) bars.pop_back();
+        if (bars.back().empty()) {
+            bars.pop_back();
+        }
 
         std::vector<Token> before;
         for (std::size_t b = 0; b < bars.size(); ++b) {
             std::vector<Token> bar = bars[b];
             if (bar.size() == 1 && bar[0].text == "%") {
-                if (before.empty()) Complain(bar[0], "'%' repeats the bar before, but there is none");
+                if (before.empty()) {
+                    Complain(bar[0], "'%' repeats the bar before, but there is none");
+                }
                 bar = before;
             }
             for (std::size_t i = 0; i < bar.size(); ++i) {
-                if (IsHold(bar[i].text)) continue;  // the chord before holds
+                if (IsHold(bar[i].text)) {
+                    continue;  // the chord before holds
+                }
                 Add(barSeconds *
                         (static_cast<double>(b) + static_cast<double>(i) / static_cast<double>(bar.size())),
                     bar[i]);
             }
             before = bar;
         }
-        if (sheet_.chords.empty()) Complain(entries_[0][0], "there is no chord in these bars");
+        if (sheet_.chords.empty()) {
+            Complain(entries_[0][0], "there is no chord in these bars");
+        }
     }
 
     // A chord in square brackets, or a directive in braces, at the start of a line.
@@ -280,7 +326,9 @@ class SheetReader {
             const std::string content(text_.substr(at, end - at));
             at = end + 1;
             const std::string trimmed = Trimmed(content);
-            if (trimmed.empty() || trimmed[0] == '#') continue;
+            if (trimmed.empty() || trimmed[0] == '#') {
+                continue;
+            }
             if (trimmed[0] == '{') {
                 ReadDirective({trimmed, line, 1}, tablature);
             } else if (!tablature) {
@@ -292,7 +340,9 @@ class SheetReader {
         }
         const double barSeconds =
             BeatSeconds(tokens[0], "chords in words have no times and need") * settings_.beatsPerBar;
-        for (std::size_t i = 0; i < tokens.size(); ++i) Add(barSeconds * static_cast<double>(i), tokens[i]);
+        for (std::size_t i = 0; i < tokens.size(); ++i) {
+            Add(barSeconds * static_cast<double>(i), tokens[i]);
+        }
     }
 
     // [*...] is a note for the player.
@@ -301,8 +351,9 @@ class SheetReader {
         for (std::size_t i = 0; i < content.size(); ++i) {
             if (content[i] == '[') {
                 const auto close = content.find(']', i);
-                if (close == std::string::npos)
+                if (close == std::string::npos) {
                     Complain({"", line, column}, "a bracket is open, so write ] after the chord");
+                }
                 const std::string inside = content.substr(i + 1, close - i - 1);
                 const auto first = inside.find_first_not_of(" \t");
                 const std::string symbol = Trimmed(inside);
@@ -317,24 +368,37 @@ class SheetReader {
     // What is given with the text wins over what is written in it.
     void ReadDirective(const Token& directive, bool& tablature) {
         const auto close = directive.text.find('}');
-        if (close == std::string::npos)
+        if (close == std::string::npos) {
             Complain(directive, "a brace is open, so write } at the end of the line");
+        }
         const std::string inside = directive.text.substr(1, close - 1);
         const auto colon = inside.find_first_of(": ");
         const std::string name = Trimmed(inside.substr(0, colon));
         const std::string value = colon == std::string::npos ? "" : Trimmed(inside.substr(colon + 1));
-        if (name == "start_of_tab" || name == "sot") tablature = true;
-        if (name == "end_of_tab" || name == "eot") tablature = false;
-        if (name == "key" && settings_.key < 0) settings_.key = ReadKey(value);
-        if (name == "tempo" && !(settings_.bpm > 0.0)) settings_.bpm = ReadNumber(value).value_or(0.0);
+        if (name == "start_of_tab" || name == "sot") {
+            tablature = true;
+        }
+        if (name == "end_of_tab" || name == "eot") {
+            tablature = false;
+        }
+        if (name == "key" && settings_.key < 0) {
+            settings_.key = ReadKey(value);
+        }
+        if (name == "tempo" && !(settings_.bpm > 0.0)) {
+            settings_.bpm = ReadNumber(value).value_or(0.0);
+        }
         if (name == "time") {
             const auto beats = ReadNumber(value.substr(0, value.find('/')));
-            if (beats && *beats >= 1.0 && *beats <= 64.0) settings_.beatsPerBar = static_cast<int>(*beats);
+            if (beats && *beats >= 1.0 && *beats <= 64.0) {
+                settings_.beatsPerBar = static_cast<int>(*beats);
+            }
         }
         if (name == "capo" || name == "transpose") {
             const bool down = !value.empty() && value[0] == '-';
             const auto semitones = ReadNumber(down ? value.substr(1) : value);
-            if (!semitones || *semitones > 24.0) Complain(directive, "write it like {" + name + ": 2}");
+            if (!semitones || *semitones > 24.0) {
+                Complain(directive, "write it like {" + name + ": 2}");
+            }
             transpose_ += (down ? -1 : 1) * static_cast<int>(*semitones);
             if (*semitones > 0.0) {
                 Remark(directive,
@@ -359,10 +423,14 @@ ChordSheet ReadChordSheet(std::string_view text, const std::string& source,
 }
 
 int ReadKey(const std::string& text) {
-    if (text.empty()) return -1;
+    if (text.empty()) {
+        return -1;
+    }
     const auto first = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
     const int step = theory::StepOfLetter(first);
-    if (step < 0) return -1;
+    if (step < 0) {
+        return -1;
+    }
     int tonic = theory::PitchClassOfStep(step);
     std::size_t at = 1;
     for (; at < text.size(); ++at) {
@@ -384,12 +452,18 @@ int ReadKey(const std::string& text) {
     std::string mode = text.substr(at);
     std::erase(mode, ' ');
     std::erase(mode, ':');
-    if (mode.empty() && first != text[0]) return -1;  // a small letter alone: major or minor?
+    if (mode.empty() && first != text[0]) {
+        return -1;  // a small letter alone: major or minor?
+    }
     for (const char* major : {"", "M", "maj", "major", "Major", "dur"}) {
-        if (mode == major) return theory::IndexOfKey({tonic, false});
+        if (mode == major) {
+            return theory::IndexOfKey({tonic, false});
+        }
     }
     for (const char* minor : {"m", "min", "minor", "Minor", "moll"}) {
-        if (mode == minor) return theory::IndexOfKey({tonic, true});
+        if (mode == minor) {
+            return theory::IndexOfKey({tonic, true});
+        }
     }
     return -1;
 }

@@ -18,9 +18,13 @@ struct Event {
 
 int CountPitchClasses(const std::vector<int>& pitches) {
     unsigned classes = 0;
-    for (int pitch : pitches) classes |= 1u << (pitch % 12);
+    for (int pitch : pitches) {
+        classes |= 1u << (pitch % 12);
+    }
     int count = 0;
-    for (; classes != 0; classes &= classes - 1) ++count;
+    for (; classes != 0; classes &= classes - 1) {
+        ++count;
+    }
     return count;
 }
 
@@ -30,9 +34,12 @@ std::vector<TimedChord> ChordsOfNotes(const std::vector<TimedNote>& notes, bool 
     std::vector<Event> events;
     for (const TimedNote& note : notes) {
         if (!std::isfinite(note.start) || !std::isfinite(note.end) ||
-            !(note.pitch >= 0.0 && note.pitch < 128.0))
+            !(note.pitch >= 0.0 && note.pitch < 128.0)) {
             continue;
-        if (!(note.end > note.start)) continue;
+        }
+        if (!(note.end > note.start)) {
+            continue;
+        }
         const int pitch = static_cast<int>(std::lround(note.pitch));
         events.push_back({note.start, true, pitch});
         events.push_back({note.end, false, pitch});
@@ -56,9 +63,13 @@ std::vector<TimedChord> ChordsOfNotes(const std::vector<TimedNote>& notes, bool 
                 sounding.erase(held);
             }
         }
-        if (!started || CountPitchClasses(sounding) < 2) continue;
+        if (!started || CountPitchClasses(sounding) < 2) {
+            continue;
+        }
         Chord chord = RecogniseChord(sounding, flats);
-        if (!chords.empty() && SoundsLike(chords.back().chord, chord)) continue;
+        if (!chords.empty() && SoundsLike(chords.back().chord, chord)) {
+            continue;
+        }
         chords.push_back({begin, std::move(chord)});
     }
     return chords;

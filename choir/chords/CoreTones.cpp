@@ -10,12 +10,16 @@ namespace {
 
 std::vector<int> IntervalsOf(const theory::ChordType& type) {
     std::vector<int> intervals;
-    for (int i = 0; i < type.count; ++i) intervals.push_back(type.tones[i].semitones);
+    for (int i = 0; i < type.count; ++i) {
+        intervals.push_back(type.tones[i].semitones);
+    }
     return intervals;
 }
 
 ChordCodes CodesOfType(const theory::ChordType& type) {
-    if (type.code < theory::kFirstSeventhCode) return {type.code, theory::kNoSeventh};
+    if (type.code < theory::kFirstSeventhCode) {
+        return {type.code, theory::kNoSeventh};
+    }
     return {theory::kNoTriad, type.code};
 }
 
@@ -35,18 +39,26 @@ CoreTones ReduceChord(const std::vector<int>& intervals) {
 
 ChordCodes CodesOf(const CoreTones& tones) {
     std::vector<int> intervals = {0, tones.third, tones.fifth};
-    if (tones.seventh >= 0) intervals.push_back(tones.seventh);
+    if (tones.seventh >= 0) {
+        intervals.push_back(tones.seventh);
+    }
     for (const theory::ChordType& type : theory::kChordTypes) {
-        if (type.code != theory::kNoCode && IntervalsOf(type) == intervals) return CodesOfType(type);
+        if (type.code != theory::kNoCode && IntervalsOf(type) == intervals) {
+            return CodesOfType(type);
+        }
     }
     return {};
 }
 
 std::vector<int> TonesOf(const ChordCodes& codes) {
     for (const theory::ChordType& type : theory::kChordTypes) {
-        if (type.code == theory::kNoCode) continue;
+        if (type.code == theory::kNoCode) {
+            continue;
+        }
         const ChordCodes own = CodesOfType(type);
-        if (own.triad == codes.triad && own.seventh == codes.seventh) return IntervalsOf(type);
+        if (own.triad == codes.triad && own.seventh == codes.seventh) {
+            return IntervalsOf(type);
+        }
     }
     return {};
 }

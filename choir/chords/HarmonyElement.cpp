@@ -36,7 +36,9 @@ int DominantInterval(int degree) { return NaturalInterval(degree) - (degree == 7
 int ToneOn(const std::vector<int>& intervals, int degree) {
     const int natural = NaturalInterval(degree);
     for (int interval : {natural, natural - 1, natural + 1, natural - 2}) {
-        if (std::find(intervals.begin(), intervals.end(), interval) != intervals.end()) return interval;
+        if (std::find(intervals.begin(), intervals.end(), interval) != intervals.end()) {
+            return interval;
+        }
     }
     return -1;
 }
@@ -46,13 +48,20 @@ void Apply(const HarmonyDegree& degree, std::vector<int>& intervals) {
         Refuse("a degree of a chord is 1 to 13, altered by three semitones at most");
     }
     const int present = ToneOn(intervals, degree.value);
-    if (degree.change != HarmonyDegree::Change::Add && present >= 0) std::erase(intervals, present);
-    if (degree.change == HarmonyDegree::Change::Subtract) return;
+    if (degree.change != HarmonyDegree::Change::Add && present >= 0) {
+        std::erase(intervals, present);
+    }
+    if (degree.change == HarmonyDegree::Change::Subtract) {
+        return;
+    }
     const bool altered = degree.change == HarmonyDegree::Change::Alter && present >= 0;
     const int interval = (altered ? present : DominantInterval(degree.value)) + degree.alter;
-    if (interval < 0 || interval > kHighestInterval) Refuse("a degree of a chord is 1 to 13");
-    if (std::find(intervals.begin(), intervals.end(), interval) == intervals.end())
+    if (interval < 0 || interval > kHighestInterval) {
+        Refuse("a degree of a chord is 1 to 13");
+    }
+    if (std::find(intervals.begin(), intervals.end(), interval) == intervals.end()) {
         intervals.push_back(interval);
+    }
 }
 
 }  // namespace
@@ -60,15 +69,18 @@ void Apply(const HarmonyDegree& degree, std::vector<int>& intervals) {
 Chord ReadHarmonyElement(const HarmonyElement& element) {
     Chord chord;
     chord.name = "N.C.";
-    if (element.kind == "none") return chord;
+    if (element.kind == "none") {
+        return chord;
+    }
 
     const std::string root = NoteText(element.rootStep, element.rootAlter);
     chord.root = PitchClassOf(element.rootStep, element.rootAlter);
     if (element.kind == "other") {
-        if (element.degrees.empty())
+        if (element.degrees.empty()) {
             chord.intervals = ReadChordSymbol(root + element.kindText).chord.intervals;
-        else
+        } else {
             chord.intervals = {0};
+        }
     } else if (element.kind == "pedal") {
         chord.intervals = {0};
     } else if (element.kind == "Tristan") {
@@ -82,10 +94,16 @@ Chord ReadHarmonyElement(const HarmonyElement& element) {
             Refuse("cannot read the chord kind '" + element.kind.substr(0, 40) +
                    "'; write the chord with one of the kinds of triads and sevenths, like dominant");
         }
-        for (int i = 0; i < row->count; ++i) chord.intervals.push_back(row->tones[i].semitones);
+        for (int i = 0; i < row->count; ++i) {
+            chord.intervals.push_back(row->tones[i].semitones);
+        }
     }
-    for (const HarmonyDegree& degree : element.degrees) Apply(degree, chord.intervals);
-    if (chord.intervals.empty()) Refuse("there is no tone left in the chord");
+    for (const HarmonyDegree& degree : element.degrees) {
+        Apply(degree, chord.intervals);
+    }
+    if (chord.intervals.empty()) {
+        Refuse("there is no tone left in the chord");
+    }
     std::sort(chord.intervals.begin(), chord.intervals.end());
     chord.name = root + ChordSuffix(chord.intervals);
     if (element.bassStep != '\0') {
@@ -104,7 +122,9 @@ const char* HarmonyKindOf(const std::vector<int>& intervals) {
         const bool same = std::equal(
             intervals.begin(), intervals.end(), type.tones, type.tones + type.count,
             [](int interval, const theory::ChordTone& tone) { return interval == tone.semitones; });
-        if (same && *type.kind != '\0') return type.kind;
+        if (same && *type.kind != '\0') {
+            return type.kind;
+        }
     }
     return "other";
 }

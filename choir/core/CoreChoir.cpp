@@ -24,7 +24,9 @@ constexpr int32_t kMiddleC = 60;
 // The library takes the tones from the scale, on the chord's root.
 AddOnIf::ChordElement ToElement(const TimedChord& chord) {
     const auto time = static_cast<float>(chord.time);
-    if (chord.chord.root < 0) return AddOnIf::ChordElement(time);
+    if (chord.chord.root < 0) {
+        return AddOnIf::ChordElement(time);
+    }
     const int32_t root = kMiddleC + chord.chord.root;
     const CoreTones tones = ReduceChord(chord.chord.intervals);
     return AddOnIf::ChordElement(time, root, root + tones.third, root + tones.fifth,
@@ -46,15 +48,22 @@ void CoreChoir::SingChords(const CoreSettings& settings, const std::vector<Timed
     addOn()->SetHarmonyMode(kMaxVoices - settings.voices);
     addOn()->SetSpread(static_cast<float>(settings.spread));
     addOn()->SetVoicesAbove(settings.voicesAbove);
-    if (settings.key) addOn()->SetKey(*settings.key);
+    if (settings.key) {
+        addOn()->SetKey(*settings.key);
+    }
 
     chords_ = chords;
     AddOnIf::ChordVector elements;
-    for (const TimedChord& chord : PlaceChords(addOn()->GetLeadPitchVector(), chords))
+    for (const TimedChord& chord : PlaceChords(addOn()->GetLeadPitchVector(), chords)) {
         elements.push_back(ToElement(chord));
-    if (!elements.empty()) addOn()->SetChordVector(elements);
+    }
+    if (!elements.empty()) {
+        addOn()->SetChordVector(elements);
+    }
     addOn()->Update();
-    if (chords_.empty()) chords_ = Chords();
+    if (chords_.empty()) {
+        chords_ = Chords();
+    }
 }
 
 void CoreChoir::SingTracks(const std::vector<NoteLine>& tracks, int voices) {
@@ -101,17 +110,25 @@ void CoreChoir::Apply(const PitchChange& change) {
 }
 
 std::vector<TimedChord> CoreChoir::Chords() const {
-    if (!chords_.empty()) return chords_;
+    if (!chords_.empty()) {
+        return chords_;
+    }
     std::vector<TimedChord> chords;
-    if (manual_) return chords;
+    if (manual_) {
+        return chords;
+    }
     for (const mlh::SegmentChord& segment : GetAnalysis(*addOn()).chords) {
         Chord chord;
         chord.intervals = TonesOf({segment.triadType, segment.seventhType});
-        if (segment.root < 0 || chord.intervals.empty()) continue;
+        if (segment.root < 0 || chord.intervals.empty()) {
+            continue;
+        }
         chord.root = segment.root % 12;
         chord.bass = chord.root;
         chord.name = ChordName(chord.root, chord.intervals, -1, KeyUsesFlats(key()));
-        if (!chords.empty() && chords.back().chord.name == chord.name) continue;
+        if (!chords.empty() && chords.back().chord.name == chord.name) {
+            continue;
+        }
         chords.push_back({segment.start, std::move(chord)});
     }
     return chords;
@@ -149,15 +166,23 @@ std::string NameOf(int voice, const std::vector<TimedNote>& line, const std::vec
     int count = 0;
     for (const TimedNote& note : line) {
         for (const mlh::Note& sung : lead) {
-            if (sung.start > note.start || note.start >= sung.end) continue;
+            if (sung.start > note.start || note.start >= sung.end) {
+                continue;
+            }
             sum += note.pitch - sung.pitch;
             ++count;
         }
     }
-    if (count == 0) return name + " (silent)";
+    if (count == 0) {
+        return name + " (silent)";
+    }
     const double mean = sum / count;
-    if (mean > 0.75) return name + " (above)";
-    if (mean < -0.75) return name + " (below)";
+    if (mean > 0.75) {
+        return name + " (above)";
+    }
+    if (mean < -0.75) {
+        return name + " (below)";
+    }
     return name + " (melody)";
 }
 
@@ -170,13 +195,19 @@ std::vector<NoteLine> CoreChoir::Lines() const {
         const auto pitches = addOn()->GetVoicePitchVector(v);
         std::vector<double> cuts;
         if (byTime) {
-            for (const PitchChange& change : changes_) cuts.push_back(change.time);
+            for (const PitchChange& change : changes_) {
+                cuts.push_back(change.time);
+            }
         } else {
-            for (const auto& element : pitches) cuts.push_back(element.GetStart());
+            for (const auto& element : pitches) {
+                cuts.push_back(element.GetStart());
+            }
         }
         const auto pitchAt = [&](double time) -> double {
             const auto next = std::upper_bound(cuts.begin(), cuts.end(), time + 1e-4);
-            if (next == cuts.begin()) return -1.0;
+            if (next == cuts.begin()) {
+                return -1.0;
+            }
             const auto index = static_cast<std::size_t>(next - cuts.begin() - 1);
             return byTime ? changes_[index].pitches[static_cast<std::size_t>(v)] : pitches[index].GetPitch();
         };

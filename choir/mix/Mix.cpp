@@ -33,8 +33,12 @@ std::vector<SideGains> ParseGains(const std::string& text) {
     std::istringstream entries(text);
     std::string entry;
     for (std::size_t i = 0; std::getline(entries, entry, ','); ++i) {
-        if (i >= gains.size()) throw UsageError("gains: at most five entries, the lead and four voices");
-        if (Trim(entry).empty()) continue;
+        if (i >= gains.size()) {
+            throw UsageError("gains: at most five entries, the lead and four voices");
+        }
+        if (Trim(entry).empty()) {
+            continue;
+        }
         const auto colon = entry.find(':');
         const double left = ParseGain(entry.substr(0, colon));
         gains[i] = {left, colon == std::string::npos ? left : ParseGain(entry.substr(colon + 1))};
@@ -58,7 +62,9 @@ void MixVoices(const float* const* rows, int32_t leadChannels, int32_t voices, i
                     mix[i] = static_cast<float>(v == 0 ? row[i] * gain : mix[i] + row[i] * gain);
                 }
             }
-            for (int32_t i = 0; i < portion; ++i) out[(first + i) * outChannels + c] = mix[i];
+            for (int32_t i = 0; i < portion; ++i) {
+                out[(first + i) * outChannels + c] = mix[i];
+            }
         }
     }
 }

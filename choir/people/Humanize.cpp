@@ -63,7 +63,9 @@ std::vector<NoteManner> Humanize(const std::vector<VoiceNote>& notes, int person
                                  const HumanizeSettings& settings) {
     std::vector<NoteManner> manners(notes.size());
     const double amount = std::clamp(settings.amount, 0.0, 1.0);
-    if (!(amount > 0.0)) return manners;
+    if (!(amount > 0.0)) {
+        return manners;
+    }
 
     const RandomSource source = RandomSource(settings.seed).Of(static_cast<uint64_t>(person));
     RandomSource own = source.Of(kPersonal);

@@ -20,7 +20,9 @@ FineReader::FineReader(const AudioView& audio, const Oversampler& oversampler, i
         throw Failure("the recording is too long for this quality");
     }
     length_ = static_cast<int32_t>(length);
-    for (auto& row : in_) row.resize(static_cast<std::size_t>(kBlock + 2 * oversampler.margin()));
+    for (auto& row : in_) {
+        row.resize(static_cast<std::size_t>(kBlock + 2 * oversampler.margin()));
+    }
 }
 
 int32_t FineReader::SetPosition(int32_t frame) {
@@ -38,12 +40,16 @@ int32_t FineReader::Read(float** channels, int32_t frames) {
         const int32_t offset = position % blockLength;
         const int32_t count = std::min(present - done, blockLength - offset);
         for (int32_t c = 0; c < audio_.channels; ++c) {
-            if (channels[c] != nullptr) std::copy_n(block.rows[c].data() + offset, count, channels[c] + done);
+            if (channels[c] != nullptr) {
+                std::copy_n(block.rows[c].data() + offset, count, channels[c] + done);
+            }
         }
         done += count;
     }
     for (int32_t c = 0; c < audio_.channels; ++c) {
-        if (channels[c] != nullptr) std::fill(channels[c] + done, channels[c] + std::max(frames, 0), 0.0f);
+        if (channels[c] != nullptr) {
+            std::fill(channels[c] + done, channels[c] + std::max(frames, 0), 0.0f);
+        }
     }
     position_ += present;
     return present;
@@ -51,7 +57,9 @@ int32_t FineReader::Read(float** channels, int32_t frames) {
 
 const FineReader::Block& FineReader::BlockOf(int64_t index) {
     Block& block = blocks_[static_cast<std::size_t>(index % static_cast<int64_t>(blocks_.size()))];
-    if (block.index == index) return block;
+    if (block.index == index) {
+        return block;
+    }
     const int32_t margin = oversampler_.margin();
     const int64_t first = index * kBlock - margin;
     for (int32_t c = 0; c < audio_.channels; ++c) {

@@ -46,8 +46,9 @@ Oversampler::Oversampler(int factor)
     // A steady signal comes out at its height in every phase.
     for (int phase = 0; phase < factor_; ++phase) {
         double sum = 0.0;
-        for (std::size_t i = static_cast<std::size_t>(phase); i < wanted.size(); i += factor_)
+        for (std::size_t i = static_cast<std::size_t>(phase); i < wanted.size(); i += factor_) {
             sum += wanted[i];
+        }
         for (std::size_t i = static_cast<std::size_t>(phase); i < wanted.size(); i += factor_) {
             taps_[i] = static_cast<float>(wanted[i] / sum);
         }
@@ -55,7 +56,9 @@ Oversampler::Oversampler(int factor)
 }
 
 double Oversampler::Tap(int32_t distance) const {
-    if (distance < -reach_ || distance > reach_) return 0.0;
+    if (distance < -reach_ || distance > reach_) {
+        return 0.0;
+    }
     return taps_[static_cast<std::size_t>(distance + reach_)];
 }
 
@@ -73,7 +76,9 @@ void Oversampler::Up(const float* in, int32_t count, float* out) const {
             // phase - k * factor.
             for (int32_t k = -margin(); k <= margin(); ++k) {
                 const double tap = Tap(phase - k * factor_);
-                if (tap == 0.0) continue;
+                if (tap == 0.0) {
+                    continue;
+                }
                 Accumulate(sums.data(), in + margin() + first + k, static_cast<float>(tap), length);
             }
             for (int32_t n = 0; n < length; ++n) {
@@ -105,7 +110,9 @@ void Oversampler::Down(const float* in, int32_t count, float* out) const {
             }
             for (int32_t k = 0; k < taps; ++k) {
                 const float tap = taps_[static_cast<std::size_t>(k * factor_ + phase)] * share;
-                if (tap == 0.0f) continue;
+                if (tap == 0.0f) {
+                    continue;
+                }
                 Accumulate(sums, row.data() + k, tap, length);
             }
         }

@@ -44,7 +44,9 @@ class WatchedReader final : public MalleoTuneHarmonyAddOnIf::AudioReader {
     int32_t Read(float** channels, int32_t frames) override {
         const int32_t present = reader_.Read(channels, frames);
         read_ += std::max(present, 0);
-        if (progress_) progress_(std::min(1.0, static_cast<double>(read_) / std::max(GetLength(), 1)));
+        if (progress_) {
+            progress_(std::min(1.0, static_cast<double>(read_) / std::max(GetLength(), 1)));
+        }
         return present;
     }
     int32_t GetLength() override { return reader_.GetLength(); }
@@ -70,12 +72,16 @@ std::vector<Unvoiced> FindUnvoiced(const std::vector<PitchPoint>& curve,
             continue;
         }
         std::size_t end = i;
-        while (end < curve.size() && !curve[end].voiced) ++end;
+        while (end < curve.size() && !curve[end].voiced) {
+            ++end;
+        }
         const double start = curve[i].time;
         const double stop = end < curve.size() ? curve[end].time : seconds;
         double agreement = 0.0;
         int count = 0;
-        while (period < periods.size() && periods[period].time < start) ++period;
+        while (period < periods.size() && periods[period].time < start) {
+            ++period;
+        }
         for (std::size_t k = period; k < periods.size() && periods[k].time < stop; ++k) {
             agreement += periods[k].agreement;
             ++count;
@@ -95,13 +101,19 @@ double MarkPitchOf(const std::vector<PitchPoint>& curve, const SungNote& note) {
     const auto last = std::lower_bound(first, curve.end(), note.end, before);
     std::vector<double> pitches;
     for (auto it = first; it != last; ++it) {
-        if (it->voiced && it->pitch > 0.0f) pitches.push_back(it->pitch);
+        if (it->voiced && it->pitch > 0.0f) {
+            pitches.push_back(it->pitch);
+        }
     }
-    if (pitches.empty()) return note.pitch;
+    if (pitches.empty()) {
+        return note.pitch;
+    }
     std::sort(pitches.begin(), pitches.end());
     const std::size_t skipped = pitches.size() / 4;
     double sum = 0.0;
-    for (std::size_t i = skipped; i < pitches.size() - skipped; ++i) sum += pitches[i];
+    for (std::size_t i = skipped; i < pitches.size() - skipped; ++i) {
+        sum += pitches[i];
+    }
     return sum / static_cast<double>(pitches.size() - 2 * skipped);
 }
 
@@ -112,16 +124,26 @@ int OversamplingFor(Quality quality, int32_t sampleRate, double highestPitch) {
         return static_cast<int64_t>(sampleRate) * factor <= kHighestRate;
     };
     int factor = 1;
-    while (factor < 4 && sampleRate * factor < kLowestRate && allowed(2 * factor)) factor *= 2;
-    if (quality == Quality::Fast) return factor;
+    while (factor < 4 && sampleRate * factor < kLowestRate && allowed(2 * factor)) {
+        factor *= 2;
+    }
+    if (quality == Quality::Fast) {
+        return factor;
+    }
     const double highest = 440.0 * std::exp2((highestPitch - 69.0) / 12.0);
     const auto wantsMore = [&] {
-        if (quality == Quality::High) return true;
-        if (quality == Quality::Normal) return factor < 2;
+        if (quality == Quality::High) {
+            return true;
+        }
+        if (quality == Quality::Normal) {
+            return factor < 2;
+        }
         const double rate = static_cast<double>(sampleRate) * factor;
         return rate < kFineRate || rate < kLeastPeriod * highest;
     };
-    while (factor < 4 && allowed(2 * factor) && wantsMore()) factor *= 2;
+    while (factor < 4 && allowed(2 * factor) && wantsMore()) {
+        factor *= 2;
+    }
     return factor;
 }
 
@@ -137,14 +159,17 @@ class Renderer::Impl {
         MalleoTuneHarmonyAddOnIf* addOn = nullptr;
         const int32_t code = MalleoTuneHarmonyAddOnIf::CreateInstance(&addOn, &watched_);
         addOn_.reset(addOn);
-        if (code != 0 || addOn_->Prepare() != 0) throw Failure("the library cannot analyse this recording");
+        if (code != 0 || addOn_->Prepare() != 0) {
+            throw Failure("the library cannot analyse this recording");
+        }
         watched_.StopProgress();
 
         const Analysis analysis = GetAnalysis(*addOn_);
         std::vector<CurvePoint> marks;
         marks.reserve(analysis.curve.size());
-        for (const PitchPoint& point : analysis.curve)
+        for (const PitchPoint& point : analysis.curve) {
             marks.push_back({point.time, point.pitch, point.voiced});
+        }
         const auto periods = MeasurePeriods(audio, marks);
         seconds_ = static_cast<double>(analysed_.GetLength()) / analysed_.GetSampleRate();
         unvoiced_ = FindUnvoiced(analysis.curve, periods, seconds_);
@@ -171,8 +196,12 @@ class Renderer::Impl {
         }
         voice.order = order;
         voice.plan = PlanVoice(order, lead_, unvoiced_, {}, seconds_);
-        if (voice.voice->SetSegments(voice.plan.segments) != 0) throw Failure("a voice has impossible times");
-        if (order.glide != 1.0) ScaleGlides(voice);
+        if (voice.voice->SetSegments(voice.plan.segments) != 0) {
+            throw Failure("a voice has impossible times");
+        }
+        if (order.glide != 1.0) {
+            ScaleGlides(voice);
+        }
         voice.plan.level = PlanLevel(order, voice.plan, Even(voice));
     }
 
@@ -186,7 +215,9 @@ class Renderer::Impl {
             if (voice.voice) {
                 RenderPass(voice, static_cast<int64_t>(first) + done, frames, here);
             } else {
-                for (int32_t c = 0; c < audio_.channels; ++c) std::fill_n(here[c], frames, 0.0f);
+                for (int32_t c = 0; c < audio_.channels; ++c) {
+                    std::fill_n(here[c], frames, 0.0f);
+                }
             }
         }
     }
@@ -233,13 +264,19 @@ class Renderer::Impl {
         const int factor = oversampler_.factor();
         const int32_t reach = oversampler_.reach();
         RenderFine(voice, first * factor - reach, (frames - 1) * factor + 1 + 2 * reach, fine_);
-        for (int32_t c = 0; c < audio_.channels; ++c) oversampler_.Down(fine_[c].data(), frames, rows[c]);
+        for (int32_t c = 0; c < audio_.channels; ++c) {
+            oversampler_.Down(fine_[c].data(), frames, rows[c]);
+        }
 
         gains_.assign(static_cast<std::size_t>(frames), 1.0f);
         Apply(voice.plan.level, first, gains_);
-        if (!voice.plan.consonants.empty()) Apply(voice.plan.consonants, first, gains_);
+        if (!voice.plan.consonants.empty()) {
+            Apply(voice.plan.consonants, first, gains_);
+        }
         for (int32_t c = 0; c < audio_.channels; ++c) {
-            for (int32_t i = 0; i < frames; ++i) rows[c][i] *= gains_[static_cast<std::size_t>(i)];
+            for (int32_t i = 0; i < frames; ++i) {
+                rows[c][i] *= gains_[static_cast<std::size_t>(i)];
+            }
         }
     }
 
@@ -255,7 +292,9 @@ class Renderer::Impl {
                                      [](double t, const GainPoint& point) { return t < point.time; }) -
                     curve.begin());
             }
-            while (next < curve.size() && curve[next].time <= time) ++next;
+            while (next < curve.size() && curve[next].time <= time) {
+                ++next;
+            }
             double gain = 0.0;
             if (next == 0) {
                 gain = curve.front().gain;
@@ -278,7 +317,9 @@ class Renderer::Impl {
         for (std::size_t i = 0; i < evening.size(); ++i) {
             const VoicePlan::Stretch& note = voice.plan.notes[i];
             const double length = note.end - note.start;
-            if (!note.sounds) continue;
+            if (!note.sounds) {
+                continue;
+            }
             if (length >= kShortestMeasured) {
                 const double measured = std::min(kMeasured, 0.7 * length);
                 const double start = 0.5 * (note.start + note.end - measured);
@@ -308,7 +349,9 @@ class Renderer::Impl {
     double MeanSquare(const std::vector<float> (&rows)[2]) const {
         double sum = 0.0;
         for (int32_t c = 0; c < audio_.channels; ++c) {
-            for (const float x : rows[c]) sum += static_cast<double>(x) * x;
+            for (const float x : rows[c]) {
+                sum += static_cast<double>(x) * x;
+            }
         }
         return sum / static_cast<double>(std::max<std::size_t>(rows[0].size(), 1));
     }

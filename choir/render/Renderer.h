@@ -3,8 +3,8 @@
 // A renderer analyses the recording once for its grains: at the recording's own rate or, since grains lie on
 // whole samples and high voices have few of them, at two or four times that (see Quality), and with some
 // silence after its end, without which the core marks no grains in the last quarter of a second of a
-// recording below 32 kHz. A voice is then told what to sing by SetVoice and rendered by Render, any stretch
-// of it, as often as wanted. Nothing but some blocks is kept of what was rendered: the grains before a
+// recording below 32 kHz. SetVoice then says what a voice sings, and Render renders any stretch of it, as
+// often as wanted. Nothing but some blocks is kept of what was rendered: the grains before a
 // stretch are retraced without their sound, which is cheap, so that a stretch has the bits of the whole and
 // changing one voice renders no other.
 //
@@ -49,7 +49,7 @@ class Renderer {
     // Stretches of the recording without pitch, longer than 25 ms.
     const std::vector<Unvoiced>& unvoiced() const;
 
-    // Number of voices; new ones are silent. Voices keep what they were told.
+    // Number of voices; new ones are silent. Voices keep their orders.
     void SetVoiceCount(int count);
     // Sets what a voice (from 0) sings. Other voices are not touched.
     void SetVoice(int voice, const VoiceOrder& order);

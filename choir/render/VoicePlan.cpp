@@ -51,7 +51,9 @@ class TimeMap {
 
     void Add(double source, double target) {
         TimePair& last = pairs_.back();
-        if (source <= last.source + kTouching) return;
+        if (source <= last.source + kTouching) {
+            return;
+        }
         const double least = last.target + kLeastPace * (source - last.source);
         pairs_.push_back({source, std::max(target, least)});
     }
@@ -98,7 +100,9 @@ std::vector<double> Borders(const std::vector<VoiceNote>& notes, const std::vect
     for (std::size_t i = 0; i < notes.size(); ++i) {
         const double gapStart = i > 0 ? notes[i - 1].end : 0.0;
         double border = i > 0 ? notes[i].start : 0.0;
-        while (k < unvoiced.size() && unvoiced[k].end <= gapStart) ++k;
+        while (k < unvoiced.size() && unvoiced[k].end <= gapStart) {
+            ++k;
+        }
         for (std::size_t j = k; j < unvoiced.size() && unvoiced[j].start < notes[i].start; ++j) {
             border = std::min(unvoiced[j].end, notes[i].start);
         }
@@ -117,7 +121,9 @@ std::vector<double> Thin(std::vector<Cut> cuts, double seconds) {
     std::stable_sort(cuts.begin(), cuts.end(), [](const Cut& a, const Cut& b) { return a.time < b.time; });
     std::vector<Cut> kept{{0.0, 0}};
     for (const Cut& cut : cuts) {
-        if (cut.time < kShortest || cut.time > seconds - kShortest) continue;
+        if (cut.time < kShortest || cut.time > seconds - kShortest) {
+            continue;
+        }
         if (cut.time - kept.back().time >= kShortest) {
             kept.push_back(cut);
         } else if (cut.rank < kept.back().rank) {
@@ -128,7 +134,9 @@ std::vector<double> Thin(std::vector<Cut> cuts, double seconds) {
         }
     }
     std::vector<double> times;
-    for (const Cut& cut : kept) times.push_back(cut.time);
+    for (const Cut& cut : kept) {
+        times.push_back(cut.time);
+    }
     times.push_back(seconds);
     return times;
 }
@@ -136,11 +144,17 @@ std::vector<double> Thin(std::vector<Cut> cuts, double seconds) {
 }  // namespace
 
 double GainAt(const std::vector<GainPoint>& curve, double time) {
-    if (curve.empty()) return 1.0;
+    if (curve.empty()) {
+        return 1.0;
+    }
     const auto after = std::upper_bound(curve.begin(), curve.end(), time,
                                         [](double t, const GainPoint& point) { return t < point.time; });
-    if (after == curve.begin()) return curve.front().gain;
-    if (after == curve.end()) return curve.back().gain;
+    if (after == curve.begin()) {
+        return curve.front().gain;
+    }
+    if (after == curve.end()) {
+        return curve.back().gain;
+    }
     const GainPoint& a = *(after - 1);
     const GainPoint& b = *after;
     return a.gain + (b.gain - a.gain) * (time - a.time) / (b.time - a.time);
@@ -149,9 +163,13 @@ double GainAt(const std::vector<GainPoint>& curve, double time) {
 double TargetOf(const std::vector<TimePair>& times, double source) {
     const auto after = std::upper_bound(times.begin(), times.end(), source,
                                         [](double t, const TimePair& pair) { return t < pair.source; });
-    if (after == times.begin()) return source;
+    if (after == times.begin()) {
+        return source;
+    }
     const TimePair& a = *(after - 1);
-    if (after == times.end()) return a.target + (source - a.source);
+    if (after == times.end()) {
+        return a.target + (source - a.source);
+    }
     const TimePair& b = *after;
     return a.target + (b.target - a.target) * (source - a.source) / (b.source - a.source);
 }
@@ -159,9 +177,13 @@ double TargetOf(const std::vector<TimePair>& times, double source) {
 double SourceOf(const std::vector<TimePair>& times, double target) {
     const auto after = std::upper_bound(times.begin(), times.end(), target,
                                         [](double t, const TimePair& pair) { return t < pair.target; });
-    if (after == times.begin()) return target;
+    if (after == times.begin()) {
+        return target;
+    }
     const TimePair& a = *(after - 1);
-    if (after == times.end()) return a.source + (target - a.target);
+    if (after == times.end()) {
+        return a.source + (target - a.target);
+    }
     const TimePair& b = *after;
     return a.source + (b.source - a.source) * (target - a.target) / (b.target - a.target);
 }
@@ -175,18 +197,24 @@ VoicePlan PlanVoice(const VoiceOrder& order, const std::vector<LeadNote>& lead,
     const auto borders = Borders(notes, unvoiced);
 
     std::vector<Cut> cuts;
-    for (const double border : borders) cuts.push_back({border, 0});
+    for (const double border : borders) {
+        cuts.push_back({border, 0});
+    }
     for (const Unvoiced& stretch : unvoiced) {
         cuts.push_back({stretch.start, 1});
         cuts.push_back({stretch.end, 1});
     }
-    for (const TimePair& pair : plan.times) cuts.push_back({pair.source, 2});
+    for (const TimePair& pair : plan.times) {
+        cuts.push_back({pair.source, 2});
+    }
     const auto times = Thin(cuts, seconds);
 
     std::size_t owner = 0, hiss = 0;
     double offset = 0.0;  // of the note that sounded last; before the first, of the first
     for (std::size_t i = 0; i < notes.size(); ++i) {
-        if (!Sounds(notes[i], lead)) continue;
+        if (!Sounds(notes[i], lead)) {
+            continue;
+        }
         const LeadNote& sung = lead[static_cast<std::size_t>(notes[i].lead)];
         offset = notes[i].pitch + MannerOf(order, i).detune - sung.sung.pitch;
         break;
@@ -197,8 +225,12 @@ VoicePlan PlanVoice(const VoiceOrder& order, const std::vector<LeadNote>& lead,
     for (std::size_t k = 0; k + 1 < times.size(); ++k) {
         const double start = times[k], end = times[k + 1];
         const double middle = 0.5 * (start + end);
-        while (owner + 1 < notes.size() && borders[owner + 1] <= middle) ++owner;
-        while (hiss < unvoiced.size() && unvoiced[hiss].end <= middle) ++hiss;
+        while (owner + 1 < notes.size() && borders[owner + 1] <= middle) {
+            ++owner;
+        }
+        while (hiss < unvoiced.size() && unvoiced[hiss].end <= middle) {
+            ++hiss;
+        }
         const bool copied = notes.empty() || (hiss < unvoiced.size() && unvoiced[hiss].start <= middle);
 
         VoiceSegment segment;
@@ -246,7 +278,9 @@ VoicePlan PlanVoice(const VoiceOrder& order, const std::vector<LeadNote>& lead,
     for (std::size_t i = 0; i < notes.size(); ++i) {
         const double most =
             std::min(i + 1 < notes.size() ? notes[i + 1].start : seconds, notes[i].end + kGoesOn);
-        while (next < unvoiced.size() && unvoiced[next].end <= notes[i].end) ++next;
+        while (next < unvoiced.size() && unvoiced[next].end <= notes[i].end) {
+            ++next;
+        }
         const double stops = next < unvoiced.size() ? std::max(unvoiced[next].start, notes[i].end) : seconds;
         plan.notes.push_back({TargetOf(plan.times, notes[i].start),
                               TargetOf(plan.times, std::min(stops, most)), Sounds(notes[i], lead)});
@@ -257,7 +291,9 @@ VoicePlan PlanVoice(const VoiceOrder& order, const std::vector<LeadNote>& lead,
         for (const Unvoiced& stretch : unvoiced) {
             const double start = TargetOf(plan.times, stretch.start), end = TargetOf(plan.times, stretch.end);
             const double ramp = std::min(kRamp, 0.25 * (end - start));
-            if (start <= plan.consonants.back().time) continue;
+            if (start <= plan.consonants.back().time) {
+                continue;
+            }
             plan.consonants.push_back({start, 1.0});
             plan.consonants.push_back({start + ramp, order.consonants});
             plan.consonants.push_back({end - ramp, order.consonants});
@@ -271,14 +307,18 @@ std::vector<GainPoint> PlanLevel(const VoiceOrder& order, const VoicePlan& plan,
                                  const std::vector<double>& evening) {
     std::vector<GainPoint> level;
     const auto add = [&](double time, double gain) {
-        if (!level.empty() && time <= level.back().time) time = level.back().time + 1e-6;
+        if (!level.empty() && time <= level.back().time) {
+            time = level.back().time + 1e-6;
+        }
         level.push_back({time, gain});
     };
     bool sounded = false;
     double end = 0.0, gain = 0.0;  // of the note before
     for (std::size_t i = 0; i < plan.notes.size(); ++i) {
         const VoicePlan::Stretch& note = plan.notes[i];
-        if (!note.sounds) continue;
+        if (!note.sounds) {
+            continue;
+        }
         const NoteManner manner = MannerOf(order, i);
         const double own = order.notes[i].level * (i < evening.size() ? evening[i] : 1.0);
         const double startGain = own * FromDecibels(manner.levelAtStart);
@@ -304,17 +344,23 @@ std::vector<GainPoint> PlanLevel(const VoiceOrder& order, const VoicePlan& plan,
             }
         }
         const double inset = std::min(0.01, 0.2 * (note.end - note.start));
-        if (level.empty() || level.back().time < note.start + inset) add(note.start + inset, startGain);
+        if (level.empty() || level.back().time < note.start + inset) {
+            add(note.start + inset, startGain);
+        }
         add(0.5 * (note.start + note.end), own * FromDecibels(manner.levelInside));
         gain = own * FromDecibels(manner.levelAtEnd);
         add(note.end - inset, gain);
         end = note.end;
         sounded = true;
     }
-    if (!sounded) return {{0.0, 0.0}};
+    if (!sounded) {
+        return {{0.0, 0.0}};
+    }
     // A rest follows, or the end.
     bool rests = false;
-    for (std::size_t i = plan.notes.size(); i-- > 0 && !plan.notes[i].sounds;) rests = true;
+    for (std::size_t i = plan.notes.size(); i-- > 0 && !plan.notes[i].sounds;) {
+        rests = true;
+    }
     add(end + 0.01, gain);
     add(end + (rests ? 2.0 * kRamp : kRelease + kConsonant), 0.0);
     return level;

@@ -25,16 +25,22 @@ constexpr double kSameTime = 0.001;        // [s]
 void HoldChords(std::vector<WrittenNote>& notes) {
     const auto first =
         std::find_if(notes.begin(), notes.end(), [](const WrittenNote& n) { return n.chord.root >= 0; });
-    if (first == notes.end()) return;
+    if (first == notes.end()) {
+        return;
+    }
     Chord held = first->chord;
     for (WrittenNote& note : notes) {
-        if (note.chord.root < 0) note.chord = held;
+        if (note.chord.root < 0) {
+            note.chord = held;
+        }
         held = note.chord;
     }
 }
 
 mlh::ArrangeChord ToLibrary(const Chord& chord) {
-    if (chord.root < 0) return {};
+    if (chord.root < 0) {
+        return {};
+    }
     const ChordCodes codes = CodesOf(ReduceChord(chord.intervals));
     return {chord.root, codes.triad, codes.seventh};
 }
@@ -42,7 +48,9 @@ mlh::ArrangeChord ToLibrary(const Chord& chord) {
 Chord FromLibrary(const mlh::ArrangeChord& chord, int key) {
     Chord timed;
     timed.intervals = TonesOf({chord.triadType, chord.seventhType});
-    if (chord.root < 0 || timed.intervals.empty()) return {};
+    if (chord.root < 0 || timed.intervals.empty()) {
+        return {};
+    }
     timed.root = chord.root % 12;
     timed.name = ChordName(timed.root, timed.intervals, -1, Spell(timed.root, key).alter < 0);
     return timed;
@@ -68,7 +76,9 @@ std::vector<ArrangedVoice> MelodyAndVoices(const std::vector<mlh::ArrangedNote>&
         return a.MeanPitch() > b.MeanPitch();
     });
     voices[0].name = "Melody";
-    for (std::size_t v = 1; v < voices.size(); ++v) voices[v].name = "Voice " + std::to_string(v + 1);
+    for (std::size_t v = 1; v < voices.size(); ++v) {
+        voices[v].name = "Voice " + std::to_string(v + 1);
+    }
     return voices;
 }
 
@@ -78,7 +88,9 @@ double ArrangedVoice::MeanPitch() const {
     double sum = 0.0;
     int count = 0;
     for (const int pitch : pitches) {
-        if (pitch < 0) continue;
+        if (pitch < 0) {
+            continue;
+        }
         sum += pitch;
         ++count;
     }
@@ -88,8 +100,12 @@ double ArrangedVoice::MeanPitch() const {
 std::vector<TimedChord> Arrangement::ChordChanges() const {
     std::vector<TimedChord> changes;
     for (std::size_t i = 0; i < chords.size(); ++i) {
-        if (chords[i].root < 0) continue;
-        if (!changes.empty() && changes.back().chord.name == chords[i].name) continue;
+        if (chords[i].root < 0) {
+            continue;
+        }
+        if (!changes.empty() && changes.back().chord.name == chords[i].name) {
+            continue;
+        }
         changes.push_back({melody.Start(i), chords[i]});
     }
     return changes;
@@ -117,7 +133,9 @@ Arrangement ArrangeMelody(Melody melody, const MelodyKey& key, mlh::ArrangeSetti
                          static_cast<float>(note.onset + note.length), ToLibrary(note.chord)});
     }
     arrangement.notes = mlh::Arrange(notes, settings);
-    if (arrangement.notes.empty()) throw Failure("the library cannot set this melody");
+    if (arrangement.notes.empty()) {
+        throw Failure("the library cannot set this melody");
+    }
 
     const bool own = settings.style == ArrangeStyle::FourPart;
     arrangement.voices = own ? FourParts(arrangement.notes) : MelodyAndVoices(arrangement.notes);
@@ -150,14 +168,20 @@ Performance ToPerformance(const Arrangement& arrangement) {
         performance.lead.push_back({melody.Start(i), melody.End(i), 1.0 * melody.notes[i].pitch, 1.0});
         performance.duration = std::max(performance.duration, melody.End(i));
         const mlh::ArrangedNote& note = arrangement.notes[i];
-        if (note.startsPhrase) performance.phrases.push_back(melody.Start(i));
+        if (note.startsPhrase) {
+            performance.phrases.push_back(melody.Start(i));
+        }
         const std::string function = note.inherited ? "" : FunctionName(note.function);
-        if (!function.empty()) performance.functions.push_back({melody.Start(i), function});
+        if (!function.empty()) {
+            performance.functions.push_back({melody.Start(i), function});
+        }
     }
     for (const ArrangedVoice& voice : arrangement.voices) {
         NoteLine line{voice.name, {}};
         for (std::size_t i = 0; i < voice.pitches.size(); ++i) {
-            if (voice.pitches[i] < 0) continue;
+            if (voice.pitches[i] < 0) {
+                continue;
+            }
             line.notes.push_back({melody.Start(i), melody.End(i), 1.0 * voice.pitches[i], 1.0});
         }
         performance.voices.push_back(std::move(line));
@@ -169,9 +193,15 @@ std::string ArrangementTable(const Arrangement& arrangement) {
     const bool own = arrangement.style == "four-part";
     const int key = SignatureKey(arrangement.key);
     std::string table = "   #     beat   length  chord    ";
-    if (own) table += "phrase function ";
-    for (const ArrangedVoice& voice : arrangement.voices) table += Format(" %-8s", voice.name.c_str());
-    while (table.back() == ' ') table.pop_back();
+    if (own) {
+        table += "phrase function ";
+    }
+    for (const ArrangedVoice& voice : arrangement.voices) {
+        table += Format(" %-8s", voice.name.c_str());
+    }
+    while (table.back() == ' ') {
+        table.pop_back();
+    }
     table += "\n";
     for (std::size_t i = 0; i < arrangement.notes.size(); ++i) {
         const WrittenNote& note = arrangement.melody.notes[i];
@@ -188,7 +218,9 @@ std::string ArrangementTable(const Arrangement& arrangement) {
             row +=
                 Format(" %-8s", pitch < 0 ? "-" : NoteName(pitch, Spell(pitch % 12, key).alter < 0).c_str());
         }
-        while (row.back() == ' ') row.pop_back();
+        while (row.back() == ' ') {
+            row.pop_back();
+        }
         table += row + "\n";
     }
     return table;

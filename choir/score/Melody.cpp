@@ -19,7 +19,9 @@ template <class Counts>
 double TimeOn(const std::vector<WrittenNote>& notes, int tonic, Counts counts) {
     double sum = 0.0;
     for (const WrittenNote& note : notes) {
-        if (counts(theory::PitchClass(note.pitch - tonic))) sum += note.length;
+        if (counts(theory::PitchClass(note.pitch - tonic))) {
+            sum += note.length;
+        }
     }
     return sum;
 }
@@ -32,7 +34,9 @@ Melody MelodyOf(const Take& take, double bpm) {
     melody.sung = true;
     melody.tempo[0].bpm = bpm;
     melody.curve = take.curve();
-    if (analysis.key >= 0) melody.key = MelodyKey{analysis.key % 12, analysis.key < 12 ? kMajor : kMinor};
+    if (analysis.key >= 0) {
+        melody.key = MelodyKey{analysis.key % 12, analysis.key < 12 ? kMajor : kMinor};
+    }
     for (const Note& note : analysis.notes) {
         const double onset = BeatAt(melody.tempo, note.start);
         melody.notes.push_back({onset,
@@ -48,13 +52,19 @@ std::optional<MelodyKey> ReadKeyAndScale(const std::string& text) {
     if (space != std::string::npos) {
         const auto& names = mlh::ScaleNames();
         const auto scale = std::find(names.begin(), names.end(), text.substr(space + 1));
-        if (scale == names.end()) return std::nullopt;
+        if (scale == names.end()) {
+            return std::nullopt;
+        }
         const auto tonic = ReadKeyAndScale(text.substr(0, space));
-        if (!tonic) return std::nullopt;
+        if (!tonic) {
+            return std::nullopt;
+        }
         return MelodyKey{tonic->tonic, static_cast<int>(scale - names.begin()), false};
     }
     const int key = ReadKey(text);
-    if (key < 0) return std::nullopt;
+    if (key < 0) {
+        return std::nullopt;
+    }
     return MelodyKey{key % 12, key < 12 ? kMajor : kMinor, false};
 }
 

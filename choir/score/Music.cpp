@@ -25,7 +25,9 @@ Spelling Spell(int pitchClass, int key) {
 bool KeyUsesFlats(int key) { return key >= 0 && KeySharps(key) < 0; }
 
 std::string KeyName(int key) {
-    if (key < 0) return "";
+    if (key < 0) {
+        return "";
+    }
     return PitchClassName(key % 12, KeyUsesFlats(key)) + (key < 12 ? " major" : " minor");
 }
 

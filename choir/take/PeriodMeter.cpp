@@ -27,7 +27,9 @@ void ReadSum(const AudioView& audio, int64_t first, std::vector<float>& out) {
         const int64_t frame = first + static_cast<int64_t>(i);
         float sum = 0.0f;
         if (frame >= 0 && frame < audio.frames) {
-            for (int32_t c = 0; c < audio.channels; ++c) sum += audio.samples[frame * audio.channels + c];
+            for (int32_t c = 0; c < audio.channels; ++c) {
+                sum += audio.samples[frame * audio.channels + c];
+            }
         }
         out[i] = sum;
     }
@@ -60,9 +62,13 @@ class Correlator {
             double both[4] = {};
             int i = 0;
             for (; i + 4 <= width; i += 4) {
-                for (int k = 0; k < 4; ++k) both[k] += static_cast<double>(x[i + k] * y[i + k]);
+                for (int k = 0; k < 4; ++k) {
+                    both[k] += static_cast<double>(x[i + k] * y[i + k]);
+                }
             }
-            for (; i < width; ++i) both[0] += static_cast<double>(x[i] * y[i]);
+            for (; i < width; ++i) {
+                both[0] += static_cast<double>(x[i] * y[i]);
+            }
             const double energy = own * other;
             const double sum = (both[0] + both[1]) + (both[2] + both[3]);
             agreements_.push_back(energy > 1e-20 ? sum / std::sqrt(energy) : 0.0);
@@ -76,7 +82,9 @@ class Correlator {
         if (best != agreements_.begin() && best + 1 != agreements_.end()) {
             const double left = *(best - 1), right = *(best + 1);
             const double bend = left - 2.0 * *best + right;
-            if (bend < 0.0) offset = std::clamp(0.5 * (left - right) / bend, -0.5, 0.5);
+            if (bend < 0.0) {
+                offset = std::clamp(0.5 * (left - right) / bend, -0.5, 0.5);
+            }
         }
         return {least + static_cast<double>(best - agreements_.begin()) + offset, *best};
     }
@@ -95,22 +103,30 @@ std::vector<MeasuredPeriod> MeasurePeriods(const AudioView& audio, const std::ve
     const double rate = audio.sampleRate;
     double next = 0.0;
     for (std::size_t i = 0; i + 1 < marks.size(); ++i) {
-        if (marks[i].time < next) continue;
+        if (marks[i].time < next) {
+            continue;
+        }
         const double first = marks[i + 1].time - marks[i].time;
-        if (!(first > 0.0)) continue;
+        if (!(first > 0.0)) {
+            continue;
+        }
         next = marks[i].time + kHop;
         // As many periods as are alike, until the lag is long enough.
         std::size_t last = i + 1;
         while (last + 1 < marks.size() && marks[last].time - marks[i].time < kLag &&
                last - i < static_cast<std::size_t>(kMostPeriods)) {
             const double distance = marks[last + 1].time - marks[last].time;
-            if (std::fabs(distance - first) > kAlike * first) break;
+            if (std::fabs(distance - first) > kAlike * first) {
+                break;
+            }
             ++last;
         }
         const auto periods = static_cast<double>(last - i);
         const double lag = marks[last].time - marks[i].time;
         const double window = std::min(std::max(2.0 * first, kWindow), kLongestWindow);
-        if (lag > 2.0 * kLongestWindow) continue;
+        if (lag > 2.0 * kLongestWindow) {
+            continue;
+        }
         const auto best = correlator.Search(
             std::llround(marks[i].time * rate), static_cast<int>(std::lround(window * rate)),
             static_cast<int>(std::lround(lag * rate)),
@@ -131,18 +147,24 @@ double PitchOfStretch(const std::vector<MeasuredPeriod>& periods, double start, 
     std::vector<Point> points;
     std::vector<double> pitches;
     for (auto it = first; it != last; ++it) {
-        if (!(it->agreement >= kSungAgreement)) continue;  // NaN in the samples, too
+        if (!(it->agreement >= kSungAgreement)) {
+            continue;  // NaN in the samples, too
+        }
         points.push_back({it->time, PitchOf(it->period)});
         pitches.push_back(points.back().pitch);
     }
-    if (points.size() < 3) return fallback;
+    if (points.size() < 3) {
+        return fallback;
+    }
     const auto middle = pitches.begin() + static_cast<std::ptrdiff_t>(pitches.size() / 2);
     std::nth_element(pitches.begin(), middle, pitches.end());
     // A window that rises and falls over the note: vibrato averages out whatever part of a swing is there,
     // and the glides at both ends count little.
     double sum = 0.0, weights = 0.0;
     for (const Point& point : points) {
-        if (std::fabs(point.pitch - *middle) > kFurthestPoint) continue;
+        if (std::fabs(point.pitch - *middle) > kFurthestPoint) {
+            continue;
+        }
         const double root = std::sin(std::numbers::pi * (point.time - start) / (end - start));
         sum += root * root * point.pitch;
         weights += root * root;
@@ -154,7 +176,9 @@ void RefinePitches(std::vector<SungNote>& notes, const std::vector<MeasuredPerio
     for (SungNote& note : notes) {
         const double pitch = PitchOfStretch(periods, note.start, note.end, note.pitch);
         // An octave apart, the marks and the analysis disagree, and it is not for this to judge.
-        if (std::fabs(pitch - note.pitch) <= kFurthestPitch) note.pitch = pitch;
+        if (std::fabs(pitch - note.pitch) <= kFurthestPitch) {
+            note.pitch = pitch;
+        }
     }
 }
 

@@ -37,20 +37,26 @@ std::vector<Weighed> Weigh(const std::vector<SungNote>& notes) {
     double sum = 0.0, squares = 0.0;
     for (const SungNote& note : notes) {
         const double weight = std::min(note.end - note.start, kLongestWeight);
-        if (!(weight > 0.0) || !std::isfinite(note.pitch) || !std::isfinite(note.start)) continue;
+        if (!(weight > 0.0) || !std::isfinite(note.pitch) || !std::isfinite(note.start)) {
+            continue;
+        }
         weighed.push_back({0.5 * (note.start + note.end), note.pitch, weight});
         sum += weight;
         squares += weight * weight;
     }
     std::stable_sort(weighed.begin(), weighed.end(),
                      [](const Weighed& a, const Weighed& b) { return a.time < b.time; });
-    for (Weighed& note : weighed) note.weight *= sum / squares;
+    for (Weighed& note : weighed) {
+        note.weight *= sum / squares;
+    }
     return weighed;
 }
 
 double WeightOf(const std::vector<Weighed>& notes) {
     double sum = 0.0;
-    for (const Weighed& note : notes) sum += note.weight;
+    for (const Weighed& note : notes) {
+        sum += note.weight;
+    }
     return sum;
 }
 
@@ -67,7 +73,9 @@ CircularMean MeanAlong(const std::vector<Weighed>& notes, double slope, double o
         y += note.weight * std::sin(angle);
         weight += note.weight;
     }
-    if (!(weight > 0.0)) return {0.0, 0.0};
+    if (!(weight > 0.0)) {
+        return {0.0, 0.0};
+    }
     return {std::atan2(y, x) / (2.0 * std::numbers::pi), std::sqrt(x * x + y * y) / weight};
 }
 
@@ -143,12 +151,16 @@ class Spline {
             double a = 0.0, b = 0.0, c = 0.0;
             for (const Weighed& note : notes) {
                 const auto [place, share] = Place(note.time);
-                if (place != knot) continue;
+                if (place != knot) {
+                    continue;
+                }
                 a += note.weight * (1.0 - share) * (1.0 - share);
                 b += note.weight * share * (1.0 - share);
                 c += note.weight * share * share;
             }
-            if (a + b + c == 0.0) continue;
+            if (a + b + c == 0.0) {
+                continue;
+            }
             std::fill(column.begin(), column.end(), 0.0);
             column[k] = 1.0;
             const auto first = Solve(band, column);
@@ -179,7 +191,9 @@ class Spline {
             if (k + 1 < n) {
                 band[1][k] = one / pivot;
                 band[0][k + 1] -= one * band[1][k];
-                if (k + 2 < n) band[1][k + 1] -= two * band[1][k];
+                if (k + 2 < n) {
+                    band[1][k + 1] -= two * band[1][k];
+                }
             }
             if (k + 2 < n) {
                 band[2][k] = two / pivot;
@@ -190,13 +204,23 @@ class Spline {
     static std::vector<double> Solve(const std::vector<double> (&band)[3], std::vector<double> x) {
         const std::size_t n = x.size();
         for (std::size_t k = 0; k < n; ++k) {
-            if (k + 1 < n) x[k + 1] -= band[1][k] * x[k];
-            if (k + 2 < n) x[k + 2] -= band[2][k] * x[k];
+            if (k + 1 < n) {
+                x[k + 1] -= band[1][k] * x[k];
+            }
+            if (k + 2 < n) {
+                x[k + 2] -= band[2][k] * x[k];
+            }
         }
-        for (std::size_t k = 0; k < n; ++k) x[k] /= band[0][k];
+        for (std::size_t k = 0; k < n; ++k) {
+            x[k] /= band[0][k];
+        }
         for (std::size_t k = n; k-- > 0;) {
-            if (k + 1 < n) x[k] -= band[1][k] * x[k + 1];
-            if (k + 2 < n) x[k] -= band[2][k] * x[k + 2];
+            if (k + 1 < n) {
+                x[k] -= band[1][k] * x[k + 1];
+            }
+            if (k + 2 < n) {
+                x[k] -= band[2][k] * x[k + 2];
+            }
         }
         return x;
     }
@@ -252,8 +276,12 @@ void LimitSlope(std::vector<Tuning::Point>& curve) {
         const double most = kSteepest * std::fabs(curve[to].time - curve[from].time);
         curve[to].offset = std::clamp(curve[to].offset, curve[from].offset - most, curve[from].offset + most);
     };
-    for (std::size_t i = middle; i + 1 < curve.size(); ++i) hold(i, i + 1);
-    for (std::size_t i = middle; i > 0; --i) hold(i, i - 1);
+    for (std::size_t i = middle; i + 1 < curve.size(); ++i) {
+        hold(i, i + 1);
+    }
+    for (std::size_t i = middle; i > 0; --i) {
+        hold(i, i - 1);
+    }
 }
 
 }  // namespace
@@ -269,16 +297,22 @@ Tuning Tuning::OfReference(double hertz) {
 Tuning Tuning::OfSinger(const std::vector<SungNote>& sung) {
     Tuning tuning;
     const auto notes = Weigh(sung);
-    if (notes.empty()) return tuning;
+    if (notes.empty()) {
+        return tuning;
+    }
     const double start = notes.front().time, end = notes.back().time;
     const double origin = 0.5 * (start + end);
     tuning.offset_ = MeanAlong(notes, 0.0, origin).offset;
-    if (end - start < kLeastSeconds || WeightOf(notes) < kLeastNotes) return tuning;
+    if (end - start < kLeastSeconds || WeightOf(notes) < kLeastNotes) {
+        return tuning;
+    }
 
     // Each model starts from the one before. A very stiff spline is a line; the constant has the line's
     // criterion with one parameter less.
     Spline level(start, end);
-    for (int k = 0; k < level.knots(); ++k) level[k] = tuning.offset_;
+    for (int k = 0; k < level.knots(); ++k) {
+        level[k] = tuning.offset_;
+    }
     double price = 0.0;
     {
         double loss = 0.0;
@@ -292,7 +326,9 @@ Tuning Tuning::OfSinger(const std::vector<SungNote>& sung) {
     const double slope = BestSlope(notes, origin);
     const double middle = MeanAlong(notes, slope, origin).offset;
     Spline line(start, end);
-    for (int k = 0; k < line.knots(); ++k) line[k] = middle + slope * (line.TimeOf(k) - origin);
+    for (int k = 0; k < line.knots(); ++k) {
+        line[k] = middle + slope * (line.TimeOf(k) - origin);
+    }
 
     const Spline* from = &line;
     Model best{level, price - kSlopesTried};
@@ -306,10 +342,14 @@ Tuning Tuning::OfSinger(const std::vector<SungNote>& sung) {
             drifts = true;
         }
     }
-    if (!drifts) return tuning;
+    if (!drifts) {
+        return tuning;
+    }
 
     double sum = 0.0;
-    for (const Weighed& note : notes) sum += note.weight * best.curve.At(note.time);
+    for (const Weighed& note : notes) {
+        sum += note.weight * best.curve.At(note.time);
+    }
     const double mean = sum / WeightOf(notes);
     tuning.offset_ = ToNearest(mean);
     for (int k = 0; k < best.curve.knots(); ++k) {
@@ -320,9 +360,15 @@ Tuning Tuning::OfSinger(const std::vector<SungNote>& sung) {
 }
 
 double Tuning::OffsetAt(double seconds) const {
-    if (curve_.empty()) return offset_;
-    if (!(seconds > curve_.front().time)) return curve_.front().offset;
-    if (seconds >= curve_.back().time) return curve_.back().offset;
+    if (curve_.empty()) {
+        return offset_;
+    }
+    if (!(seconds > curve_.front().time)) {
+        return curve_.front().offset;
+    }
+    if (seconds >= curve_.back().time) {
+        return curve_.back().offset;
+    }
     const auto after = std::upper_bound(curve_.begin(), curve_.end(), seconds,
                                         [](double time, const Point& point) { return time < point.time; });
     const Point& a = *(after - 1);

@@ -26,8 +26,12 @@ std::vector<NoteEvent> EventsOf(const std::vector<NoteLine>& tracks) {
         }
     }
     std::stable_sort(events.begin(), events.end(), [&](const NoteEvent& a, const NoteEvent& b) {
-        if (a.time != b.time) return a.time < b.time;
-        if (a.starts != b.starts) return b.starts;
+        if (a.time != b.time) {
+            return a.time < b.time;
+        }
+        if (a.starts != b.starts) {
+            return b.starts;
+        }
         return tracks[a.track].notes[a.note].pitch > tracks[b.track].notes[b.note].pitch;
     });
     return events;
@@ -42,19 +46,25 @@ std::vector<PitchChange> DealNotes(const std::vector<NoteLine>& tracks, int voic
     std::vector<std::vector<std::size_t>> held(count);
     std::vector<PitchChange> changes;
     for (const NoteEvent& event : EventsOf(tracks)) {
-        if (!lone && event.track >= count) continue;
+        if (!lone && event.track >= count) {
+            continue;
+        }
         if (event.starts) {
             std::size_t voice = event.track;
             if (lone) {
                 const auto free =
                     std::find_if(held.begin(), held.end(), [](const auto& h) { return h.empty(); });
-                if (free == held.end()) continue;
+                if (free == held.end()) {
+                    continue;
+                }
                 voice = static_cast<std::size_t>(free - held.begin());
             }
             held[voice].push_back(event.note);
         } else {
             for (std::size_t v = 0; v < count; ++v) {
-                if (lone || v == event.track) std::erase(held[v], event.note);
+                if (lone || v == event.track) {
+                    std::erase(held[v], event.note);
+                }
             }
         }
         if (changes.empty() || changes.back().time != event.time) {
@@ -69,7 +79,9 @@ std::vector<PitchChange> DealNotes(const std::vector<NoteLine>& tracks, int voic
 }
 
 int CountVoices(const std::vector<NoteLine>& tracks) {
-    if (tracks.size() != 1) return std::clamp(static_cast<int>(tracks.size()), 1, kMaxVoices);
+    if (tracks.size() != 1) {
+        return std::clamp(static_cast<int>(tracks.size()), 1, kMaxVoices);
+    }
     std::ptrdiff_t most = 1;
     for (const PitchChange& change : DealNotes(tracks, kMaxVoices)) {
         most = std::max(most, std::count_if(change.pitches.begin(), change.pitches.end(),

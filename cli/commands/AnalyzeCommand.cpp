@@ -47,11 +47,18 @@ void Run(const AnalyzeOptions& options) {
     const mlh::Analysis& analysis = take.analysis();
     const auto& notes = take.notes();
     const bool flats = KeyUsesFlats(analysis.key);
-    if (!options.json.empty())
+    if (!options.json.empty()) {
         WriteTextFile(options.json, TakeDocument(take, {options.lead, audio.fileChannels}));
-    if (!options.csv.empty()) WriteTextFile(options.csv, NotesAsCsv(notes, flats));
-    if (!options.labels.empty()) WriteTextFile(options.labels, NotesAsLabels(notes, flats));
-    if (!options.f0.empty()) WriteTextFile(options.f0, CurveAsF0(take.curve()));
+    }
+    if (!options.csv.empty()) {
+        WriteTextFile(options.csv, NotesAsCsv(notes, flats));
+    }
+    if (!options.labels.empty()) {
+        WriteTextFile(options.labels, NotesAsLabels(notes, flats));
+    }
+    if (!options.f0.empty()) {
+        WriteTextFile(options.f0, CurveAsF0(take.curve()));
+    }
     if (!options.midi.empty()) {
         Song song;
         song.tracks.push_back({"lead", notes});
@@ -66,7 +73,9 @@ void Run(const AnalyzeOptions& options) {
         performance.lead = notes;
         DrawPicture(performance, options.picture);
     }
-    if (options.quiet) return;
+    if (options.quiet) {
+        return;
+    }
     std::printf("key     %s\n", analysis.key < 0 ? "none found" : KeyName(analysis.key).c_str());
     if (std::isfinite(analysis.tuning)) {
         std::printf("tuning  %+.0f cents (A4 = %.1f Hz)\n", 100.0 * analysis.tuning,

@@ -42,10 +42,14 @@ constexpr const char* kExamples = R"(Examples:
 
 Settings SettingsFrom(const ArrangeOptions& options) {
     Settings settings = ToSettings(options.style);
-    if (settings.style == Style::Choir) throw UsageError("--style choir is for harmonize");
+    if (settings.style == Style::Choir) {
+        throw UsageError("--style choir is for harmonize");
+    }
     const bool chords = settings.style == Style::Core;
     const auto check = [&](bool given, const char* option) {
-        if (given && !chords) throw UsageError(std::string(option) + " is for --style chords");
+        if (given && !chords) {
+            throw UsageError(std::string(option) + " is for --style chords");
+        }
     };
     check(!options.chords.empty(), "--chords");
     check(options.voices.has_value(), "--voices");
@@ -60,9 +64,13 @@ Settings SettingsFrom(const ArrangeOptions& options) {
 void MoveByOctaves(Melody& melody, int octaves) {
     for (WrittenNote& note : melody.notes) {
         note.pitch += 12 * octaves;
-        if (note.pitch < 0 || note.pitch > 127) throw UsageError("--octave: moves notes out of MIDI's range");
+        if (note.pitch < 0 || note.pitch > 127) {
+            throw UsageError("--octave: moves notes out of MIDI's range");
+        }
     }
-    for (CurvePoint& point : melody.curve) point.pitch += 12.0 * octaves;
+    for (CurvePoint& point : melody.curve) {
+        point.pitch += 12.0 * octaves;
+    }
 }
 
 void Tell(const Arrangement& arrangement) {
@@ -81,7 +89,9 @@ void Run(const ArrangeOptions& options) {
     CheckOutputs({options.source.path, options.chords},
                  {options.midi, options.musicXml, options.json, options.picture});
     Melody melody = ReadMelody(options.source);
-    if (options.upbeat) melody.upbeat = *options.upbeat;
+    if (options.upbeat) {
+        melody.upbeat = *options.upbeat;
+    }
     MoveByOctaves(melody, options.octave);
     if (!options.chords.empty()) {
         const TempoChange& start = melody.tempo[0];
@@ -93,11 +103,21 @@ void Run(const ArrangeOptions& options) {
     const Arrangement arrangement =
         ArrangeMelody(std::move(melody), key, ToArrangeSettings(settings), options.style.style);
 
-    if (!options.midi.empty()) WriteMidiFile(options.midi, ToSong(arrangement));
-    if (!options.musicXml.empty()) WriteMusicXml(options.musicXml, arrangement);
-    if (!options.json.empty()) WriteTextFile(options.json, ScoreDocument(arrangement));
-    if (!options.picture.empty()) DrawPicture(ToPerformance(arrangement), options.picture);
-    if (!options.source.quiet) Tell(arrangement);
+    if (!options.midi.empty()) {
+        WriteMidiFile(options.midi, ToSong(arrangement));
+    }
+    if (!options.musicXml.empty()) {
+        WriteMusicXml(options.musicXml, arrangement);
+    }
+    if (!options.json.empty()) {
+        WriteTextFile(options.json, ScoreDocument(arrangement));
+    }
+    if (!options.picture.empty()) {
+        DrawPicture(ToPerformance(arrangement), options.picture);
+    }
+    if (!options.source.quiet) {
+        Tell(arrangement);
+    }
 }
 
 }  // namespace

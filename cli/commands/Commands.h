@@ -12,7 +12,7 @@ void AddHarmonizeCommand(CLI::App& app);
 void AddAnalyzeCommand(CLI::App& app);
 void AddArrangeCommand(CLI::App& app);
 
-// Lets numbers from `least` to `most` through; NaN is none of them.
+// Lets numbers from `least` to `most` through; NaN does not pass.
 inline CLI::Validator Between(double least, double most) {
     std::ostringstream range;
     range << least << " to " << most;

@@ -62,7 +62,7 @@ constexpr const char* kExamples = R"(Examples:
   mlh harmonize lead.wav --midi voices.mid --stems stems/ --format 24
   mlh harmonize lead.wav --style four-part --lead tenor --key "D dorian" --picture choir.svg)";
 
-// A monotonic clock, for the figures told at the end.
+// A monotonic clock, for the figures at the end.
 class Stopwatch {
   public:
     double Seconds() const {
@@ -74,8 +74,12 @@ class Stopwatch {
 };
 
 SampleFormat ToFormat(const std::string& name) {
-    if (name == "16") return SampleFormat::Int16;
-    if (name == "24") return SampleFormat::Int24;
+    if (name == "16") {
+        return SampleFormat::Int16;
+    }
+    if (name == "24") {
+        return SampleFormat::Int24;
+    }
     return SampleFormat::Float;
 }
 
@@ -107,8 +111,12 @@ constexpr TypedOption kTypedOptions[] = {
 // Options of the styles that sing chords mean nothing to those that find their voices in the notes alone.
 void CheckStyle(const HarmonizeOptions& options, const Settings& settings) {
     if (settings.style == Style::Core) {
-        if (!options.style.key.empty()) ParseKey(options.style.key);
-        if (!options.style.scale.empty()) throw UsageError("--scale is for every --style but core");
+        if (!options.style.key.empty()) {
+            ParseKey(options.style.key);
+        }
+        if (!options.style.scale.empty()) {
+            throw UsageError("--scale is for every --style but core");
+        }
     }
     for (const TypedOption& option : kTypedOptions) {
         const bool mixes = std::string(option.setting) == "mix" || std::string(option.setting) == "pan" ||
@@ -117,9 +125,13 @@ void CheckStyle(const HarmonizeOptions& options, const Settings& settings) {
             throw UsageError(std::string(option.option) + " is for --style choir");
         }
     }
-    if (settings.style == Style::Core || settings.style == Style::Choir) return;
+    if (settings.style == Style::Core || settings.style == Style::Choir) {
+        return;
+    }
     const auto refuse = [&](bool given, const char* option) {
-        if (given) throw UsageError(std::string(option) + " is for --style core and choir");
+        if (given) {
+            throw UsageError(std::string(option) + " is for --style core and choir");
+        }
     };
     refuse(!options.midi.empty(), "--midi");
     refuse(!options.chords.empty(), "--chords");
@@ -139,7 +151,9 @@ std::vector<std::string> StemPaths(const HarmonizeOptions& options, int voices) 
 }
 
 std::string MixPath(const HarmonizeOptions& options) {
-    if (!options.output.empty()) return options.output;
+    if (!options.output.empty()) {
+        return options.output;
+    }
     return NameOf(PathOf(options.lead).stem()) + "-choir.wav";
 }
 
@@ -262,7 +276,9 @@ class Outputs {
 
     int64_t Saturated() const {
         int64_t sum = mix_.Saturated();
-        for (const auto& stem : stems_) sum += stem->Saturated();
+        for (const auto& stem : stems_) {
+            sum += stem->Saturated();
+        }
         return sum;
     }
     const std::string& mixPath() const { return mixPath_; }
@@ -291,18 +307,30 @@ void Tell(const HarmonizeOptions& options, const OutputInfo& report, const Audio
         Say(std::to_string(report.saturated) +
             " samples were too loud and limited; use lower --gains or --format float");
     }
-    for (const std::string& warning : warnings) Say(warning);
-    if (options.quiet) return;
+    for (const std::string& warning : warnings) {
+        Say(warning);
+    }
+    if (options.quiet) {
+        return;
+    }
     const double seconds = report.analysisSeconds + report.renderingSeconds;
     std::printf("key     %s\n", performance.key.empty() ? "none found" : performance.key.c_str());
     std::printf("notes   %zu in %.1f s\n", performance.lead.size(), audio.Seconds());
     std::printf("voices ");
-    for (const NoteLine& voice : performance.voices) std::printf(" %s;", voice.name.c_str());
+    for (const NoteLine& voice : performance.voices) {
+        std::printf(" %s;", voice.name.c_str());
+    }
     std::printf("\nspeed   %.0f times faster than real time\n", audio.Seconds() / std::max(seconds, 1e-9));
     std::printf("mix     %s\n", report.mix.c_str());
-    if (!options.stems.empty()) std::printf("stems   %s\n", options.stems.c_str());
-    if (!options.picture.empty()) std::printf("picture %s\n", options.picture.c_str());
-    if (!options.report.empty()) std::printf("report  %s\n", options.report.c_str());
+    if (!options.stems.empty()) {
+        std::printf("stems   %s\n", options.stems.c_str());
+    }
+    if (!options.picture.empty()) {
+        std::printf("picture %s\n", options.picture.c_str());
+    }
+    if (!options.report.empty()) {
+        std::printf("report  %s\n", options.report.c_str());
+    }
 }
 
 void Run(const HarmonizeOptions& options) {
@@ -334,10 +362,13 @@ void Run(const HarmonizeOptions& options) {
     report.saturated = outputs.Saturated();
     Performance performance = choir.ToPerformance();
     performance.title = AsUtf8(NameOf(PathOf(options.lead).filename()));
-    if (!options.picture.empty()) DrawPicture(performance, options.picture);
-    if (!options.report.empty())
+    if (!options.picture.empty()) {
+        DrawPicture(performance, options.picture);
+    }
+    if (!options.report.empty()) {
         WriteTextFile(options.report,
                       ChoirDocument(choir, {options.lead, audio.fileChannels}, false, &report));
+    }
     Tell(options, report, audio, performance, choir.warnings());
 }
 
@@ -404,7 +435,9 @@ void AddHarmonizeCommand(CLI::App& app) {
     command->callback([options, voices, above, spread, style] {
         options->voicesGiven = voices->count() > 0;
         // The style of a settings document counts where none is typed.
-        if (!options->settings.empty() && style->count() == 0) options->style.style.clear();
+        if (!options->settings.empty() && style->count() == 0) {
+            options->style.style.clear();
+        }
         options->aboveGiven = above->count() > 0;
         options->spreadGiven = spread->count() > 0;
         Run(*options);

@@ -25,7 +25,9 @@ int IndexOf(const Names& names, const std::string& name, const std::string& opti
 }
 
 void CheckStyle(bool given, bool fits, const std::string& option, const std::string& style) {
-    if (given && !fits) throw UsageError(option + " is for --style " + style);
+    if (given && !fits) {
+        throw UsageError(option + " is for --style " + style);
+    }
 }
 
 std::array<int32_t, 4> ReadIntervals(const std::string& text) {
@@ -84,10 +86,11 @@ void AddStyleOptions(CLI::App& command, StyleOptions& options) {
 }
 
 Settings ToSettings(const StyleOptions& options, Settings settings) {
-    if (!options.style.empty())
+    if (!options.style.empty()) {
         settings.style = options.style == kOldNameOfCore
                              ? Style::Core
                              : static_cast<Style>(IndexOf(StyleNames(), options.style, "--style"));
+    }
     const Style style = settings.style;
     const Names* variants = VariantNames(style);
     CheckStyle(!options.lead.empty(), style == Style::FourPart, "--lead", "four-part");
@@ -95,24 +98,42 @@ Settings ToSettings(const StyleOptions& options, Settings settings) {
     CheckStyle(!options.variant.empty(), variants != nullptr, "--variant", "block, fourths or fixed");
     CheckStyle(!options.intervals.empty(), style == Style::Intervals, "--intervals", "intervals");
     CheckStyle(options.interval.has_value(), style == Style::Double, "--interval", "double");
-    if (!options.lead.empty()) settings.leadRow = IndexOf(LeadRowNames(), options.lead, "--lead");
-    if (!options.spacing.empty()) settings.spacing = IndexOf(SpacingNames(), options.spacing, "--spacing");
-    if (!options.variant.empty()) settings.variant = IndexOf(*variants, options.variant, "--variant");
-    if (!options.intervals.empty()) settings.intervals = ReadIntervals(options.intervals);
-    if (options.interval) settings.interval = *options.interval;
-    if (!options.scale.empty()) settings.scale = IndexOf(ScaleNames(), options.scale, "--scale");
+    if (!options.lead.empty()) {
+        settings.leadRow = IndexOf(LeadRowNames(), options.lead, "--lead");
+    }
+    if (!options.spacing.empty()) {
+        settings.spacing = IndexOf(SpacingNames(), options.spacing, "--spacing");
+    }
+    if (!options.variant.empty()) {
+        settings.variant = IndexOf(*variants, options.variant, "--variant");
+    }
+    if (!options.intervals.empty()) {
+        settings.intervals = ReadIntervals(options.intervals);
+    }
+    if (options.interval) {
+        settings.interval = *options.interval;
+    }
+    if (!options.scale.empty()) {
+        settings.scale = IndexOf(ScaleNames(), options.scale, "--scale");
+    }
     return settings;
 }
 
 int ParseKey(const std::string& text) {
     const int key = ReadKey(text);
-    if (key < 0) throw UsageError("--key: cannot read '" + text + "'; write it like C, F#m or Bb minor");
+    if (key < 0) {
+        throw UsageError("--key: cannot read '" + text + "'; write it like C, F#m or Bb minor");
+    }
     return key;
 }
 
 std::optional<MelodyKey> GivenKey(const StyleOptions& options) {
-    if (options.key.empty()) return std::nullopt;
-    if (const auto key = ReadKeyAndScale(options.key)) return key;
+    if (options.key.empty()) {
+        return std::nullopt;
+    }
+    if (const auto key = ReadKeyAndScale(options.key)) {
+        return key;
+    }
     try {
         return ReadKeyAndScale(KeyName(ParseKey(options.key)));
     } catch (const UsageError& error) {

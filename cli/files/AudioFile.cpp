@@ -27,14 +27,18 @@ constexpr int32_t kMaxSampleRate = 255999;
 void MixDown(const float* in, int32_t frames, int32_t channels, std::vector<float>& out) {
     for (int32_t i = 0; i < frames; ++i) {
         double sum = 0.0;
-        for (int32_t c = 0; c < channels; ++c) sum += in[i * channels + c];
+        for (int32_t c = 0; c < channels; ++c) {
+            sum += in[i * channels + c];
+        }
         out.push_back(static_cast<float>(sum / channels));
     }
 }
 
 std::string Suffix(const std::string& path) {
     const auto dot = path.find_last_of("./");
-    if (dot == std::string::npos || path[dot] == '/') return "";
+    if (dot == std::string::npos || path[dot] == '/') {
+        return "";
+    }
     std::string suffix = path.substr(dot + 1);
     std::transform(suffix.begin(), suffix.end(), suffix.begin(),
                    [](unsigned char c) { return std::tolower(c); });
@@ -44,15 +48,21 @@ std::string Suffix(const std::string& path) {
 // The container of a suffix, by libsndfile's own list.
 int Container(const std::string& path) {
     const std::string suffix = Suffix(path);
-    if (suffix.empty() || suffix == "wav") return SF_FORMAT_WAV;
-    if (suffix == "aif") return SF_FORMAT_AIFF;
+    if (suffix.empty() || suffix == "wav") {
+        return SF_FORMAT_WAV;
+    }
+    if (suffix == "aif") {
+        return SF_FORMAT_AIFF;
+    }
     int count = 0;
     sf_command(nullptr, SFC_GET_FORMAT_MAJOR_COUNT, &count, sizeof count);
     for (int i = 0; i < count; ++i) {
         SF_FORMAT_INFO info{};
         info.format = i;
         sf_command(nullptr, SFC_GET_FORMAT_MAJOR, &info, sizeof info);
-        if (info.extension != nullptr && suffix == info.extension) return info.format & SF_FORMAT_TYPEMASK;
+        if (info.extension != nullptr && suffix == info.extension) {
+            return info.format & SF_FORMAT_TYPEMASK;
+        }
     }
     throw UsageError(path + ": cannot write audio as ." + suffix + "; use .wav, .flac or .aiff");
 }
@@ -72,11 +82,17 @@ int Encoding(SampleFormat format) {
 std::string Reason(const std::string& reason) {
     std::string text = reason;
     for (const std::string kind : {"System error : ", "Error : "}) {
-        if (text.starts_with(kind)) text.erase(0, kind.size());
+        if (text.starts_with(kind)) {
+            text.erase(0, kind.size());
+        }
     }
     text.erase(text.find_last_not_of(". \r\n") + 1);
-    if (text == "Format not recognised") text = "it is no recording in a known format";
-    if (text.starts_with("Internal error")) text = "its header makes no sense";
+    if (text == "Format not recognised") {
+        text = "it is no recording in a known format";
+    }
+    if (text.starts_with("Internal error")) {
+        text = "its header makes no sense";
+    }
     return text;
 }
 
@@ -92,7 +108,9 @@ void CheckLength(const std::string& path, const SF_INFO& info, int64_t frames) {
         throw Failure(path + (known && info.frames > 0 ? ": it is damaged; nothing of it can be read"
                                                        : ": there is no sound in it"));
     }
-    if (!known || frames >= info.frames) return;
+    if (!known || frames >= info.frames) {
+        return;
+    }
     Say(path + Format(" is damaged: %.1f of its %.1f s can be read", 1.0 * frames / info.samplerate,
                       1.0 * info.frames / info.samplerate));
 }
@@ -130,7 +148,9 @@ Audio ReadAudio(const std::string& path) {
     // Read until nothing comes, whatever the header says.
     for (;;) {
         const auto frames = static_cast<int32_t>(sf_readf_float(file.get(), block.data(), kBlock));
-        if (frames <= 0) break;
+        if (frames <= 0) {
+            break;
+        }
         if (static_cast<int64_t>(audio.Frames()) + frames > std::numeric_limits<int32_t>::max() / 2) {
             throw Failure(path + ": too long; cut it into pieces of at most six hours");
         }
@@ -162,7 +182,9 @@ struct AudioWriter::State {
         : path(path), output(path), format(format), channels(channels) {
         SF_INFO info = OutputInfo(path, format, channels, sampleRate);
         file.reset(sf_open(output.temporaryPath().c_str(), SFM_WRITE, &info));
-        if (!file) throw Failure("cannot write " + path + ": " + Reason(sf_strerror(nullptr)));
+        if (!file) {
+            throw Failure("cannot write " + path + ": " + Reason(sf_strerror(nullptr)));
+        }
         // That chunk of float files holds the time of day; the same call shall write the same file.
         sf_command(file.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
     }
@@ -174,16 +196,24 @@ struct AudioWriter::State {
         integers.resize(static_cast<std::size_t>(count));
         for (int64_t i = 0; i < count; ++i) {
             double value = samples[i] * scale;
-            if (samples[i] > 1.0f || samples[i] < -1.0f) ++saturated;
-            if (!(value > -scale)) value = value <= -scale ? -scale : 0.0;
-            if (value > scale) value = scale;
+            if (samples[i] > 1.0f || samples[i] < -1.0f) {
+                ++saturated;
+            }
+            if (!(value > -scale)) {
+                value = value <= -scale ? -scale : 0.0;
+            }
+            if (value > scale) {
+                value = scale;
+            }
             integers[i] = static_cast<int>(static_cast<uint32_t>(static_cast<int>(value)) << shift);
         }
         Check(sf_write_int(file.get(), integers.data(), count), count);
     }
 
     void Check(int64_t written, int64_t wanted) const {
-        if (written != wanted) throw Failure("cannot write " + path + ": " + Reason(sf_strerror(file.get())));
+        if (written != wanted) {
+            throw Failure("cannot write " + path + ": " + Reason(sf_strerror(file.get())));
+        }
     }
 };
 

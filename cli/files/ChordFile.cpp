@@ -17,8 +17,12 @@ namespace {
 // What is missing is an option here.
 [[noreturn]] void ComplainOf(const ChordTextError& error, const std::string& more) {
     std::string text = error.what();
-    if (error.fault == ChordTextFault::NeedsTempo) text += "; add --bpm, like --bpm 96";
-    if (error.fault == ChordTextFault::NeedsKey) text += "; add --key, like --key \"C major\"";
+    if (error.fault == ChordTextFault::NeedsTempo) {
+        text += "; add --bpm, like --bpm 96";
+    }
+    if (error.fault == ChordTextFault::NeedsKey) {
+        text += "; add --key, like --key \"C major\"";
+    }
     throw UsageError(text + more);
 }
 
@@ -26,10 +30,13 @@ namespace {
 std::vector<TimedChord> ReadPlayedChords(const std::string& path) {
     const Song song = ReadMidiFile(path);
     std::vector<TimedNote> notes;
-    for (const NoteLine& track : song.tracks)
+    for (const NoteLine& track : song.tracks) {
         notes.insert(notes.end(), track.notes.begin(), track.notes.end());
+    }
     std::vector<TimedChord> chords = ChordsOfNotes(notes, song.key && KeyUsesFlats(*song.key));
-    if (chords.empty()) throw UsageError(path + ": no notes sound together in it, so there is no chord");
+    if (chords.empty()) {
+        throw UsageError(path + ": no notes sound together in it, so there is no chord");
+    }
     return chords;
 }
 
@@ -38,12 +45,16 @@ bool StartsWith(const std::string& text, const char* start) { return text.rfind(
 }  // namespace
 
 std::vector<TimedChord> ReadChordOption(const std::string& value, double bpm, int beatsPerBar, int key) {
-    if (value.empty()) return {};
+    if (value.empty()) {
+        return {};
+    }
     std::error_code ignored;
     const bool file = std::filesystem::is_regular_file(PathOf(value), ignored) || IsPipe(value);
     const std::string text = file ? ReadFile(value) : value;
     if (file && StartsWith(text, "MThd")) {
-        if (IsPipe(value)) throw UsageError(value + ": a pipe can only carry text, so make it a file first");
+        if (IsPipe(value)) {
+            throw UsageError(value + ": a pipe can only carry text, so make it a file first");
+        }
         return ReadPlayedChords(value);
     }
     if (file && (StartsWith(text, "<") || StartsWith(text, "\xEF\xBB\xBF<"))) {
@@ -51,7 +62,9 @@ std::vector<TimedChord> ReadChordOption(const std::string& value, double bpm, in
     }
     try {
         const ChordSheet sheet = ReadChordSheet(text, file ? value : "--chords", {bpm, beatsPerBar, key});
-        for (const ChordRemark& remark : sheet.remarks) Say(remark.text);
+        for (const ChordRemark& remark : sheet.remarks) {
+            Say(remark.text);
+        }
         return sheet.chords;
     } catch (const ChordTextError& error) {
         const bool word = !file && value.find_first_of(" ,;|\n") == std::string::npos;

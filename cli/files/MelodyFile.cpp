@@ -34,7 +34,9 @@ std::string At(double beat) {
 
 // Sorts the notes and lets each end where the next one starts.
 void MakeMonophonic(std::vector<WrittenNote>& notes, const std::string& source) {
-    if (notes.empty()) throw Failure(source + ": there is no note in it");
+    if (notes.empty()) {
+        throw Failure(source + ": there is no note in it");
+    }
     std::stable_sort(notes.begin(), notes.end(),
                      [](const WrittenNote& a, const WrittenNote& b) { return a.onset < b.onset; });
     for (std::size_t i = 0; i + 1 < notes.size(); ++i) {
@@ -59,9 +61,13 @@ class TableReader {
         std::istringstream lines(text);
         for (std::string line; std::getline(lines, line);) {
             ++line_;
-            if (!line.empty() && line.back() == '\r') line.pop_back();
+            if (!line.empty() && line.back() == '\r') {
+                line.pop_back();
+            }
             const auto first = line.find_first_not_of(" \t");
-            if (first == std::string::npos) continue;
+            if (first == std::string::npos) {
+                continue;
+            }
             if (line[first] == '#') {
                 ReadComment(line.substr(first + 1));
             } else {
@@ -101,14 +107,22 @@ class TableReader {
     }
 
     void ReadRow(const std::vector<std::string>& cells) {
-        if (melody_.notes.empty() && (cells[0] == "onset" || cells[0] == "start")) return;  // column names
-        if (cells.size() < 3) Complain(kRow);
+        if (melody_.notes.empty() && (cells[0] == "onset" || cells[0] == "start")) {
+            return;  // column names
+        }
+        if (cells.size() < 3) {
+            Complain(kRow);
+        }
         WrittenNote note;
         note.onset = Number(cells[0], kRow);
         note.length = Number(cells[1], kRow);
         const double pitch = Number(cells[2], kRow);
-        if (note.onset < 0.0) Complain("a note cannot start before beat 0");
-        if (!(note.length > 0.0)) Complain("a duration must be above 0");
+        if (note.onset < 0.0) {
+            Complain("a note cannot start before beat 0");
+        }
+        if (!(note.length > 0.0)) {
+            Complain("a duration must be above 0");
+        }
         if (pitch < 0.0 || pitch > 127.0 || pitch != std::floor(pitch)) {
             Complain("'" + cells[2] + "' is not a MIDI note number; middle C is 60");
         }
@@ -125,16 +139,27 @@ class TableReader {
 
     void ReadComment(const std::string& comment) {
         const auto colon = comment.find(':');
-        if (colon == std::string::npos) return;
+        if (colon == std::string::npos) {
+            return;
+        }
         const std::string name = Trim(comment.substr(0, colon));
         const std::string value = Trim(comment.substr(colon + 1));
         TempoChange& start = melody_.tempo[0];
-        if (name == "title") melody_.title = value;
-        if (name == "key") melody_.key = ReadKeyAndScale(value);
-        if (name == "tempo") start.bpm = std::clamp(Number(value, "write the tempo like 96"), 1.0, 1000.0);
-        if (name == "upbeat")
+        if (name == "title") {
+            melody_.title = value;
+        }
+        if (name == "key") {
+            melody_.key = ReadKeyAndScale(value);
+        }
+        if (name == "tempo") {
+            start.bpm = std::clamp(Number(value, "write the tempo like 96"), 1.0, 1000.0);
+        }
+        if (name == "upbeat") {
             melody_.upbeat = std::max(Number(value, "an upbeat is a count of quarter notes"), 0.0);
-        if (name == "meter") ReadMetre(value, start);
+        }
+        if (name == "meter") {
+            ReadMetre(value, start);
+        }
     }
 
     void ReadMetre(const std::string& value, TempoChange& change) const {
@@ -158,7 +183,9 @@ class TableReader {
 
 Melody FromMidi(const MelodySource& source) {
     const Song song = ReadMidiFile(source.path);
-    if (song.tracks.empty()) throw Failure(source.path + ": there is no note in it");
+    if (song.tracks.empty()) {
+        throw Failure(source.path + ": there is no note in it");
+    }
     const auto count = static_cast<int>(song.tracks.size());
     if (source.track > count) {
         throw UsageError("--track: " + source.path + " has " + std::to_string(count) +
@@ -166,7 +193,9 @@ Melody FromMidi(const MelodySource& source) {
     }
     Melody melody;
     melody.tempo = song.tempo;
-    if (song.key) melody.key = MelodyKey{*song.key % 12, *song.key < 12 ? kMajor : kMinor, false};
+    if (song.key) {
+        melody.key = MelodyKey{*song.key % 12, *song.key < 12 ? kMajor : kMinor, false};
+    }
     for (const TimedNote& note : song.tracks[static_cast<std::size_t>(std::max(source.track - 1, 0))].notes) {
         const double onset = BeatAt(song.tempo, note.start);
         melody.notes.push_back(
@@ -180,7 +209,9 @@ Melody FromRecording(const MelodySource& source) {
     const Audio audio = ReadAudio(source.path);
     Progress progress("analysing", source.quiet);
     const Take take(audio.View(), [&](double share) { progress.Update(share); });
-    if (take.notes().empty()) throw Failure(source.path + ": no note was found in it");
+    if (take.notes().empty()) {
+        throw Failure(source.path + ": no note was found in it");
+    }
     return MelodyOf(take, source.bpm > 0.0 ? source.bpm : TempoChange().bpm);
 }
 
@@ -199,7 +230,9 @@ Melody ReadMelody(const MelodySource& source) {
     text.resize(static_cast<std::size_t>(file.gcount()));
 
     const bool midi = text.starts_with("MThd");
-    if (source.track > 0 && !midi) throw UsageError("--track is for MIDI files; " + source.path + " is none");
+    if (source.track > 0 && !midi) {
+        throw UsageError("--track is for MIDI files; " + source.path + " is none");
+    }
     if (!LooksLikeText(text) && IsPipe(source.path)) {
         throw Failure(source.path + ": a pipe can only carry a table, so make it a file first");
     }
@@ -213,9 +246,13 @@ Melody ReadMelody(const MelodySource& source) {
         melody = FromRecording(source);
     }
     if (source.bpm > 0.0 && !melody.sung) {
-        for (TempoChange& change : melody.tempo) change.bpm = source.bpm;
+        for (TempoChange& change : melody.tempo) {
+            change.bpm = source.bpm;
+        }
     }
-    if (melody.title.empty()) melody.title = NameOf(PathOf(source.path).filename());
+    if (melody.title.empty()) {
+        melody.title = NameOf(PathOf(source.path).filename());
+    }
     melody.title = AsUtf8(melody.title);
     return melody;
 }

@@ -39,7 +39,9 @@ void SilenceLibrary() { g_log_set_default_handler(Ignore, nullptr); }
 
 void AddEvent(smf_track_t* track, std::vector<uint8_t> bytes, double beat) {
     smf_event_t* event = smf_event_new_from_pointer(bytes.data(), static_cast<int>(bytes.size()));
-    if (event == nullptr) throw Failure("cannot make a MIDI event");
+    if (event == nullptr) {
+        throw Failure("cannot make a MIDI event");
+    }
     const double pulses = std::max(beat, 0.0) * kTicksPerQuarter;
     smf_track_add_event_pulses(track, event, static_cast<int>(std::lround(pulses)));
 }
@@ -74,9 +76,12 @@ void AddTempoTrack(smf_t* song, const Song& from) {
         const auto unit = static_cast<uint8_t>(std::lround(std::log2(change.beatUnit)));
         AddEvent(track, {0xFF, 0x58, 4, static_cast<uint8_t>(change.beatsPerBar), unit, 24, 8}, change.beat);
     }
-    if (from.key) AddEvent(track, KeySignature(*from.key), 0.0);
-    for (const TimedLabel& text : from.texts)
+    if (from.key) {
+        AddEvent(track, KeySignature(*from.key), 0.0);
+    }
+    for (const TimedLabel& text : from.texts) {
         AddEvent(track, Meta(kText, text.text), BeatAt(from.tempo, text.time));
+    }
 }
 
 struct KeyEvent {
@@ -87,7 +92,9 @@ struct KeyEvent {
 void AddNoteTrack(smf_t* song, const NoteLine& from, int channel, const TempoMap& tempo) {
     smf_track_t* track = smf_track_new();
     smf_add_track(song, track);
-    if (!from.name.empty()) AddEvent(track, Meta(kTrackName, from.name), 0.0);
+    if (!from.name.empty()) {
+        AddEvent(track, Meta(kTrackName, from.name), 0.0);
+    }
     std::vector<KeyEvent> events;
     for (const TimedNote& note : from.notes) {
         const auto key = static_cast<uint8_t>(std::clamp<long>(std::lround(note.pitch), 0, 127));
@@ -99,7 +106,9 @@ void AddNoteTrack(smf_t* song, const NoteLine& from, int channel, const TempoMap
     std::stable_sort(events.begin(), events.end(), [](const KeyEvent& a, const KeyEvent& b) {
         return a.time != b.time ? a.time < b.time : a.bytes[0] < b.bytes[0];
     });
-    for (KeyEvent& event : events) AddEvent(track, std::move(event.bytes), BeatAt(tempo, event.time));
+    for (KeyEvent& event : events) {
+        AddEvent(track, std::move(event.bytes), BeatAt(tempo, event.time));
+    }
 }
 
 }  // namespace
@@ -107,13 +116,17 @@ void AddNoteTrack(smf_t* song, const NoteLine& from, int channel, const TempoMap
 void WriteMidiFile(const std::string& path, const Song& song) {
     SilenceLibrary();
     const SmfSong out(smf_new());
-    if (!out || smf_set_ppqn(out.get(), kTicksPerQuarter) != 0) throw Failure("cannot make a MIDI file");
+    if (!out || smf_set_ppqn(out.get(), kTicksPerQuarter) != 0) {
+        throw Failure("cannot make a MIDI file");
+    }
     AddTempoTrack(out.get(), song);
     for (std::size_t t = 0; t < song.tracks.size(); ++t) {
         AddNoteTrack(out.get(), song.tracks[t], static_cast<int>(t % 16), song.tempo);
     }
     OutputFile file(path);
-    if (smf_save(out.get(), file.temporaryPath().c_str()) != 0) throw file.CannotWrite();
+    if (smf_save(out.get(), file.temporaryPath().c_str()) != 0) {
+        throw file.CannotWrite();
+    }
     file.Commit();
 }
 

@@ -40,7 +40,9 @@ class Reader {
     std::size_t Left() const { return left_.size(); }
 
     Bytes Take(std::size_t count) {
-        if (count > left_.size()) throw Damage{};
+        if (count > left_.size()) {
+            throw Damage{};
+        }
         const Bytes taken = left_.first(count);
         left_ = left_.subspan(count);
         return taken;
@@ -48,7 +50,9 @@ class Reader {
     uint8_t Byte() { return Take(1)[0]; }
     uint32_t Number(int bytes) {
         uint32_t number = 0;
-        for (const uint8_t byte : Take(static_cast<std::size_t>(bytes))) number = number << 8 | byte;
+        for (const uint8_t byte : Take(static_cast<std::size_t>(bytes))) {
+            number = number << 8 | byte;
+        }
         return number;
     }
     // Seven bits a byte, at most four of them.
@@ -57,7 +61,9 @@ class Reader {
         for (int i = 0; i < 4; ++i) {
             const uint8_t byte = Byte();
             number = number << 7 | (byte & 0x7F);
-            if (byte < 0x80) return number;
+            if (byte < 0x80) {
+                return number;
+            }
         }
         throw Damage{};
     }
@@ -99,10 +105,14 @@ int KeyOfSignature(int sharps, bool minor) {
 }
 
 void ReadMeta(uint8_t type, Bytes data, int64_t time, Track& track, File& file) {
-    if (type == kTrackName && track.name.empty()) track.name.assign(data.begin(), data.end());
+    if (type == kTrackName && track.name.empty()) {
+        track.name.assign(data.begin(), data.end());
+    }
     if (type == kTempo && data.size() >= 3) {
         const int microseconds = data[0] << 16 | data[1] << 8 | data[2];
-        if (microseconds > 0) file.times.push_back({time, kMicrosecondsPerMinute / microseconds, 0, 0});
+        if (microseconds > 0) {
+            file.times.push_back({time, kMicrosecondsPerMinute / microseconds, 0, 0});
+        }
     }
     if (type == kMetre && data.size() >= 2 && data[0] > 0 && data[1] <= kFinestBeatUnit) {
         file.times.push_back({time, 0.0, data[0], 1 << data[1]});
@@ -123,7 +133,9 @@ Track ReadTrack(Reader reader, File& file) {
         if (status == 0xFF) {
             const uint8_t type = reader.Byte();
             const Bytes data = reader.Take(reader.VariableLength());
-            if (type == kEndOfTrack) break;
+            if (type == kEndOfTrack) {
+                break;
+            }
             ReadMeta(type, data, time, track, file);
             continue;
         }
@@ -131,7 +143,9 @@ Track ReadTrack(Reader reader, File& file) {
             reader.Take(reader.VariableLength());
             continue;
         }
-        if (status >= 0xF0) throw Damage{};
+        if (status >= 0xF0) {
+            throw Damage{};
+        }
         uint8_t first = status;
         if (status >= 0x80) {
             running = status;
@@ -140,9 +154,13 @@ Track ReadTrack(Reader reader, File& file) {
             status = running;
         }
         const int kind = status >> 4;
-        if (kind == 0) throw Damage{};
+        if (kind == 0) {
+            throw Damage{};
+        }
         const uint8_t second = kind == 0xC || kind == 0xD ? 0 : reader.Byte();
-        if (first >= 0x80 || second >= 0x80) throw Damage{};
+        if (first >= 0x80 || second >= 0x80) {
+            throw Damage{};
+        }
         if (kind == 0x8 || kind == 0x9) {
             track.keys.push_back({time, (status & 0x0F) * 128 + first, kind == 0x9 ? second : 0});
         }
@@ -152,12 +170,16 @@ Track ReadTrack(Reader reader, File& file) {
 
 File ReadChunks(Reader reader) {
     File file;
-    if (reader.Number(4) != kHeaderChunk) throw Damage{};
+    if (reader.Number(4) != kHeaderChunk) {
+        throw Damage{};
+    }
     Reader header(reader.Take(reader.Number(4)));
     const uint32_t format = header.Number(2);
     header.Number(2);  // of tracks: those that are there count
     const auto division = static_cast<int16_t>(header.Number(2));
-    if (format > 1 || division == 0) throw Damage{};
+    if (format > 1 || division == 0) {
+        throw Damage{};
+    }
     if (division > 0) {
         file.ticksPerBeat = division;
     } else {
@@ -170,9 +192,13 @@ File ReadChunks(Reader reader) {
     while (reader.Left() >= 8) {
         const uint32_t kind = reader.Number(4);
         const Bytes chunk = reader.Take(reader.Number(4));
-        if (kind == kTrackChunk) file.tracks.push_back(ReadTrack(Reader(chunk), file));
+        if (kind == kTrackChunk) {
+            file.tracks.push_back(ReadTrack(Reader(chunk), file));
+        }
     }
-    if (file.tracks.empty()) throw Damage{};
+    if (file.tracks.empty()) {
+        throw Damage{};
+    }
     return file;
 }
 
@@ -207,7 +233,9 @@ std::vector<TimedNote> ToNotes(const Track& track, double songEnd, const ToSecon
             notes[before->second].end = time;
             sounding.erase(before);
         }
-        if (event.velocity == 0) continue;
+        if (event.velocity == 0) {
+            continue;
+        }
         sounding[event.key] = notes.size();
         notes.push_back({time, songEnd, static_cast<double>(event.key % 128), event.velocity / 127.0});
     }
@@ -234,7 +262,9 @@ Song ReadMidiFile(const std::string& path) {
     };
     for (Track& track : file.tracks) {
         NoteLine read{std::move(track.name), ToNotes(track, seconds(file.end), seconds)};
-        if (!read.notes.empty()) song.tracks.push_back(std::move(read));
+        if (!read.notes.empty()) {
+            song.tracks.push_back(std::move(read));
+        }
     }
     return song;
 }

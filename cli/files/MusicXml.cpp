@@ -63,9 +63,15 @@ std::vector<NoteValue> ValuesFor(int length) {
         const NoteValue* longest = nullptr;
         const NoteValue* ofPair = nullptr;
         for (const NoteValue& value : kValues) {
-            if (value.length > length) continue;
-            if (longest == nullptr) longest = &value;
-            if (ofPair == nullptr && ValueOf(length - value.length) != nullptr) ofPair = &value;
+            if (value.length > length) {
+                continue;
+            }
+            if (longest == nullptr) {
+                longest = &value;
+            }
+            if (ofPair == nullptr && ValueOf(length - value.length) != nullptr) {
+                ofPair = &value;
+            }
         }
         values.push_back(ofPair ? *ofPair : *longest);
         length -= values.back().length;
@@ -92,7 +98,9 @@ std::vector<Bar> BarsOf(const Melody& melody, int end) {
     for (int start = 0; start < end || bars.empty();) {
         Bar bar;
         for (const TempoChange& change : melody.tempo) {
-            if (change.beat * kDivisions <= start + 0.5) bar.metre = change;
+            if (change.beat * kDivisions <= start + 0.5) {
+                bar.metre = change;
+            }
         }
         bar.upbeat = bars.empty() && upbeat > 0 && upbeat < BarLength(bar.metre);
         bar.start = start;
@@ -134,10 +142,14 @@ class ScoreWriter {
         score.append_attribute("version") = "4.0";
         Add(score.append_child("work"), "work-title", arrangement_.melody.title);
         AddPartList(score.append_child("part-list"));
-        for (std::size_t v = 0; v < arrangement_.voices.size(); ++v) AddPart(score, v);
+        for (std::size_t v = 0; v < arrangement_.voices.size(); ++v) {
+            AddPart(score, v);
+        }
 
         OutputFile file(path);
-        if (!document_.save_file(file.temporaryPath().c_str(), "  ")) throw file.CannotWrite();
+        if (!document_.save_file(file.temporaryPath().c_str(), "  ")) {
+            throw file.CannotWrite();
+        }
         file.Commit();
     }
 
@@ -169,9 +181,13 @@ class ScoreWriter {
         for (std::size_t b = 0; b < bars_.size(); ++b) {
             xml_node measure = part.append_child("measure");
             measure.append_attribute("number") = number++;
-            if (bars_[b].upbeat) measure.append_attribute("implicit") = "yes";
+            if (bars_[b].upbeat) {
+                measure.append_attribute("implicit") = "yes";
+            }
             AddAttributes(measure, b, voice);
-            if (voice == 0) AddTempo(measure, bars_[b]);
+            if (voice == 0) {
+                AddTempo(measure, bars_[b]);
+            }
             AddBar(measure, bars_[b], voice, note);
             BracketTriplets(measure);
             if (b + 1 == bars_.size()) {
@@ -200,14 +216,18 @@ class ScoreWriter {
         xml_node time = attributes.append_child("time");
         Add(time, "beats", writable ? metre.beatsPerBar : 4);
         Add(time, "beat-type", writable ? metre.beatUnit : 4);
-        if (b == 0) AddClef(attributes, arrangement_.voices[voice]);
+        if (b == 0) {
+            AddClef(attributes, arrangement_.voices[voice]);
+        }
     }
 
     // Church modes have names in the format; other scales go by their third.
     std::string ModeName() const {
         constexpr int kLastChurchMode = 6;
         const int scale = arrangement_.key.scale;
-        if (scale <= kLastChurchMode) return mlh::ScaleNames()[static_cast<std::size_t>(scale)];
+        if (scale <= kLastChurchMode) {
+            return mlh::ScaleNames()[static_cast<std::size_t>(scale)];
+        }
         return key_ < 12 ? "major" : "minor";
     }
 
@@ -217,19 +237,25 @@ class ScoreWriter {
         xml_node clef = attributes.append_child("clef");
         Add(clef, "sign", mean < 53.0 ? "F" : "G");
         Add(clef, "line", mean < 53.0 ? 4 : 2);
-        if (mean >= 53.0 && mean < 60.0) Add(clef, "clef-octave-change", -1);
+        if (mean >= 53.0 && mean < 60.0) {
+            Add(clef, "clef-octave-change", -1);
+        }
     }
 
     void AddTempo(xml_node measure, const Bar& bar) {
         for (const TempoChange& change : arrangement_.melody.tempo) {
             const int at = static_cast<int>(std::lround(change.beat * kDivisions));
-            if (at < bar.start || at >= bar.end) continue;
+            if (at < bar.start || at >= bar.end) {
+                continue;
+            }
             xml_node direction = measure.append_child("direction");
             direction.append_attribute("placement") = "above";
             xml_node metronome = direction.append_child("direction-type").append_child("metronome");
             Add(metronome, "beat-unit", "quarter");
             Add(metronome, "per-minute", Decimal(change.bpm));
-            if (at > bar.start) Add(direction, "offset", at - bar.start);
+            if (at > bar.start) {
+                Add(direction, "offset", at - bar.start);
+            }
             direction.append_child("sound").append_attribute("tempo") = Decimal(change.bpm).c_str();
         }
     }
@@ -238,14 +264,18 @@ class ScoreWriter {
     void AddBar(xml_node measure, const Bar& bar, std::size_t voice, std::size_t& note) {
         int at = bar.start;
         while (at < bar.end) {
-            while (note < grid_.size() && grid_[note].end <= at) ++note;
+            while (note < grid_.size() && grid_[note].end <= at) {
+                ++note;
+            }
             const bool rests = note == grid_.size() || grid_[note].start > at;
             const int next = note == grid_.size() ? bar.end : rests ? grid_[note].start : grid_[note].end;
             const int end = std::min(next, bar.end);
             if (rests) {
                 AddRest(measure, end - at, end - at == bar.end - bar.start);
             } else {
-                if (voice == 0 && at == grid_[note].start) AddHarmony(measure, note);
+                if (voice == 0 && at == grid_[note].start) {
+                    AddHarmony(measure, note);
+                }
                 AddNote(measure, note, voice, at, end);
             }
             at = end;
@@ -270,7 +300,9 @@ class ScoreWriter {
 
     void AddNote(xml_node measure, std::size_t index, std::size_t voice, int start, int end) {
         const int pitch = arrangement_.voices[voice].pitches[index];
-        if (pitch < 0) return AddRest(measure, end - start, false);
+        if (pitch < 0) {
+            return AddRest(measure, end - start, false);
+        }
         int at = start;
         for (const NoteValue& value : ValuesFor(end - start)) {
             const bool fromBefore = at > grid_[index].start;
@@ -279,21 +311,35 @@ class ScoreWriter {
             xml_node note = measure.append_child("note");
             AddPitch(note.append_child("pitch"), pitch);
             Add(note, "duration", value.length);
-            if (fromBefore) note.append_child("tie").append_attribute("type") = "stop";
-            if (goesOn) note.append_child("tie").append_attribute("type") = "start";
+            if (fromBefore) {
+                note.append_child("tie").append_attribute("type") = "stop";
+            }
+            if (goesOn) {
+                note.append_child("tie").append_attribute("type") = "start";
+            }
             AddValue(note, value);
-            if (!fromBefore && !goesOn) continue;
+            if (!fromBefore && !goesOn) {
+                continue;
+            }
             xml_node notations = note.append_child("notations");
-            if (fromBefore) notations.append_child("tied").append_attribute("type") = "stop";
-            if (goesOn) notations.append_child("tied").append_attribute("type") = "start";
+            if (fromBefore) {
+                notations.append_child("tied").append_attribute("type") = "stop";
+            }
+            if (goesOn) {
+                notations.append_child("tied").append_attribute("type") = "start";
+            }
         }
     }
 
     static void AddValue(xml_node note, const NoteValue& value) {
         Add(note, "voice", 1);
         Add(note, "type", value.type);
-        for (int d = 0; d < value.dots; ++d) note.append_child("dot");
-        if (!value.triplet) return;
+        for (int d = 0; d < value.dots; ++d) {
+            note.append_child("dot");
+        }
+        if (!value.triplet) {
+            return;
+        }
         xml_node modification = note.append_child("time-modification");
         Add(modification, "actual-notes", 3);
         Add(modification, "normal-notes", 2);
@@ -311,7 +357,9 @@ class ScoreWriter {
             }
             group.push_back(note);
             length += note.child("duration").text().as_int();
-            if (length % (kDivisions / 2) != 0) continue;
+            if (length % (kDivisions / 2) != 0) {
+                continue;
+            }
             if (group.size() > 1) {
                 AddTuplet(group.front(), "start");
                 AddTuplet(group.back(), "stop");
@@ -323,33 +371,45 @@ class ScoreWriter {
 
     static void AddTuplet(xml_node note, const char* type) {
         xml_node notations = note.child("notations");
-        if (!notations) notations = note.append_child("notations");
+        if (!notations) {
+            notations = note.append_child("notations");
+        }
         notations.append_child("tuplet").append_attribute("type") = type;
     }
 
     void AddPitch(xml_node node, int pitch) {
         const Spelling spelling = Spell(pitch % 12, key_);
         Add(node, "step", std::string(1, spelling.step));
-        if (spelling.alter != 0) Add(node, "alter", spelling.alter);
+        if (spelling.alter != 0) {
+            Add(node, "alter", spelling.alter);
+        }
         Add(node, "octave", (pitch - spelling.alter + 12) / 12 - 2);
     }
 
     void AddHarmony(xml_node measure, std::size_t note) {
         const Chord& chord = arrangement_.chords[note];
-        if (chord.root < 0) return;
-        if (note > 0 && arrangement_.chords[note - 1].name == chord.name) return;
+        if (chord.root < 0) {
+            return;
+        }
+        if (note > 0 && arrangement_.chords[note - 1].name == chord.name) {
+            return;
+        }
         xml_node harmony = measure.append_child("harmony");
         AddDegree(harmony.append_child("root"), "root-step", "root-alter", chord.root);
         xml_node kind = harmony.append_child("kind");
         kind.text().set(HarmonyKindOf(chord.intervals));
-        if (chord.bass < 0 || chord.bass == chord.root) return;
+        if (chord.bass < 0 || chord.bass == chord.root) {
+            return;
+        }
         AddDegree(harmony.append_child("bass"), "bass-step", "bass-alter", chord.bass);
     }
 
     void AddDegree(xml_node node, const char* step, const char* alter, int pitchClass) {
         const Spelling spelling = Spell(pitchClass, key_);
         Add(node, step, std::string(1, spelling.step));
-        if (spelling.alter != 0) Add(node, alter, spelling.alter);
+        if (spelling.alter != 0) {
+            Add(node, alter, spelling.alter);
+        }
     }
 
     const Arrangement& arrangement_;

@@ -37,7 +37,9 @@ HarmonyElement ElementOf(const xml_node& node) {
     element.rootAlter = node.child("root").child("root-alter").text().as_int();
     element.kind = node.child_value("kind");
     element.kindText = node.child("kind").attribute("text").value();
-    for (const xml_node& degree : node.children("degree")) element.degrees.push_back(DegreeOf(degree));
+    for (const xml_node& degree : node.children("degree")) {
+        element.degrees.push_back(DegreeOf(degree));
+    }
     element.bassStep = node.child("bass").child_value("bass-step")[0];
     element.bassAlter = node.child("bass").child("bass-alter").text().as_int();
     return element;
@@ -69,9 +71,13 @@ class PartReader {
         const std::string name = node.name();
         if (name == "attributes") {
             const double divisions = node.child("divisions").text().as_double();
-            if (divisions > 0.0) divisions_ = divisions;
+            if (divisions > 0.0) {
+                divisions_ = divisions;
+            }
         } else if (name == "note") {
-            if (!node.child("chord") && !node.child("grace")) at_ += Beats(node.child("duration"));
+            if (!node.child("chord") && !node.child("grace")) {
+                at_ += Beats(node.child("duration"));
+            }
         } else if (name == "backup") {
             at_ = std::max(start_, at_ - Beats(node.child("duration")));
         } else if (name == "forward") {
@@ -81,7 +87,9 @@ class PartReader {
         } else if (name == "sound" || name == "direction") {
             const xml_node sound = name == "sound" ? node : node.child("sound");
             const double bpm = sound.attribute("tempo").as_double();
-            if (bpm >= kSlowest && bpm <= kFastest) AddTempo(at_ + Beats(node.child("offset")), bpm);
+            if (bpm >= kSlowest && bpm <= kFastest) {
+                AddTempo(at_ + Beats(node.child("offset")), bpm);
+            }
         }
     }
 
@@ -107,8 +115,9 @@ std::vector<TimedChord> ReadNotatedChords(const std::string& xml, const std::str
     pugi::xml_document document;
     const auto parsed = document.load_buffer(xml.data(), xml.size());
     const xml_node score = document.child("score-partwise");
-    if (!parsed || !score)
+    if (!parsed || !score) {
         throw UsageError(source + ": cannot read it; sheet music must be partwise MusicXML");
+    }
 
     TempoMap tempo = {{}};
     std::vector<PlacedElement> elements;
@@ -116,17 +125,27 @@ std::vector<TimedChord> ReadNotatedChords(const std::string& xml, const std::str
     for (const xml_node& part : score.children("part")) {
         PartReader reader;
         reader.Read(part);
-        if (std::exchange(first, false)) tempo = reader.tempo();  // tempos are in the first part
+        if (std::exchange(first, false)) {
+            tempo = reader.tempo();  // tempos are in the first part
+        }
         elements = reader.elements();
-        if (!elements.empty()) break;
+        if (!elements.empty()) {
+            break;
+        }
     }
-    if (elements.empty()) throw UsageError(source + ": there is no chord in it");
-    if (bpm > 0.0) tempo = {{0.0, bpm, 4, 4}};
+    if (elements.empty()) {
+        throw UsageError(source + ": there is no chord in it");
+    }
+    if (bpm > 0.0) {
+        tempo = {{0.0, bpm, 4, 4}};
+    }
 
     std::vector<TimedChord> chords;
     for (const PlacedElement& placed : elements) {
         const double time = SecondsAt(tempo, std::max(placed.beat, 0.0));
-        if (!std::isfinite(time)) throw UsageError(source + ": a duration is no number");
+        if (!std::isfinite(time)) {
+            throw UsageError(source + ": a duration is no number");
+        }
         try {
             chords.push_back({time, ReadHarmonyElement(placed.element)});
         } catch (const ChordTextError& error) {

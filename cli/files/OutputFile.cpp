@@ -28,14 +28,18 @@ std::atomic<const char*> unfinished[kMaxUnfinished];
 void Register(const char* path) {
     for (auto& slot : unfinished) {
         const char* free = nullptr;
-        if (slot.compare_exchange_strong(free, path)) return;
+        if (slot.compare_exchange_strong(free, path)) {
+            return;
+        }
     }
 }
 
 void Unregister(const char* path) {
     for (auto& slot : unfinished) {
         const char* expected = path;
-        if (slot.compare_exchange_strong(expected, nullptr)) return;
+        if (slot.compare_exchange_strong(expected, nullptr)) {
+            return;
+        }
     }
 }
 
@@ -53,7 +57,9 @@ std::atomic<bool> interrupted{false};
 extern "C" void RemoveUnfinishedFiles(int signal) {
     bool left = false;
     for (auto& slot : unfinished) {
-        if (const char* path = slot.load()) left |= unlink(path) != 0 && errno != ENOENT;
+        if (const char* path = slot.load()) {
+            left |= unlink(path) != 0 && errno != ENOENT;
+        }
     }
     if (kOpenFilesStay && left) {
         std::signal(signal, RemoveUnfinishedFiles);  // that system forgets its handler with each signal
@@ -82,7 +88,9 @@ bool IsDevice(const std::string& path) {
 // The last bytes of a name, whole characters of it.
 std::string EndOfName(const std::string& name, std::size_t bytes) {
     std::size_t start = name.size() - std::min(name.size(), bytes);
-    while (start < name.size() && (name[start] & 0xC0) == 0x80) ++start;
+    while (start < name.size() && (name[start] & 0xC0) == 0x80) {
+        ++start;
+    }
     return name.substr(start);
 }
 
@@ -100,22 +108,32 @@ OutputFile::OutputFile(std::string path)
     : path_(std::move(path)),
       inPlace_(IsDevice(path_)),
       temporaryPath_(inPlace_ ? path_ : TemporaryName(ResolvedPath(path_))) {
-    if (!inPlace_) Register(temporaryPath_.c_str());
+    if (!inPlace_) {
+        Register(temporaryPath_.c_str());
+    }
     errno = 0;
 }
 
 OutputFile::~OutputFile() {
-    if (inPlace_) return;
-    if (!committed_) unlink(temporaryPath_.c_str());
+    if (inPlace_) {
+        return;
+    }
+    if (!committed_) {
+        unlink(temporaryPath_.c_str());
+    }
     Unregister(temporaryPath_.c_str());
 }
 
 void OutputFile::Commit() {
     ThrowIfInterrupted();
-    if (inPlace_) return;
+    if (inPlace_) {
+        return;
+    }
     std::error_code error;
     fs::rename(PathOf(temporaryPath_), ResolvedPath(path_), error);
-    if (error) throw Failure("cannot write " + path_ + ": " + error.message());
+    if (error) {
+        throw Failure("cannot write " + path_ + ": " + error.message());
+    }
     committed_ = true;
 }
 
@@ -127,14 +145,22 @@ Failure OutputFile::CannotWrite() const {
 void CheckOutputs(const std::vector<std::string>& inputs, const std::vector<std::string>& outputs) {
     std::set<fs::path> taken;
     for (const std::string& input : inputs) {
-        if (!input.empty()) taken.insert(ResolvedPath(input));
+        if (!input.empty()) {
+            taken.insert(ResolvedPath(input));
+        }
     }
     for (const std::string& output : outputs) {
-        if (output.empty() || IsDevice(output)) continue;
-        if (output == "-") throw UsageError("'-' is no file name; for standard output write /dev/stdout");
+        if (output.empty() || IsDevice(output)) {
+            continue;
+        }
+        if (output == "-") {
+            throw UsageError("'-' is no file name; for standard output write /dev/stdout");
+        }
         const fs::path place = ResolvedPath(output);
         std::error_code ignored;
-        if (fs::is_directory(place, ignored)) throw Failure("cannot write " + output + ": it is a folder");
+        if (fs::is_directory(place, ignored)) {
+            throw Failure("cannot write " + output + ": it is a folder");
+        }
         if (!fs::is_directory(place.parent_path(), ignored)) {
             throw Failure("cannot write " + output + ": there is no folder " + NameOf(place.parent_path()));
         }
@@ -149,19 +175,25 @@ void WriteTextFile(const std::string& path, const std::string& text) {
     std::ofstream out(file.temporaryPath(), std::ios::binary);
     out << text;
     out.close();
-    if (!out) throw file.CannotWrite();
+    if (!out) {
+        throw file.CannotWrite();
+    }
     file.Commit();
 }
 
 void RemoveUnfinishedFilesOnSignals() {
     for (const int signal : kSignals) {
         // Who is started deaf to a signal, by nohup or in the background of a script, stays so.
-        if (std::signal(signal, RemoveUnfinishedFiles) == SIG_IGN) std::signal(signal, SIG_IGN);
+        if (std::signal(signal, RemoveUnfinishedFiles) == SIG_IGN) {
+            std::signal(signal, SIG_IGN);
+        }
     }
 }
 
 void ThrowIfInterrupted() {
-    if (interrupted) throw Failure("interrupted");
+    if (interrupted) {
+        throw Failure("interrupted");
+    }
 }
 
 }  // namespace mlh::cli

@@ -79,8 +79,12 @@ class Layout {
             }
         };
         include(performance.lead);
-        for (const NoteLine& voice : performance.voices) include(voice.notes);
-        if (low > high) low = high = 60.0;
+        for (const NoteLine& voice : performance.voices) {
+            include(voice.notes);
+        }
+        if (low > high) {
+            low = high = 60.0;
+        }
         low = std::clamp(low, 0.0, 127.0);
         high = std::clamp(high, 0.0, 127.0);
         lowest_ = static_cast<int>(std::floor(low)) - 3;
@@ -239,7 +243,9 @@ class Painter {
         std::array<double, 2> free = {layout_.left(), layout_.left()};  // where the last name of a row ends
         for (const TimedChord& chord : performance_.chords) {
             const double x = std::max(layout_.x(chord.time), layout_.left());
-            if (x > layout_.right()) break;
+            if (x > layout_.right()) {
+                break;
+            }
             const std::string name = chord.chord.name.empty() ? "N.C." : chord.chord.name;
             const double end = x + 4.0 + TextWidth(name);
             const std::size_t row = x + 4.0 >= free[0] ? 0 : 1;
@@ -247,7 +253,9 @@ class Painter {
             const double lift = room ? kRow * static_cast<double>(row) : 0.0;
             SetColour(kFaintInk, 0.6);
             Line(x, kTop - 5.0, x, layout_.top(), 1.0);
-            if (!room) continue;
+            if (!room) {
+                continue;
+            }
             Line(x, kTop - 20.0 - lift, x, kTop - 5.0 - lift, 1.0);  // not through the name below
             SetColour(kInk);
             Text(x + 4.0, kTop - 8.0 - lift, name);
@@ -270,7 +278,9 @@ class Painter {
             const double x = layout_.x(function.time) + 4.0;
             const std::string text = last && *last == function.text ? "\u00B7" : function.text;
             last = &function.text;
-            if (x < free) continue;  // no room
+            if (x < free) {
+                continue;  // no room
+            }
             SetColour(kPhrase);
             Text(x, layout_.top() - 6.0, text);
             free = x + TextWidth(text) + 2.0;
@@ -379,7 +389,9 @@ class Painter {
             entry(performance_.voices[v].name,
                   [&] { LegendBar(x, y, kVoices[v % kVoices.size()], 0.85, kLane - 4.0); });
         }
-        if (!performance_.phrases.empty()) entry("phrase", [&] { PhraseLine(x + 10.0, y + 2.0, y - 12.0); });
+        if (!performance_.phrases.empty()) {
+            entry("phrase", [&] { PhraseLine(x + 10.0, y + 2.0, y - 12.0); });
+        }
         if (!performance_.functions.empty()) {
             entry("function", [&] {
                 SetColour(kPhrase);
@@ -408,7 +420,9 @@ void Check(cairo_status_t status, const std::string& path) {
 }  // namespace
 
 void CheckPicture(const std::string& path) {
-    if (path.empty() || path.ends_with(".svg") || path.ends_with(".png")) return;
+    if (path.empty() || path.ends_with(".svg") || path.ends_with(".png")) {
+        return;
+    }
     throw UsageError(path + ": a picture is .svg or .png");
 }
 

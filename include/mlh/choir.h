@@ -110,12 +110,13 @@ typedef struct mlhTakePoint {
 typedef struct mlhTakeInfo {
     int64_t frames;
     int32_t channels;
-    int32_t sampleRate;  /* [Hz] */
-    int32_t notes;       /* how many were found */
-    int32_t points;      /* of the pitch curve */
-    int32_t key;         /* as the core found it: 0 to 11 major, 12 to 23 minor, 0 is C; -1 none */
-    int32_t reserved;    /* 0 */
-    double tuningCents;  /* how far the singer is above the grid of A = 440 Hz, about -50 to 50; NaN for none */
+    int32_t sampleRate; /* [Hz] */
+    int32_t notes;      /* how many were found */
+    int32_t points;     /* of the pitch curve */
+    int32_t key;        /* as the core found it: 0 to 11 major, 12 to 23 minor, 0 is C; -1 none */
+    int32_t reserved;   /* 0 */
+    double
+        tuningCents; /* how far the singer is above the grid of A = 440 Hz, about -50 to 50; NaN for none */
 } mlhTakeInfo;
 
 /* Analyses a recording of one voice.
@@ -127,10 +128,11 @@ typedef struct mlhTakeInfo {
    progress    may be null
    returns     0 and a take in *outTake; else *outTake is null: MLH_CHOIR_ARGUMENT, MLH_CHOIR_FAILED,
                MLH_CHOIR_CANCELLED, MLH_CHOIR_MEMORY  [any] */
-MLH_CHOIR_EXPORT int32_t mlhTakeCreate(mlhTake** outTake, const float* samples, int64_t frames, int32_t channels,
-                                       int32_t sampleRate, mlhChoirProgress progress, void* user);
+MLH_CHOIR_EXPORT int32_t mlhTakeCreate(mlhTake** outTake, const float* samples, int64_t frames,
+                                       int32_t channels, int32_t sampleRate, mlhChoirProgress progress,
+                                       void* user);
 
-/* Destroys *inOutTake, after its choirs, and clears it. MLH_CHOIR_ARGUMENT if there is none.  [take] */
+/* Destroys *inOutTake, after its choirs, and clears it. MLH_CHOIR_ARGUMENT if it is NULL.  [take] */
 MLH_CHOIR_EXPORT int32_t mlhTakeDestroy(mlhTake** inOutTake);
 
 /* [take] */
@@ -146,8 +148,8 @@ MLH_CHOIR_EXPORT int32_t mlhTakeGetCurve(const mlhTake* take, mlhTakePoint* outP
 
 /* Everything found as a document of kind "take", UTF-8 with a final 0. `outSize` counts bytes with it.
    withCurve   0 leaves the curve out, which is most of it  [take] */
-MLH_CHOIR_EXPORT int32_t mlhTakeGetDocument(const mlhTake* take, int32_t withCurve, char* outText, int64_t capacity,
-                                            int64_t* outSize);
+MLH_CHOIR_EXPORT int32_t mlhTakeGetDocument(const mlhTake* take, int32_t withCurve, char* outText,
+                                            int64_t capacity, int64_t* outSize);
 
 /* ---- Choir --------------------------------------------------------------------------------- */
 
@@ -164,12 +166,12 @@ typedef struct mlhChoirVoice {
 
 /* What a voice sings during a note of the lead, or a part of it. */
 typedef struct mlhChoirNote {
-    double start;  /* [s] */
-    double end;    /* [s] */
-    double pitch;  /* [MIDI scale] what sounds */
-    double level;  /* linear, 1 as the lead */
-    int32_t note;  /* MIDI number: what scores show; -1 rests */
-    int32_t lead;  /* index of the take's note that it is made from; -1 none */
+    double start; /* [s] */
+    double end;   /* [s] */
+    double pitch; /* [MIDI scale] what sounds */
+    double level; /* linear, 1 as the lead */
+    int32_t note; /* MIDI number: what scores show; -1 rests */
+    int32_t lead; /* index of the take's note that it is made from; -1 none */
 } mlhChoirNote;
 
 typedef struct mlhChoirChord {
@@ -189,18 +191,19 @@ typedef struct mlhChoirChord {
 MLH_CHOIR_EXPORT int32_t mlhChoirCreate(mlhChoir** outChoir, mlhTake* take, const char* settings,
                                         mlhChoirProgress progress, void* user);
 
-/* Destroys *inOutChoir and clears it. MLH_CHOIR_ARGUMENT if there is none.  [choir] */
+/* Destroys *inOutChoir and clears it. MLH_CHOIR_ARGUMENT if it is NULL.  [choir] */
 MLH_CHOIR_EXPORT int32_t mlhChoirDestroy(mlhChoir** inOutChoir);
 
 /* Other settings for the same choir, a whole document: what it leaves out has its default again. The
    recording is not analysed again, unless the style is not "choir" or the voices need a finer clock. On
-   failure the choir stays as it was; after MLH_CHOIR_MEMORY set them once more. Codes as mlhChoirCreate. 
+   failure the choir stays as it was; after MLH_CHOIR_MEMORY set them once more. Codes as mlhChoirCreate.
    [choir] */
 MLH_CHOIR_EXPORT int32_t mlhChoirSetSettings(mlhChoir* choir, const char* settings, mlhChoirProgress progress,
                                              void* user);
 
 /* The settings in use with all defaults, as a document that mlhChoirCreate reads.  [choir] */
-MLH_CHOIR_EXPORT int32_t mlhChoirGetSettings(const mlhChoir* choir, char* outText, int64_t capacity, int64_t* outSize);
+MLH_CHOIR_EXPORT int32_t mlhChoirGetSettings(const mlhChoir* choir, char* outText, int64_t capacity,
+                                             int64_t* outSize);
 
 /* A line for each setting: its name, what it does and what it may be. Static.  [any] */
 MLH_CHOIR_EXPORT const char* mlhChoirGetSettingsHelp(void);
@@ -218,12 +221,12 @@ MLH_CHOIR_EXPORT int32_t mlhChoirGetChords(const mlhChoir* choir, mlhChoirChord*
                                            int32_t* outCount);
 
 /* Everything decided as a document of kind "choir".  [choir] */
-MLH_CHOIR_EXPORT int32_t mlhChoirGetDocument(const mlhChoir* choir, int32_t withCurve, char* outText, int64_t capacity,
-                                             int64_t* outSize);
+MLH_CHOIR_EXPORT int32_t mlhChoirGetDocument(const mlhChoir* choir, int32_t withCurve, char* outText,
+                                             int64_t capacity, int64_t* outSize);
 
 /* Renders a stretch; what lies past the end of the take is silent. Frame n of the result belongs to frame n
    of the take. Going on where the last call ended is cheapest. With style "choir" a stretch has the bits of
-   the whole; the other styles lay their grains anew where a call does not go on.
+   the whole; the other styles place their grains again where a call does not go on.
    firstFrame  0 and up
    frames      0 to 2^30
    channels    of the mix, 1 or 2
@@ -231,21 +234,23 @@ MLH_CHOIR_EXPORT int32_t mlhChoirGetDocument(const mlhChoir* choir, int32_t with
    returns     0, MLH_CHOIR_ARGUMENT, MLH_CHOIR_CANCELLED (what was rendered so far is written),
                MLH_CHOIR_MEMORY
   [choir] */
-MLH_CHOIR_EXPORT int32_t mlhChoirRenderMix(mlhChoir* choir, int64_t firstFrame, int64_t frames, int32_t channels,
-                                           float* outMix, mlhChoirProgress progress, void* user);
+MLH_CHOIR_EXPORT int32_t mlhChoirRenderMix(mlhChoir* choir, int64_t firstFrame, int64_t frames,
+                                           int32_t channels, float* outMix, mlhChoirProgress progress,
+                                           void* user);
 
 /* The same for one voice at its own loudness, with the take's channels: [frames * channels of the take]
    interleaved.
    voice  -1 is the lead as it was recorded, 0 the first voice  [choir] */
-MLH_CHOIR_EXPORT int32_t mlhChoirRenderVoice(mlhChoir* choir, int32_t voice, int64_t firstFrame, int64_t frames,
-                                             float* outSamples, mlhChoirProgress progress, void* user);
+MLH_CHOIR_EXPORT int32_t mlhChoirRenderVoice(mlhChoir* choir, int32_t voice, int64_t firstFrame,
+                                             int64_t frames, float* outSamples, mlhChoirProgress progress,
+                                             void* user);
 
 /* Everything in one pass: channel c of line l (0 is the lead, then the voices) goes to outRows[l * channels
    + c], where channels are the take's; each row has room for `frames` and may be null.
    outMix  [frames * mixChannels] interleaved; null leaves the mix out  [choir] */
-MLH_CHOIR_EXPORT int32_t mlhChoirRenderAll(mlhChoir* choir, int64_t firstFrame, int64_t frames, float* const* outRows,
-                                           int32_t mixChannels, float* outMix, mlhChoirProgress progress,
-                                           void* user);
+MLH_CHOIR_EXPORT int32_t mlhChoirRenderAll(mlhChoir* choir, int64_t firstFrame, int64_t frames,
+                                           float* const* outRows, int32_t mixChannels, float* outMix,
+                                           mlhChoirProgress progress, void* user);
 
 /* ---- Score --------------------------------------------------------------------------------- */
 
@@ -273,9 +278,10 @@ MLH_CHOIR_EXPORT int32_t mlhScoreCreateFromChoir(mlhScore** outScore, const mlhC
              its tempo)
    returns   0 and a score in *outScore; else *outScore is null: MLH_CHOIR_ARGUMENT, MLH_CHOIR_SETTINGS,
              MLH_CHOIR_FAILED, MLH_CHOIR_MEMORY  [any] */
-MLH_CHOIR_EXPORT int32_t mlhScoreCreateFromMelody(mlhScore** outScore, const char* melody, const char* settings);
+MLH_CHOIR_EXPORT int32_t mlhScoreCreateFromMelody(mlhScore** outScore, const char* melody,
+                                                  const char* settings);
 
-/* Destroys *inOutScore and clears it. MLH_CHOIR_ARGUMENT if there is none.  [score] */
+/* Destroys *inOutScore and clears it. MLH_CHOIR_ARGUMENT if it is NULL.  [score] */
 MLH_CHOIR_EXPORT int32_t mlhScoreDestroy(mlhScore** inOutScore);
 
 MLH_CHOIR_EXPORT int32_t mlhScoreGetVoiceCount(const mlhScore* score, int32_t* outCount);
@@ -286,7 +292,8 @@ MLH_CHOIR_EXPORT int32_t mlhScoreGetNotes(const mlhScore* score, int32_t voice, 
                                           int32_t capacity, int32_t* outCount);
 
 /* Everything as a document of kind "score".  [score] */
-MLH_CHOIR_EXPORT int32_t mlhScoreGetDocument(const mlhScore* score, char* outText, int64_t capacity, int64_t* outSize);
+MLH_CHOIR_EXPORT int32_t mlhScoreGetDocument(const mlhScore* score, char* outText, int64_t capacity,
+                                             int64_t* outSize);
 
 #ifdef __cplusplus
 }

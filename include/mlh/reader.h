@@ -41,7 +41,9 @@ class MemoryReader : public MalleoTuneHarmonyAddOnIf::AudioReader {
         const int32_t available = std::min(frames, length_ - position_);
         const int32_t count = std::max(available, 0);
         for (int32_t c = 0; channels != nullptr && c < numChannels_; ++c) {
-            if (channels[c] == nullptr) continue;
+            if (channels[c] == nullptr) {
+                continue;
+            }
             TakeChannel(c, position_, count, channels[c]);
             std::fill(channels[c] + count, channels[c] + std::max(frames, count), 0.0f);
         }

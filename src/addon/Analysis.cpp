@@ -51,7 +51,9 @@ std::vector<SegmentChord> GetChords(MalleoTuneHarmonyAddOn& addOn) {
 
 Analysis GetAnalysis(MalleoTuneHarmonyAddOnIf& addOn) {
     auto* own = dynamic_cast<MalleoTuneHarmonyAddOn*>(&addOn);
-    if (own == nullptr || !own->IsAnalysed()) return {};
+    if (own == nullptr || !own->IsAnalysed()) {
+        return {};
+    }
     const double rate = own->GetSampleRate();
     Analysis analysis;
     analysis.curve = GetCurve(own->GetAnalysis(), rate);

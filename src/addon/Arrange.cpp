@@ -115,7 +115,9 @@ ArrangeChord ChordOfTones(CChoiralizerV2& engine, const int32_t* tones, int32_t 
     std::vector<int32_t> pitches;
     for (int32_t k = 0; k < 4; ++k) {
         const int32_t pitch = 60 + key + tones[k];
-        if (std::find(pitches.begin(), pitches.end(), pitch) == pitches.end()) pitches.push_back(pitch);
+        if (std::find(pitches.begin(), pitches.end(), pitch) == pitches.end()) {
+            pitches.push_back(pitch);
+        }
     }
     pitches.resize(4, -1);
     ChordInfo info;
@@ -140,7 +142,9 @@ const std::vector<std::string>& ScaleNames() {
 std::vector<ArrangedNote> Arrange(const std::vector<ArrangeNote>& melody, const ArrangeSettings& settings) {
     const bool pitched =
         std::all_of(melody.begin(), melody.end(), [](const ArrangeNote& n) { return n.pitch >= 0; });
-    if (melody.empty() || !pitched || !AreValid(settings)) return {};
+    if (melody.empty() || !pitched || !AreValid(settings)) {
+        return {};
+    }
 
     const Parameters parameters(settings);
     CChoiralizerV2 engine;
@@ -155,7 +159,9 @@ std::vector<ArrangedNote> Arrange(const std::vector<ArrangeNote>& melody, const 
         engine.SetRange(kReach - above, above);
     }
     SetMelody(engine, melody);
-    if (engine.Calculate() != 0) return {};
+    if (engine.Calculate() != 0) {
+        return {};
+    }
 
     NoteList* rows = nullptr;
     ChordInfo* chords = nullptr;
@@ -164,7 +170,9 @@ std::vector<ArrangedNote> Arrange(const std::vector<ArrangeNote>& melody, const 
     std::vector<ArrangedNote> arranged;
     for (std::size_t i = 0; i < melody.size(); ++i) {
         ArrangedNote note{};
-        for (std::size_t r = 0; r < 4; ++r) note.rows[r] = rows[r].items[i].pitch;
+        for (std::size_t r = 0; r < 4; ++r) {
+            note.rows[r] = rows[r].items[i].pitch;
+        }
         note.chord = {chords[i].root, chords[i].triadType, chords[i].seventhType};
         note.chordName = chords[i].name;
         if (own) {

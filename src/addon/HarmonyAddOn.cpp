@@ -44,18 +44,25 @@ void MalleoTuneHarmonyAddOn::SynthesizerDeleter::operator()(CMELODORPitchSynthes
 }
 
 int32_t MalleoTuneHarmonyAddOnIf::CreateInstance(MalleoTuneHarmonyAddOnIf** out, AudioReader* reader) {
-    if (out == nullptr) return kAddOnBadArgument;
-    *out = nullptr;
-    if (reader == nullptr || reader->GetSampleRate() < kMinSampleRate || reader->GetNumChannels() < 1)
+    if (out == nullptr) {
         return kAddOnBadArgument;
+    }
+    *out = nullptr;
+    if (reader == nullptr || reader->GetSampleRate() < kMinSampleRate || reader->GetNumChannels() < 1) {
+        return kAddOnBadArgument;
+    }
     std::unique_ptr<MalleoTuneHarmonyAddOn> created(new (std::nothrow) MalleoTuneHarmonyAddOn(reader));
-    if (!created || created->Init() != 0) return kAddOnFailed;
+    if (!created || created->Init() != 0) {
+        return kAddOnFailed;
+    }
     *out = created.release();
     return 0;
 }
 
 int32_t MalleoTuneHarmonyAddOnIf::DestroyInstance(MalleoTuneHarmonyAddOnIf** handle) {
-    if (handle == nullptr || *handle == nullptr) return kAddOnBadArgument;
+    if (handle == nullptr || *handle == nullptr) {
+        return kAddOnBadArgument;
+    }
     delete *handle;
     *handle = nullptr;
     return 0;
@@ -68,13 +75,17 @@ MalleoTuneHarmonyAddOn::~MalleoTuneHarmonyAddOn() = default;
 
 int32_t MalleoTuneHarmonyAddOn::Init() {
     CPitchMarksIf* marks = nullptr;
-    if (CreatePitchMarks(&marks) != 0) return kAddOnFailed;
+    if (CreatePitchMarks(&marks) != 0) {
+        return kAddOnFailed;
+    }
     pitchMarks_.reset(marks);
     pitchMarks_->Reserve(kReservedMarks);
 
     CMELODORPitchAnalysisIf* analysis = nullptr;
     const float rate = static_cast<float>(reader_.GetSampleRate());
-    if (CreatePitchAnalysis(&analysis, marks, rate, reader_.GetNumChannels()) != 0) return kAddOnFailed;
+    if (CreatePitchAnalysis(&analysis, marks, rate, reader_.GetNumChannels()) != 0) {
+        return kAddOnFailed;
+    }
     analysis_.reset(analysis);
 
     ChoiralizerV2::CChoiralizerV2If* harmony = nullptr;
@@ -84,8 +95,12 @@ int32_t MalleoTuneHarmonyAddOn::Init() {
 }
 
 int32_t MalleoTuneHarmonyAddOn::Prepare() {
-    if (analysed_) return 0;
-    if (!FeedAnalysis() || !CreateSynthesizers()) return kAddOnFailed;
+    if (analysed_) {
+        return 0;
+    }
+    if (!FeedAnalysis() || !CreateSynthesizers()) {
+        return kAddOnFailed;
+    }
     analysed_ = true;
     SetKey(analysis_->EstimateKey(0));
     SetHarmonyMode(NumberOf(AddOnMode::ThreeVoices));
@@ -103,7 +118,9 @@ bool MalleoTuneHarmonyAddOn::FeedAnalysis() {
         count = reader_.Read(block.GetChannels(), kAnalysisBlock);
         analysis_->ProcessInput(block.GetChannels(), count);
     } while (count == kAnalysisBlock);
-    if (analysis_->FinishInput() != 0) return false;
+    if (analysis_->FinishInput() != 0) {
+        return false;
+    }
     analysis_->RunAllSteps();
     return true;
 }
@@ -113,7 +130,9 @@ bool MalleoTuneHarmonyAddOn::CreateSynthesizers() {
         CMELODORPitchSynthesizerIf* created = nullptr;
         CreatePitchSynthesizer(&created, &reader_, pitchMarks_.get(), analysis_.get());
         synthesizer.reset(created);
-        if (!synthesizer) return false;
+        if (!synthesizer) {
+            return false;
+        }
     }
     return true;
 }
@@ -127,13 +146,19 @@ void MalleoTuneHarmonyAddOn::Process(float** voices, int32_t frames) {
             synthesizers_[v]->Process(out, frames);
             continue;
         }
-        for (int32_t c = 0; c < channels; ++c) std::fill_n(out[c], std::max(frames, 0), 0.0f);
+        for (int32_t c = 0; c < channels; ++c) {
+            std::fill_n(out[c], std::max(frames, 0), 0.0f);
+        }
     }
 }
 
 void MalleoTuneHarmonyAddOn::SetPosition(double seconds) {
-    if (!analysed_) return;
-    for (auto& synthesizer : synthesizers_) synthesizer->SetPosition(seconds);
+    if (!analysed_) {
+        return;
+    }
+    for (auto& synthesizer : synthesizers_) {
+        synthesizer->SetPosition(seconds);
+    }
 }
 
 double MalleoTuneHarmonyAddOn::GetPosition() { return analysed_ ? synthesizers_[0]->GetPosition() : 0.0; }
@@ -141,9 +166,15 @@ double MalleoTuneHarmonyAddOn::GetPosition() { return analysed_ ? synthesizers_[
 double MalleoTuneHarmonyAddOn::GetDuration() { return analysed_ ? synthesizers_[0]->GetDuration() : 0.0; }
 
 int32_t MalleoTuneHarmonyAddOn::SetHarmonyMode(int32_t mode) {
-    if (!analysed_) return 0;
-    if (mode >= 0 && mode < kManualMode) harmony_->SetMode(mode);
-    if (mode == kManualMode) ResetVoicesToLead();
+    if (!analysed_) {
+        return 0;
+    }
+    if (mode >= 0 && mode < kManualMode) {
+        harmony_->SetMode(mode);
+    }
+    if (mode == kManualMode) {
+        ResetVoicesToLead();
+    }
     harmonyMode_ = mode;
     NoteChange();
     return 0;
@@ -152,7 +183,9 @@ int32_t MalleoTuneHarmonyAddOn::SetHarmonyMode(int32_t mode) {
 int32_t MalleoTuneHarmonyAddOn::GetHarmonyMode() { return harmonyMode_; }
 
 int32_t MalleoTuneHarmonyAddOn::SetSpread(float spread) {
-    if (!(spread >= 0.0f && spread <= 1.0f)) return kAddOnBadArgument;
+    if (!(spread >= 0.0f && spread <= 1.0f)) {
+        return kAddOnBadArgument;
+    }
     harmonyParams_[1] = BitCast<int32_t>(spread);
     harmony_->SetParams(harmonyParams_.data());
     NoteChange();
@@ -162,7 +195,9 @@ int32_t MalleoTuneHarmonyAddOn::SetSpread(float spread) {
 float MalleoTuneHarmonyAddOn::GetSpread() { return BitCast<float>(harmonyParams_[1]); }
 
 int32_t MalleoTuneHarmonyAddOn::SetVoicesAbove(int32_t count) {
-    if (count < 0 || count > 3) return kAddOnBadArgument;
+    if (count < 0 || count > 3) {
+        return kAddOnBadArgument;
+    }
     harmonyParams_[0] = count;
     harmony_->SetParams(harmonyParams_.data());
     NoteChange();
@@ -172,30 +207,40 @@ int32_t MalleoTuneHarmonyAddOn::SetVoicesAbove(int32_t count) {
 int32_t MalleoTuneHarmonyAddOn::GetVoicesAbove() { return harmonyParams_[0]; }
 
 int32_t MalleoTuneHarmonyAddOn::SetVoicePitchVector(int32_t voice, PitchVector pitches) {
-    if (voice < 0 || voice >= kVoiceCount || pitches.size() != leadPitch_.size()) return kAddOnBadArgument;
+    if (voice < 0 || voice >= kVoiceCount || pitches.size() != leadPitch_.size()) {
+        return kAddOnBadArgument;
+    }
     SettleVoices();
     pushed_ = false;
     // Where chords have split the lead since the last update, the voice still has its old elements.
     PitchVector& own = voicePitch_[voice];
     const std::size_t count = std::min(own.size(), pitches.size());
-    for (std::size_t i = 0; i < count; ++i) own[i].SetPitch(pitches[i].GetPitch());
+    for (std::size_t i = 0; i < count; ++i) {
+        own[i].SetPitch(pitches[i].GetPitch());
+    }
     NoteChange();
     return 0;
 }
 
 MalleoTuneHarmonyAddOnIf::PitchVector MalleoTuneHarmonyAddOn::GetVoicePitchVector(int32_t voice) {
-    if (voice < 0 || voice >= kVoiceCount || !voicesReady_) return {};
+    if (voice < 0 || voice >= kVoiceCount || !voicesReady_) {
+        return {};
+    }
     SettleVoices();
     return voicePitch_[voice];
 }
 
 MalleoTuneHarmonyAddOnIf::PitchVector MalleoTuneHarmonyAddOn::GetLeadPitchVector() {
-    if (!analysed_) return {};
+    if (!analysed_) {
+        return {};
+    }
     return leadPitch_;
 }
 
 int32_t MalleoTuneHarmonyAddOn::SetKey(int32_t key) {
-    if (!analysed_) return kAddOnNotReady;
+    if (!analysed_) {
+        return kAddOnNotReady;
+    }
     const int32_t scale = key >= 12 ? kMinorScale : kMajorScale;
     harmony_->SetKey(key % 12);
     harmony_->SetInputScale(scale);
@@ -207,20 +252,28 @@ int32_t MalleoTuneHarmonyAddOn::SetKey(int32_t key) {
 }
 
 int32_t MalleoTuneHarmonyAddOn::GetKey() {
-    if (!analysed_) return -1;
+    if (!analysed_) {
+        return -1;
+    }
     return harmony_->GetKey() + (harmony_->GetInputScale() == kMinorScale ? 12 : 0);
 }
 
 int32_t MalleoTuneHarmonyAddOn::SetVoiceParameter(int32_t voice, int32_t kind, float value) {
-    if (voice < 0 || voice >= activeVoices_) return 0;
-    if (kind < 0 || kind >= kVoiceParameters) return kAddOnVoiceRefused;
+    if (voice < 0 || voice >= activeVoices_) {
+        return 0;
+    }
+    if (kind < 0 || kind >= kVoiceParameters) {
+        return kAddOnVoiceRefused;
+    }
     return synthesizers_[voice]->SetGlobalParameter(kind + GlobalFormantShift, value) == 0
                ? 0
                : kAddOnVoiceRefused;
 }
 
 float MalleoTuneHarmonyAddOn::GetVoiceParameter(int32_t voice, int32_t kind) {
-    if (voice < 0 || voice >= activeVoices_ || kind < 0 || kind >= kVoiceParameters) return -1.0f;
+    if (voice < 0 || voice >= activeVoices_ || kind < 0 || kind >= kVoiceParameters) {
+        return -1.0f;
+    }
     return synthesizers_[voice]->GetGlobalParameter(kind + GlobalFormantShift);
 }
 
@@ -243,7 +296,9 @@ void MalleoTuneHarmonyAddOn::RebuildLead() {
     }
 
     const bool manual = harmonyMode_ == kManualMode;
-    if (manual) harmony_->SetChordCount(count);
+    if (manual) {
+        harmony_->SetChordCount(count);
+    }
     ChoiralizerV2::NoteList melody;
     melody.items = melody_.data();
     melody.count = count;
@@ -256,8 +311,12 @@ void MalleoTuneHarmonyAddOn::ResetVoicesToLead() {
     pushed_ = false;
     for (int32_t v = 0; v < kVoiceCount; ++v) {
         voicePitch_[v] = leadPitch_;
-        if (v == 0) continue;
-        for (PitchElement& element : voicePitch_[v]) element.SetPitch(kMuted);
+        if (v == 0) {
+            continue;
+        }
+        for (PitchElement& element : voicePitch_[v]) {
+            element.SetPitch(kMuted);
+        }
     }
 }
 
@@ -265,18 +324,24 @@ void MalleoTuneHarmonyAddOn::ResetVoicesToLead() {
 // the first element to end later than `time` is the only candidate that can hold it.
 int32_t MalleoTuneHarmonyAddOn::FindLeadElementAt(float time) const {
     const auto found = std::upper_bound(latestEnd_.begin(), latestEnd_.end(), time);
-    if (found == latestEnd_.end()) return 0;
+    if (found == latestEnd_.end()) {
+        return 0;
+    }
     const auto index = found - latestEnd_.begin();
     return leadPitch_[static_cast<std::size_t>(index)].GetStart() < time ? static_cast<int32_t>(index) : 0;
 }
 
 // In the automatic modes Update puts the engine's rows over all that a chord could write.
 int32_t MalleoTuneHarmonyAddOn::ApplyChord(ChordElement chord) {
-    if (!analysed_) return 0;
+    if (!analysed_) {
+        return 0;
+    }
     if (harmonyMode_ == kManualMode) {
         const int32_t first = FindLeadElementAt(static_cast<float>(synthesizers_[0]->GetPosition()));
         VoicePitches pitches;
-        for (int32_t v = 0; v < kVoiceCount; ++v) pitches[v] = static_cast<float>(chord.GetNotes()[v]);
+        for (int32_t v = 0; v < kVoiceCount; ++v) {
+            pitches[v] = static_cast<float>(chord.GetNotes()[v]);
+        }
         chordTails_.Assign(first, pitches);
         if (pushed_) {
             pushed_ = false;  // should memory run out on the way
@@ -290,13 +355,21 @@ int32_t MalleoTuneHarmonyAddOn::ApplyChord(ChordElement chord) {
 }
 
 int32_t MalleoTuneHarmonyAddOn::SetChordVector(ChordVector chords) {
-    if (!analysed_) return kAddOnNotReady;
-    if (chords.empty() || harmonyMode_ == kManualMode) return kAddOnBadArgument;
-    for (int32_t v = 0; v < activeVoices_; ++v) synthesizers_[v]->Reset();
+    if (!analysed_) {
+        return kAddOnNotReady;
+    }
+    if (chords.empty() || harmonyMode_ == kManualMode) {
+        return kAddOnBadArgument;
+    }
+    for (int32_t v = 0; v < activeVoices_; ++v) {
+        synthesizers_[v]->Reset();
+    }
 
     // The elements looked up are those of before the loop, while the segments are already split: a chord
     // after a split in the same call tests the times of a neighbour.
-    for (const ChordElement& chord : chords) SplitSegmentsAt(chord.GetTime());
+    for (const ChordElement& chord : chords) {
+        SplitSegmentsAt(chord.GetTime());
+    }
     const int32_t count = synthesizers_[0]->GetSegmentCount();
     harmony_->SetChordCount(count);
     RebuildLead();
@@ -318,10 +391,14 @@ void MalleoTuneHarmonyAddOn::SetChordSplitThreshold(float seconds) { chordSplitT
 void MalleoTuneHarmonyAddOn::SplitSegmentsAt(float time) {
     const int32_t index = FindLeadElementAt(time);
     SegmentInfo info;
-    if (synthesizers_[0]->GetSegmentInfo(index, &info) != 0) return;
+    if (synthesizers_[0]->GetSegmentInfo(index, &info) != 0) {
+        return;
+    }
     const float sinceStart = static_cast<float>(time - info.sourceStart);
     const float sinceEnd = static_cast<float>(time - info.sourceEnd);
-    if (!(sinceStart > chordSplitThreshold_)) return;
+    if (!(sinceStart > chordSplitThreshold_)) {
+        return;
+    }
 
     // Early enough that the voice has arrived when the chord comes; less early near the segment's end.
     double offset;
@@ -332,7 +409,9 @@ void MalleoTuneHarmonyAddOn::SplitSegmentsAt(float time) {
     } else {
         return;
     }
-    for (auto& synthesizer : synthesizers_) synthesizer->SplitSegment(index, offset);
+    for (auto& synthesizer : synthesizers_) {
+        synthesizer->SplitSegment(index, offset);
+    }
 }
 
 void MalleoTuneHarmonyAddOn::SetChordOfSegments(const ChordElement& chord, int32_t first, int32_t end) {
@@ -371,7 +450,9 @@ bool MalleoTuneHarmonyAddOn::Calculate() {
 }
 
 int32_t MalleoTuneHarmonyAddOn::Update() {
-    if (!analysed_) return 0;
+    if (!analysed_) {
+        return 0;
+    }
     if (settled_) {  // chords that come in an automatic mode change nothing
         dirty_ = false;
         return 0;
@@ -395,7 +476,9 @@ int32_t MalleoTuneHarmonyAddOn::Update() {
 void MalleoTuneHarmonyAddOn::AssignRows() {
     if (harmonyMode_ == kManualMode) {
         activeVoices_ = kVoiceCount;
-        for (int32_t v = 0; v < kVoiceCount; ++v) voiceRow_[v] = v;
+        for (int32_t v = 0; v < kVoiceCount; ++v) {
+            voiceRow_[v] = v;
+        }
         return;
     }
     chordTails_.Clear();
@@ -409,7 +492,9 @@ void MalleoTuneHarmonyAddOn::AssignRows() {
     voiceRow_[0] = kLeadRow;
     activeVoices_ = 1;
     for (int32_t r = 0; r < kVoiceCount; ++r) {
-        if (r != kLeadRow && pitchAt(r, 0) != -1) voiceRow_[activeVoices_++] = r;
+        if (r != kLeadRow && pitchAt(r, 0) != -1) {
+            voiceRow_[activeVoices_++] = r;
+        }
     }
     // Voices that are not active follow whatever row they had before.
     for (int32_t v = 0; v < kVoiceCount; ++v) {
@@ -440,7 +525,9 @@ int32_t MalleoTuneHarmonyAddOn::CountSungSegments(int32_t voice) const {
 }
 
 void MalleoTuneHarmonyAddOn::PushToSynthesizers() {
-    if (pushed_) return;
+    if (pushed_) {
+        return;
+    }
     SettleVoices();
     for (int32_t v = 0; v < activeVoices_; ++v) {
         CMELODORPitchSynthesizerIf& synthesizer = *synthesizers_[v];
@@ -449,7 +536,9 @@ void MalleoTuneHarmonyAddOn::PushToSynthesizers() {
             const float pitch = voicePitch_[v][static_cast<std::size_t>(i)].GetPitch();
             const bool muted = pitch == kMuted;
             // Muting leaves the target pitch, towards which the neighbours glide.
-            if (!muted) synthesizer.SetSegmentParameter(i, SegmentTargetPitch, pitch);
+            if (!muted) {
+                synthesizer.SetSegmentParameter(i, SegmentTargetPitch, pitch);
+            }
             synthesizer.SetSegmentParameter(i, SegmentGain, muted ? 0.0f : 1.0f);
         }
     }
@@ -461,9 +550,13 @@ void MalleoTuneHarmonyAddOn::PushChordToSynthesizers(const VoicePitches& pitches
     for (int32_t v = 0; v < kVoiceCount; ++v) {
         CMELODORPitchSynthesizerIf& synthesizer = *synthesizers_[v];
         const int32_t end = CountSungSegments(v);
-        if (first >= end) continue;
+        if (first >= end) {
+            continue;
+        }
         const bool muted = pitches[v] == kMuted;
-        if (!muted) synthesizer.SetSegmentParameters(first, end, SegmentTargetPitch, pitches[v]);
+        if (!muted) {
+            synthesizer.SetSegmentParameters(first, end, SegmentTargetPitch, pitches[v]);
+        }
         synthesizer.SetSegmentParameters(first, end, SegmentGain, muted ? 0.0f : 1.0f);
     }
 }

@@ -21,14 +21,18 @@ constexpr int32_t kBlock = 4096;  // [frames]
 bool IsSound(const VoiceSegment& segment) {
     for (const double value :
          {segment.sourceStart, segment.sourceEnd, segment.targetStart, segment.targetEnd}) {
-        if (!std::isfinite(value)) return false;
+        if (!std::isfinite(value)) {
+            return false;
+        }
     }
     for (const float value :
          {segment.detectedPitch, segment.targetPitch, segment.gain, segment.modulationKeep,
           segment.formantShift, segment.glideInShare, segment.glideOutShare, segment.glideInExtra,
           segment.glideOutExtra, segment.fadeInShare, segment.fadeOutShare, segment.fadeInLevel,
           segment.fadeOutLevel}) {
-        if (!std::isfinite(value)) return false;
+        if (!std::isfinite(value)) {
+            return false;
+        }
     }
     return segment.sourceStart >= 0.0 && segment.sourceStart <= segment.sourceEnd &&
            segment.targetStart <= segment.targetEnd;
@@ -37,7 +41,9 @@ bool IsSound(const VoiceSegment& segment) {
 bool FollowEachOther(const std::vector<VoiceSegment>& segments) {
     double end = 0.0;
     for (const VoiceSegment& segment : segments) {
-        if (!IsSound(segment) || segment.targetStart != end) return false;
+        if (!IsSound(segment) || segment.targetStart != end) {
+            return false;
+        }
         end = segment.targetEnd;
     }
     return true;
@@ -92,7 +98,9 @@ class HarmonyVoice final : public HarmonyVoiceIf {
     HarmonyVoice(MalleoTuneHarmonyAddOn& addOn, MalleoTuneHarmonyAddOnIf::AudioReader& reader)
         : reader_(&reader), synthesizer_(MakeSynthesizer(reader_, addOn)) {
         for (Block& block : blocks_) {
-            for (auto& row : block.rows) row.resize(kBlock);
+            for (auto& row : block.rows) {
+                row.resize(kBlock);
+            }
         }
     }
 
@@ -109,10 +117,14 @@ class HarmonyVoice final : public HarmonyVoiceIf {
     }
 
     int32_t SetSegments(const std::vector<VoiceSegment>& segments) override {
-        if (!FollowEachOther(segments)) return kAddOnBadArgument;
+        if (!FollowEachOther(segments)) {
+            return kAddOnBadArgument;
+        }
         std::vector<SegmentInfo> infos;
         infos.reserve(segments.size());
-        for (const VoiceSegment& segment : segments) infos.push_back(ToInfo(segment));
+        for (const VoiceSegment& segment : segments) {
+            infos.push_back(ToInfo(segment));
+        }
         synthesizer_.ReplaceSegments(infos);
         StartAgain();
         return kSuccess;
@@ -127,7 +139,9 @@ class HarmonyVoice final : public HarmonyVoiceIf {
 
     int32_t Render(float* const* out, int32_t first, int32_t frames) override {
         const int32_t channels = reader_.GetNumChannels();
-        if (out == nullptr || first < 0 || frames < 0 || channels > 2) return kAddOnBadArgument;
+        if (out == nullptr || first < 0 || frames < 0 || channels > 2) {
+            return kAddOnBadArgument;
+        }
         for (int32_t done = 0; done < frames;) {
             const int64_t position = static_cast<int64_t>(first) + done;
             const auto offset = static_cast<int32_t>(position % kBlock);
@@ -160,7 +174,9 @@ class HarmonyVoice final : public HarmonyVoiceIf {
     void StartAgain() {
         synthesizer_.Restart();
         rendered_ = 0;
-        for (Block& block : blocks_) block.index = -1;
+        for (Block& block : blocks_) {
+            block.index = -1;
+        }
     }
 
     struct Block {
@@ -171,14 +187,22 @@ class HarmonyVoice final : public HarmonyVoiceIf {
     // The block, null where it lies past the voice's end. The one before stays: callers with a filter after
     // the voice come back for a few samples of it.
     const Block* HoldBlock(int64_t index) {
-        if (index * kBlock >= std::ceil(GetDuration() * reader_.GetSampleRate()) + kBlock) return nullptr;
+        if (index * kBlock >= std::ceil(GetDuration() * reader_.GetSampleRate()) + kBlock) {
+            return nullptr;
+        }
         Block& block = blocks_[index % 2];
-        if (block.index == index) return &block;
-        if (index < rendered_) StartAgain();
+        if (block.index == index) {
+            return &block;
+        }
+        if (index < rendered_) {
+            StartAgain();
+        }
         synthesizer_.KeepSilentBefore(index * kBlock);
         block.index = -1;
         float* rows[] = {block.rows[0].data(), block.rows[1].data()};
-        for (; rendered_ <= index; ++rendered_) synthesizer_.Process(rows, kBlock);
+        for (; rendered_ <= index; ++rendered_) {
+            synthesizer_.Process(rows, kBlock);
+        }
         block.index = index;
         return &block;
     }
@@ -193,20 +217,31 @@ class HarmonyVoice final : public HarmonyVoiceIf {
 
 int32_t HarmonyVoiceIf::CreateInstance(HarmonyVoiceIf** out, MalleoTuneHarmonyAddOnIf* addOn,
                                        MalleoTuneHarmonyAddOnIf::AudioReader* reader) {
-    if (out == nullptr) return kAddOnBadArgument;
+    if (out == nullptr) {
+        return kAddOnBadArgument;
+    }
     *out = nullptr;
     auto* own = dynamic_cast<MalleoTuneHarmonyAddOn*>(addOn);
-    if (own == nullptr) return kAddOnBadArgument;
-    if (!own->IsAnalysed()) return kAddOnNotReady;
-    if (reader == nullptr) reader = &own->GetReader();
-    if (reader->GetNumChannels() < 1 || reader->GetSampleRate() != own->GetSampleRate())
+    if (own == nullptr) {
         return kAddOnBadArgument;
+    }
+    if (!own->IsAnalysed()) {
+        return kAddOnNotReady;
+    }
+    if (reader == nullptr) {
+        reader = &own->GetReader();
+    }
+    if (reader->GetNumChannels() < 1 || reader->GetSampleRate() != own->GetSampleRate()) {
+        return kAddOnBadArgument;
+    }
     *out = new HarmonyVoice(*own, *reader);
     return kSuccess;
 }
 
 int32_t HarmonyVoiceIf::DestroyInstance(HarmonyVoiceIf** handle) {
-    if (handle == nullptr || *handle == nullptr) return kAddOnBadArgument;
+    if (handle == nullptr || *handle == nullptr) {
+        return kAddOnBadArgument;
+    }
     delete static_cast<HarmonyVoice*>(*handle);
     *handle = nullptr;
     return kSuccess;

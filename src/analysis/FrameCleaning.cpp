@@ -43,7 +43,9 @@ int32_t CountCrossings(const FrameSearch& frames, const FrameWindow& window, flo
         const float before = frames[i - 1].pitch - centre;
         const float here = frames[i].pitch - centre;
         const bool crosses = (before < 0.0f && here >= 0.0f) || (before > 0.0f && here <= 0.0f);
-        if (!crosses || frames[i].position - previous <= minDistance) continue;
+        if (!crosses || frames[i].position - previous <= minDistance) {
+            continue;
+        }
         ++count;
         previous = frames[i].position;
     }
@@ -56,16 +58,22 @@ bool IsVibrato(FrameSearch& frames, const FrameWindow& window, const WindowPitch
                const TurningPoints& turns, const SegmentationSettings& settings) {
     const int32_t pairs = turns.Maxima().Count() + turns.Minima().Count() - 2;
     const int32_t slowPairs = turns.Maxima().SlowPairs() + turns.Minima().SlowPairs();
-    if (static_cast<float>(slowPairs) / static_cast<float>(pairs) < 0.4f) return false;
+    if (static_cast<float>(slowPairs) / static_cast<float>(pairs) < 0.4f) {
+        return false;
+    }
 
     const float mean = pitch.MeanVoiced();
     const float offset = std::fabs(pitch.Middle() - mean);
-    if (!(offset <= 0.25f)) return false;
+    if (!(offset <= 0.25f)) {
+        return false;
+    }
 
     FrameWindow ahead(window.end - settings.medianWindow, window.end + settings.medianWindow);
     ahead.Align(frames, settings.minWindow, settings.vibratoWindow);
     const float drift = std::fabs(MeanVoicedPitch(frames, ahead.first, ahead.last) - mean);
-    if (!(drift <= 0.5f)) return false;
+    if (!(drift <= 0.5f)) {
+        return false;
+    }
 
     const int32_t minDistance = static_cast<int32_t>(settings.sampleRate * 0.0116f);
     return CountCrossings(frames, window, turns.Centre(), minDistance) >= 4;
@@ -76,15 +84,23 @@ bool IsVibrato(FrameSearch& frames, const FrameWindow& window, const WindowPitch
 void NoteSegmentation::NormalizeFrames() {
     float loudest = 0.0f;
     for (const AnalysisFrame& frame : raw_) {
-        if (frame.energy > loudest) loudest = frame.energy;
+        if (frame.energy > loudest) {
+            loudest = frame.energy;
+        }
     }
     const float scale = loudest > 0.0f ? 1.0f / loudest : 0.0f;
-    for (AnalysisFrame& frame : raw_) frame.energy *= scale;
+    for (AnalysisFrame& frame : raw_) {
+        frame.energy *= scale;
+    }
 
     for (size_t i = 0; i < raw_.size(); ++i) {
         AnalysisFrame& frame = raw_[i];
-        if (frame.voiced && frame.energy < 0.0005f) frame.voiced = 0;
-        if (i == 0) continue;
+        if (frame.voiced && frame.energy < 0.0005f) {
+            frame.voiced = 0;
+        }
+        if (i == 0) {
+            continue;
+        }
         AnalysisFrame& before = raw_[i - 1];
         // Energy that doubles is a new onset; the gap before it separates the notes.
         if (frame.voiced && before.voiced && (frame.energy - before.energy) / before.energy > 0.95f) {
@@ -119,14 +135,18 @@ void NoteSegmentation::RejectJumps() {
 }
 
 void NoteSegmentation::FlattenVibrato() {
-    if (FrameCount() < 2) return;
+    if (FrameCount() < 2) {
+        return;
+    }
     FrameSearch frames(raw_, positionsRise_, voicedSkips_);
     FrameWindow window(0, settings.vibratoWindow);
     WindowPitch pitch;
     TurningPoints turns;
     Plateau plateau;
     const auto write = [&] {
-        for (int32_t i = plateau.first; i < plateau.last; ++i) smoothed_[i].pitch = plateau.pitch;
+        for (int32_t i = plateau.first; i < plateau.last; ++i) {
+            smoothed_[i].pitch = plateau.pitch;
+        }
     };
     int32_t cursor = 0;
     Rounds rounds(FrameCount());
@@ -134,23 +154,31 @@ void NoteSegmentation::FlattenVibrato() {
         window.Align(frames, settings.minWindow, settings.vibratoWindow);
         pitch.Measure(frames, window);
         const bool isNarrow = pitch.Range() < 6.0f;
-        if (isNarrow) turns.Measure(frames, window, settings.sampleRate);
+        if (isNarrow) {
+            turns.Measure(frames, window, settings.sampleRate);
+        }
         const bool hasTurns = turns.Maxima().Count() >= 2 && turns.Minima().Count() >= 2;
 
         if (isNarrow && !hasTurns) {
             window.StartAt(frames, int64_t{cursor} + 1, settings.vibratoWindow);
             const int64_t limit = window.start + settings.minWindow;
-            while (cursor < frames.Last() && frames[cursor + 1].position < limit) ++cursor;
+            while (cursor < frames.Last() && frames[cursor + 1].position < limit) {
+                ++cursor;
+            }
             window.Align(frames, settings.minWindow, settings.vibratoWindow);
             continue;
         }
         if (isNarrow && IsVibrato(frames, window, pitch, turns, settings)) {
-            if (!plateau.IsReplacedBy(window)) write();
+            if (!plateau.IsReplacedBy(window)) {
+                write();
+            }
             plateau = {window.first, window.last, turns.Centre()};
             cursor = window.last;
             window.end += settings.minWindow;
             window.Align(frames, settings.minWindow, settings.vibratoWindow);
-            if (window.last == cursor) window.StartAt(frames, int64_t{cursor} + 1, settings.vibratoWindow);
+            if (window.last == cursor) {
+                window.StartAt(frames, int64_t{cursor} + 1, settings.vibratoWindow);
+            }
         } else {
             window.StartAt(frames, int64_t{cursor} + 1, settings.vibratoWindow);
             window.Align(frames, settings.minWindow, settings.vibratoWindow);
@@ -164,7 +192,9 @@ void NoteSegmentation::RepairOutliers() {
     const int32_t count = FrameCount();
     std::vector<AnalysisFrame>& frames = smoothed_;
     for (int32_t i = 0; i <= count - 33; ++i) {
-        if (!frames[i].voiced) continue;
+        if (!frames[i].voiced) {
+            continue;
+        }
         // As many frames as last 75 ms at the local period.
         const int64_t period = int64_t{frames[i + 1].position} - frames[i].position;
         const float wanted = std::floor(settings.sampleRate * 0.075f / static_cast<float>(period) + 0.5f);
@@ -172,14 +202,20 @@ void NoteSegmentation::RepairOutliers() {
         float farthest = 0.0f;  // of the voiced frames between i and j from frame i
         for (int32_t j = i + 2; j <= i + reach; ++j) {
             const float distance = std::fabs(frames[i].pitch - frames[j - 1].pitch);
-            if (frames[j - 1].voiced && distance > farthest) farthest = distance;
+            if (frames[j - 1].voiced && distance > farthest) {
+                farthest = distance;
+            }
             const bool isReturn = frames[j].voiced && std::fabs(frames[i].pitch - frames[j].pitch) < 0.5f;
             // The mean lies within a quarter of a semitone of frame i: nothing this near to that can be off
             // by 1.
-            if (!isReturn || farthest < 0.7f) continue;
+            if (!isReturn || farthest < 0.7f) {
+                continue;
+            }
             const float mean = (frames[i].pitch + frames[j].pitch) * 0.5f;
             for (int32_t k = i + 1; k < j; ++k) {
-                if (frames[k].voiced && std::fabs(frames[k].pitch - mean) > 1.0f) frames[k].pitch = mean;
+                if (frames[k].voiced && std::fabs(frames[k].pitch - mean) > 1.0f) {
+                    frames[k].pitch = mean;
+                }
             }
         }
     }
@@ -187,15 +223,21 @@ void NoteSegmentation::RepairOutliers() {
 }
 
 void NoteSegmentation::LevelPlateaus() {
-    if (FrameCount() < 2) return;
+    if (FrameCount() < 2) {
+        return;
+    }
     FrameSearch frames(smoothed_, positionsRise_, voicedSkips_);
     FrameWindow window(0, settings.medianWindow);
     WindowPitch pitch;
     Plateau plateau;
     const auto write = [&] {
-        if (plateau.first >= plateau.last) return;
+        if (plateau.first >= plateau.last) {
+            return;
+        }
         const float median = MedianVoicedPitch(smoothed_.data(), plateau.first, plateau.last, pitches_);
-        for (int32_t i = plateau.first; i < plateau.last; ++i) clean_[i].pitch = median;
+        for (int32_t i = plateau.first; i < plateau.last; ++i) {
+            clean_[i].pitch = median;
+        }
     };
     int32_t cursor = 0;
     Rounds rounds(FrameCount());
@@ -210,19 +252,25 @@ void NoteSegmentation::LevelPlateaus() {
             window.StartAt(frames, cursor, settings.medianWindow);
             window.Align(frames, settings.minWindow, settings.medianWindow);
         } else {
-            if (!plateau.IsReplacedBy(window)) write();
+            if (!plateau.IsReplacedBy(window)) {
+                write();
+            }
             plateau = {window.first, window.last};
             cursor = window.last;
             window.end += settings.medianWindow;
             window.Align(frames, settings.minWindow, settings.medianWindow);
-            if (window.last == cursor) window.StartAt(frames, int64_t{cursor} + 1, settings.vibratoWindow);
+            if (window.last == cursor) {
+                window.StartAt(frames, int64_t{cursor} + 1, settings.vibratoWindow);
+            }
         }
     } while (rounds.GoOn(window));
     write();
 }
 
 void NoteSegmentation::MarkSteps() {
-    if (FrameCount() < 2) return;
+    if (FrameCount() < 2) {
+        return;
+    }
     FrameSearch frames(clean_, positionsRise_, voicedSkips_);
     FrameWindow window(0, settings.stepWindow);
     WindowPitch pitch;

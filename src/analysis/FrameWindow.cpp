@@ -38,7 +38,9 @@ int32_t FrameSearch::FirstAtOrAfter(int64_t position) const {
 
 int32_t FrameSearch::NextVoiced(int32_t frame) {
     int32_t found = frame;
-    while (found < last_ && !frames_[found].voiced) found = skips_[found];
+    while (found < last_ && !frames_[found].voiced) {
+        found = skips_[found];
+    }
     // Every unvoiced frame on the way leads straight there from now on.
     while (frame < found) {
         const int32_t next = skips_[frame];
@@ -65,13 +67,17 @@ void FrameWindow::Align(FrameSearch& frames, int32_t minLength, int32_t hop) {
         last = first;
     }
     end = frames[last].position;
-    if (end - start >= minLength) return;
+    if (end - start >= minLength) {
+        return;
+    }
 
     first = frames.NextVoiced(frames.Clamp(int64_t{last} + 1));
     start = frames[first].position;
     end = start + hop;
     last = frames.Clamp(int64_t{first} + 1);
-    while (last < frames.Last() && frames[last].voiced && frames[last].position < end) ++last;
+    while (last < frames.Last() && frames[last].voiced && frames[last].position < end) {
+        ++last;
+    }
     end = frames[last].position;
 }
 
@@ -81,8 +87,12 @@ int32_t FrameWindow::LastOfRun(const FrameSearch& frames) {
     int32_t frame = frames.Clamp(int64_t{first} + 1);
     const bool runGoesOn =
         first == runFirst_ && runLast_ > frame && frames.PositionsRise() && frames[runLast_].position <= end;
-    if (runGoesOn) frame = runLast_;
-    while (frame <= frames.Last() && frames[frame].voiced && frames[frame].position <= end) ++frame;
+    if (runGoesOn) {
+        frame = runLast_;
+    }
+    while (frame <= frames.Last() && frames[frame].voiced && frames[frame].position <= end) {
+        ++frame;
+    }
     runFirst_ = first;
     runLast_ = frame - 1;
     return runLast_;
@@ -120,16 +130,22 @@ float WindowPitch::MeanVoiced() const {
 void Extrema::Visit(const FrameSearch& frames, int32_t frame, float sampleRate) {
     const float change = (frames[frame].pitch - frames[frame - 1].pitch) * direction_;
     if (open_ < 0) {
-        if (change > 0.0f) open_ = frame;
+        if (change > 0.0f) {
+            open_ = frame;
+        }
         return;
     }
-    if (!(change < 0.0f)) return;
+    if (!(change < 0.0f)) {
+        return;
+    }
     const int32_t extremum = open_ + (frame - open_ + 1) / 2;
     open_ = -1;
     pitchSum_ += frames[extremum].pitch;
     if (count_ > 0) {
         const int64_t distance = int64_t{frames[extremum].position} - frames[previous_].position;
-        if (sampleRate / static_cast<float>(distance) <= 20.0f) ++slowPairs_;
+        if (sampleRate / static_cast<float>(distance) <= 20.0f) {
+            ++slowPairs_;
+        }
     }
     previous_ = extremum;
     ++count_;
@@ -152,7 +168,9 @@ float MeanVoicedPitch(const FrameSearch& frames, int32_t first, int32_t last) {
     double sum = 0.0;
     int32_t count = 0;
     for (int32_t i = first; i < last; ++i) {
-        if (!frames[i].voiced) continue;
+        if (!frames[i].voiced) {
+            continue;
+        }
         sum += frames[i].pitch;
         ++count;
     }
@@ -163,7 +181,9 @@ void SortVoicedPitches(const AnalysisFrame* frames, int32_t first, int32_t last,
                        std::vector<float>& pitches) {
     pitches.clear();
     for (int32_t i = first; i < last; ++i) {
-        if (frames[i].voiced) pitches.push_back(frames[i].pitch);
+        if (frames[i].voiced) {
+            pitches.push_back(frames[i].pitch);
+        }
     }
     // Frames that a host has set may hold anything; what is not a number goes last.
     std::sort(pitches.begin(), pitches.end(),
@@ -180,7 +200,9 @@ int32_t FirstOnOtherSide(const FrameSearch& frames, int32_t first, int32_t last,
                          int32_t fallback) {
     const auto isAbove = [&](int32_t frame) { return frames[frame].pitch - level >= 0.0f; };
     for (int32_t i = first + 1; i < last; ++i) {
-        if (isAbove(i) != isAbove(first)) return i;
+        if (isAbove(i) != isAbove(first)) {
+            return i;
+        }
     }
     return fallback;
 }

@@ -12,13 +12,17 @@ namespace {
 // How much of the melody a template holds, laid on `tonic`.
 double Match(const std::array<float, 12>& weights, int32_t tonic, const float (&degrees)[12]) {
     double sum = 0.0;
-    for (int32_t i = 0; i < 12; ++i) sum += double{weights[(tonic + i) % 12]} * degrees[i];
+    for (int32_t i = 0; i < 12; ++i) {
+        sum += double{weights[(tonic + i) % 12]} * degrees[i];
+    }
     return sum;
 }
 
 double Sum(const float (&degrees)[12]) {
     double sum = 0.0;
-    for (const float degree : degrees) sum += degree;
+    for (const float degree : degrees) {
+        sum += degree;
+    }
     return sum;
 }
 
@@ -57,12 +61,16 @@ std::array<float, 12> WeighPitchClasses(const std::vector<AnalysisNote>& notes, 
     std::array<double, 12> sums{};
     for (const AnalysisNote& note : notes) {
         const float pitch = NearestTunedSemitone32(note.pitch, tuning, transpose);
-        if (!std::isfinite(pitch)) continue;
+        if (!std::isfinite(pitch)) {
+            continue;
+        }
         const int32_t remainder = static_cast<int32_t>(std::fmod(pitch, 12.0f));
         sums[(remainder + 12) % 12] += note.length;
     }
     std::array<float, 12> weights;
-    for (size_t i = 0; i < weights.size(); ++i) weights[i] = static_cast<float>(sums[i]);
+    for (size_t i = 0; i < weights.size(); ++i) {
+        weights[i] = static_cast<float>(sums[i]);
+    }
     return weights;
 }
 
@@ -71,7 +79,9 @@ int32_t ChooseKey(const std::array<float, 12>& weights) {
     double best = 0.0;
     for (int32_t key = 0; key < 24; ++key) {
         fits[key] = Match(weights, key % 12, key < 12 ? kMajorTemplate : kMinorTemplate);
-        if (fits[key] > best) best = fits[key];
+        if (fits[key] > best) {
+            best = fits[key];
+        }
     }
     const double limit = 0.95 * best;
 
@@ -80,7 +90,9 @@ int32_t ChooseKey(const std::array<float, 12>& weights) {
     int32_t chosen = -1;
     double chosenMatch = 0.0;
     for (int32_t key = 0; key < 24; ++key) {
-        if (!(fits[key] > limit)) continue;
+        if (!(fits[key] > limit)) {
+            continue;
+        }
         const double match = key < 12 ? Match(weights, key, kMajorProfile) / majorSum
                                       : Match(weights, key - 12, kMinorProfile) / minorSum;
         if (match > chosenMatch) {

@@ -29,7 +29,9 @@ int32_t CKKF::Configure(int32_t newSize) {
     InitDispatch(-1);
     CqrtfCcf_If* created = nullptr;
     const int32_t code = Ops().CcfCreate(&created, newSize / 2, 0);
-    if (code != 0) return code;
+    if (code != 0) {
+        return code;
+    }
     ccf_.reset(created);
     try {
         output_ = MakeVec(newSize);
@@ -42,7 +44,9 @@ int32_t CKKF::Configure(int32_t newSize) {
 
 int32_t CKKF::Correlate(const float* a, int32_t lenA, const float* b, int32_t lenB) {
     const int32_t half = size_ / 2;
-    if (lenA < 1 || lenB < 1 || lenA > half || lenB > half) return kBadArgument;
+    if (lenA < 1 || lenB < 1 || lenA > half || lenB > half) {
+        return kBadArgument;
+    }
     const auto& ops = Ops();
     const int32_t lengths[2] = {lenA, lenB};
     float* lags = output_.get() + 1;
@@ -63,8 +67,12 @@ int32_t CKKF::Correlate(const float* a, int32_t lenA, const float* b, int32_t le
 }
 
 CKKF::LagRange CKKF::SearchedLags(int32_t maxLag, int32_t centre, int32_t radius) {
-    if (centre - radius < -maxLag) return {-maxLag - 1, -maxLag - 1 + 2 * radius};
-    if (centre + radius > maxLag) return {maxLag - 1 - 2 * radius, maxLag - 1};
+    if (centre - radius < -maxLag) {
+        return {-maxLag - 1, -maxLag - 1 + 2 * radius};
+    }
+    if (centre + radius > maxLag) {
+        return {maxLag - 1 - 2 * radius, maxLag - 1};
+    }
     return {centre - radius, centre + radius};
 }
 

@@ -31,14 +31,20 @@ class NoteMerger {
                const SegmentationSettings& settings)
         : frames_(frames), settings_(settings) {
         items_.reserve(notes.size());
-        for (const AnalysisNote& note : notes) items_.push_back({note, 0.0, note.firstFrame});
+        for (const AnalysisNote& note : notes) {
+            items_.push_back({note, 0.0, note.firstFrame});
+        }
     }
 
     std::vector<AnalysisNote> Run() {
-        while (current_ < items_.size()) Visit();
+        while (current_ < items_.size()) {
+            Visit();
+        }
         std::vector<AnalysisNote> notes;
         notes.reserve(before_);
-        for (size_t i = 0; i < before_; ++i) notes.push_back(items_[i].note);
+        for (size_t i = 0; i < before_; ++i) {
+            notes.push_back(items_[i].note);
+        }
         return notes;
     }
 
@@ -57,13 +63,17 @@ class NoteMerger {
         }
         const bool isFirst = before_ == 0;
         const bool isLast = current_ + 1 == items_.size();
-        if (isFirst || isLast) return StepForward();
+        if (isFirst || isLast) {
+            return StepForward();
+        }
 
         const bool isShort = item.note.length < settings_.minNoteLength;
         const Item& previous = items_[before_ - 1];
         const Item next = items_[current_ + 1];
         if (IsNear(previous.note, item.note)) {
-            if (!isShort && !RisesLittle(previous.note, item.note)) return StepForward();
+            if (!isShort && !RisesLittle(previous.note, item.note)) {
+                return StepForward();
+            }
             item = Merged(previous, item, previous.note, item.note);
             --before_;
         } else if (IsNear(item.note, next.note) && (isShort || RisesLittle(item.note, next.note))) {
@@ -101,7 +111,9 @@ class NoteMerger {
         const float keptWeight = 0.5f * static_cast<float>(note.length);
         note.pitch =
             (absorbedWeight * absorbed.pitch + keptWeight * kept.pitch) / (absorbedWeight + keptWeight);
-        if (merged.summedEnd > note.lastFrame) merged = {note, 0.0, note.firstFrame};
+        if (merged.summedEnd > note.lastFrame) {
+            merged = {note, 0.0, note.firstFrame};
+        }
         for (; merged.summedEnd < note.lastFrame; ++merged.summedEnd) {
             merged.energySum += frames_[merged.summedEnd].energy;
         }
@@ -131,7 +143,9 @@ NoteSegmentation::NoteSegmentation(float sampleRate) : settings(sampleRate) { pi
 
 float MeanEnergy(const AnalysisFrame* frames, int32_t first, int32_t last) {
     double sum = 0.0;
-    for (int32_t i = first; i < last; ++i) sum += frames[i].energy;
+    for (int32_t i = first; i < last; ++i) {
+        sum += frames[i].energy;
+    }
     return static_cast<float>(sum / (last - first));
 }
 
@@ -165,19 +179,27 @@ float NoteSegmentation::EstimatePitch(const AnalysisFrame* frames, int32_t first
                                       bool checkSpread) {
     SortVoicedPitches(frames, first, last, pitches_);
     const size_t n = pitches_.size();
-    if (n == 0) return 0.0f;
+    if (n == 0) {
+        return 0.0f;
+    }
     const auto mean = [this](size_t from, size_t to) {
         double sum = 0.0;
-        for (size_t i = from; i < to; ++i) sum += pitches_[i];
+        for (size_t i = from; i < to; ++i) {
+            sum += pitches_[i];
+        }
         return static_cast<float>(sum / static_cast<double>(to - from));
     };
     const size_t from = n < 8 ? 0 : n / 2 - n / 4;
     const size_t to = n < 8 ? n : n / 2 + n / 4;
     const float middle = mean(from, to);
-    if (!checkSpread) return middle;
+    if (!checkSpread) {
+        return middle;
+    }
 
     double spread = 0.0;
-    for (size_t i = from; i < to; ++i) spread += std::fabs(pitches_[i] - middle);
+    for (size_t i = from; i < to; ++i) {
+        spread += std::fabs(pitches_[i] - middle);
+    }
     const bool isNarrow = static_cast<float>(spread / static_cast<double>(to - from)) < 0.1f;
     return isNarrow ? mean(0, n) : middle;
 }
@@ -187,10 +209,16 @@ void NoteSegmentation::CutNotes() {
     const int32_t lastFrame = FrameCount() - 1;
     int32_t first = 0;
     while (first < lastFrame) {
-        while (first < lastFrame && !clean_[first].voiced) ++first;
-        if (first == lastFrame) break;
+        while (first < lastFrame && !clean_[first].voiced) {
+            ++first;
+        }
+        if (first == lastFrame) {
+            break;
+        }
         int32_t last = first + 1;
-        while (last < lastFrame && clean_[last].voiced) ++last;
+        while (last < lastFrame && clean_[last].voiced) {
+            ++last;
+        }
 
         AnalysisNote note;
         SetSpan(note, clean_, first, last);
@@ -203,26 +231,40 @@ void NoteSegmentation::CutNotes() {
 
 void NoteSegmentation::RefineNotes() {
     SetNotes(std::move(notes_));  // frames may have been set since
-    if (raw_.empty()) notes_.clear();
+    if (raw_.empty()) {
+        notes_.clear();
+    }
 
     for (size_t i = 0; i < notes_.size(); ++i) {
-        if (notes_[i].energy > 0.05f) ExtendNote(i, false);
+        if (notes_[i].energy > 0.05f) {
+            ExtendNote(i, false);
+        }
     }
     notes_ = NoteMerger(notes_, raw_, settings).Run();
-    for (size_t i = 0; i < notes_.size(); ++i) ExtendNote(i, true);
+    for (size_t i = 0; i < notes_.size(); ++i) {
+        ExtendNote(i, true);
+    }
     std::erase_if(notes_, [this](const AnalysisNote& note) {
         return note.length < settings.minNoteLength || IsGlide(note);
     });
-    for (size_t i = notes_.size(); i-- > 0;) ExtendNote(i, true);
+    for (size_t i = notes_.size(); i-- > 0;) {
+        ExtendNote(i, true);
+    }
     for (AnalysisNote& note : notes_) {
         const float pitch = EstimatePitch(raw_.data(), note.firstFrame, note.lastFrame, false);
-        if (pitch > 0.0f) note.pitch = pitch;
+        if (pitch > 0.0f) {
+            note.pitch = pitch;
+        }
     }
-    if (!notes_.empty()) return;
+    if (!notes_.empty()) {
+        return;
+    }
 
     // Nothing was sung: one note all over, of no length, so that there is always one.
     AnalysisNote note{};
-    if (!raw_.empty()) SetSpan(note, raw_, 0, FrameCount() - 1);
+    if (!raw_.empty()) {
+        SetSpan(note, raw_, 0, FrameCount() - 1);
+    }
     note.length = 0;
     note.energy = 0.5f;
     note.pitch = 60.0f;
@@ -243,9 +285,13 @@ void NoteSegmentation::ExtendNote(size_t index, bool bounded) {
         return energy > threshold && !(bounded && energy >= ceiling);
     };
     int32_t left = std::max(note.firstFrame - 1, 0);
-    while (left > leftLimit && belongs(left)) --left;
+    while (left > leftLimit && belongs(left)) {
+        --left;
+    }
     int32_t right = std::min(note.lastFrame + 1, lastFrame);
-    while (right < rightLimit && belongs(right)) ++right;
+    while (right < rightLimit && belongs(right)) {
+        ++right;
+    }
     SetSpan(note, raw_, std::clamp(std::max(left, leftLimit + 1), 0, lastFrame),
             std::clamp(std::min(right, rightLimit - 1), 0, lastFrame));
 }
@@ -254,26 +300,44 @@ void NoteSegmentation::ExtendNote(size_t index, bool bounded) {
 bool NoteSegmentation::IsGlide(const AnalysisNote& note) {
     int32_t first = note.firstFrame;
     int32_t last = note.lastFrame;
-    while (first < last && !raw_[first].voiced) ++first;
-    while (last > first && !raw_[last].voiced) --last;
-    if (int64_t{raw_[last].position} - raw_[first].position > settings.mergeGap) return false;
-    if (first == last) return true;
+    while (first < last && !raw_[first].voiced) {
+        ++first;
+    }
+    while (last > first && !raw_[last].voiced) {
+        --last;
+    }
+    if (int64_t{raw_[last].position} - raw_[first].position > settings.mergeGap) {
+        return false;
+    }
+    if (first == last) {
+        return true;
+    }
     const float distance = std::fabs(raw_[last].pitch - raw_[first].pitch);
-    if (distance < 1.0f || distance < 0.03f * static_cast<float>(last - first)) return false;
+    if (distance < 1.0f || distance < 0.03f * static_cast<float>(last - first)) {
+        return false;
+    }
 
     const float mean = EstimatePitch(raw_.data(), note.firstFrame, note.lastFrame, true);
     int32_t crossings = 0;
     int32_t below = 0;
     int32_t total = 0;
     for (int32_t i = first; i < last; ++i) {
-        if (!raw_[i].voiced) continue;
+        if (!raw_[i].voiced) {
+            continue;
+        }
         const float here = raw_[i].pitch;
         const float next = raw_[i + 1].pitch;
-        if ((here < mean && next > mean) || (here > mean && next < mean)) ++crossings;
-        if (here < mean) ++below;
+        if ((here < mean && next > mean) || (here > mean && next < mean)) {
+            ++crossings;
+        }
+        if (here < mean) {
+            ++below;
+        }
         ++total;
     }
-    if (crossings > 1 || 2 * total < last - first) return false;
+    if (crossings > 1 || 2 * total < last - first) {
+        return false;
+    }
     const float share = static_cast<float>(below) / static_cast<float>(total);
     return share > 0.4f && share < 0.6f;
 }

@@ -32,12 +32,16 @@ int32_t SecondsToSamples(float seconds, float sampleRate) {
 
 // 32-bit words in network byte order.
 void PutWord(uint8_t*& out, uint32_t word) {
-    for (int shift = 24; shift >= 0; shift -= 8) *out++ = static_cast<uint8_t>(word >> shift);
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        *out++ = static_cast<uint8_t>(word >> shift);
+    }
 }
 
 uint32_t GetWord(const uint8_t*& in) {
     uint32_t word = 0;
-    for (int i = 0; i < 4; ++i) word = word << 8 | *in++;
+    for (int i = 0; i < 4; ++i) {
+        word = word << 8 | *in++;
+    }
     return word;
 }
 
@@ -47,7 +51,9 @@ void PutRecords(uint8_t*& out, const Record* records, int32_t count) {
     for (int32_t i = 0; i < count; ++i) {
         uint32_t words[sizeof(Record) / 4];
         std::memcpy(words, &records[i], sizeof(Record));
-        for (const uint32_t word : words) PutWord(out, word);
+        for (const uint32_t word : words) {
+            PutWord(out, word);
+        }
     }
 }
 
@@ -56,7 +62,9 @@ std::vector<Record> GetRecords(const uint8_t*& in, int32_t count) {
     std::vector<Record> records(static_cast<size_t>(count));
     for (Record& record : records) {
         uint32_t words[sizeof(Record) / 4];
-        for (uint32_t& word : words) word = GetWord(in);
+        for (uint32_t& word : words) {
+            word = GetWord(in);
+        }
         std::memcpy(&record, words, sizeof(Record));
     }
     return records;
@@ -88,7 +96,9 @@ class CMELODORPitchAnalysis final : public CMELODORPitchAnalysisIf {
     int32_t RunStep(int32_t step) override {
         switch (step) {
             case 0:
-                if (marks_->GetCount() == 0) return kWrongState;
+                if (marks_->GetCount() == 0) {
+                    return kWrongState;
+                }
                 BuildFrames();
                 break;
             case 1:
@@ -123,19 +133,25 @@ class CMELODORPitchAnalysis final : public CMELODORPitchAnalysisIf {
 
     int32_t RunAllSteps() override {
         for (int32_t step = 0; step <= 8; ++step) {
-            if (const int32_t result = RunStep(step)) return result;
+            if (const int32_t result = RunStep(step)) {
+                return result;
+            }
         }
         return 0;
     }
 
     int32_t GetNotes(const AnalysisNote** notes) override {
-        if (notes) *notes = segmentation_.Notes().data();
+        if (notes) {
+            *notes = segmentation_.Notes().data();
+        }
         return NoteCount();
     }
 
     int32_t GetFrameRangeStats(float* pitch, float* energy, int32_t first, int32_t last) override {
         const bool isRange = 0 <= first && first <= last && last < segmentation_.FrameCount();
-        if (!isRange || !pitch || !energy) return kBadArgument;
+        if (!isRange || !pitch || !energy) {
+            return kBadArgument;
+        }
         const AnalysisFrame* const frames = segmentation_.RawFrames().data();
         *pitch = segmentation_.EstimatePitch(frames, first, last, false);
         *energy = MeanEnergy(frames, first, last);
@@ -148,7 +164,9 @@ class CMELODORPitchAnalysis final : public CMELODORPitchAnalysisIf {
     }
 
     int32_t GetFrames(const AnalysisFrame** frames) override {
-        if (frames) *frames = segmentation_.RawFrames().data();
+        if (frames) {
+            *frames = segmentation_.RawFrames().data();
+        }
         return segmentation_.FrameCount();
     }
 
@@ -159,13 +177,17 @@ class CMELODORPitchAnalysis final : public CMELODORPitchAnalysisIf {
     }
 
     int32_t SetFrames(const AnalysisFrame* frames, int32_t count) override {
-        if (count < 0 || (!frames && count > 0)) return kBadArgument;
+        if (count < 0 || (!frames && count > 0)) {
+            return kBadArgument;
+        }
         segmentation_.SetFrames({frames, frames + count});
         return 0;
     }
 
     int32_t SetNotes(const AnalysisNote* notes, int32_t count) override {
-        if (count < 0 || (!notes && count > 0)) return kBadArgument;
+        if (count < 0 || (!notes && count > 0)) {
+            return kBadArgument;
+        }
         segmentation_.SetNotes({notes, notes + count});
         return 0;
     }
@@ -202,7 +224,9 @@ class CMELODORPitchAnalysis final : public CMELODORPitchAnalysisIf {
     void NormalizeFrames() override { segmentation_.NormalizeFrames(); }
 
     float EstimatePitch(const AnalysisFrame* frames, int32_t first, int32_t last) override {
-        if (!frames) return 0.0f;
+        if (!frames) {
+            return 0.0f;
+        }
         return segmentation_.EstimatePitch(frames, std::max(first, 0),
                                            std::min(last, segmentation_.FrameCount()), false);
     }
@@ -216,7 +240,9 @@ class CMELODORPitchAnalysis final : public CMELODORPitchAnalysisIf {
     }
 
     int32_t Serialize(void* buffer) override {
-        if (!buffer) return kBadArgument;
+        if (!buffer) {
+            return kBadArgument;
+        }
         const PitchMark* marks = nullptr;
         const int32_t markCount = marks_->GetRecords(&marks);
         uint8_t* out = static_cast<uint8_t*>(buffer);
@@ -230,14 +256,20 @@ class CMELODORPitchAnalysis final : public CMELODORPitchAnalysisIf {
     }
 
     int32_t Deserialize(const void* buffer, int32_t size) override {
-        if (!buffer || size < kHeaderSize) return 0;
+        if (!buffer || size < kHeaderSize) {
+            return 0;
+        }
         const uint8_t* in = static_cast<const uint8_t*>(buffer);
         const uint32_t magic = GetWord(in);
         GetWord(in);  // any format will do
         const int32_t markCount = static_cast<int32_t>(GetWord(in));
         const int32_t noteCount = static_cast<int32_t>(GetWord(in));
-        if (magic != kMagic || markCount < 0 || noteCount < 0) return 0;
-        if (size != SerializedSize(markCount, noteCount)) return 0;
+        if (magic != kMagic || markCount < 0 || noteCount < 0) {
+            return 0;
+        }
+        if (size != SerializedSize(markCount, noteCount)) {
+            return 0;
+        }
 
         const std::vector<PitchMark> marks = GetRecords<PitchMark>(in, markCount);
         marks_->Reserve(1);  // from then on the list takes any number
@@ -268,14 +300,18 @@ class CMELODORPitchAnalysis final : public CMELODORPitchAnalysisIf {
 int32_t CreatePitchAnalysis(CMELODORPitchAnalysisIf** out, CPitchMarksIf* marks, float sampleRate,
                             int32_t channelCount) {
     const bool isRate = sampleRate > 7999.0f && sampleRate < 256000.0f;
-    if (!out || !marks || !isRate || channelCount < 1 || channelCount > 47) return kBadArgument;
+    if (!out || !marks || !isRate || channelCount < 1 || channelCount > 47) {
+        return kBadArgument;
+    }
     InitDispatch(-1);
     *out = new CMELODORPitchAnalysis(marks, sampleRate, channelCount);
     return 0;
 }
 
 int32_t DestroyPitchAnalysis(CMELODORPitchAnalysisIf** analysis) {
-    if (!analysis || !*analysis) return kBadArgument;
+    if (!analysis || !*analysis) {
+        return kBadArgument;
+    }
     delete *analysis;
     *analysis = nullptr;
     return 0;

@@ -102,7 +102,9 @@ CPTPreProcess::CPTPreProcess(int32_t sampleRate, int32_t channelCount)
     lowPass_.reset(newLowPass);
     qMELODOR::CreateEq(&newHighPass, kTrackerRate, 1, qMELODOR::kHighPass);
     highPass_.reset(newHighPass);
-    if (!resampler_ || !lowPass_ || !highPass_) throw std::bad_alloc();
+    if (!resampler_ || !lowPass_ || !highPass_) {
+        throw std::bad_alloc();
+    }
     lowPass_->SetParameters(kLowPassHz, 0.0f, 1.0f);
     highPass_->SetParameters(kHighPassHz, 0.0f, 1.0f);
     // Rates below 11025 Hz bring more samples than they take.
@@ -114,7 +116,7 @@ CPTPreProcess::~CPTPreProcess() = default;
 std::span<const float> CPTPreProcess::Process(const float* samples, int32_t frames) {
     MixDown(samples, frames);
     const int32_t count = resampler_->Process(mono_.data(), output_.data(), static_cast<float>(sampleRate_),
-                                             static_cast<float>(kTrackerRate), 1, frames);
+                                              static_cast<float>(kTrackerRate), 1, frames);
     float* const band = output_.data();
     lowPass_->ProcessInterleaved(band, band, count);
     highPass_->ProcessInterleaved(band, band, count);
@@ -129,7 +131,9 @@ void CPTPreProcess::MixDown(const float* samples, int32_t frames) {
     for (int32_t i = 0; i < frames; ++i) {
         const float* frame = samples + static_cast<ptrdiff_t>(i) * channelCount_;
         float sum = frame[0];
-        for (int32_t channel = 1; channel < channelCount_; ++channel) sum += frame[channel] + 1e-15f;
+        for (int32_t channel = 1; channel < channelCount_; ++channel) {
+            sum += frame[channel] + 1e-15f;
+        }
         mono_[i] = sum / static_cast<float>(channelCount_);
     }
 }
@@ -193,7 +197,9 @@ void CPTAnalysisNew::Reset() {
 
 void CPTAnalysisNew::Analyze(const float* samples, PitchTrackResult* result) {
     Measure(samples);
-    if (IsLeap(frame_)) MeasureRivals();
+    if (IsLeap(frame_)) {
+        MeasureRivals();
+    }
     Decide(frame_, result);
 }
 
@@ -296,7 +302,9 @@ void CPTAnalysisNew::FindCombPeak() {
         // Harmonics in the empty upper half have nothing to add.
         const int32_t harmonicEnd = std::min(end, (half - 1) / h + 1);
         const float weight = static_cast<float>(30 + h);
-        for (int32_t i = combStartBin_; i < harmonicEnd; ++i) comb[i] += combined[i * h] * 31.0f / weight;
+        for (int32_t i = combStartBin_; i < harmonicEnd; ++i) {
+            comb[i] += combined[i * h] * 31.0f / weight;
+        }
     }
     for (int32_t i = combStartBin_; i < end; ++i) {
         // What a candidate at a third, a half or two thirds explains as well is taken off.
@@ -325,7 +333,9 @@ void CPTAnalysisNew::Decide(const PitchFrame& measured, PitchTrackResult* result
     const float candidateHz = BinToHz(static_cast<float>(candidate));
     if (IsUnvoiced(harmonicityDb, candidateHz)) {
         harmonicityDb = 0.0f;
-        if (std::fabs(previousHz - candidateHz) > 0.2f * previousHz) candidate = HzToBin(pitchHistory_[6]);
+        if (std::fabs(previousHz - candidateHz) > 0.2f * previousHz) {
+            candidate = HzToBin(pitchHistory_[6]);
+        }
     } else {
         std::copy_backward(std::begin(pitchHistory_), std::end(pitchHistory_) - 1, std::end(pitchHistory_));
         pitchHistory_[0] = previousHz;
@@ -340,7 +350,9 @@ void CPTAnalysisNew::Decide(const PitchFrame& measured, PitchTrackResult* result
 
 // The product's candidate leaps up by about an octave, or did so in the frame before and was taken down.
 bool CPTAnalysisNew::IsLeap(const PitchFrame& measured) const {
-    if (!KnowsTwoPitches()) return false;
+    if (!KnowsTwoPitches()) {
+        return false;
+    }
     const float candidateHz = BinToHz(static_cast<float>(measured.productPeak));
     return candidateHz > (pitchHistory_[1] + lastPitchHz_) * 1.8f * 0.5f || octaveDown_;
 }
@@ -351,10 +363,14 @@ bool CPTAnalysisNew::KnowsTwoPitches() const { return lastPitchHz_ > 0.0f && pit
 // and the sum stays.
 int32_t CPTAnalysisNew::CheckOctave(const PitchFrame& measured) {
     const int32_t candidate = measured.productPeak;
-    if (!KnowsTwoPitches()) return candidate;
+    if (!KnowsTwoPitches()) {
+        return candidate;
+    }
     const bool leap = IsLeap(measured);
     octaveDown_ = false;
-    if (!leap) return candidate;
+    if (!leap) {
+        return candidate;
+    }
     const int32_t distance = std::abs(candidate - 2 * measured.combPeak);
     if (measured.combPeak > minCombBin_ &&
         static_cast<float>(distance) <= 0.3f * static_cast<float>(candidate)) {
@@ -369,9 +385,13 @@ float CPTAnalysisNew::PeakWidth(const PitchFrame& measured, int32_t candidate) c
     const float* const product = measured.product.data();
     const float quarter = 0.25f * product[candidate];
     int32_t left = candidate;
-    while (left > 0 && !(product[left] < quarter)) --left;
+    while (left > 0 && !(product[left] < quarter)) {
+        --left;
+    }
     int32_t right = candidate;
-    while (right < fftSize_ / 2 && !(product[right] < quarter)) ++right;
+    while (right < fftSize_ / 2 && !(product[right] < quarter)) {
+        ++right;
+    }
     const int32_t unit = std::max(candidate >> 3, BinOf(kLowestHz));
     return static_cast<float>(right - left) / static_cast<float>(unit);
 }
@@ -385,7 +405,9 @@ float CPTAnalysisNew::PeakFlatness(const PitchFrame& measured, int32_t candidate
     const int32_t from = std::max(candidate - reach, 1);
     const int32_t to = std::min(fftSize_ / 2, candidate + reach);
     double surroundings = 1.0 / peak;
-    for (int32_t k = from; k < to; ++k) surroundings *= static_cast<double>(product[k]);
+    for (int32_t k = from; k < to; ++k) {
+        surroundings *= static_cast<double>(product[k]);
+    }
     const double height = peak / std::pow(surroundings, 1.0 / (to - from));
     const double clipped = height > 2.0 ? 2.0 : height;
     return static_cast<float>(2.0 - clipped);
@@ -396,21 +418,31 @@ float CPTAnalysisNew::HarmonicRatio(const PitchFrame& measured, int32_t candidat
     const float candidateHz = BinToHz(static_cast<float>(candidate));
     const bool leapsFromAWidePeak =
         peakWidth_ > 1.0f && lastPitchHz_ > 0.0f && MovedByAQuarter(lastPitchHz_, candidateHz);
-    if (leapsFromAWidePeak || candidate <= 0) return 1.0f;
-    if (!(measured.level * measured.level > 1e-7f)) return 1.0f;
-    if (candidate >= fftSize_ / 4) return 0.0f;  // no harmonic to sum
+    if (leapsFromAWidePeak || candidate <= 0) {
+        return 1.0f;
+    }
+    if (!(measured.level * measured.level > 1e-7f)) {
+        return 1.0f;
+    }
+    if (candidate >= fftSize_ / 4) {
+        return 0.0f;  // no harmonic to sum
+    }
 
     const float* const spectrum = measured.spectrum.data();
     float mean;
     Ops().VecMean(spectrum + candidate, &mean, fftSize_ / 2 - candidate);
     float sum = 0.0f;
     int32_t count = 0;
-    for (int32_t k = candidate; k < fftSize_ / 4; k += candidate, ++count) sum += spectrum[k];
+    for (int32_t k = candidate; k < fftSize_ / 4; k += candidate, ++count) {
+        sum += spectrum[k];
+    }
     return sum / (static_cast<float>(count) * mean);
 }
 
 bool CPTAnalysisNew::IsUnvoiced(float harmonicityDb, float candidateHz) const {
-    if (candidateHz < kLowVoiceHz) return harmonicityDb < kLowVoiceThresholdDb;
+    if (candidateHz < kLowVoiceHz) {
+        return harmonicityDb < kLowVoiceThresholdDb;
+    }
     return harmonicityDb < voicingThresholdDb_;
 }
 
@@ -427,10 +459,16 @@ int32_t CPTAnalysisNew::BinOf(int32_t hz) const { return fftSize_ * hz / sampleR
 // ---------------------------------------------------------------- framing
 
 int32_t CPitchTrack::Create(CPitchTrack** out, int32_t sampleRate, int32_t channelCount, int32_t mode) {
-    if (out == nullptr) return kBadArgument;
+    if (out == nullptr) {
+        return kBadArgument;
+    }
     *out = nullptr;
-    if (sampleRate < kMinSampleRate) return kRateTooLow;
-    if (channelCount < 1 || mode < 0 || mode > 1) return kBadArgument;
+    if (sampleRate < kMinSampleRate) {
+        return kRateTooLow;
+    }
+    if (channelCount < 1 || mode < 0 || mode > 1) {
+        return kBadArgument;
+    }
     try {
         *out = new CPitchTrack(sampleRate, channelCount, SizesOfMode(mode));
     } catch (const std::bad_alloc&) {
@@ -440,7 +478,9 @@ int32_t CPitchTrack::Create(CPitchTrack** out, int32_t sampleRate, int32_t chann
 }
 
 int32_t CPitchTrack::Destroy(CPitchTrack** tracker) {
-    if (tracker == nullptr || *tracker == nullptr) return kBadArgument;
+    if (tracker == nullptr || *tracker == nullptr) {
+        return kBadArgument;
+    }
     delete *tracker;
     *tracker = nullptr;
     return 0;
@@ -472,8 +512,12 @@ void CPitchTrack::Reset() {
 }
 
 int32_t CPitchTrack::Process(const float* input, int32_t count, PitchTrackResult* out) {
-    if (count < 0 || count > kMaxInput || out == nullptr) return kBadArgument;
-    if (input == nullptr && count > 0) return kBadArgument;
+    if (count < 0 || count > kMaxInput || out == nullptr) {
+        return kBadArgument;
+    }
+    if (input == nullptr && count > 0) {
+        return kBadArgument;
+    }
     const std::span<const float> arrived = preProcess_.Process(input, count);
     std::copy(arrived.begin(), arrived.end(), samples_.Append(static_cast<int32_t>(arrived.size())));
     while (samples_.Size() >= sizes_.frameSize) {
@@ -485,7 +529,9 @@ int32_t CPitchTrack::Process(const float* input, int32_t count, PitchTrackResult
 
 void CPitchTrack::AnalyzeNextFrame() {
     analysis_.Analyze(samples_.Data(), &result_);
-    if (result_.level > peakLevel_) peakLevel_ = result_.level;
+    if (result_.level > peakLevel_) {
+        peakLevel_ = result_.level;
+    }
     samples_.Drop(sizes_.hop);
 }
 

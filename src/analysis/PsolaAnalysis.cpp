@@ -69,7 +69,9 @@ constexpr RateSettings kRateSettings[] = {
 
 const RateSettings& SettingsFor(float sampleRate) {
     const auto* row = std::begin(kRateSettings);
-    while (sampleRate >= row->belowRate && row + 1 != std::end(kRateSettings)) ++row;
+    while (sampleRate >= row->belowRate && row + 1 != std::end(kRateSettings)) {
+        ++row;
+    }
     return *row;
 }
 
@@ -83,7 +85,9 @@ bool IsSilent(const float* samples, int32_t n) {
 // 0 where the peak does not rise, towards 1 the more it does, both relative to the peak before and
 // absolutely.
 float AttackStrength(float peak, float peakBefore, float threshold) {
-    if (!(peak > peakBefore) || !(peak > threshold)) return 0.0f;
+    if (!(peak > peakBefore) || !(peak > threshold)) {
+        return 0.0f;
+    }
     constexpr double kTiny = 1e-31;
     const double now = peak;
     const double before = peakBefore;
@@ -113,7 +117,9 @@ CPSOLAAnalysis::CPSOLAAnalysis(CPitchMarksIf* marks, float sampleRate, int32_t b
       period_(static_cast<float>(settings_.tailFill / (2 * this->blockSize_))),
       previousDistance_(windows_.halfWindow) {
     InitDispatch(-1);
-    if (marks && marks->GetCount() == 0) marks->AppendMarkNoPeriod(0, 0.0f, 0.0f, 0.0f, 0.0f);
+    if (marks && marks->GetCount() == 0) {
+        marks->AppendMarkNoPeriod(0, 0.0f, 0.0f, 0.0f, 0.0f);
+    }
 }
 
 bool CPSOLAAnalysis::ArgumentsAreValid() const {
@@ -123,12 +129,15 @@ bool CPSOLAAnalysis::ArgumentsAreValid() const {
 }
 
 int32_t CPSOLAAnalysis::Initialize() {
-    if (!ArgumentsAreValid()) return kBadArgument;
+    if (!ArgumentsAreValid()) {
+        return kBadArgument;
+    }
     try {
         if (enhanced_) {
             CPitchTrack* created = nullptr;
-            if (CPitchTrack::Create(&created, static_cast<int32_t>(sampleRate_), 1, 1) != 0)
+            if (CPitchTrack::Create(&created, static_cast<int32_t>(sampleRate_), 1, 1) != 0) {
                 return kOutOfMemory;
+            }
             tracker_.reset(created);
             trackerInput_.Allocate(bufferSize_, 0);
         }
@@ -138,7 +147,9 @@ int32_t CPSOLAAnalysis::Initialize() {
         const int32_t largest = enhanced_ ? 4 * blockSize_ : 2 * blockSize_;
         for (int32_t size = smallest; size <= largest; size *= 2) {
             correlators_.push_back(std::make_unique<qrtSPAdapter::CKKF>());
-            if (correlators_.back()->Configure(size) != 0) return kOutOfMemory;
+            if (correlators_.back()->Configure(size) != 0) {
+                return kOutOfMemory;
+            }
         }
     } catch (const std::bad_alloc&) {
         return kOutOfMemory;
@@ -152,7 +163,9 @@ CPSOLAAnalysis::Windows CPSOLAAnalysis::FirstWindows() const {
 }
 
 int32_t CPSOLAAnalysis::Reset() {
-    if (!initialized_) return kWrongState;
+    if (!initialized_) {
+        return kWrongState;
+    }
     windows_ = FirstWindows();
     lag_ = 0;
     predictedLag_ = 0;
@@ -169,70 +182,98 @@ int32_t CPSOLAAnalysis::Reset() {
     marks_->KeepNewest(0);
     marks_->AppendMarkNoPeriod(0, 0.0f, 0.0f, 0.0f, 0.0f);
     tracked_ = PitchTrackResult{};
-    if (tracker_) tracker_->Reset();
+    if (tracker_) {
+        tracker_->Reset();
+    }
     return 0;
 }
 
 int32_t CPSOLAAnalysis::GetFreeSpace() const { return bufferSize_ - samples_.Size(); }
 
 void CPSOLAAnalysis::SetVoicingThreshold(float decibels) {
-    if (tracker_) tracker_->SetVoicingThreshold(decibels);
+    if (tracker_) {
+        tracker_->SetVoicingThreshold(decibels);
+    }
 }
 
-float CPSOLAAnalysis::GetVoicingThreshold() const { return tracker_ ? tracker_->GetVoicingThreshold() : 0.0f; }
+float CPSOLAAnalysis::GetVoicingThreshold() const {
+    return tracker_ ? tracker_->GetVoicingThreshold() : 0.0f;
+}
 
 int32_t CPSOLAAnalysis::AnalyzeBlock(const float* const* channels, int32_t frameCount) {
-    if (!initialized_) return kWrongState;
+    if (!initialized_) {
+        return kWrongState;
+    }
     if (channels) {
-        if (frameCount < 0 || frameCount > GetFreeSpace()) return kBadArgument;
+        if (frameCount < 0 || frameCount > GetFreeSpace()) {
+            return kBadArgument;
+        }
         const float* mono = AppendSum(channels, 0, frameCount);
-        if (tracker_) std::copy_n(mono, frameCount, trackerInput_.Append(frameCount));
+        if (tracker_) {
+            std::copy_n(mono, frameCount, trackerInput_.Append(frameCount));
+        }
     }
     // Ends: each round drops at least a sample, since no lag is as long as half a window.
     while (samples_.Size() >= 2 * blockSize_) {
         if (enhanced_) {
             const bool trackerIsAhead = RunTrackerAhead();
-            if (!trackerIsAhead && channels) return 0;
+            if (!trackerIsAhead && channels) {
+                return 0;
+            }
             // A short period is expected afresh at each mark: the last lag would soon drift off by a period.
             const auto samplesPerPeriod = static_cast<int32_t>(period_);
-            if (samplesPerPeriod > 0 && samplesPerPeriod < 2 * minPeriodUnit_) FollowPeriod(kRadiusVoiced);
+            if (samplesPerPeriod > 0 && samplesPerPeriod < 2 * minPeriodUnit_) {
+                FollowPeriod(kRadiusVoiced);
+            }
         }
         Measured mark;
         const bool align = enhanced_ && tracked_.harmonicityDb != 0.0f;
         const TooNear tooNear = enhanced_ ? TooNear::skip : TooNear::repeatDistance;
         const Step step = AdvanceToNextMark(marks_->GetLastPosition(), align, tooNear, mark);
-        if (step == Step::starved) return 0;
+        if (step == Step::starved) {
+            return 0;
+        }
         if (step == Step::marked) {
             marks_->AppendMark(ToMarkPosition(mark.position), tracked_.harmonicityDb, mark.energy,
-                              mark.transient, tracked_.peakWidth, mark.period);
+                               mark.transient, tracked_.peakWidth, mark.period);
         }
     }
     return 0;
 }
 
 int32_t CPSOLAAnalysis::InsertHop() {
-    if (!initialized_) return kWrongState;
+    if (!initialized_) {
+        return kWrongState;
+    }
     lastMark_ += settings_.fallbackHop;
     return marks_->AppendMarkNoPeriod(ToMarkPosition(lastMark_), 0.0f, 0.0f, 0.0f, 0.0f);
 }
 
 int32_t CPSOLAAnalysis::Finish() {
-    if (!initialized_) return kWrongState;
+    if (!initialized_) {
+        return kWrongState;
+    }
     const int32_t end = ToMarkPosition(lastMark_ + samples_.Size());
     while (marks_->GetLastPosition() < end) {
         const int32_t padding = settings_.tailFill - samples_.Size();
-        if (padding < 1) break;
+        if (padding < 1) {
+            break;
+        }
         samples_.Append(padding);
         AnalyzeBlock(nullptr, 0);
     }
-    while (marks_->GetCount() > 0 && marks_->GetLastPosition() >= end) marks_->RemoveLast();
+    while (marks_->GetCount() > 0 && marks_->GetLastPosition() >= end) {
+        marks_->RemoveLast();
+    }
     return marks_->AppendMark(end, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f);
 }
 
 // Appends the sum of the channels to the samples and returns where it stands.
 const float* CPSOLAAnalysis::AppendSum(const float* const* channels, int32_t start, int32_t count) {
     float* mono = samples_.Append(count);
-    for (int32_t c = 0; c < channelCount_; ++c) Ops().VecAdd(mono, channels[c] + start, count);
+    for (int32_t c = 0; c < channelCount_; ++c) {
+        Ops().VecAdd(mono, channels[c] + start, count);
+    }
     return mono;
 }
 
@@ -240,7 +281,9 @@ const float* CPSOLAAnalysis::AppendSum(const float* const* channels, int32_t sta
 bool CPSOLAAnalysis::RunTrackerAhead() {
     while (trackerPosition_ <= std::max(blockSize_, windows_.window) + lastMark_) {
         const int32_t hop = std::max(tracker_->GetHopInInputSamples(), 1);
-        if (trackerInput_.Size() <= hop + blockSize_) return false;
+        if (trackerInput_.Size() <= hop + blockSize_) {
+            return false;
+        }
         tracker_->Process(trackerInput_.Data(), hop, &tracked_);
         trackerInput_.Drop(hop);
         trackerPosition_ += hop;
@@ -259,7 +302,9 @@ void CPSOLAAnalysis::FollowTracker() {
         windows_.window = blockSize_ / 4;
         windows_.halfWindow = blockSize_ / 8;
         windows_.quarterWindow = blockSize_ / 16;
-        if (windows_.quarterWindow < windows_.searchRadius) windows_.searchRadius = blockSize_ / 32;
+        if (windows_.quarterWindow < windows_.searchRadius) {
+            windows_.searchRadius = blockSize_ / 32;
+        }
     } else {
         FollowPeriod(tracked_.harmonicityDb == 0.0f ? kRadiusUnvoiced : kRadiusVoiced);
     }
@@ -290,10 +335,14 @@ void CPSOLAAnalysis::SetSearchRadius(float share) {
 // be one, `tooNear` decides.
 CPSOLAAnalysis::Step CPSOLAAnalysis::AdvanceToNextMark(int64_t lastStored, bool align, TooNear tooNear,
                                                        Measured& mark) {
-    if (samples_.Size() < windows_.window) return Step::starved;
+    if (samples_.Size() < windows_.window) {
+        return Step::starved;
+    }
     SelectCorrelator();
     FindLag();
-    if (align) AlignToPeak();
+    if (align) {
+        AlignToPeak();
+    }
     distance_ = windows_.halfWindow - lag_;
     nextMark_ = lastMark_ + distance_;
 
@@ -304,7 +353,9 @@ CPSOLAAnalysis::Step CPSOLAAnalysis::AdvanceToNextMark(int64_t lastStored, bool 
         }
         RepeatPreviousDistance();
     }
-    if (samples_.Size() < distance_) return Step::starved;
+    if (samples_.Size() < distance_) {
+        return Step::starved;
+    }
 
     mark.position = nextMark_;
     MeasurePeriod(mark);
@@ -330,9 +381,11 @@ void CPSOLAAnalysis::FindLag() {
     } else {
         const int32_t length = std::min(windows_.window, currentCorrelator_->GetSize() / 2);
         lag_ = currentCorrelator_->FindLag(waveform, waveform + windows_.halfWindow, length,
-                                         windows_.halfWindow - 1, predictedLag_, windows_.searchRadius);
+                                           windows_.halfWindow - 1, predictedLag_, windows_.searchRadius);
         // Where nothing was found, the expectation comes back, and may still be that of a wider window.
-        if (std::abs(lag_) >= windows_.halfWindow) lag_ = 0;
+        if (std::abs(lag_) >= windows_.halfWindow) {
+            lag_ = 0;
+        }
     }
     predictedLag_ = lag_;
 }
@@ -340,7 +393,9 @@ void CPSOLAAnalysis::FindLag() {
 // Moves the mark towards the highest peak around it, so that marks keep to one feature of the waveform.
 void CPSOLAAnalysis::AlignToPeak() {
     const int32_t expected = windows_.halfWindow - lag_;
-    if (expected <= 4 * minPeriodUnit_) return;
+    if (expected <= 4 * minPeriodUnit_) {
+        return;
+    }
     const float* waveform = samples_.Data();
     const int32_t half = expected / 2;
     float best = waveform[expected] * waveform[expected] * kRivalFactor;
@@ -360,7 +415,9 @@ void CPSOLAAnalysis::AlignToPeak() {
     } else {
         aligned = windows_.halfWindow - std::max(1, expected + shift);
     }
-    if (std::abs(aligned) < windows_.halfWindow) lag_ = aligned;
+    if (std::abs(aligned) < windows_.halfWindow) {
+        lag_ = aligned;
+    }
 }
 
 // Where no tracker leads, a period too short to be one is taken for the one before.
@@ -384,8 +441,12 @@ void CPSOLAAnalysis::MeasurePeriod(Measured& mark) {
     for (int32_t i = 0; i < distance_; ++i) {
         const float high = std::fabs(highPass.Next(waveform[i]));
         const float low = std::fabs(lowPass.Next(waveform[i]));
-        if (high > highPeak) highPeak = high;
-        if (low > lowPeak) lowPeak = low;
+        if (high > highPeak) {
+            highPeak = high;
+        }
+        if (low > lowPeak) {
+            lowPeak = low;
+        }
         squares += static_cast<double>(waveform[i] * waveform[i]);
     }
     highPassFilter_ = highPass;
@@ -398,7 +459,9 @@ void CPSOLAAnalysis::MeasurePeriod(Measured& mark) {
 }
 
 float CPSOLAAnalysis::Transient(float highPeak, float lowPeak) const {
-    if (transientNow_ || transientBefore_) return 0.0f;
+    if (transientNow_ || transientBefore_) {
+        return 0.0f;
+    }
     const float high = AttackStrength(highPeak, previousHighPeak_, kHighThreshold);
     const float low = AttackStrength(lowPeak, previousLowPeak_, kLowThreshold);
     return high > low ? high : low;
@@ -412,16 +475,22 @@ void CPSOLAAnalysis::MoveToNextMark() {
 
 int32_t CPSOLAAnalysis::ReanalyzeSegment(const float* const* source, int32_t length, int32_t markIndex,
                                          float midiPitch) {
-    if (!initialized_) return kWrongState;
+    if (!initialized_) {
+        return kWrongState;
+    }
     const int32_t start = marks_->GetPosition(markIndex);
-    if (!source || length < 0 || start < 0) return kBadArgument;
+    if (!source || length < 0 || start < 0) {
+        return kBadArgument;
+    }
 
     CPitchMarks placed;
     placed.Reserve(blockSize_);
     SetPeriod(PitchToHertz32(midiPitch));
     FollowPeriod(kRadiusReanalysis);
     PlaceSegmentMarks(source, length, start, placed);
-    if (placed.GetCount() > 0) ReplaceMarks(markIndex, placed);
+    if (placed.GetCount() > 0) {
+        ReplaceMarks(markIndex, placed);
+    }
     return 0;
 }
 
@@ -475,7 +544,7 @@ void CPSOLAAnalysis::ReplaceMarks(int32_t markIndex, const CPitchMarks& placed) 
     marks_->Clear();
     for (const PitchMark& mark : replaced) {
         marks_->AppendMark(mark.position, mark.harmonicity, mark.energy, mark.transient, mark.peakWidth,
-                          mark.period);
+                           mark.period);
     }
 }
 

@@ -21,7 +21,9 @@ void BBAudioReader::TakeChannel(int32_t channel, int32_t first, int32_t count, f
         return;
     }
     CopyChannel(samples16_, channel, first, count, out);
-    for (int32_t i = 0; i < count; ++i) out[i] /= kFullScale16;
+    for (int32_t i = 0; i < count; ++i) {
+        out[i] /= kFullScale16;
+    }
 }
 
 }  // namespace mlh

@@ -24,10 +24,16 @@ class ChordQueue {
         const float rate = static_cast<float>(instance_.reader->GetSampleRate());
         for (; next_ < instance_.midiChords.size(); ++next_) {
             const float at = std::floor(instance_.midiChords[next_].GetTime() * rate);
-            if (!std::isfinite(at)) break;
+            if (!std::isfinite(at)) {
+                break;
+            }
             const double ahead = static_cast<double>(at) - first;
-            if (ahead > 0.0 && ahead < frames) frames = static_cast<int32_t>(ahead);
-            if (ahead != 0.0) break;
+            if (ahead > 0.0 && ahead < frames) {
+                frames = static_cast<int32_t>(ahead);
+            }
+            if (ahead != 0.0) {
+                break;
+            }
             instance_.addOn->ApplyChord(instance_.midiChords[next_]);
         }
         return frames;
@@ -45,7 +51,9 @@ template <class Deliver>
 void RunBlocks(HarmonyInstance& instance, int32_t frames, int32_t channels, Deliver deliver) {
     std::vector<float> scratch(static_cast<std::size_t>(kScratchRows) * kBlockFrames);
     float* rows[kScratchRows];
-    for (int32_t r = 0; r < kScratchRows; ++r) rows[r] = scratch.data() + r * kBlockFrames;
+    for (int32_t r = 0; r < kScratchRows; ++r) {
+        rows[r] = scratch.data() + r * kBlockFrames;
+    }
 
     ChordQueue chords(instance);
     for (int32_t first = 0; first < frames;) {

@@ -24,20 +24,26 @@ MalleoTuneHarmonyAddOnIf* GetAddOn(void* handle) { return handle ? Get(handle)->
 }  // namespace
 
 int32_t mlhAssignDebugMessageCallback(MlhDebugMessageCallback callback) {
-    if (callback == nullptr) return MLH_OK;
+    if (callback == nullptr) {
+        return MLH_OK;
+    }
     debugMessageCallback = callback;
     callback("hello");
     return MLH_OK;
 }
 
 int32_t mlhCreateInstance(void** outHandle) {
-    if (outHandle == nullptr) return MLH_BAD_ARGUMENT;
+    if (outHandle == nullptr) {
+        return MLH_BAD_ARGUMENT;
+    }
     *outHandle = new (std::nothrow) HarmonyInstance;
     return MLH_OK;
 }
 
 int32_t mlhDestroyInstance(void** inOutHandle) {
-    if (inOutHandle == nullptr || *inOutHandle == nullptr) return MLH_NOT_READY;
+    if (inOutHandle == nullptr || *inOutHandle == nullptr) {
+        return MLH_NOT_READY;
+    }
     delete Get(*inOutHandle);
     *inOutHandle = nullptr;
     return MLH_OK;
@@ -45,14 +51,18 @@ int32_t mlhDestroyInstance(void** inOutHandle) {
 
 int32_t mlhSetParams(void* handle, bool autoHarmony, int32_t voices, int32_t voicesAbove, float spread,
                      int32_t keyRoot, bool keyIsMinor) {
-    if (handle == nullptr) return MLH_NOT_READY;
+    if (handle == nullptr) {
+        return MLH_NOT_READY;
+    }
     const DefaultFloatingPoint computing;
     return Get(handle)->SetParams(autoHarmony, voices, voicesAbove, spread, keyRoot, keyIsMinor);
 }
 
 int32_t mlhAssignInputData16(void* handle, const int16_t* samples, int32_t frames, int32_t channels,
                              int32_t sampleRate) {
-    if (handle == nullptr) return MLH_NOT_READY;
+    if (handle == nullptr) {
+        return MLH_NOT_READY;
+    }
     const DefaultFloatingPoint computing;
     Get(handle)->AssignInput(samples, nullptr, frames, channels, sampleRate);
     return MLH_OK;
@@ -65,7 +75,9 @@ int32_t mlhAssignInputData(void* handle, const int16_t* samples, int32_t frames,
 
 int32_t mlhAssignInputData32(void* handle, const float* samples, int32_t frames, int32_t channels,
                              int32_t sampleRate) {
-    if (handle == nullptr) return MLH_NOT_READY;
+    if (handle == nullptr) {
+        return MLH_NOT_READY;
+    }
     const DefaultFloatingPoint computing;
     Get(handle)->AssignInput(nullptr, samples, frames, channels, sampleRate);
     return MLH_OK;
@@ -73,7 +85,9 @@ int32_t mlhAssignInputData32(void* handle, const float* samples, int32_t frames,
 
 int32_t mlhProcessOutputData16(void* handle, int16_t* out, int32_t frames, int32_t channels,
                                const double* gains) {
-    if (handle == nullptr) return MLH_NOT_READY;
+    if (handle == nullptr) {
+        return MLH_NOT_READY;
+    }
     const DefaultFloatingPoint computing;
     return Get(handle)->Process16(out, frames, channels, gains);
 }
@@ -84,43 +98,63 @@ int32_t mlhProcessOutputData(void* handle, int16_t* out, int32_t frames, int32_t
 }
 
 int32_t mlhProcessOutputData32(void* handle, float** out, int32_t frames, int32_t channels) {
-    if (handle == nullptr) return MLH_NOT_READY;
+    if (handle == nullptr) {
+        return MLH_NOT_READY;
+    }
     const DefaultFloatingPoint computing;
     return Get(handle)->Process32(out, frames, channels);
 }
 
 PitchVector* mlhGetPitchVector(void* handle, uint32_t voice, uint8_t legato, uint8_t velocity) {
     MalleoTuneHarmonyAddOnIf* addOn = GetAddOn(handle);
-    if (addOn == nullptr || voice >= static_cast<uint32_t>(kMixRows)) return nullptr;
+    if (addOn == nullptr || voice >= static_cast<uint32_t>(kMixRows)) {
+        return nullptr;
+    }
     auto vector = std::make_unique<PitchVector>();
     vector->items = voice == kHostLead ? addOn->GetLeadPitchVector()
                                        : addOn->GetVoicePitchVector(AddOnVoice(static_cast<int32_t>(voice)));
-    if (legato == 0 && velocity == 0) return vector.release();
+    if (legato == 0 && velocity == 0) {
+        return vector.release();
+    }
     return mlhPitchVectorAdjust(vector.get(), legato, velocity);
 }
 
 int32_t mlhSetPitchVector(void* handle, int32_t voice, const PitchVector* vector) {
-    if (handle == nullptr) return MLH_NOT_READY;
-    if (vector == nullptr || !IsHostVoice(voice)) return MLH_BAD_ARGUMENT;
+    if (handle == nullptr) {
+        return MLH_NOT_READY;
+    }
+    if (vector == nullptr || !IsHostVoice(voice)) {
+        return MLH_BAD_ARGUMENT;
+    }
     MalleoTuneHarmonyAddOnIf* addOn = GetAddOn(handle);
-    if (addOn == nullptr) return MLH_NOT_READY;
+    if (addOn == nullptr) {
+        return MLH_NOT_READY;
+    }
     const DefaultFloatingPoint computing;
     const int32_t status = addOn->SetVoicePitchVector(AddOnVoice(voice), vector->items);
     return status != MLH_OK ? status : addOn->Update();
 }
 
 int32_t mlhSetChordVector(void* handle, const ChordVector* vector) {
-    if (handle == nullptr) return MLH_NOT_READY;
-    if (vector == nullptr) return MLH_BAD_ARGUMENT;
+    if (handle == nullptr) {
+        return MLH_NOT_READY;
+    }
+    if (vector == nullptr) {
+        return MLH_BAD_ARGUMENT;
+    }
     MalleoTuneHarmonyAddOnIf* addOn = GetAddOn(handle);
-    if (addOn == nullptr) return MLH_NOT_READY;
+    if (addOn == nullptr) {
+        return MLH_NOT_READY;
+    }
     const DefaultFloatingPoint computing;
     const int32_t status = addOn->SetChordVector(vector->items);
     return status != MLH_OK ? status : addOn->Update();
 }
 
 ChordVector* pitchVectorToChordVector(const PitchVector* notes) {
-    if (notes == nullptr) return nullptr;
+    if (notes == nullptr) {
+        return nullptr;
+    }
     const DefaultFloatingPoint computing;
     auto chords = std::make_unique<ChordVector>();
     chords->items = ChordsFromNotes(notes->items);
@@ -128,7 +162,9 @@ ChordVector* pitchVectorToChordVector(const PitchVector* notes) {
 }
 
 bool mlhAssignMidi(void* handle, const PitchVector* notes) {
-    if (handle == nullptr || notes == nullptr) return false;
+    if (handle == nullptr || notes == nullptr) {
+        return false;
+    }
     const DefaultFloatingPoint computing;
     const auto chords = ChordsFromNotes(notes->items);
     auto& queue = Get(handle)->midiChords;

@@ -13,26 +13,38 @@
 
 namespace mlh {
 
-HarmonyInstance::HarmonyInstance() : reader(new (std::nothrow) BBAudioReader) {
+HarmonyInstance::HarmonyInstance() : reader(new(std::nothrow) BBAudioReader) {
     std::copy(std::begin(kDefaultMixGains), std::end(kDefaultMixGains), mixGains);
 }
 
 void HarmonyInstance::AssignInput(const int16_t* samples16, const float* samples32, int32_t frames,
                                   int32_t channels, int32_t sampleRate) {
-    if (!reader) return;
+    if (!reader) {
+        return;
+    }
     reader->Assign(samples16, samples32, frames, channels, sampleRate);
-    if (addOn) return;
+    if (addOn) {
+        return;
+    }
     MalleoTuneHarmonyAddOnIf* created = nullptr;
-    if (MalleoTuneHarmonyAddOnIf::CreateInstance(&created, reader.get()) != MLH_OK) return;
+    if (MalleoTuneHarmonyAddOnIf::CreateInstance(&created, reader.get()) != MLH_OK) {
+        return;
+    }
     // Kept only once it has analysed everything, so that an assignment that fails can be made again.
     std::unique_ptr<MalleoTuneHarmonyAddOnIf, AddOnDeleter> prepared(created);
-    if (prepared->Prepare() == MLH_OK) addOn = std::move(prepared);
+    if (prepared->Prepare() == MLH_OK) {
+        addOn = std::move(prepared);
+    }
 }
 
 int32_t HarmonyInstance::SetParams(bool autoHarmony, int32_t voices, int32_t voicesAbove, float spread,
                                    int32_t keyRoot, bool keyIsMinor) {
-    if (!addOn) return MLH_NOT_READY;
-    if (voices < (autoHarmony ? 2 : 1) || voices > kVoiceCount) return MLH_BAD_ARGUMENT;
+    if (!addOn) {
+        return MLH_NOT_READY;
+    }
+    if (voices < (autoHarmony ? 2 : 1) || voices > kVoiceCount) {
+        return MLH_BAD_ARGUMENT;
+    }
     outputVoiceCount = voices;
     addOn->SetHarmonyMode(autoHarmony ? NumberOf(ModeOfVoices(voices)) : NumberOf(AddOnMode::Manual));
     addOn->SetSpread(spread);
@@ -52,9 +64,15 @@ bool CanRender(BBAudioReader& reader, int32_t channels) {
 }  // namespace
 
 int32_t HarmonyInstance::Process16(int16_t* out, int32_t frames, int32_t channels, const double* gains) {
-    if (!addOn) return MLH_NOT_READY;
-    if (!CanRender(*reader, channels) || (frames > 0 && out == nullptr)) return MLH_BAD_ARGUMENT;
-    if (gains == nullptr) gains = mixGains;
+    if (!addOn) {
+        return MLH_NOT_READY;
+    }
+    if (!CanRender(*reader, channels) || (frames > 0 && out == nullptr)) {
+        return MLH_BAD_ARGUMENT;
+    }
+    if (gains == nullptr) {
+        gains = mixGains;
+    }
     const int32_t mixed = 1 + outputVoiceCount;  // the dry lead and the voices
     RunBlocks(*this, frames, channels, [&](float** rows, int32_t, int32_t count) {
         for (int32_t c = 0; c < channels; ++c) {
@@ -72,12 +90,20 @@ int32_t HarmonyInstance::Process16(int16_t* out, int32_t frames, int32_t channel
 }
 
 int32_t HarmonyInstance::Process32(float** out, int32_t frames, int32_t channels) {
-    if (!addOn) return MLH_NOT_READY;
-    if (!CanRender(*reader, channels)) return MLH_BAD_ARGUMENT;
+    if (!addOn) {
+        return MLH_NOT_READY;
+    }
+    if (!CanRender(*reader, channels)) {
+        return MLH_BAD_ARGUMENT;
+    }
     if (frames > 0) {
-        if (out == nullptr) return MLH_BAD_ARGUMENT;
+        if (out == nullptr) {
+            return MLH_BAD_ARGUMENT;
+        }
         for (int32_t v = 0; v < outputVoiceCount; ++v) {
-            if (out[v] == nullptr) return MLH_BAD_ARGUMENT;
+            if (out[v] == nullptr) {
+                return MLH_BAD_ARGUMENT;
+            }
         }
     }
     RunBlocks(*this, frames, channels, [&](float** rows, int32_t first, int32_t count) {
@@ -85,7 +111,9 @@ int32_t HarmonyInstance::Process32(float** out, int32_t frames, int32_t channels
             // The write index advances by frames, for stereo too: hosts rely on the layout as it is.
             float* to = out[v - 1] + first;
             for (int32_t i = 0; i < count; ++i) {
-                for (int32_t c = 0; c < channels; ++c) *to++ = rows[v * channels + c][i];
+                for (int32_t c = 0; c < channels; ++c) {
+                    *to++ = rows[v * channels + c][i];
+                }
             }
         }
     });

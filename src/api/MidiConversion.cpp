@@ -27,11 +27,19 @@ class ChordEventTable {
         std::size_t i = sorted_ ? FirstNotBefore(time) : 0;
         std::size_t below = i;  // one past the last event before `time`
         for (; i < times_.size(); ++i) {
-            if (time > times_[i]) below = i + 1;
-            if (std::fabs(times_[i] - time) <= kEventTolerance) return i;
-            if (sorted_ && times_[i] > time) break;
+            if (time > times_[i]) {
+                below = i + 1;
+            }
+            if (std::fabs(times_[i] - time) <= kEventTolerance) {
+                return i;
+            }
+            if (sorted_ && times_[i] > time) {
+                break;
+            }
         }
-        if (below == 0) below = times_.size();
+        if (below == 0) {
+            below = times_.size();
+        }
         Insert(below, static_cast<float>(time));
         return below;
     }
@@ -63,7 +71,9 @@ class ChordEventTable {
 std::vector<std::vector<std::size_t>> GroupByEvent(const std::vector<std::size_t>& events,
                                                    std::size_t count) {
     std::vector<std::vector<std::size_t>> groups(count);
-    for (std::size_t i = 0; i < events.size(); ++i) groups[events[i]].push_back(i);
+    for (std::size_t i = 0; i < events.size(); ++i) {
+        groups[events[i]].push_back(i);
+    }
     return groups;
 }
 
@@ -78,7 +88,9 @@ void EndNote(int32_t (&slots)[4], int32_t note) {
 
 void StartNote(int32_t (&slots)[4], int32_t note) {
     for (int32_t& slot : slots) {
-        if (slot == note) return;
+        if (slot == note) {
+            return;
+        }
         if (slot == -1) {
             slot = note;
             return;
@@ -103,8 +115,12 @@ MalleoTuneHarmonyAddOnIf::ChordVector ChordsFromNotes(const MalleoTuneHarmonyAdd
     chords.reserve(events.size());
     int32_t slots[4] = {-1, -1, -1, -1};
     for (std::size_t e = 0; e < events.size(); ++e) {
-        for (std::size_t i : ending[e]) EndNote(slots, NoteAwayFromZero(notes[i].GetPitch()));
-        for (std::size_t i : starting[e]) StartNote(slots, NoteAwayFromZero(notes[i].GetPitch()));
+        for (std::size_t i : ending[e]) {
+            EndNote(slots, NoteAwayFromZero(notes[i].GetPitch()));
+        }
+        for (std::size_t i : starting[e]) {
+            StartNote(slots, NoteAwayFromZero(notes[i].GetPitch()));
+        }
         chords.emplace_back(events[e], slots[0], slots[1], slots[2], slots[3]);
     }
     return chords;

@@ -43,7 +43,9 @@ void Insert(Vector& vector, const Element& element) {
     const float time = TimeOf(element);
     std::size_t index = items.size();
     if (ordered == items.size()) {
-        while (index > 0 && TimeOf(items[index - 1]) > time) --index;
+        while (index > 0 && TimeOf(items[index - 1]) > time) {
+            --index;
+        }
     } else {
         const auto isLater = [&](const Element& e) { return TimeOf(e) > time; };
         index = static_cast<std::size_t>(std::find_if(items.begin(), items.end(), isLater) - items.begin());
@@ -64,14 +66,18 @@ int32_t mlhPitchVectorGetTotal(const PitchVector* vector) { return GetTotal(vect
 int32_t mlhChordVectorGetTotal(const ChordVector* vector) { return GetTotal(vector); }
 
 PitchItem mlhPitchVectorGetItem(const PitchVector* vector, uint32_t index) {
-    if (vector == nullptr || index >= vector->items.size()) return PitchItem{};
+    if (vector == nullptr || index >= vector->items.size()) {
+        return PitchItem{};
+    }
     const PitchElement& element = vector->items[index];
     return {element.GetStart(), element.GetPitch(), element.GetDuration(), element.GetLevel()};
 }
 
 ChordItem mlhChordVectorGetItem(const ChordVector* vector, uint32_t index) {
     ChordItem item{};
-    if (vector == nullptr || index >= vector->items.size()) return item;
+    if (vector == nullptr || index >= vector->items.size()) {
+        return item;
+    }
     const ChordElement& element = vector->items[index];
     item.time = element.GetTime();
     std::copy_n(element.GetNotes(), 4, item.notes);
@@ -79,27 +85,35 @@ ChordItem mlhChordVectorGetItem(const ChordVector* vector, uint32_t index) {
 }
 
 bool mlhPitchVectorSetItem(PitchVector* vector, uint32_t index, PitchItem item) {
-    if (vector == nullptr || index >= vector->items.size()) return false;
+    if (vector == nullptr || index >= vector->items.size()) {
+        return false;
+    }
     vector->items[index].SetPitch(item.pitch);
     return true;
 }
 
 bool mlhPitchVectorAddItem(PitchVector* vector, PitchItem item) {
-    if (vector == nullptr) return false;
+    if (vector == nullptr) {
+        return false;
+    }
     const DefaultFloatingPoint computing;
     Insert(*vector, PitchElement(item.start, item.pitch, item.duration, item.level));
     return true;
 }
 
 bool mlhChordVectorAddItem(ChordVector* vector, ChordItem item) {
-    if (vector == nullptr) return false;
+    if (vector == nullptr) {
+        return false;
+    }
     const DefaultFloatingPoint computing;
     Insert(*vector, ChordElement(item.time, item.notes[0], item.notes[1], item.notes[2], item.notes[3]));
     return true;
 }
 
 PitchVector* mlhPitchVectorAdjust(const PitchVector* vector, uint8_t legato, uint8_t velocity) {
-    if (vector == nullptr) return nullptr;
+    if (vector == nullptr) {
+        return nullptr;
+    }
     const DefaultFloatingPoint computing;
     auto adjusted = std::make_unique<PitchVector>();
     const auto& items = vector->items;

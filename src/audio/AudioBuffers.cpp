@@ -56,7 +56,9 @@ void AudioSampleBuffer::Wrap(float** external, int32_t newNumChannels, int32_t n
 }
 
 void AudioSampleBuffer::MakeRoomForChannels(int32_t count) {
-    if (count < tableLength_) return;
+    if (count < tableLength_) {
+        return;
+    }
     auto table = std::make_unique<float*[]>(static_cast<size_t>(count) + 1);
     std::copy_n(channels_.get(), tableLength_, table.get());
     channels_ = std::move(table);
@@ -73,13 +75,16 @@ void AudioSampleBuffer::PointIntoBlock() {
 void AudioSampleBuffer::SetSize(int32_t newNumChannels, int32_t newSize) {
     newNumChannels = std::max(newNumChannels, 0);
     newSize = std::max(newSize, 0);
-    if (newNumChannels == numChannels_ && newSize == size_) return;
+    if (newNumChannels == numChannels_ && newSize == size_) {
+        return;
+    }
 
     auto newData = std::make_unique<float[]>(BlockFloats(newNumChannels, newSize));
     MakeRoomForChannels(newNumChannels);
     const int32_t kept = std::min(size_, newSize);
     for (int32_t c = std::min(numChannels_, newNumChannels) - 1; c >= 0; --c) {
-        std::copy_n(channels_[c], kept, newData.get() + static_cast<size_t>(c) * static_cast<size_t>(newSize));
+        std::copy_n(channels_[c], kept,
+                    newData.get() + static_cast<size_t>(c) * static_cast<size_t>(newSize));
     }
     allocatedData_ = std::move(newData);
     numChannels_ = newNumChannels;
@@ -89,33 +94,45 @@ void AudioSampleBuffer::SetSize(int32_t newNumChannels, int32_t newSize) {
 }
 
 void AudioSampleBuffer::Clear() {
-    for (int32_t c = 0; c < numChannels_; ++c) Clear(c, 0, size_);
+    for (int32_t c = 0; c < numChannels_; ++c) {
+        Clear(c, 0, size_);
+    }
 }
 
 void AudioSampleBuffer::Clear(int32_t channel, int32_t start, int32_t count) {
-    if (count < 1) return;
+    if (count < 1) {
+        return;
+    }
     std::fill_n(channels_[channel] + start, count, 0.0f);
 }
 
 void AudioSampleBuffer::CopyFrom(int32_t destChannel, int32_t destStart, const AudioSampleBuffer& source,
                                  int32_t sourceChannel, int32_t sourceStart, int32_t count) {
-    if (count < 1) return;
+    if (count < 1) {
+        return;
+    }
     std::memmove(channels_[destChannel] + destStart, source.channels_[sourceChannel] + sourceStart,
                  static_cast<size_t>(count) * sizeof(float));
 }
 
 void AudioSampleBuffer::ReadFromAudioReader(CAudioReader& reader, int32_t start, int32_t count,
                                             int32_t readerStart, bool useLeft, bool useRight) {
-    if (count < 1 || numChannels_ < 1) return;
+    if (count < 1 || numChannels_ < 1) {
+        return;
+    }
     const int32_t readerChannels = reader.GetNumChannels();
     if (readerChannels > 2) {
-        for (int32_t c = 0; c < numChannels_; ++c) Clear(c, start, count);
+        for (int32_t c = 0; c < numChannels_; ++c) {
+            Clear(c, start, count);
+        }
         return;
     }
 
     float* targets[2] = {channels_[0] + start, nullptr};
     if (useLeft == useRight) {
-        if (readerChannels > 1 && numChannels_ > 1) targets[1] = channels_[1] + start;
+        if (readerChannels > 1 && numChannels_ > 1) {
+            targets[1] = channels_[1] + start;
+        }
     } else if (useRight && readerChannels != 1) {
         targets[0] = nullptr;
         targets[1] = channels_[0] + start;
@@ -143,7 +160,9 @@ CTBuffer<float>::CTBuffer(int32_t numChannels, int32_t frames) : CTBuffer(numCha
 }
 
 CTBuffer<float>::~CTBuffer() {
-    for (int32_t c = 0; c < numChannels_; ++c) FreeAlignedFloats(&channels_[c]);
+    for (int32_t c = 0; c < numChannels_; ++c) {
+        FreeAlignedFloats(&channels_[c]);
+    }
 }
 
 }  // namespace mlh

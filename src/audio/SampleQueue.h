@@ -28,7 +28,9 @@ class SampleQueue {
     // Appends n zeros and returns where they stand, to be filled in place.
     float* Append(int32_t n) {
         const size_t added = static_cast<size_t>(n);
-        if (first_ + size_ + added + margin_ > memory_.size()) MakeRoom(added);
+        if (first_ + size_ + added + margin_ > memory_.size()) {
+            MakeRoom(added);
+        }
         float* appended = memory_.data() + first_ + size_;
         size_ += added;
         return appended;
@@ -53,7 +55,9 @@ class SampleQueue {
         std::copy(start, start + static_cast<std::ptrdiff_t>(size_), memory_.begin());
         std::fill(memory_.begin() + static_cast<std::ptrdiff_t>(size_), memory_.end(), 0.0f);
         first_ = 0;
-        if (size_ + added + margin_ > memory_.size()) memory_.resize(2 * (size_ + added) + margin_, 0.0f);
+        if (size_ + added + margin_ > memory_.size()) {
+            memory_.resize(2 * (size_ + added) + margin_, 0.0f);
+        }
     }
 
     std::vector<float> memory_;

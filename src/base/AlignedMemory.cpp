@@ -43,13 +43,17 @@ std::atomic<uint64_t> requestedBytes{0};
 }  // namespace
 
 float* AllocateAlignedFloats(int32_t count) {
-    if (count < 0) throw BadAllocation();
+    if (count < 0) {
+        throw BadAllocation();
+    }
     const size_t bytes = static_cast<size_t>(count) * sizeof(float);
     requestedBytes.fetch_add(bytes, std::memory_order_relaxed);
     constexpr size_t line = kRowAlignment;
     const size_t lines = bytes / line + (bytes % line != 0 || bytes == 0);
     void* memory = allocate(lines * line, line);
-    if (memory == nullptr) throw BadAllocation();
+    if (memory == nullptr) {
+        throw BadAllocation();
+    }
     return static_cast<float*>(memory);
 }
 

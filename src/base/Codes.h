@@ -61,7 +61,9 @@ inline constexpr Code kAddOnCodes[] = {
 template <int32_t count>
 constexpr const char* TextOf(const Code (&family)[count], int32_t value) {
     for (const Code& code : family) {
-        if (code.value == value) return code.text;
+        if (code.value == value) {
+            return code.text;
+        }
     }
     return nullptr;
 }

@@ -183,7 +183,8 @@ class CChoiralizer {
     int32_t lowLimit_ = 0;
     int32_t highLimit_ = 0;
     int32_t scaleMap_[12] = {};
-    std::vector<float> scoreCube_;  // candidateCapacity cubed; n candidates use the first n cubed as [n][n][n]
+    std::vector<float>
+        scoreCube_;  // candidateCapacity cubed; n candidates use the first n cubed as [n][n][n]
     float spreadTarget_ = 0.5f;
     int32_t stepDirection_ = 0;
     uint32_t randomState_ = 42;

@@ -27,7 +27,9 @@ void PlainLags(float* lags, const float* spectrum, const float* turns, float rem
 float AlternatingSum(const float* in, int32_t n) {
     float sums[4] = {};
     for (int32_t j = 0; j < n; j += 4) {
-        for (int32_t k = 0; k < 4; ++k) sums[k] += in[j + k];
+        for (int32_t k = 0; k < 4; ++k) {
+            sums[k] += in[j + k];
+        }
     }
     return (sums[0] - sums[1]) + (sums[2] - sums[3]);
 }
@@ -44,15 +46,21 @@ Autocorrelation::Autocorrelation(int32_t n) : n_(n) {
     for (int32_t l = 0; l <= n / 2; ++l) {
         const double angle = 2.0 * kPi * l / (4.0 * n);
         turns_[l < n / 2 ? l : n] = static_cast<float>(2.0 * std::cos(angle));
-        if (l < n / 2) turns_[n / 2 + l] = static_cast<float>(2.0 * std::sin(angle));
+        if (l < n / 2) {
+            turns_[n / 2 + l] = static_cast<float>(2.0 * std::sin(angle));
+        }
     }
     PrepareKernels(ChosenLevel());
-    if (powerSpectrum_ == nullptr) PreparePlain();
+    if (powerSpectrum_ == nullptr) {
+        PreparePlain();
+    }
 }
 
 void Autocorrelation::PrepareKernels(const Level& level) {
     const TransformKernels& kernels = ChosenTransforms(level);
-    if (kernels.powerSpectrum == nullptr || 2 * n_ < ShortestFft(4)) return;
+    if (kernels.powerSpectrum == nullptr || 2 * n_ < ShortestFft(4)) {
+        return;
+    }
     const int32_t lanes = 2 * n_ < ShortestFft(level.lanes) ? 4 : level.lanes;
     const FftPlanSizes sizes = GetQuarterPointPlanSizes(n_, lanes);
     const VecPointer planInit = MakeVec(sizes.init);
@@ -77,8 +85,8 @@ void Autocorrelation::PreparePlain() {
 }
 
 void Autocorrelation::Compute(float* out, const float* in) {
-    const float middle =
-        powerSpectrum_ != nullptr ? powerSpectrum_(plan_, in, power_.get(), work_.get()) : PlainPowerSpectrum(in);
+    const float middle = powerSpectrum_ != nullptr ? powerSpectrum_(plan_, in, power_.get(), work_.get())
+                                                   : PlainPowerSpectrum(in);
     fft_->Forward(power_.get(), power_.get());
     lags_(out, power_.get(), turns_.get(), middle * middle, n_);
 }

@@ -22,30 +22,44 @@ void CopyFloats(float* dst, const float* src, int32_t n) {
 int32_t CcfCreate(CqrtfCcf_If** ccf, int32_t size, int32_t mode) {
     *ccf = nullptr;
     // A request of 1 would need a transform of two points, which does not exist.
-    if (size < 2 || size > kLargestRequest) return kBadArgument;
+    if (size < 2 || size > kLargestRequest) {
+        return kBadArgument;
+    }
     CcfPointer created = std::make_unique<CqrtfCcf>();
     created->mode = mode;
     created->size = 1;
-    while (created->size < 2 * size) created->size *= 2;
+    while (created->size < 2 * size) {
+        created->size *= 2;
+    }
     CqrtfFFT_If* fft;
-    if (const int32_t code = Ops().FFTCreate(&fft, created->size, 1, 0)) return code;
+    if (const int32_t code = Ops().FFTCreate(&fft, created->size, 1, 0)) {
+        return code;
+    }
     created->fft.reset(fft);
-    for (VecPointer& buffer : created->spectrum) buffer = MakeVec(created->size);
+    for (VecPointer& buffer : created->spectrum) {
+        buffer = MakeVec(created->size);
+    }
     *ccf = created.release();
     return 0;
 }
 
 int32_t CcfDestroy(CqrtfCcf_If** ccf) {
-    if (*ccf == nullptr) return kBadArgument;
+    if (*ccf == nullptr) {
+        return kBadArgument;
+    }
     delete *ccf;
     *ccf = nullptr;
     return 0;
 }
 
 int32_t CcfCompute(CqrtfCcf_If* ccf, float* out, const float* a, const float* b, const int32_t lengths[2]) {
-    if (ccf == nullptr || a == nullptr || b == nullptr || lengths == nullptr) return kBadArgument;
+    if (ccf == nullptr || a == nullptr || b == nullptr || lengths == nullptr) {
+        return kBadArgument;
+    }
     const int32_t n = ccf->size;
-    if (lengths[0] < 1 || lengths[0] > n || lengths[1] < 1 || lengths[1] > n) return kBadArgument;
+    if (lengths[0] < 1 || lengths[0] > n || lengths[1] < 1 || lengths[1] > n) {
+        return kBadArgument;
+    }
 
     const OperationTable& ops = Ops();
     const int32_t m = std::min(lengths[0], lengths[1]);
@@ -54,8 +68,12 @@ int32_t CcfCompute(CqrtfCcf_If* ccf, float* out, const float* a, const float* b,
 
     CopyFloats(correlation, a, lengths[0]);
     CopyFloats(other, b, lengths[1]);
-    if (lengths[0] < n) ops.VecZero(correlation + lengths[0], n - lengths[0]);
-    if (lengths[1] < n) ops.VecZero(other + lengths[1], n - lengths[1]);
+    if (lengths[0] < n) {
+        ops.VecZero(correlation + lengths[0], n - lengths[0]);
+    }
+    if (lengths[1] < n) {
+        ops.VecZero(other + lengths[1], n - lengths[1]);
+    }
 
     float deviations[2] = {1.0f, 1.0f};
     if (ccf->mode != 0) {

@@ -7,7 +7,9 @@ constinit std::atomic<const Level*> currentLevel{&kLevelNotChosen};
 void InitDispatch(int32_t maxLevel) {
     const int32_t bound = maxLevel < 0 || maxLevel > kHighestLevel ? kHighestLevel : maxLevel;
     const Level* current = currentLevel.load(std::memory_order_acquire);
-    if (current->number <= bound) return;
+    if (current->number <= bound) {
+        return;
+    }
     const Level* const best = &BestLevel(QueryProcessorFeatures(), bound);
     // Another thread may get in between with a lower bound, which then stays.
     while (current->number > bound &&

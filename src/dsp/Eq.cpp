@@ -131,7 +131,7 @@ class CEQ final : public CEqIf {
     bool dirty_ = true;
     bool bypass_ = true;
     float appliedFrequency_, appliedGain_, appliedQ_;  // what the coefficients were computed from
-    float frequency_;                                // Hz over the sample rate
+    float frequency_;                                  // Hz over the sample rate
     float gainDb_ = 0.0f;
     float q_ = 1.0f;
 };
@@ -140,7 +140,9 @@ CEQ::CEQ(int32_t sampleRate, int32_t numChannels, int32_t type)
     : numChannels_(numChannels), type_(type), sampleRate_(static_cast<float>(sampleRate)), coefficients_{} {
     InitDispatch(-1);
     const auto channels = static_cast<size_t>(numChannels);
-    for (std::vector<float>* line : {&x1_, &x2_, &y1_, &y2_}) line->assign(channels, 0.0f);
+    for (std::vector<float>* line : {&x1_, &x2_, &y1_, &y2_}) {
+        line->assign(channels, 0.0f);
+    }
     // The edge of the band where each type does nothing.
     frequency_ = type == kHighPass ? 0.0f : 0.5f;
     appliedFrequency_ = frequency_;
@@ -171,8 +173,12 @@ void CEQ::ApplyParameters() {
 }
 
 void CEQ::Process(const float* const* in, float** out, int32_t frames) {
-    if (dirty_) ApplyParameters();
-    if (frames < 1) return;
+    if (dirty_) {
+        ApplyParameters();
+    }
+    if (frames < 1) {
+        return;
+    }
     for (int32_t channel = 0; channel < numChannels_; ++channel) {
         if (!bypass_) {
             Filter(channel, in[channel], out[channel], frames, 1);
@@ -183,14 +189,19 @@ void CEQ::Process(const float* const* in, float** out, int32_t frames) {
 }
 
 void CEQ::ProcessInterleaved(const float* in, float* out, int32_t frames) {
-    if (dirty_) ApplyParameters();
-    if (frames < 1) return;
+    if (dirty_) {
+        ApplyParameters();
+    }
+    if (frames < 1) {
+        return;
+    }
     if (!bypass_) {
         for (int32_t channel = 0; channel < numChannels_; ++channel) {
             Filter(channel, in + channel, out + channel, frames, numChannels_);
         }
     } else if (in != out) {
-        std::memmove(out, in, static_cast<size_t>(frames) * static_cast<size_t>(numChannels_) * sizeof(float));
+        std::memmove(out, in,
+                     static_cast<size_t>(frames) * static_cast<size_t>(numChannels_) * sizeof(float));
     }
 }
 
@@ -225,15 +236,25 @@ int32_t CEQ::SetParameters(float frequencyHz, float newGainDb, float newQ) {
 void CEQ::GetParameters(float* frequencyHz, float* gain, float* quality) {
     if (frequencyHz != nullptr) {
         *frequencyHz = appliedFrequency_ * sampleRate_;
-        if (bypass_ && type_ == kLowPass) *frequencyHz = sampleRate_ * 0.5f;
-        if (bypass_ && type_ == kHighPass) *frequencyHz = 0.0f;
+        if (bypass_ && type_ == kLowPass) {
+            *frequencyHz = sampleRate_ * 0.5f;
+        }
+        if (bypass_ && type_ == kHighPass) {
+            *frequencyHz = 0.0f;
+        }
     }
-    if (gain != nullptr) *gain = appliedGain_;
-    if (quality != nullptr) *quality = appliedQ_;
+    if (gain != nullptr) {
+        *gain = appliedGain_;
+    }
+    if (quality != nullptr) {
+        *quality = appliedQ_;
+    }
 }
 
 void CEQ::Reset() {
-    for (std::vector<float>* line : {&x1_, &x2_, &y1_, &y2_}) line->assign(line->size(), 0.0f);
+    for (std::vector<float>* line : {&x1_, &x2_, &y1_, &y2_}) {
+        line->assign(line->size(), 0.0f);
+    }
 }
 
 }  // namespace
@@ -246,9 +267,13 @@ EqCoefficients DesignEq(int32_t type, float frequency, float gainDb, float q) {
 }
 
 int32_t CreateEq(CEqIf** out, int32_t sampleRate, int32_t numChannels, int32_t type) {
-    if (out == nullptr) return kBadArgument;
+    if (out == nullptr) {
+        return kBadArgument;
+    }
     *out = nullptr;
-    if (sampleRate < 1 || numChannels < 1 || type < kLowShelf || type > kOnePole) return kBadArgument;
+    if (sampleRate < 1 || numChannels < 1 || type < kLowShelf || type > kOnePole) {
+        return kBadArgument;
+    }
     try {
         *out = new CEQ(sampleRate, numChannels, type);
     } catch (const std::bad_alloc&) {

@@ -17,9 +17,15 @@ constexpr int64_t kLargestSize = int64_t{1} << 30;
 void LoadBlock(float* buffer, const float* in, const float* window, int32_t windowLength, int32_t fftSize,
                int32_t windowType) {
     const size_t count = static_cast<size_t>(windowLength);
-    if (buffer != in) std::memmove(buffer, in, count * sizeof(float));
-    if (fftSize > windowLength) Ops().VecZero(buffer + windowLength, fftSize - windowLength);
-    if (windowType != 0) Ops().VecMul(buffer, window, windowLength);
+    if (buffer != in) {
+        std::memmove(buffer, in, count * sizeof(float));
+    }
+    if (fftSize > windowLength) {
+        Ops().VecZero(buffer + windowLength, fftSize - windowLength);
+    }
+    if (windowType != 0) {
+        Ops().VecMul(buffer, window, windowLength);
+    }
 }
 
 bool IsPowerOfTwo(int32_t n) { return n > 0 && (n & (n - 1)) == 0; }
@@ -49,7 +55,9 @@ int32_t CqrtfFFTGen::Inverse(float* out, const float* in) {
     std::memcpy(work_.get(), in, static_cast<size_t>(fftSize_) * sizeof(float));
     RealSplitRadixInverse(work_.get(), fftSize_, bitReversal_.get(), twiddles_.get());
     // The split radix delivers half of what the kernels do.
-    for (int32_t i = 0; i < windowLength_; ++i) out[i] = 2.0f * work_[static_cast<size_t>(i)];
+    for (int32_t i = 0; i < windowLength_; ++i) {
+        out[i] = 2.0f * work_[static_cast<size_t>(i)];
+    }
     return 0;
 }
 
@@ -59,7 +67,9 @@ namespace {
 
 // The widest vectors that the level has and the length is long enough for; 0 where none are.
 int32_t LanesFor(const Level& level, int32_t fftSize) {
-    if (fftSize >= ShortestFft(level.lanes)) return level.lanes;
+    if (fftSize >= ShortestFft(level.lanes)) {
+        return level.lanes;
+    }
     return fftSize >= ShortestFft(4) ? 4 : 0;
 }
 
@@ -108,7 +118,9 @@ void CqrtfFFTKernel<level>::ReleaseKernel() {
 
 template <int32_t level>
 int32_t CqrtfFFTKernel<level>::Forward(float* out, const float* in) {
-    if (small_ != nullptr) return small_->Forward(out, in);
+    if (small_ != nullptr) {
+        return small_->Forward(out, in);
+    }
     // A block that is taken as it stands needs no copy.
     const float* block = in;
     if (windowType_ != 0 || windowLength_ != fftSize_) {
@@ -121,10 +133,14 @@ int32_t CqrtfFFTKernel<level>::Forward(float* out, const float* in) {
 
 template <int32_t level>
 int32_t CqrtfFFTKernel<level>::Inverse(float* out, const float* in) {
-    if (small_ != nullptr) return small_->Inverse(out, in);
+    if (small_ != nullptr) {
+        return small_->Inverse(out, in);
+    }
     float* const block = windowLength_ == fftSize_ ? out : work_.get();
     inverse_(*plan_, in, block, planWork_.get());
-    if (block != out) std::memcpy(out, block, static_cast<size_t>(windowLength_) * sizeof(float));
+    if (block != out) {
+        std::memcpy(out, block, static_cast<size_t>(windowLength_) * sizeof(float));
+    }
     return 0;
 }
 
@@ -133,9 +149,12 @@ int32_t CqrtfFFTKernel<level>::Inverse(float* out, const float* in) {
 template <class FFT>
 int32_t FFTCreate(CqrtfFFT_If** fft, int32_t windowLength, int32_t zeroPadFactor, int32_t windowType) {
     *fft = nullptr;
-    if (!IsPowerOfTwo(windowLength) || windowLength % 4 != 0 || !IsPowerOfTwo(zeroPadFactor))
+    if (!IsPowerOfTwo(windowLength) || windowLength % 4 != 0 || !IsPowerOfTwo(zeroPadFactor)) {
         return kBadArgument;
-    if (int64_t{windowLength} * zeroPadFactor > kLargestSize) return kBadArgument;
+    }
+    if (int64_t{windowLength} * zeroPadFactor > kLargestSize) {
+        return kBadArgument;
+    }
     FFTPointer created = std::make_unique<FFT>(windowLength, zeroPadFactor, windowType);
     created->Init();
     *fft = created.release();
@@ -144,7 +163,9 @@ int32_t FFTCreate(CqrtfFFT_If** fft, int32_t windowLength, int32_t zeroPadFactor
 
 template <class FFT>
 int32_t FFTDestroy(CqrtfFFT_If** fft) {
-    if (dynamic_cast<FFT*>(*fft) == nullptr) return kBadArgument;
+    if (dynamic_cast<FFT*>(*fft) == nullptr) {
+        return kBadArgument;
+    }
     delete *fft;
     *fft = nullptr;
     return 0;

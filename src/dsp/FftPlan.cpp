@@ -20,7 +20,9 @@ struct Complex {
 class Roots {
   public:
     Roots(float* quarterWave, int32_t n) : cosines_(quarterWave), n_(n) {
-        for (int32_t k = 0; k < n / 4; ++k) quarterWave[k] = static_cast<float>(std::cos(2.0 * kPi * k / n));
+        for (int32_t k = 0; k < n / 4; ++k) {
+            quarterWave[k] = static_cast<float>(std::cos(2.0 * kPi * k / n));
+        }
         quarterWave[n / 4] = 0.0f;
     }
     Complex operator()(int64_t k) const {
@@ -32,7 +34,9 @@ class Roots {
 
   private:
     float Cosine(int32_t k) const {
-        if (k > n_ / 2) k = n_ - k;
+        if (k > n_ / 2) {
+            k = n_ - k;
+        }
         return k <= n_ / 4 ? cosines_[k] : -cosines_[n_ / 2 - k];
     }
     const float* cosines_;
@@ -42,13 +46,19 @@ class Roots {
 // Eights as far as they go, after one or two fours where the columns are no power of eight.
 void ChooseRadices(FftPlan& plan) {
     int32_t bits = 0;
-    while ((1 << bits) < plan.columns) ++bits;
+    while ((1 << bits) < plan.columns) {
+        ++bits;
+    }
     const auto add = [&](int32_t radixBits) {
         plan.radix[plan.passes++] = 1 << radixBits;
         bits -= radixBits;
     };
-    while (bits % 3 != 0) add(2);
-    while (bits > 0) add(3);
+    while (bits % 3 != 0) {
+        add(2);
+    }
+    while (bits > 0) {
+        add(3);
+    }
 }
 
 int32_t TwiddleFloats(const FftPlan& plan) {
@@ -96,10 +106,14 @@ float* PutPasses(float* p, const Roots& roots, FftPlan& plan, int32_t first) {
     for (int32_t pass = 0; pass < plan.passes; ++pass) {
         const int64_t step = roots.Order() / block;
         block /= plan.radix[pass];
-        if (pass < first) continue;
+        if (pass < first) {
+            continue;
+        }
         plan.twiddles[pass] = p;
         for (int32_t j = 0; j < block; ++j) {
-            for (int32_t q = 1; q < plan.radix[pass]; ++q) p = Put(p, roots(step * j * q));
+            for (int32_t q = 1; q < plan.radix[pass]; ++q) {
+                p = Put(p, roots(step * j * q));
+            }
         }
     }
     return p;
@@ -108,7 +122,9 @@ float* PutPasses(float* p, const Roots& roots, FftPlan& plan, int32_t first) {
 void PutPlaces(float* p, FftPlan& plan) {
     int32_t* const places = reinterpret_cast<int32_t*>(p);
     plan.places = places;
-    for (int32_t k = 0; k <= plan.columns; ++k) places[k] = Place(plan, k % plan.columns);
+    for (int32_t k = 0; k <= plan.columns; ++k) {
+        places[k] = Place(plan, k % plan.columns);
+    }
 }
 
 // One column: lane l is the root of l * k.
@@ -176,15 +192,21 @@ QuarterPointPlan BuildQuarterPointPlan(int32_t points, int32_t lanes, float* tab
     const Roots roots(init, 4 * points);  // a quarter of the distance between two points
 
     fft.laneTwiddles = tables;
-    for (int32_t k = 0; k < fft.columns; ++k) tables = PutLanes(tables, roots, lanes, 4 * k + 1, 1.0f);
+    for (int32_t k = 0; k < fft.columns; ++k) {
+        tables = PutLanes(tables, roots, lanes, 4 * k + 1, 1.0f);
+    }
     // Twiddles and, of the column's weight, the part that changes within a block; the rest is `weights`.
     fft.twiddles[0] = tables;
     for (int32_t j = 0; j < fft.columns / radix; ++j) {
-        for (int32_t q = 0; q < radix; ++q) tables = Put(tables, roots(int64_t{lanes} * j * (4 * q + 1)));
+        for (int32_t q = 0; q < radix; ++q) {
+            tables = Put(tables, roots(int64_t{lanes} * j * (4 * q + 1)));
+        }
     }
     tables = PutPasses(tables, roots, fft, 1);
     plan.weights = tables;
-    for (int32_t q = 0; q < radix; ++q) tables = Put(tables, roots(int64_t{points} / radix * q));
+    for (int32_t q = 0; q < radix; ++q) {
+        tables = Put(tables, roots(int64_t{points} / radix * q));
+    }
     PutPlaces(tables, fft);
     return plan;
 }

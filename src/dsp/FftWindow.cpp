@@ -41,8 +41,12 @@ double WindowValue(int32_t i, int32_t n, int32_t windowType) {
 }  // namespace
 
 void FillWindow(float* window, int32_t n, int32_t windowType) {
-    if (windowType < 0 || windowType > 7) return;
-    for (int32_t i = 0; i < n; ++i) window[i] = static_cast<float>(WindowValue(i, n, windowType));
+    if (windowType < 0 || windowType > 7) {
+        return;
+    }
+    for (int32_t i = 0; i < n; ++i) {
+        window[i] = static_cast<float>(WindowValue(i, n, windowType));
+    }
 }
 
 }  // namespace mlh

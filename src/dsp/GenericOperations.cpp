@@ -20,22 +20,30 @@ float Sum(int32_t n, Term term) {
     float sums[kBlock] = {};
     int32_t i = 0;
     for (; i <= n - kBlock; i += kBlock) {
-        for (int32_t k = 0; k < kBlock; ++k) sums[k] += term(i + k);
+        for (int32_t k = 0; k < kBlock; ++k) {
+            sums[k] += term(i + k);
+        }
     }
     for (; i <= n - kRow; i += kRow) {
-        for (int32_t k = 0; k < kRow; ++k) sums[k] += term(i + k);
+        for (int32_t k = 0; k < kRow; ++k) {
+            sums[k] += term(i + k);
+        }
     }
     float sum = 0.0f;
     for (int32_t k = 0; k < kRow; ++k) {
         sum += (sums[k] + sums[kRow + k]) + (sums[2 * kRow + k] + sums[3 * kRow + k]);
     }
-    for (; i < n; ++i) sum += term(i);
+    for (; i < n; ++i) {
+        sum += term(i);
+    }
     return sum;
 }
 }  // namespace
 
 int32_t VecZero(float* dst, int32_t n) {
-    for (int32_t i = 0; i < n; ++i) dst[i] = 0.0f;
+    for (int32_t i = 0; i < n; ++i) {
+        dst[i] = 0.0f;
+    }
     return 0;
 }
 
@@ -85,63 +93,87 @@ int32_t VecStdDev(const float* src, float* dev, int32_t n) {
 
 int32_t VecMaxInPlace(float* dst, const float* src, int32_t n) {
     for (int32_t i = 0; i < n; ++i) {
-        if (src[i] > dst[i]) dst[i] = src[i];
+        if (src[i] > dst[i]) {
+            dst[i] = src[i];
+        }
     }
     return 0;
 }
 
 int32_t VecAdd(float* dst, const float* src, int32_t n) {
-    for (int32_t i = 0; i < n; ++i) dst[i] += src[i];
+    for (int32_t i = 0; i < n; ++i) {
+        dst[i] += src[i];
+    }
     return 0;
 }
 
 int32_t VecAddConst(float* dst, float c, int32_t n) {
-    for (int32_t i = 0; i < n; ++i) dst[i] += c;
+    for (int32_t i = 0; i < n; ++i) {
+        dst[i] += c;
+    }
     return 0;
 }
 
 int32_t VecSub(float* dst, const float* src, int32_t n) {
-    for (int32_t i = 0; i < n; ++i) dst[i] -= src[i];
+    for (int32_t i = 0; i < n; ++i) {
+        dst[i] -= src[i];
+    }
     return 0;
 }
 
 int32_t VecMul(float* dst, const float* src, int32_t n) {
-    for (int32_t i = 0; i < n; ++i) dst[i] *= src[i];
+    for (int32_t i = 0; i < n; ++i) {
+        dst[i] *= src[i];
+    }
     return 0;
 }
 
 int32_t VecMulConst(float* dst, float c, int32_t n) {
-    for (int32_t i = 0; i < n; ++i) dst[i] *= c;
+    for (int32_t i = 0; i < n; ++i) {
+        dst[i] *= c;
+    }
     return 0;
 }
 
 int32_t VecDiv(float* dst, const float* src, int32_t n) {
-    for (int32_t i = 0; i < n; ++i) dst[i] /= src[i];
+    for (int32_t i = 0; i < n; ++i) {
+        dst[i] /= src[i];
+    }
     return 0;
 }
 
 int32_t VecMulAcc(float* dst, const float* a, const float* b, int32_t n) {
-    for (int32_t i = 0; i < n; ++i) dst[i] += a[i] * b[i];
+    for (int32_t i = 0; i < n; ++i) {
+        dst[i] += a[i] * b[i];
+    }
     return 0;
 }
 
 int32_t VecAbs(float* dst, int32_t n) {
-    for (int32_t i = 0; i < n; ++i) dst[i] = std::fabs(dst[i]);
+    for (int32_t i = 0; i < n; ++i) {
+        dst[i] = std::fabs(dst[i]);
+    }
     return 0;
 }
 
 int32_t VecExp(float* dst, int32_t n) {
-    for (int32_t i = 0; i < n; ++i) dst[i] = std::exp(dst[i]);
+    for (int32_t i = 0; i < n; ++i) {
+        dst[i] = std::exp(dst[i]);
+    }
     return 0;
 }
 
 int32_t VecSqrt(float* dst, int32_t n) {
-    for (int32_t i = 0; i < n; ++i) dst[i] = std::sqrt(dst[i]);
+    for (int32_t i = 0; i < n; ++i) {
+        dst[i] = std::sqrt(dst[i]);
+    }
     return 0;
 }
 
 int32_t VecThresholdLog(float* dst, float level, float value, int32_t n) {
-    for (int32_t i = 0; i < n; ++i) dst[i] = std::log(dst[i] < level ? value : dst[i]);
+    for (int32_t i = 0; i < n; ++i) {
+        dst[i] = std::log(dst[i] < level ? value : dst[i]);
+    }
     return 0;
 }
 
@@ -152,14 +184,18 @@ int32_t VecDot(const float* a, const float* b, float* out, int32_t n) {
 
 int32_t VecThresholdLow(float* dst, float level, float value, int32_t n) {
     for (int32_t i = 0; i < n; ++i) {
-        if (dst[i] < level) dst[i] = value;
+        if (dst[i] < level) {
+            dst[i] = value;
+        }
     }
     return 0;
 }
 
 int32_t VecThresholdHigh(float* dst, float level, float value, int32_t n) {
     for (int32_t i = 0; i < n; ++i) {
-        if (dst[i] > level) dst[i] = value;
+        if (dst[i] > level) {
+            dst[i] = value;
+        }
     }
     return 0;
 }
@@ -233,7 +269,9 @@ int32_t SpectrumMagnitude(float* dst, const float* src, int32_t nBins) {
 }
 
 int32_t SpectrumConjugate(float* dst, int32_t n) {
-    for (int32_t k = 1; k < n / 2; ++k) dst[2 * k + 1] = -dst[2 * k + 1];
+    for (int32_t k = 1; k < n / 2; ++k) {
+        dst[2 * k + 1] = -dst[2 * k + 1];
+    }
     return 0;
 }
 

@@ -11,15 +11,21 @@ float Largest(const float* bins, int32_t n, float start) {
     std::fill_n(lanes, kLanes, start);
     int32_t i = 0;
     for (; i <= n - kLanes; i += kLanes) {
-        for (int32_t l = 0; l < kLanes; ++l) lanes[l] = bins[i + l] > lanes[l] ? bins[i + l] : lanes[l];
+        for (int32_t l = 0; l < kLanes; ++l) {
+            lanes[l] = bins[i + l] > lanes[l] ? bins[i + l] : lanes[l];
+        }
     }
-    for (; i < n; ++i) lanes[0] = bins[i] > lanes[0] ? bins[i] : lanes[0];
+    for (; i < n; ++i) {
+        lanes[0] = bins[i] > lanes[0] ? bins[i] : lanes[0];
+    }
     return *std::max_element(lanes, lanes + kLanes);
 }
 
 int32_t FirstLargest(const float* bins, int32_t n) {
     const float largest = Largest(bins, n, 0.0f);
-    if (!(largest > 0.0f)) return 0;
+    if (!(largest > 0.0f)) {
+        return 0;
+    }
     return static_cast<int32_t>(std::find(bins, bins + n, largest) - bins);
 }
 

@@ -58,7 +58,9 @@ struct Checked;
 template <class... Arguments, int32_t (*operation)(Arguments...)>
 struct Checked<operation> {
     static int32_t Call(Arguments... arguments) {
-        if ((IsMissing(arguments) || ...)) return kNullVector;
+        if ((IsMissing(arguments) || ...)) {
+            return kNullVector;
+        }
         int32_t count = 0;
         ((count = CountIn(arguments)), ...);
         return count < 1 ? kBadCount : operation(arguments...);
@@ -144,7 +146,9 @@ constinit const Level kLevelNotChosen = NotChosen();
 
 const Level& FindLevel(int32_t number) {
     for (const Level& level : kLevels) {
-        if (level.number == number) return level;
+        if (level.number == number) {
+            return level;
+        }
     }
     return kLevel0;
 }
@@ -152,7 +156,9 @@ const Level& FindLevel(int32_t number) {
 const Level& BestLevel(uint32_t features, int32_t bound) {
     const Level* best = &kLevel0;
     for (const Level& level : kLevels) {
-        if (level.number <= bound && (features & level.feature) == level.feature) best = &level;
+        if (level.number <= bound && (features & level.feature) == level.feature) {
+            best = &level;
+        }
     }
     return *best;
 }

@@ -21,19 +21,27 @@ PaddedSpectrum::PaddedSpectrum(int32_t given, int32_t size) : given_(given), siz
     twiddles_ = MakeVec(SplitRadixTwiddleSize(size));
     FillSplitRadixTables(size, bitReversal_.get(), twiddles_.get());
     work_ = MakeVec(size + kPaddedSpectrumGap);
-    if (size != 8 * given || size < kShortest) return;
+    if (size != 8 * given || size < kShortest) {
+        return;
+    }
     kernel_ = ChosenLevel().paddedMagnitudes;
-    if (kernel_ == nullptr) return;
+    if (kernel_ == nullptr) {
+        return;
+    }
     // The given points in reversed order of their bits.
     const int32_t points = given / 2;
     order_ = std::make_unique<int32_t[]>(static_cast<size_t>(points));
     for (int32_t bit = 1; bit < points; bit *= 2) {
-        for (int32_t i = 0; i < bit; ++i) order_[bit + i] = order_[i] + points / (2 * bit);
+        for (int32_t i = 0; i < bit; ++i) {
+            order_[bit + i] = order_[i] + points / (2 * bit);
+        }
     }
 }
 
 void PaddedSpectrum::Compute(float* out, const float* in) {
-    if (kernel_ == nullptr) return ComputePlain(out, in);
+    if (kernel_ == nullptr) {
+        return ComputePlain(out, in);
+    }
     kernel_({size_, order_.get(), twiddles_.get()}, in, out, work_.get());
 }
 

@@ -20,7 +20,9 @@ Leaf1 QueryLeaf1() {
     Leaf1 leaf;
 #if defined(__x86_64__) || defined(__i386__)
     unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
-    if (__get_cpuid(1, &eax, &ebx, &ecx, &edx)) leaf = {ecx, edx};
+    if (__get_cpuid(1, &eax, &ebx, &ecx, &edx)) {
+        leaf = {ecx, edx};
+    }
 #elif defined(MLH_MSVC_X86)
     int registers[4];
     __cpuid(registers, 1);
@@ -56,11 +58,21 @@ bool AvxUsable(const Leaf1& leaf) {
 uint32_t QueryProcessorFeatures() {
     const Leaf1 leaf = QueryLeaf1();
     uint32_t features = 0;
-    if (Bit(leaf.edx, 25)) features |= kFeatureSSE;
-    if (Bit(leaf.edx, 26)) features |= kFeatureSSE2;
-    if (Bit(leaf.ecx, 0)) features |= kFeatureSSE3;
-    if (Bit(leaf.ecx, 20)) features |= kFeatureSSE42;
-    if (AvxUsable(leaf)) features |= kFeatureAVX;
+    if (Bit(leaf.edx, 25)) {
+        features |= kFeatureSSE;
+    }
+    if (Bit(leaf.edx, 26)) {
+        features |= kFeatureSSE2;
+    }
+    if (Bit(leaf.ecx, 0)) {
+        features |= kFeatureSSE3;
+    }
+    if (Bit(leaf.ecx, 20)) {
+        features |= kFeatureSSE42;
+    }
+    if (AvxUsable(leaf)) {
+        features |= kFeatureAVX;
+    }
     return features;
 }
 

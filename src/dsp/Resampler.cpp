@@ -36,7 +36,9 @@ double BesselI0(double x) {
 
 // Entry i of a filter wing of `length` entries: sinc times Kaiser window.
 double FilterValue(int32_t i, int32_t length, double rolloff, double beta) {
-    if (i == 0) return rolloff;
+    if (i == 0) {
+        return rolloff;
+    }
     const double x = i / 256.0;
     const double sinc = std::sin(kPi * x * rolloff) / (kPi * x);
     const double position = static_cast<double>(i) / (length - 1);
@@ -76,7 +78,9 @@ int32_t CountOutput(double factor, int32_t usable) {
     int32_t count = 0;
     if (factor < 1.0) {
         const double step = 1.0 / factor;
-        while (std::round(count * step * 100.0) < hundredths) ++count;
+        while (std::round(count * step * 100.0) < hundredths) {
+            ++count;
+        }
     } else {
         const double limit = std::round(usable * factor * 100.0);
         count = static_cast<int32_t>(std::max(0.0, std::ceil(limit / 100.0)));
@@ -113,7 +117,9 @@ void CResampleBase::ResetState() {
 }
 
 bool CResampleBase::Accepts(double factor, int32_t channels, int32_t frames) const {
-    if (frames < 0 || frames > capacity || channels < 1 || channels > numChannels) return false;
+    if (frames < 0 || frames > capacity || channels < 1 || channels > numChannels) {
+        return false;
+    }
     // A long filter at a small table step would reach beyond the margin: the step is rounded.
     const double maxStep = std::min<double>(kMaxStep, 60000.0 / (halfLength - 1));
     const double mostOutput = (frames + 2.0) * factor;
@@ -122,7 +128,9 @@ bool CResampleBase::Accepts(double factor, int32_t channels, int32_t frames) con
 
 void CResampleBase::WidenMargin(double step, int32_t channels) {
     const double needed = halfLength * std::max(step, 1.0) + 1.0;
-    if (margin > needed) return;
+    if (margin > needed) {
+        return;
+    }
     const int32_t growth = static_cast<int32_t>(needed) - margin;
     margin += growth;
     pendingMargin += growth;
@@ -183,10 +191,14 @@ const std::vector<Sample>& CResample<Sample>::GetDelta() const {
 
 template <class Sample>
 void CResample<Sample>::BuildFilter(int32_t length) {
-    if (length < 1 || static_cast<size_t>(length) > table_.size()) return;
+    if (length < 1 || static_cast<size_t>(length) > table_.size()) {
+        return;
+    }
     for (int32_t i = 0; i < length; ++i) {
         table_[i] = Arithmetic<Sample>::Entry(FilterValue(i, length, rolloff, kaiserBeta));
-        if (i > 0) delta_[i - 1] = static_cast<Sample>(table_[i] - table_[i - 1]);
+        if (i > 0) {
+            delta_[i - 1] = static_cast<Sample>(table_[i] - table_[i - 1]);
+        }
     }
     delta_[length - 1] = Sample{};
 }
@@ -194,9 +206,13 @@ void CResample<Sample>::BuildFilter(int32_t length) {
 template <class Sample>
 int32_t CResample<Sample>::Process(const void* in, void* out, float inRate, float outRate, int32_t channels,
                                    int32_t frames) {
-    if (!(inRate > 0.0f) || !(outRate > 0.0f) || storage_.empty()) return 0;
+    if (!(inRate > 0.0f) || !(outRate > 0.0f) || storage_.empty()) {
+        return 0;
+    }
     const double factor = static_cast<double>(outRate) / static_cast<double>(inRate);
-    if (!Accepts(factor, channels, frames)) return 0;
+    if (!Accepts(factor, channels, frames)) {
+        return 0;
+    }
 
     WidenMargin(1.0 / factor, channels);
     Append(static_cast<const Sample*>(in), channels, frames);
@@ -242,7 +258,9 @@ template <class Sample>
 void CResample<Sample>::RunGroup(const Sample* source, int32_t count, double step, int32_t channels,
                                  float gain, Sample* out) {
     int64_t fixedTimes[kGroup];
-    for (int32_t i = 0; i < count; ++i, time += step) fixedTimes[i] = static_cast<int64_t>(time * 32768.0);
+    for (int32_t i = 0; i < count; ++i, time += step) {
+        fixedTimes[i] = static_cast<int64_t>(time * 32768.0);
+    }
     if (count == kGroup && AreWholeFramesApart(fixedTimes)) {
         WeighTaps(fixedTimes[0]);
         InterpolateGroup(source, fixedTimes, channels, gain, out);
@@ -259,7 +277,9 @@ template <class Sample>
 bool CResample<Sample>::AreWholeFramesApart(const int64_t (&fixedTimes)[kGroup]) {
     const int64_t distance = fixedTimes[1] - fixedTimes[0];
     bool apart = (distance & 0x7fff) == 0;
-    for (int32_t i = 2; i < kGroup; ++i) apart &= fixedTimes[i] - fixedTimes[i - 1] == distance;
+    for (int32_t i = 2; i < kGroup; ++i) {
+        apart &= fixedTimes[i] - fixedTimes[i - 1] == distance;
+    }
     return apart;
 }
 
@@ -268,7 +288,9 @@ bool CResample<Sample>::AreWholeFramesApart(const int64_t (&fixedTimes)[kGroup])
 template <class Sample>
 void CResample<Sample>::WeighTaps(int64_t fixedTime) {
     const int32_t behind = static_cast<int32_t>(fixedTime & 0x7fff);
-    if (behind == tapFraction_) return;
+    if (behind == tapFraction_) {
+        return;
+    }
     tapFraction_ = behind;
     const int32_t ahead = static_cast<int32_t>(-fixedTime & 0x7fff);
     const auto weigh = [this](Weight* taps, int32_t h, int32_t end) {
@@ -292,10 +314,14 @@ Sample CResample<Sample>::Interpolate(const Sample* centre, int32_t channels, fl
     using Sum = typename Arithmetic<Sample>::Sum;
     Sum left{};
     const Sample* x = centre;
-    for (int32_t i = 0; i < leftCount_; ++i, x -= channels) left += static_cast<Sum>(leftTaps_[i]) * *x;
+    for (int32_t i = 0; i < leftCount_; ++i, x -= channels) {
+        left += static_cast<Sum>(leftTaps_[i]) * *x;
+    }
     Sum right{};
     x = centre + channels;
-    for (int32_t i = 0; i < rightCount_; ++i, x += channels) right += static_cast<Sum>(rightTaps_[i]) * *x;
+    for (int32_t i = 0; i < rightCount_; ++i, x += channels) {
+        right += static_cast<Sum>(rightTaps_[i]) * *x;
+    }
     return Arithmetic<Sample>::Output(left + right, gain);
 }
 
@@ -309,7 +335,9 @@ void CResample<Sample>::InterpolateGroup(const Sample* source, const int64_t (&f
     const auto sum = [=](const Sample* x, ptrdiff_t next, const Weight* taps, int32_t count, Sum* sums) {
         for (int32_t i = 0; i < count; ++i, x += next) {
             const Sum tap = static_cast<Sum>(taps[i]);
-            for (int32_t k = 0; k < kGroup; ++k) sums[k] += tap * x[k * distance];
+            for (int32_t k = 0; k < kGroup; ++k) {
+                sums[k] += tap * x[k * distance];
+            }
         }
     };
     const Sample* const centre = source + (fixedTimes[0] >> 15) * channels;
@@ -329,7 +357,9 @@ void CResample<Sample>::Advance(int32_t usable, int32_t channels) {
     time -= creep;
     const int32_t passed = usable + creep;
     readIndex += passed;
-    if (passed > 0) Drop(passed, channels);
+    if (passed > 0) {
+        Drop(passed, channels);
+    }
     pendingMargin = 2 * margin;
     writeIndex = -creep;
 }
@@ -341,7 +371,9 @@ void CResample<Sample>::Drop(int32_t passed, int32_t channels) {
     const ptrdiff_t end =
         Buffer() - storage_.data() + static_cast<ptrdiff_t>(writeIndex + pendingMargin) * channels;
     dropped += static_cast<int64_t>(passed) * channels;
-    if (dropped <= static_cast<int64_t>(storage_.size() / 2)) return;
+    if (dropped <= static_cast<int64_t>(storage_.size() / 2)) {
+        return;
+    }
     std::copy(storage_.begin() + dropped, storage_.begin() + end, storage_.begin());
     dropped = 0;
 }
@@ -351,9 +383,13 @@ template class CResample<int16_t>;
 
 int32_t CreateResampler(CResampleBase** out, int32_t quality, int32_t capacity, int32_t channels,
                         int32_t kind, int32_t /*flag*/) {
-    if (out == nullptr) return kBadArgument;
+    if (out == nullptr) {
+        return kBadArgument;
+    }
     *out = nullptr;
-    if (quality < 1 || quality > kMaxQuality || capacity < 0 || channels < 1) return kBadArgument;
+    if (quality < 1 || quality > kMaxQuality || capacity < 0 || channels < 1) {
+        return kBadArgument;
+    }
     switch (kind) {
         case kResampleFloat:
             *out = new (std::nothrow) CResampleFloat(quality, capacity, channels);
@@ -364,20 +400,28 @@ int32_t CreateResampler(CResampleBase** out, int32_t quality, int32_t capacity, 
         default:
             return kBadArgument;
     }
-    if (*out == nullptr) return kOutOfMemory;
-    if ((*out)->Init() != 0) DestroyResampler(out);
+    if (*out == nullptr) {
+        return kOutOfMemory;
+    }
+    if ((*out)->Init() != 0) {
+        DestroyResampler(out);
+    }
     return 0;
 }
 
 int32_t DestroyResampler(CResampleBase** resampler) {
-    if (resampler == nullptr || *resampler == nullptr) return kBadArgument;
+    if (resampler == nullptr || *resampler == nullptr) {
+        return kBadArgument;
+    }
     delete *resampler;
     *resampler = nullptr;
     return 0;
 }
 
 int32_t GetRequiredInput(const CResampleBase* resampler, int32_t outFrames, float inRate, float outRate) {
-    if (resampler == nullptr || !(inRate > 0.0f) || !(outRate > 0.0f)) return 0;
+    if (resampler == nullptr || !(inRate > 0.0f) || !(outRate > 0.0f)) {
+        return 0;
+    }
     const double ratio = static_cast<double>(inRate) / static_cast<double>(outRate);
     double needed = outFrames * ratio;
     if (resampler->IsFirstCall()) {

@@ -31,7 +31,9 @@ void Store(float* data, int32_t k, Complex a) {
 
 int32_t Log2(int32_t n) {
     int32_t bits = 0;
-    while ((n >> bits) > 1) ++bits;
+    while ((n >> bits) > 1) {
+        ++bits;
+    }
     return bits;
 }
 
@@ -51,7 +53,9 @@ void FillTwiddles(float* twiddles, int32_t points) {
 
 // A quarter wave of cosines; read backwards it is the sines.
 void FillCosines(float* cosines, int32_t n) {
-    for (int32_t k = 0; k <= n / 4; ++k) cosines[k] = static_cast<float>(std::cos(2.0 * kPi * k / n));
+    for (int32_t k = 0; k <= n / 4; ++k) {
+        cosines[k] = static_cast<float>(std::cos(2.0 * kPi * k / n));
+    }
 }
 
 // The reversed indices of half the bits of `points`, the middle bit left out when their number is odd.
@@ -59,8 +63,9 @@ void FillBitReversal(int32_t* reversed, int32_t points) {
     const int32_t halfBits = Log2(points) / 2;
     reversed[0] = 0;
     for (int32_t bit = 0; bit < halfBits; ++bit) {
-        for (int32_t i = 0; i < (1 << bit); ++i)
+        for (int32_t i = 0; i < (1 << bit); ++i) {
             reversed[(1 << bit) + i] = reversed[i] + (1 << (halfBits - 1 - bit));
+        }
     }
 }
 
@@ -173,10 +178,18 @@ void Transform16(float* data, const float* twiddles) {
 // Depth first, so that each part is worked on while it is in the cache.
 template <bool inverse>
 void TransformComplex(float* data, int32_t points, const float* twiddles) {
-    if (points == 16) return Transform16<inverse>(data, twiddles);
-    if (points == 8) return Transform8<inverse>(data);
-    if (points == 4) return Transform4<inverse>(data);
-    if (points == 2) return Transform2(data);
+    if (points == 16) {
+        return Transform16<inverse>(data, twiddles);
+    }
+    if (points == 8) {
+        return Transform8<inverse>(data);
+    }
+    if (points == 4) {
+        return Transform4<inverse>(data);
+    }
+    if (points == 2) {
+        return Transform2(data);
+    }
     TransformComplex<inverse>(data, points / 2, twiddles);
     TransformComplex<inverse>(data + points, points / 4, twiddles);
     TransformComplex<inverse>(data + points + points / 2, points / 4, twiddles);
@@ -229,28 +242,40 @@ void FillSplitRadixTables(int32_t n, int32_t* bitReversal, float* twiddles) {
 }
 
 void ComplexSplitRadixForward(float* data, int32_t n, int32_t* bitReversal, float* twiddles) {
-    if (bitReversal[0] == 0) FillSplitRadixTables(n, bitReversal, twiddles);
+    if (bitReversal[0] == 0) {
+        FillSplitRadixTables(n, bitReversal, twiddles);
+    }
     const int32_t points = n / 2;
-    if (n > 4) ReverseBits(data, points, bitReversal + 2);
+    if (n > 4) {
+        ReverseBits(data, points, bitReversal + 2);
+    }
     TransformComplex<false>(data, points, twiddles);
 }
 
 void RealSplitRadixForward(float* data, int32_t n, int32_t* bitReversal, float* twiddles) {
     ComplexSplitRadixForward(data, n, bitReversal, twiddles);
-    if (n > 4) RealStep<false>(data, n, twiddles + n);
+    if (n > 4) {
+        RealStep<false>(data, n, twiddles + n);
+    }
     ConjugateMiddle(data, n);
     const Complex first = Load(data, 0);
     Store(data, 0, {first.re + first.im, first.re - first.im});
 }
 
 void RealSplitRadixInverse(float* data, int32_t n, int32_t* bitReversal, float* twiddles) {
-    if (bitReversal[0] == 0) FillSplitRadixTables(n, bitReversal, twiddles);
+    if (bitReversal[0] == 0) {
+        FillSplitRadixTables(n, bitReversal, twiddles);
+    }
     const int32_t points = n / 2;
     const Complex first = Load(data, 0);
     Store(data, 0, {0.5f * (first.re + first.im), 0.5f * (first.re - first.im)});
     ConjugateMiddle(data, n);
-    if (n > 4) RealStep<true>(data, n, twiddles + n);
-    if (n > 4) ReverseBits(data, points, bitReversal + 2);
+    if (n > 4) {
+        RealStep<true>(data, n, twiddles + n);
+    }
+    if (n > 4) {
+        ReverseBits(data, points, bitReversal + 2);
+    }
     TransformComplex<true>(data, points, twiddles);
 }
 

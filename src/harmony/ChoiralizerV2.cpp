@@ -136,13 +136,17 @@ void CChoiralizerV2::ApplyOwnParams() {
 
 int32_t CChoiralizerV2::GetKey() { return mode_ == kOwnMode ? inputKey_ : classic_->GetKey(); }
 
-int32_t CChoiralizerV2::GetInputScale() { return mode_ == kOwnMode ? inputScale_ : classic_->GetInputScale(); }
+int32_t CChoiralizerV2::GetInputScale() {
+    return mode_ == kOwnMode ? inputScale_ : classic_->GetInputScale();
+}
 
 int32_t CChoiralizerV2::GetOutputScale() {
     return mode_ == kOwnMode ? outputScale_ : classic_->GetOutputScale();
 }
 
-int32_t CChoiralizerV2::GetQuantize() { return mode_ == kOwnMode ? quantizeToScale_ : classic_->GetQuantize(); }
+int32_t CChoiralizerV2::GetQuantize() {
+    return mode_ == kOwnMode ? quantizeToScale_ : classic_->GetQuantize();
+}
 
 int32_t CChoiralizerV2::GetScaleMap() { return mode_ == kOwnMode ? mapScale_ : classic_->GetScaleMap(); }
 
@@ -288,7 +292,8 @@ int32_t CChoiralizerV2::AnalysePhrases() {
 }
 
 int32_t CChoiralizerV2::AssignFunctions() {
-    return FindFunctions(melodyRecord_, OutputTonality(), phrases_.phraseBoundary, noteLocked_, noteFunction_);
+    return FindFunctions(melodyRecord_, OutputTonality(), phrases_.phraseBoundary, noteLocked_,
+                         noteFunction_);
 }
 
 int32_t CChoiralizerV2::BuildVoicingCandidates() {
@@ -310,8 +315,8 @@ int32_t CChoiralizerV2::SearchVoicing() {
 
 std::vector<ChordCandidate> CChoiralizerV2::BuildChordCandidates(int32_t leadPitch, int32_t function,
                                                                  int32_t capacity) {
-    return FindChordCandidates(*chordsInFunctions_, function, outputKey_, {leadPitch, rangeBelow_, rangeAbove_},
-                               capacity);
+    return FindChordCandidates(*chordsInFunctions_, function, outputKey_,
+                               {leadPitch, rangeBelow_, rangeAbove_}, capacity);
 }
 
 VoicingLayout CChoiralizerV2::Layout() const {

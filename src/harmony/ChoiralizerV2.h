@@ -243,8 +243,8 @@ class CChoiralizerV2 final : public CChoiralizerV2If {
     std::array<std::vector<NoteItem>, 4> voiceItems_;
     std::vector<ChordInfo> chords_;
     MelodyRecord melodyRecord_;  // starts, ends, durations and pitches of the melody as it was set
-    int32_t stateChanged_ = 1;    // set by ResetVoices
-    int32_t paramsChanged_ = 0;   // set by SetParams
+    int32_t stateChanged_ = 1;   // set by ResetVoices
+    int32_t paramsChanged_ = 0;  // set by SetParams
 
     // What the steps of mode 7 found, per note.
     Phrases phrases_;

@@ -10,7 +10,8 @@ namespace mlh::ChoiralizerV2 {
 
 CChordsInFunctions::CChordsInFunctions() {
     for (size_t set = 0; set < lists_.size(); ++set) {
-        std::copy(std::begin(FunctionChordTable[set]), std::end(FunctionChordTable[set]), lists_[set].begin());
+        std::copy(std::begin(FunctionChordTable[set]), std::end(FunctionChordTable[set]),
+                  lists_[set].begin());
     }
 }
 

@@ -54,9 +54,13 @@ int32_t Size(const ScaleDistance& d) { return static_cast<int32_t>(int64_t{7} * 
 float NoCrossing(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t) {
     const int32_t* v = window[0].setting->voicing;
     float factor = 1.0f;
-    for (int i = 0; i < 4; ++i)
-        for (int j = i + 1; j < 4; ++j)
-            if (v[j] < v[i]) factor *= 0.01f;
+    for (int i = 0; i < 4; ++i) {
+        for (int j = i + 1; j < 4; ++j) {
+            if (v[j] < v[i]) {
+                factor *= 0.01f;
+            }
+        }
+    }
     return factor;
 }
 
@@ -75,28 +79,43 @@ float Doubling(const VoicingWindow& window, int32_t spacingStyle, int32_t key, c
     float factor = 1.0f;
     for (int i = 0; i < 4; ++i) {
         for (int j = i + 1; j < 4; ++j) {
-            if (Distance(v[i], v[j]) % 12 != 0) continue;
+            if (Distance(v[i], v[j]) % 12 != 0) {
+                continue;
+            }
             ++doublings;
-            if (doublings >= 1) factor *= 0.01f;
+            if (doublings >= 1) {
+                factor *= 0.01f;
+            }
             factor *= table[Position(c, v[i], key)];
             if (v[i] == v[j] && spacingStyle != 0) {
                 unison = true;
-                if (spacingStyle >= 2) factor *= 0.001f;
-                if (spacingStyle == 1) factor *= 0.0f;
+                if (spacingStyle >= 2) {
+                    factor *= 0.001f;
+                }
+                if (spacingStyle == 1) {
+                    factor *= 0.0f;
+                }
             }
         }
     }
-    if (doublings >= 1 && !unison) factor *= 0.5f;
+    if (doublings >= 1 && !unison) {
+        factor *= 0.5f;
+    }
     return factor;
 }
 
 // The bass tone of the chord's row stands for the root, so an inverted row looks above its bass.
 float ThirdPresent(const VoicingWindow& window, int32_t, int32_t key, const int32_t* scale, int32_t) {
     const VoicingCandidate& c = *window[0].setting;
-    if (c.chordType == ChordDiminished7) return 0.001f;
+    if (c.chordType == ChordDiminished7) {
+        return 0.001f;
+    }
     const int32_t root = static_cast<int32_t>(int64_t{c.tones[c.bassIndex]} + key);
-    for (int k = 0; k < 4; ++k)
-        if (ScaleInterval(root, c.voicing[k], key, scale).steps == 2) return 1.0f;
+    for (int k = 0; k < 4; ++k) {
+        if (ScaleInterval(root, c.voicing[k], key, scale).steps == 2) {
+            return 1.0f;
+        }
+    }
     return 0.001f;
 }
 
@@ -108,17 +127,27 @@ float BassPosition(const VoicingWindow& window, int32_t, int32_t key, const int3
     static constexpr float kSeventh[5] = {0.7f, 0.7f, 0.7f, 0.7f, 1.0f};
 
     const VoicingCandidate& c = *window[0].setting;
-    if (c.chordType == ChordDiminished7) return 0.5f;
+    if (c.chordType == ChordDiminished7) {
+        return 0.5f;
+    }
     const int32_t position = Position(c, Lowest(c), key);
-    if (c.function == FunctionDominant && c.chordType == ChordSixFour) return kDominantSixFour[position];
-    if (c.function == FunctionSubdominant && c.chordType == ChordSixth) return kNeapolitan[position];
+    if (c.function == FunctionDominant && c.chordType == ChordSixFour) {
+        return kDominantSixFour[position];
+    }
+    if (c.function == FunctionSubdominant && c.chordType == ChordSixth) {
+        return kNeapolitan[position];
+    }
     return IsSeventhType(c.chordType) ? kSeventh[position] : kTriad[position];
 }
 
 // Whether two neighbouring voices stand too far apart (close) or too near (open, wide).
 bool IsBadlySpaced(const ScaleDistance& d, int32_t spacingStyle) {
-    if (spacingStyle == 0) return Size(d) > 3;
-    if (spacingStyle == 1) return Size(d) < 3 || (d.octaves >= 1 && d.steps > 0);
+    if (spacingStyle == 0) {
+        return Size(d) > 3;
+    }
+    if (spacingStyle == 1) {
+        return Size(d) < 3 || (d.octaves >= 1 && d.steps > 0);
+    }
     return spacingStyle >= 2 && d.octaves == 0;
 }
 
@@ -126,7 +155,9 @@ float Spacing(const VoicingWindow& window, int32_t spacingStyle, int32_t key, co
     const int32_t* v = window[0].setting->voicing;
     float factor = 1.0f;
     const auto judge = [&](const ScaleDistance& d) {
-        if (!IsBadlySpaced(d, spacingStyle)) return;
+        if (!IsBadlySpaced(d, spacingStyle)) {
+            return;
+        }
         factor *= Power(0.8f, std::abs(4 - Size(d)));
         factor *= 0.5f;
     };
@@ -136,10 +167,14 @@ float Spacing(const VoicingWindow& window, int32_t spacingStyle, int32_t key, co
     judge(middle);
     judge(upper);
     judge(lower);
-    if (factor != 1.0f) factor *= 0.5f;
+    if (factor != 1.0f) {
+        factor *= 0.5f;
+    }
     // The lowest gap ought not to be smaller than those above it.
     const int32_t sum = (Size(middle) + 1) + (Size(upper) + 1);
-    if (Size(lower) + 1 < sum / 3) factor *= 0.3f;
+    if (Size(lower) + 1 < sum / 3) {
+        factor *= 0.3f;
+    }
     return factor;
 }
 
@@ -157,12 +192,18 @@ float SharedUnison(const VoicingWindow& window, int32_t, int32_t, const int32_t*
     float factor = 1.0f;
     for (int i = 0; i < 4; ++i) {
         for (int j = i + 1; j < 4; ++j) {
-            if (v[i] != v[j] || p[i] != p[j]) continue;
+            if (v[i] != v[j] || p[i] != p[j]) {
+                continue;
+            }
             factor *= 0.001f;
-            if (v[i] == p[i]) factor *= 0.001f;
+            if (v[i] == p[i]) {
+                factor *= 0.001f;
+            }
         }
     }
-    if (factor != 1.0f) factor *= 0.5f;
+    if (factor != 1.0f) {
+        factor *= 0.5f;
+    }
     return factor;
 }
 
@@ -192,11 +233,14 @@ float Parallels(const VoicingWindow& window, int32_t, int32_t key, const int32_t
             }
             const ScaleDistance& now = c.pairs[pair];
             const ScaleDistance& before = d.pairs[pair];
-            if (now.steps != before.steps) continue;
+            if (now.steps != before.steps) {
+                continue;
+            }
             factor *= ParallelFactor(ParallelIndex(now), move(c.sorted[i], d.sorted[i]));
             // A parallel that goes on over three notes counts twice.
-            if (window[2].IsPresent() && window[2].shape->pairs[pair] == before)
+            if (window[2].IsPresent() && window[2].shape->pairs[pair] == before) {
                 factor *= ParallelFactor(SimpleIndex(before), move(d.sorted[i], window[2].shape->sorted[i]));
+            }
         }
     }
     return factor;
@@ -204,8 +248,12 @@ float Parallels(const VoicingWindow& window, int32_t, int32_t key, const int32_t
 
 float StaticBass(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t leadVoice) {
     const int32_t before = window[1].setting->voicing[0];
-    if (leadVoice == 0 || window[0].setting->voicing[0] != before) return 1.0f;
-    if (!window[2].IsPresent() || window[2].setting->voicing[0] != before) return 0.9f;
+    if (leadVoice == 0 || window[0].setting->voicing[0] != before) {
+        return 1.0f;
+    }
+    if (!window[2].IsPresent() || window[2].setting->voicing[0] != before) {
+        return 0.9f;
+    }
     return 0.80999994f;
 }
 
@@ -221,10 +269,14 @@ struct OuterMove {
 };
 
 float OuterMotion(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t) {
-    if (!window[3].IsPresent()) return 1.0f;
+    if (!window[3].IsPresent()) {
+        return 1.0f;
+    }
     const OuterMove move(window[0], window[1]);
     const bool steady = move == OuterMove(window[1], window[2]) && move == OuterMove(window[2], window[3]);
-    if (!steady) return 1.0f;
+    if (!steady) {
+        return 1.0f;
+    }
     return move.low == move.high ? 0.3f : kContraryMotion;
 }
 
@@ -247,8 +299,11 @@ float VoiceLeading(const VoicingWindow& window, int32_t, int32_t key, const int3
     const VoicingCandidate& to = *window[0].setting;
     const VoicingCandidate& from = *window[1].setting;
     int64_t sum = 0;
-    for (int k = 1; k < 4; ++k)
-        if (k != leadVoice) sum += Distance(to.voicing[k], from.voicing[k]);
+    for (int k = 1; k < 4; ++k) {
+        if (k != leadVoice) {
+            sum += Distance(to.voicing[k], from.voicing[k]);
+        }
+    }
     float factor = Power(0.95f, static_cast<int32_t>(std::min<int64_t>(sum, INT32_MAX)));
 
     const int32_t toLowest = window[0].shape->sorted[0];
@@ -257,20 +312,25 @@ float VoiceLeading(const VoicingWindow& window, int32_t, int32_t key, const int3
 
     if (IsCadence(from.function, to.function)) {
         const bool known = to.chordType != ChordUnknownTriad && to.chordType != ChordUnknownSeventh;
-        if (IsCadentialMove(bass) && bass.quality == 0 && known && Position(to, toLowest, key) == 0)
+        if (IsCadentialMove(bass) && bass.quality == 0 && known && Position(to, toLowest, key) == 0) {
             factor *= kCadence;
-        else if (bass.direction == 1 && (bass.steps == 3 || bass.steps == 4))
+        } else if (bass.direction == 1 && (bass.steps == 3 || bass.steps == 4)) {
             factor *= 0.0f;
+        }
     }
 
     if (from.chordType == ChordDominant7 && IsResolution(from.function, to.function) &&
         Position(from, fromLowest, key) == 3) {
         const bool resolves = to.chordType == ChordMajor || to.chordType == ChordDominant7;
-        if (resolves && Position(to, toLowest, key) == 1) factor *= kResolution;
+        if (resolves && Position(to, toLowest, key) == 1) {
+            factor *= kResolution;
+        }
     }
 
     const bool octave = bass.steps == 0 && bass.octaves == 1;
-    if (Size(bass) > 5 && !octave) factor *= Power(0.01f, Size(bass) - 5);
+    if (Size(bass) > 5 && !octave) {
+        factor *= Power(0.01f, Size(bass) - 5);
+    }
     return factor;
 }
 
@@ -280,10 +340,16 @@ bool IsChord(const WindowEntry& entry, int32_t function, int32_t chordType) {
 
 float SecondaryDominantResolves(const VoicingWindow& window, int32_t, int32_t, const int32_t*, int32_t) {
     static constexpr int32_t kResolutions[3][4] = {{0, 5, 9, 0}, {0, 5, 8, 0}, {0, 3, 8, 0}};
-    if (!IsChord(window[1], FunctionTonic, ChordDominant7)) return 1.0f;
-    if (window[0].setting->function == FunctionSubdominant)
-        for (const auto& tones : kResolutions)
-            if (std::equal(tones, tones + 4, window[0].setting->tones)) return 1.0f;
+    if (!IsChord(window[1], FunctionTonic, ChordDominant7)) {
+        return 1.0f;
+    }
+    if (window[0].setting->function == FunctionSubdominant) {
+        for (const auto& tones : kResolutions) {
+            if (std::equal(tones, tones + 4, window[0].setting->tones)) {
+                return 1.0f;
+            }
+        }
+    }
     return 0.0001f;
 }
 
@@ -313,7 +379,9 @@ const VoicingRuleSet RuleSetTable[2] = {{kVerticalRules, kWeights, 7}, {kTransit
 CVoicingRules::CVoicingRules() : scale_(ScaleRow(ChoiralizerClassic::ScaleMajor)) {}
 
 void CVoicingRules::SelectRuleSet(int32_t index) {
-    if (index < 0 || index > 1) return;
+    if (index < 0 || index > 1) {
+        return;
+    }
     rules_ = RuleSetTable[index].rules;
     weights_ = RuleSetTable[index].weights;
     ruleCount_ = RuleSetTable[index].count;
@@ -322,19 +390,27 @@ void CVoicingRules::SelectRuleSet(int32_t index) {
 bool IsBelowScoreFloor(float score, float prior) {
     // e to the -35 is 6.305e-16. Only near it do the roundings of the logarithms count; elsewhere the product
     // decides, at a fraction of the time.
-    if (static_cast<double>(score) * static_cast<double>(prior) > 6.4e-16) return false;
+    if (static_cast<double>(score) * static_cast<double>(prior) > 6.4e-16) {
+        return false;
+    }
     return Log(score) + Log(prior) < -35.0f;
 }
 
 float CVoicingRules::ComputeScore(const VoicingWindow& window, float prior) const {
-    if (prior == 0.0f) return 0.0f;
+    if (prior == 0.0f) {
+        return 0.0f;
+    }
     float product = 1.0f;
     int32_t used = 0;
     for (int32_t k = 0; k < ruleCount_; ++k) {
-        if (weights_[k] == 0.0f) continue;
+        if (weights_[k] == 0.0f) {
+            continue;
+        }
         const float factor = rules_[k](window, spacingStyle_, key_, scale_, leadVoice_) * weights_[k];
         product *= factor;
-        if (product == 0.0f || IsBelowScoreFloor(product, prior)) return 0.0f;
+        if (product == 0.0f || IsBelowScoreFloor(product, prior)) {
+            return 0.0f;
+        }
         ++used;
     }
     return used > 0 ? Exp(Log(product) / static_cast<float>(used)) : product;
@@ -356,8 +432,12 @@ float SettingScoreBound(const WindowEntry& entry, int32_t functionBefore) {
         product *= std::max({kHeldPair, StepTable[index], LeapTable[index]});
     }
     const VoicingCandidate& setting = *entry.setting;
-    if (IsCadence(functionBefore, setting.function)) product *= kCadence;
-    if (setting.chordType == ChordSixFour || setting.chordType == ChordDominant7) product *= kProgression;
+    if (IsCadence(functionBefore, setting.function)) {
+        product *= kCadence;
+    }
+    if (setting.chordType == ChordSixFour || setting.chordType == ChordDominant7) {
+        product *= kProgression;
+    }
     return MeanBound(product);
 }
 
@@ -366,16 +446,22 @@ float HistoryScoreBound(const VoicingWindow& window) {
     if (window[2].IsPresent()) {
         for (size_t pair = 0; pair < 6; ++pair) {
             const ScaleDistance& before = window[1].shape->pairs[pair];
-            if (window[2].shape->pairs[pair] != before) continue;
+            if (window[2].shape->pairs[pair] != before) {
+                continue;
+            }
             const int32_t index = SimpleIndex(before);
             product *= std::max({1.0f, StepTable[index], LeapTable[index]});
         }
     }
     if (window[3].IsPresent()) {
         const OuterMove last(window[1], window[2]);
-        if (last == OuterMove(window[2], window[3]) && last.low != last.high) product *= kContraryMotion;
+        if (last == OuterMove(window[2], window[3]) && last.low != last.high) {
+            product *= kContraryMotion;
+        }
     }
-    if (window[1].setting->chordType == ChordDominant7) product *= kResolution;
+    if (window[1].setting->chordType == ChordDominant7) {
+        product *= kResolution;
+    }
     return MeanBound(product);
 }
 

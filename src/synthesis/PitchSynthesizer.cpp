@@ -14,15 +14,21 @@ namespace mlh {
 
 int32_t CreatePitchSynthesizer(CMELODORPitchSynthesizerIf** out, CAudioReader* reader, CPitchMarksIf* marks,
                                CMELODORPitchAnalysisIf* analysis) {
-    if (out == nullptr) return kVoiceBadArgument;
+    if (out == nullptr) {
+        return kVoiceBadArgument;
+    }
     *out = nullptr;
-    if (reader == nullptr || marks == nullptr || analysis == nullptr) return kVoiceBadArgument;
+    if (reader == nullptr || marks == nullptr || analysis == nullptr) {
+        return kVoiceBadArgument;
+    }
 
     // The cleaning chain has cleared voiced flags to cut notes; a grain wants to know what really is voiced.
     analysis->BuildFrames();
     const AnalysisFrame* frames = nullptr;
     const int32_t frameCount = analysis->GetFrames(&frames);
-    if (frameCount < 1) return kVoiceBadArgument;
+    if (frameCount < 1) {
+        return kVoiceBadArgument;
+    }
     analysis->NormalizeFrames();
     const AnalysisNote* notes = nullptr;
     const int32_t noteCount = analysis->GetNotes(&notes);
@@ -33,7 +39,9 @@ int32_t CreatePitchSynthesizer(CMELODORPitchSynthesizerIf** out, CAudioReader* r
 }
 
 int32_t DestroyPitchSynthesizer(CMELODORPitchSynthesizerIf** synthesizer) {
-    if (synthesizer == nullptr || *synthesizer == nullptr) return kVoiceBadArgument;
+    if (synthesizer == nullptr || *synthesizer == nullptr) {
+        return kVoiceBadArgument;
+    }
     delete static_cast<CMELODORPitchSynthesizer*>(*synthesizer);
     *synthesizer = nullptr;
     return 0;
@@ -67,7 +75,9 @@ void CMELODORPitchSynthesizer::Reset() {
 int32_t CMELODORPitchSynthesizer::SetGlobalParameter(int32_t which, float value) {
     switch (which) {
         case GlobalTimeScale:
-            if (!(value > 0.0f) || !std::isfinite(value)) return kVoiceBadArgument;
+            if (!(value > 0.0f) || !std::isfinite(value)) {
+                return kVoiceBadArgument;
+            }
             settings_.timeScale = value;
             settings_.inverseTimeScale = 1.0f / value;
             return 0;
@@ -120,10 +130,14 @@ double CMELODORPitchSynthesizer::GetDuration() const {
 float CMELODORPitchSynthesizer::GetOutputPitchAt(double seconds) {
     const double outputSample = seconds * static_cast<double>(sampleRate_);
     const SynthSegment* segment = LookUpSegment(outputSample);
-    if (segment == nullptr) return -1.0f;
+    if (segment == nullptr) {
+        return -1.0f;
+    }
     const double offset = outputSample - OutputStart(*segment);
     const int32_t mark = FindMark(*segment, SourcePositionAt(*segment, offset));
-    if (!IsVoiced(*segment, mark)) return -1.0f;
+    if (!IsVoiced(*segment, mark)) {
+        return -1.0f;
+    }
     const double transposition = -RatioToSemitones(static_cast<double>(settings_.transposition));
     return MarkPitch(*segment, mark) + PitchShiftAt(*segment, settings_, mark, offset) +
            static_cast<float>(transposition);
@@ -139,7 +153,9 @@ float CMELODORPitchSynthesizer::GetOutputGainAt(double seconds) {
 const SynthSegment* CMELODORPitchSynthesizer::LookUpSegment(double outputSample) {
     SettleSegments();
     int32_t found = FindSegment(outputSample, lookupSegmentIndex_);
-    if (found < 0 && lookupSegmentIndex_ > 0) found = FindSegment(outputSample, 0);
+    if (found < 0 && lookupSegmentIndex_ > 0) {
+        found = FindSegment(outputSample, 0);
+    }
     lookupSegmentIndex_ = found;
     return found < 0 ? nullptr : segments_[found].get();
 }
@@ -153,7 +169,9 @@ int32_t CMELODORPitchSynthesizer::FindSegment(double outputSample, int32_t from)
     for (int32_t i = from < 0 ? 0 : from; i < GetSegmentCount(); ++i) {
         const double end = static_cast<double>(sampleRate_) * segments_[i]->targetEnd *
                            static_cast<double>(settings_.timeScale);
-        if (outputSample >= OutputStart(*segments_[i]) && outputSample <= end) return i;
+        if (outputSample >= OutputStart(*segments_[i]) && outputSample <= end) {
+            return i;
+        }
     }
     return -1;
 }
@@ -173,7 +191,9 @@ int32_t CMELODORPitchSynthesizer::FindMark(const SynthSegment& segment, double s
     const int32_t position = std::max(TruncateToInt32(sourcePosition), 0);  // no mark lies before 0
     int32_t from = segment.firstMark;
     const int32_t reached = std::min(segment.currentMark, marks_.GetCount() - 2);
-    if (from >= 0 && reached > from && marks_.GetPosition(reached) <= position) from = reached;
+    if (from >= 0 && reached > from && marks_.GetPosition(reached) <= position) {
+        from = reached;
+    }
     return marks_.FindNearest(from, position);
 }
 

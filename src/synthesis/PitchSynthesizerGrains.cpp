@@ -84,7 +84,9 @@ constexpr int32_t kLongestKeptRow = 512;  // a period of 86 Hz at 44.1 kHz
 // destructor, since hosts may render until the process is gone, after the statics of this library's sources.
 struct KeptWindowRows {
     KeptWindowRows() {
-        for (int32_t length = 1; length <= kLongestKeptRow; ++length) FillWindowRow(Row(length), length);
+        for (int32_t length = 1; length <= kLongestKeptRow; ++length) {
+            FillWindowRow(Row(length), length);
+        }
     }
     float* Row(int32_t length) { return values.data() + length * (length - 1) / 2; }
     const float* Row(int32_t length) const { return values.data() + length * (length - 1) / 2; }
@@ -114,14 +116,20 @@ float Interpolate(const float* samples, float position, int32_t last) {
 
 // Both buffers have two channels and only ever grow.
 void Grow(AudioSampleBuffer& buffer, int64_t size) {
-    if (size <= buffer.GetSize()) return;
-    if (size > std::numeric_limits<int32_t>::max()) throw std::bad_alloc();
+    if (size <= buffer.GetSize()) {
+        return;
+    }
+    if (size > std::numeric_limits<int32_t>::max()) {
+        throw std::bad_alloc();
+    }
     buffer.SetSize(2, std::max(static_cast<int32_t>(size), kSmallestBuffer));
 }
 
 // In steps, so that slowly growing grains don't make it grow every time.
 void GrowInSteps(AudioSampleBuffer& buffer, int64_t size) {
-    if (size > buffer.GetSize()) Grow(buffer, size + kSmallestBuffer);
+    if (size > buffer.GetSize()) {
+        Grow(buffer, size + kSmallestBuffer);
+    }
 }
 
 }  // namespace
@@ -137,15 +145,19 @@ void CMELODORPitchSynthesizer::Process(float** out, int32_t frames) {
             RenderBlock(frames);
         }
         previousPosition_ = outputPosition_;
-        outputPosition_ = static_cast<int32_t>(std::min<int64_t>(static_cast<int64_t>(outputPosition_) + frames,
-                                                                std::numeric_limits<int32_t>::max()));
+        outputPosition_ = static_cast<int32_t>(std::min<int64_t>(
+            static_cast<int64_t>(outputPosition_) + frames, std::numeric_limits<int32_t>::max()));
     }
     blocksSincePosition_ = std::min(blocksSincePosition_ + 1, kScrubBlocks);
-    if (blocksSincePosition_ == kScrubBlocks) speed_ = 1.0f;
+    if (blocksSincePosition_ == kScrubBlocks) {
+        speed_ = 1.0f;
+    }
 }
 
 void CMELODORPitchSynthesizer::GrowBuffersForBlock(int32_t frames) {
-    if (frames <= accumulator_.GetSize()) return;
+    if (frames <= accumulator_.GetSize()) {
+        return;
+    }
     Grow(grainSource_, 2 * static_cast<int64_t>(frames));
     Grow(accumulator_, 8 * static_cast<int64_t>(frames));
 }
@@ -173,7 +185,9 @@ int32_t CMELODORPitchSynthesizer::RenderedChannels() const {
 
 void CMELODORPitchSynthesizer::RenderBlock(int32_t frames) {
     const PlaceResult result = PlaceGrains(frames);
-    for (int32_t c = 0; c < RenderedChannels(); ++c) output_.CopyFrom(c, 0, accumulator_, c, 0, frames);
+    for (int32_t c = 0; c < RenderedChannels(); ++c) {
+        output_.CopyFrom(c, 0, accumulator_, c, 0, frames);
+    }
 
     if (result == PlaceResult::Failed) {  // what was there has gone out; start again from empty
         accumulated_ = 0;
@@ -198,16 +212,22 @@ CMELODORPitchSynthesizer::PlaceResult CMELODORPitchSynthesizer::PlaceGrains(int3
     int64_t target = static_cast<int64_t>(outputPosition_) + accumulated_ + previousPeriod_;
     while (accumulated_ <= frames) {
         SynthSegment* segment = EnterSegmentAt(static_cast<double>(target));
-        if (segment == nullptr) return PlaceResult::Failed;
+        if (segment == nullptr) {
+            return PlaceResult::Failed;
+        }
         const int32_t mark = FindMark(*segment, segment->sourcePosition);
-        if (mark < 0) return PlaceResult::Failed;
+        if (mark < 0) {
+            return PlaceResult::Failed;
+        }
         segment->currentMark = mark;
         currentMarkIndex_ = mark;
         lastSourcePosition_ = segment->sourcePosition;
 
         const Grain grain = ShapeGrain(*segment);
         const int32_t distance = marks_.GetDistanceToNext(mark);
-        if (distance < 0) return PlaceResult::Failed;
+        if (distance < 0) {
+            return PlaceResult::Failed;
+        }
         const float sourcePeriod =
             carriesRounding_ ? PeriodAt(*segment, distance) : static_cast<float>(distance);
         currentPeriod_ = OutputPeriod(grain, sourcePeriod);
@@ -215,8 +235,8 @@ CMELODORPitchSynthesizer::PlaceResult CMELODORPitchSynthesizer::PlaceGrains(int3
         GrowBuffersForGrain();
         if (target + currentPeriod_ > silentBefore_) {
             grainSource_.ReadFromAudioReader(reader_, 0, previousPeriod_ + currentPeriod_,
-                                            std::max(marks_.GetPosition(mark), 0) - previousPeriod_, true,
-                                            true);
+                                             std::max(marks_.GetPosition(mark), 0) - previousPeriod_, true,
+                                             true);
             OverlapAddGrain(grain);
         }
         accumulated_ += previousPeriod_;
@@ -232,8 +252,12 @@ SynthSegment* CMELODORPitchSynthesizer::EnterSegmentAt(double target) {
     const int32_t from = std::max(currentSegmentIndex_, 0);
     currentSegmentIndex_ = FindSegment(target, from);
     const int32_t passed = currentSegmentIndex_ < 0 ? GetSegmentCount() : currentSegmentIndex_;
-    for (int32_t i = from; i < passed; ++i) segments_[i]->positioned = 0;
-    if (currentSegmentIndex_ < 0) return nullptr;
+    for (int32_t i = from; i < passed; ++i) {
+        segments_[i]->positioned = 0;
+    }
+    if (currentSegmentIndex_ < 0) {
+        return nullptr;
+    }
     SettleSegmentsAround(currentSegmentIndex_);
 
     SynthSegment& segment = *segments_[currentSegmentIndex_];
@@ -272,14 +296,18 @@ float CMELODORPitchSynthesizer::PeriodAt(const SynthSegment& segment, int32_t di
     const int32_t first = marks_.GetDistanceToNext(left);
     const int32_t second = marks_.GetDistanceToNext(left + 1);
     const bool alike = first > 0 && second > 0 && std::abs(first - second) < kAlike * distance;
-    if (!alike) return static_cast<float>(distance);
+    if (!alike) {
+        return static_cast<float>(distance);
+    }
     const double share = std::clamp((segment.sourcePosition - marks_.GetPosition(left)) / first, 0.0, 1.0);
     return static_cast<float>(first + share * (second - first));
 }
 
 int32_t CMELODORPitchSynthesizer::OutputPeriod(const Grain& grain, float sourcePeriod) {
     const float period = sourcePeriod * settings_.transposition * grain.periodRatio;
-    if (!carriesRounding_) return std::clamp(TruncateToInt32(NearestPeriod32(period)), 1, kMaxPeriod);
+    if (!carriesRounding_) {
+        return std::clamp(TruncateToInt32(NearestPeriod32(period)), 1, kMaxPeriod);
+    }
     const float wanted = period + carriedRounding_;
     const int32_t whole = std::clamp(TruncateToInt32(NearestPeriod32(wanted)), 1, kMaxPeriod);
     const float left = wanted - static_cast<float>(whole);
@@ -296,7 +324,9 @@ float CMELODORPitchSynthesizer::SourceAdvance(const Grain& grain, float sourcePe
 // The window of a half of this length. Of the long ones the last is kept: the left half of a grain mostly has
 // the length of the right half before.
 const float* CMELODORPitchSynthesizer::WindowRow(int32_t halfLength) {
-    if (halfLength <= kLongestKeptRow) return KeptWindowRow(halfLength);
+    if (halfLength <= kLongestKeptRow) {
+        return KeptWindowRow(halfLength);
+    }
     if (halfLength != windowRowLength_) {
         FillWindowRow(windowRow_.data(), halfLength);
         windowRowLength_ = halfLength;
@@ -369,9 +399,13 @@ void CMELODORPitchSynthesizer::Restart() {
 
 void CMELODORPitchSynthesizer::SetPosition(double seconds) {
     const int32_t position = TruncateToInt32(seconds * static_cast<double>(sampleRate_));
-    if (HasSegment(currentSegmentIndex_)) segments_[currentSegmentIndex_]->positioned = 0;
+    if (HasSegment(currentSegmentIndex_)) {
+        segments_[currentSegmentIndex_]->positioned = 0;
+    }
     currentSegmentIndex_ = FindSegment(static_cast<double>(position), 0);
-    if (HasSegment(currentSegmentIndex_)) segments_[currentSegmentIndex_]->positioned = 0;
+    if (HasSegment(currentSegmentIndex_)) {
+        segments_[currentSegmentIndex_]->positioned = 0;
+    }
 
     if (outputPosition_ != previousPosition_) {
         const double asked = std::abs(static_cast<double>(position) - previousPosition_);

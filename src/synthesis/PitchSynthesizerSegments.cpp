@@ -66,13 +66,17 @@ bool IsParameter(int32_t which) { return which >= 0 && which < kSegmentParameter
 void SetParameter(SynthSegment& segment, int32_t which, float value) {
     const ParameterField& field = kParameterFields[which];
     segment.*field.held = field.hold(value);
-    if (which == SegmentTargetPitch) segment.pitchOffset = value - segment.detectedPitch;
+    if (which == SegmentTargetPitch) {
+        segment.pitchOffset = value - segment.detectedPitch;
+    }
 }
 
 // Where the note's end comes out in the target range.
 double TargetNoteEnd(const SynthSegment& segment, double targetStart, double targetEnd) {
     const float sourceLength = static_cast<float>(segment.sourceEnd - segment.sourceStart);
-    if (sourceLength == 0.0f) return targetStart;
+    if (sourceLength == 0.0f) {
+        return targetStart;
+    }
     const float ratio = static_cast<float>(segment.noteEnd - segment.sourceStart) / sourceLength;
     return static_cast<double>(ratio) * (targetEnd - targetStart) + targetStart;
 }
@@ -133,7 +137,9 @@ void CMELODORPitchSynthesizer::LinkSegments() {
     for (const auto& segment : segments_) {
         segment->previous = previous;
         segment->next = nullptr;
-        if (previous != nullptr) previous->next = segment.get();
+        if (previous != nullptr) {
+            previous->next = segment.get();
+        }
         previous = segment.get();
     }
 }
@@ -146,7 +152,9 @@ bool CMELODORPitchSynthesizer::HasSegment(int32_t index) const {
 
 int32_t CMELODORPitchSynthesizer::RemoveSegment(int32_t index) {
     SettleSegments();
-    if (!HasSegment(index)) return kNoSuchSegment;
+    if (!HasSegment(index)) {
+        return kNoSuchSegment;
+    }
     segments_.erase(segments_.begin() + index);
     LinkSegments();
     return 0;
@@ -176,8 +184,12 @@ void CMELODORPitchSynthesizer::ReplaceSegments(std::span<const SegmentInfo> info
         FillSegment(*segment, info, false);
         if (info.glideInShare < 0.0f || info.glideOutShare < 0.0f) {
             MeasureTransitions(*segment);  // its length is known by now
-            if (!(info.glideInShare < 0.0f)) segment->glideInShare = Share(info.glideInShare);
-            if (!(info.glideOutShare < 0.0f)) segment->glideOutShare = Share(info.glideOutShare);
+            if (!(info.glideInShare < 0.0f)) {
+                segment->glideInShare = Share(info.glideInShare);
+            }
+            if (!(info.glideOutShare < 0.0f)) {
+                segment->glideOutShare = Share(info.glideOutShare);
+            }
         }
         segments_.push_back(std::move(segment));
     }
@@ -186,8 +198,12 @@ void CMELODORPitchSynthesizer::ReplaceSegments(std::span<const SegmentInfo> info
 
 int32_t CMELODORPitchSynthesizer::SplitSegment(int32_t index, double offset) {
     SegmentInfo info;
-    if (GetSegmentInfo(index, &info) != 0) return kNoSuchSegment;
-    if (!(offset <= info.targetEnd - info.targetStart)) return kVoiceBadArgument;
+    if (GetSegmentInfo(index, &info) != 0) {
+        return kNoSuchSegment;
+    }
+    if (!(offset <= info.targetEnd - info.targetStart)) {
+        return kVoiceBadArgument;
+    }
 
     // The source point is reckoned from the target's start: the two coincide as long as nothing was moved.
     const double splitTarget = info.targetStart + offset;
@@ -204,8 +220,12 @@ int32_t CMELODORPitchSynthesizer::SplitSegment(int32_t index, double offset) {
 }
 
 int32_t CMELODORPitchSynthesizer::MergeSegments(int32_t first, int32_t second) {
-    if (!HasSegment(first) || !HasSegment(second)) return kNoSuchSegment;
-    if (std::abs(first - second) != 1) return kVoiceBadArgument;
+    if (!HasSegment(first) || !HasSegment(second)) {
+        return kNoSuchSegment;
+    }
+    if (std::abs(first - second) != 1) {
+        return kVoiceBadArgument;
+    }
     const int32_t lower = std::min(first, second);
     SegmentInfo info, other;
     GetSegmentInfo(lower, &info);
@@ -218,7 +238,9 @@ int32_t CMELODORPitchSynthesizer::MergeSegments(int32_t first, int32_t second) {
 
 int32_t CMELODORPitchSynthesizer::GetSegmentInfo(int32_t index, SegmentInfo* info) const {
     SettleSegments();
-    if (!HasSegment(index)) return kNoSuchSegment;
+    if (!HasSegment(index)) {
+        return kNoSuchSegment;
+    }
     const SynthSegment& segment = *segments_[index];
     for (int32_t which = 0; which < kSegmentParameters; ++which) {
         info->*kParameterFields[which].shown = GetParameter(segment, which);
@@ -236,7 +258,9 @@ int32_t CMELODORPitchSynthesizer::GetSegmentInfo(int32_t index, SegmentInfo* inf
 int32_t CMELODORPitchSynthesizer::SetSegmentInfo(int32_t index, const SegmentInfo& info,
                                                  bool adjustNeighbours) {
     SettleSegments();
-    if (!HasSegment(index)) return kNoSuchSegment;
+    if (!HasSegment(index)) {
+        return kNoSuchSegment;
+    }
     FillSegment(*segments_[index], info, adjustNeighbours);
     return 0;
 }
@@ -265,13 +289,17 @@ double CMELODORPitchSynthesizer::FindNoteEnd(const SegmentInfo& info) const {
     };
     const int32_t start = MarkAt(info.sourceStart);
     int32_t mark = MarkAt(info.sourceEnd);
-    while (mark > start && isVoiced(mark)) --mark;
+    while (mark > start && isVoiced(mark)) {
+        --mark;
+    }
     return ToSeconds(marks_.GetPosition(mark));
 }
 
 int32_t CMELODORPitchSynthesizer::SetSegmentTimes(int32_t index, double* start, double* end,
                                                   bool adjustNeighbours) {
-    if (!HasSegment(index)) return kNoSuchSegment;
+    if (!HasSegment(index)) {
+        return kNoSuchSegment;
+    }
     SetTimes(*segments_[index], *start, *end, adjustNeighbours);
     return 0;
 }
@@ -282,12 +310,16 @@ void CMELODORPitchSynthesizer::SetTimes(SynthSegment& segment, double& start, do
     if (segment.previous != nullptr && start < segment.previous->targetStart) {
         start = segment.previous->targetStart;
     }
-    if (segment.next != nullptr && end > segment.next->targetEnd) end = segment.next->targetEnd;
+    if (segment.next != nullptr && end > segment.next->targetEnd) {
+        end = segment.next->targetEnd;
+    }
 
     segment.targetStart = (start < 0.0 ? 0.0 : start) / static_cast<double>(settings_.timeScale);
     segment.targetEnd = end / static_cast<double>(settings_.timeScale);
     UpdateStretch(segment);
-    if (!adjustNeighbours) return;
+    if (!adjustNeighbours) {
+        return;
+    }
     if (segment.previous != nullptr) {
         segment.previous->targetEnd = segment.targetStart;
         UpdateStretch(*segment.previous);
@@ -299,7 +331,9 @@ void CMELODORPitchSynthesizer::SetTimes(SynthSegment& segment, double& start, do
 }
 
 int32_t CMELODORPitchSynthesizer::GetSegmentTimes(int32_t index, double* start, double* end) const {
-    if (!HasSegment(index)) return kNoSuchSegment;
+    if (!HasSegment(index)) {
+        return kNoSuchSegment;
+    }
     *start = segments_[index]->targetStart * static_cast<double>(settings_.timeScale);
     *end = segments_[index]->targetEnd * static_cast<double>(settings_.timeScale);
     return 0;
@@ -312,11 +346,15 @@ float CMELODORPitchSynthesizer::CorrectedTargetPitch(const SynthSegment& segment
 
 int32_t CMELODORPitchSynthesizer::QuantizeToScale(const std::vector<int32_t>& pitchClasses) {
     SettleSegments();
-    if (pitchClasses.empty() || pitchClasses.size() > 11) return kVoiceBadArgument;
+    if (pitchClasses.empty() || pitchClasses.size() > 11) {
+        return kVoiceBadArgument;
+    }
     for (const auto& segment : segments_) {
         const float pitch = CorrectedTargetPitch(*segment);
         float inOctave = std::fmod(pitch, 12.0f);
-        if (inOctave < 0.0f) inOctave += 12.0f;
+        if (inOctave < 0.0f) {
+            inOctave += 12.0f;
+        }
         // Distances do not wrap round at the octave: 11.8 belongs to 11 or what lies below, never to 0.
         float nearest = 13.0f;
         float toScale = 0.0f;
@@ -333,8 +371,12 @@ int32_t CMELODORPitchSynthesizer::QuantizeToScale(const std::vector<int32_t>& pi
 }
 
 int32_t CMELODORPitchSynthesizer::SetSegmentParameter(int32_t index, int32_t which, float value) {
-    if (!HasSegment(index)) return kNoSuchSegment;
-    if (!IsParameter(which)) return kVoiceBadArgument;
+    if (!HasSegment(index)) {
+        return kNoSuchSegment;
+    }
+    if (!IsParameter(which)) {
+        return kVoiceBadArgument;
+    }
     SettleSegments();
     SetParameter(*segments_[index], which, value);
     return 0;
@@ -342,10 +384,18 @@ int32_t CMELODORPitchSynthesizer::SetSegmentParameter(int32_t index, int32_t whi
 
 int32_t CMELODORPitchSynthesizer::SetSegmentParameters(int32_t first, int32_t end, int32_t which,
                                                        float value) {
-    if (first < 0 || first > end || end > GetSegmentCount()) return kNoSuchSegment;
-    if (!IsParameter(which)) return kVoiceBadArgument;
-    if (first == end) return 0;
-    if (end != tailEnd_) SettleSegments();
+    if (first < 0 || first > end || end > GetSegmentCount()) {
+        return kNoSuchSegment;
+    }
+    if (!IsParameter(which)) {
+        return kVoiceBadArgument;
+    }
+    if (first == end) {
+        return 0;
+    }
+    if (end != tailEnd_) {
+        SettleSegments();
+    }
     tails_[which].Assign(first, value);
     tailEnd_ = end;
     hasTails_ = true;
@@ -354,10 +404,12 @@ int32_t CMELODORPitchSynthesizer::SetSegmentParameters(int32_t first, int32_t en
 }
 
 void CMELODORPitchSynthesizer::SettleSegments() const {
-    if (!hasTails_) return;
+    if (!hasTails_) {
+        return;
+    }
     for (int32_t which = 0; which < kSegmentParameters; ++which) {
         tails_[which].ForEach(tailEnd_,
-                             [&](int32_t i, float value) { SetParameter(*segments_[i], which, value); });
+                              [&](int32_t i, float value) { SetParameter(*segments_[i], which, value); });
         tails_[which].Clear();
     }
     hasTails_ = false;
@@ -365,12 +417,16 @@ void CMELODORPitchSynthesizer::SettleSegments() const {
 
 // A segment glides towards its neighbours' pitches, so these count too.
 void CMELODORPitchSynthesizer::SettleSegmentsAround(int32_t index) const {
-    if (!hasTails_ || index == settledAround_) return;
+    if (!hasTails_ || index == settledAround_) {
+        return;
+    }
     const int32_t end = std::min(index + 2, tailEnd_);
     for (int32_t i = std::max(index - 1, 0); i < end; ++i) {
         for (int32_t which = 0; which < kSegmentParameters; ++which) {
             const float* const value = tails_[which].Find(i);
-            if (value != nullptr) SetParameter(*segments_[i], which, *value);
+            if (value != nullptr) {
+                SetParameter(*segments_[i], which, *value);
+            }
         }
     }
     settledAround_ = index;
@@ -378,13 +434,17 @@ void CMELODORPitchSynthesizer::SettleSegmentsAround(int32_t index) const {
 
 // What a caller sees of a parameter: the target pitch as the pitch correction pulls it.
 float CMELODORPitchSynthesizer::GetParameter(const SynthSegment& segment, int32_t which) const {
-    if (which == SegmentTargetPitch) return CorrectedTargetPitch(segment);
+    if (which == SegmentTargetPitch) {
+        return CorrectedTargetPitch(segment);
+    }
     const ParameterField& field = kParameterFields[which];
     return field.show(segment.*field.held);
 }
 
 float CMELODORPitchSynthesizer::GetSegmentParameter(int32_t index, int32_t which) const {
-    if (!HasSegment(index) || !IsParameter(which)) return 0.0f;
+    if (!HasSegment(index) || !IsParameter(which)) {
+        return 0.0f;
+    }
     SettleSegments();
     return GetParameter(*segments_[index], which);
 }

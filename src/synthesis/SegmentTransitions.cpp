@@ -36,12 +36,16 @@ int32_t FindHead(const SynthSegment& segment, double sourceStart, double limit) 
     int32_t i = segment.firstMark;
     for (; i < segment.lastMark - 1; ++i) {
         const bool goesOn = SameSide(PitchDeviation(segment, i), startSide) && isNear(i);
-        if (!goesOn && IsVoiced(segment, i)) break;
+        if (!goesOn && IsVoiced(segment, i)) {
+            break;
+        }
     }
     for (; i < segment.lastMark; ++i) {
         const bool goesOn =
             std::abs(PitchDeviation(segment, i + 1)) >= std::abs(PitchDeviation(segment, i)) && isNear(i);
-        if (!goesOn && IsVoiced(segment, i)) break;
+        if (!goesOn && IsVoiced(segment, i)) {
+            break;
+        }
     }
     return std::max(i - 1, 0);
 }
@@ -53,12 +57,16 @@ int32_t FindTail(const SynthSegment& segment, int32_t head, double sourceEnd, do
     int32_t j = segment.lastMark;
     while (j > head && isNear(j)) {
         --j;
-        if (j <= segment.firstMark || !SameSide(PitchDeviation(segment, j), endSide)) break;
+        if (j <= segment.firstMark || !SameSide(PitchDeviation(segment, j), endSide)) {
+            break;
+        }
     }
     for (; j > segment.firstMark; --j) {
         const bool goesOn =
             std::abs(PitchDeviation(segment, j - 1)) >= std::abs(PitchDeviation(segment, j)) && isNear(j);
-        if (!goesOn && IsVoiced(segment, j)) break;
+        if (!goesOn && IsVoiced(segment, j)) {
+            break;
+        }
     }
     return j;
 }
@@ -66,7 +74,9 @@ int32_t FindTail(const SynthSegment& segment, int32_t head, double sourceEnd, do
 float MeanLevel(const SynthSegment& segment) {
     float sum = 0.0f;
     for (int32_t mark = segment.firstMark; mark < segment.lastMark; ++mark) {
-        if (HasMark(segment, mark)) sum += std::sqrt(segment.markRecords[mark].energy);
+        if (HasMark(segment, mark)) {
+            sum += std::sqrt(segment.markRecords[mark].energy);
+        }
     }
     return sum / static_cast<float>(std::max(segment.lastMark - segment.firstMark, 1));
 }
@@ -107,8 +117,9 @@ float ShareOfBorder(const SynthSegment& segment, const SynthSegment& neighbour, 
 
 float GlideIn(const SynthSegment& segment, const VoiceSettings& settings, double offset) {
     const float length = TargetLength(segment) * segment.glideInShare;
-    if (!(static_cast<double>(length) > offset) || !(length > 0.0f) || segment.previous == nullptr)
+    if (!(static_cast<double>(length) > offset) || !(length > 0.0f) || segment.previous == nullptr) {
         return 0.0f;
+    }
     const SynthSegment& previous = *segment.previous;
     const bool bothVoiced = IsVoiced(previous, previous.lastMark - 1) && IsVoiced(segment, segment.firstMark);
     const double border = segment.glideInExtra + ShareOfBorder(segment, previous, bothVoiced);
@@ -121,7 +132,9 @@ float GlideOut(const SynthSegment& segment, const VoiceSettings& settings, doubl
     const float targetLength = TargetLength(segment);
     const float length = targetLength * segment.glideOutShare;
     const double tail = OffsetIntoTail(length, targetLength, settings.timeScale, offset);
-    if (!(tail > 0.0) || !(length > 0.0f) || segment.next == nullptr) return 0.0f;
+    if (!(tail > 0.0) || !(length > 0.0f) || segment.next == nullptr) {
+        return 0.0f;
+    }
     const SynthSegment& next = *segment.next;
     const bool bothVoiced = IsVoiced(next, next.firstMark) && IsVoiced(segment, segment.lastMark - 1);
     const double border = segment.glideOutExtra + ShareOfBorder(segment, next, bothVoiced);
@@ -133,7 +146,9 @@ float GlideOut(const SynthSegment& segment, const VoiceSettings& settings, doubl
 // Pulls the steady middle of a note towards its mean by what is not to be kept of the movement; the
 // transitions stay natural.
 float Flattening(const SynthSegment& segment, const VoiceSettings& settings, int32_t mark, double offset) {
-    if (!IsVoiced(segment, mark)) return 0.0f;
+    if (!IsVoiced(segment, mark)) {
+        return 0.0f;
+    }
     const float deviation = PitchDeviation(segment, mark);
     const float dropped = deviation - settings.modulationKeepScale * segment.modulationKeep * deviation;
     return -(1.0f - TransitionShape(segment, settings, offset)) * dropped;
@@ -142,7 +157,9 @@ float Flattening(const SynthSegment& segment, const VoiceSettings& settings, int
 float FadeIn(const SynthSegment& segment, const VoiceSettings& settings, double offset) {
     const float length = TargetLength(segment) * segment.fadeInShare;
     const double timeScale = settings.timeScale;
-    if (!(timeScale * static_cast<double>(length) > offset) || !(length > 0.0f)) return 1.0f;
+    if (!(timeScale * static_cast<double>(length) > offset) || !(length > 0.0f)) {
+        return 1.0f;
+    }
     const double x = offset * static_cast<double>(segment.stretch) / static_cast<double>(length);
     return static_cast<float>((1.0 - x) * static_cast<double>(segment.fadeInLevel) + x);
 }
@@ -151,7 +168,9 @@ float FadeOut(const SynthSegment& segment, const VoiceSettings& settings, double
     const float targetLength = TargetLength(segment);
     const float length = targetLength * segment.fadeOutShare;
     const double tail = OffsetIntoTail(length, targetLength, settings.timeScale, offset);
-    if (TruncateToInt32(tail) < 0 || !(length > 0.0f)) return 1.0f;
+    if (TruncateToInt32(tail) < 0 || !(length > 0.0f)) {
+        return 1.0f;
+    }
     const double x = 1.0 - static_cast<double>(settings.inverseTimeScale) *
                                static_cast<double>(segment.stretch) * tail / static_cast<double>(length);
     return static_cast<float>((1.0 - x) * static_cast<double>(segment.fadeOutLevel) + x);

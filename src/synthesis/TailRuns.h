@@ -17,7 +17,9 @@ class TailRuns {
     // Constant time on average. Nothing has changed when it throws.
     void Assign(int32_t first, const Value& value) {
         std::size_t kept = runs_.size();
-        while (kept > 0 && runs_[kept - 1].first >= first) --kept;
+        while (kept > 0 && runs_[kept - 1].first >= first) {
+            --kept;
+        }
         if (kept == runs_.size()) {
             runs_.push_back({first, value});
         } else {
@@ -38,7 +40,9 @@ class TailRuns {
     void ForEach(int32_t end, Take take) const {
         for (std::size_t r = 0; r < runs_.size(); ++r) {
             const int32_t last = r + 1 < runs_.size() ? std::min(runs_[r + 1].first, end) : end;
-            for (int32_t i = runs_[r].first; i < last; ++i) take(i, runs_[r].value);
+            for (int32_t i = runs_[r].first; i < last; ++i) {
+                take(i, runs_[r].value);
+            }
         }
     }
 

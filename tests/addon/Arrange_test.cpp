@@ -76,7 +76,9 @@ TEST(Arrange, FourPartStartsAPhraseBehindALongNote) {
     ASSERT_EQ(arranged.size(), melody.size());
     int32_t starts = 0;
     for (std::size_t i = 0; i < arranged.size(); ++i) {
-        if (!arranged[i].startsPhrase) continue;
+        if (!arranged[i].startsPhrase) {
+            continue;
+        }
         EXPECT_EQ(i % 8, 0u) << i;
         ++starts;
     }
@@ -89,7 +91,9 @@ TEST(Arrange, FourPartNotesWithoutAChordOfTheirOwnTakeTheOneBefore) {
     for (int32_t pitch = 60; pitch < 72; ++pitch) {
         const auto arranged = mlh::Arrange(Melody({pitch, 61, 72, 71, 72}), settings);
         for (std::size_t i = 0; i < arranged.size(); ++i) {
-            if (!arranged[i].inherited) continue;
+            if (!arranged[i].inherited) {
+                continue;
+            }
             ++inherited;
             ASSERT_GT(i, 0u) << pitch;
             EXPECT_EQ(arranged[i].chord.root, arranged[i - 1].chord.root) << pitch << " " << i;
@@ -105,7 +109,9 @@ TEST(Arrange, ChordsAreTakenOrTracked) {
     auto melody = Melody({72, 72, 72, 72});
     const auto tracked = mlh::Arrange(melody, settings);
     EXPECT_GE(tracked[0].chord.root, 0);
-    for (auto& note : melody) note.chord = {5, 0, 16};
+    for (auto& note : melody) {
+        note.chord = {5, 0, 16};
+    }
     for (const ArrangedNote& note : mlh::Arrange(melody, settings)) {
         EXPECT_EQ(note.chord.root, 5);
         for (const int32_t pitch : note.rows) {
@@ -150,7 +156,9 @@ TEST(Arrange, DirectStylesFollowTheLead) {
     settings.style = ArrangeStyle::Block;
     for (settings.variant = 0; settings.variant < 9; ++settings.variant) {
         const auto block = mlh::Arrange(Melody({72, 74}), settings);
-        for (std::size_t r = 0; r < 3; ++r) EXPECT_LT(block[0].rows[r], 72) << settings.variant;
+        for (std::size_t r = 0; r < 3; ++r) {
+            EXPECT_LT(block[0].rows[r], 72) << settings.variant;
+        }
     }
 }
 

@@ -40,7 +40,9 @@ struct Fixture {
                      bool prepare = true)
         : reader(std::move(samples), rate, channels) {
         status = AddOnIf::CreateInstance(&addOn, &reader);
-        if (addOn != nullptr && prepare) addOn->Prepare();
+        if (addOn != nullptr && prepare) {
+            addOn->Prepare();
+        }
     }
     ~Fixture() { AddOnIf::DestroyInstance(&addOn); }
     MalleoTuneHarmonyAddOn& own() { return *static_cast<MalleoTuneHarmonyAddOn*>(addOn); }
@@ -49,7 +51,9 @@ struct Fixture {
         std::vector<std::vector<float>> voices(4, std::vector<float>(frames));
         for (int32_t first = 0; first < frames; first += block) {
             float* rows[4];
-            for (int v = 0; v < 4; ++v) rows[v] = voices[v].data() + first;
+            for (int v = 0; v < 4; ++v) {
+                rows[v] = voices[v].data() + first;
+            }
             addOn->Process(rows, std::min(block, frames - first));
         }
         return voices;
@@ -67,7 +71,9 @@ const SungRecording& Phrase() {
 
 float Peak(const std::vector<float>& samples) {
     float peak = 0.0f;
-    for (float s : samples) peak = std::max(peak, std::fabs(s));
+    for (float s : samples) {
+        peak = std::max(peak, std::fabs(s));
+    }
     return peak;
 }
 
@@ -160,7 +166,9 @@ TEST(HarmonyAddOn, SetVoicePitchVectorWantsTheLengthOfTheLead) {
     f.addOn->SetHarmonyMode(3);
     f.addOn->Update();
     auto pitches = f.addOn->GetLeadPitchVector();
-    for (auto& element : pitches) element.SetPitch(50.0f);
+    for (auto& element : pitches) {
+        element.SetPitch(50.0f);
+    }
     pitches.push_back(pitches.back());
     EXPECT_EQ(f.addOn->SetVoicePitchVector(0, pitches), 2);
     EXPECT_NE(f.addOn->GetVoicePitchVector(0)[1].GetPitch(), 50.0f);
@@ -184,7 +192,9 @@ TEST(HarmonyAddOn, SetVoicePitchVectorReadsNoFurtherThanTheLead) {
     ASSERT_EQ(f.addOn->SetChordVector({MajorChord(0.0f, 60)}), 0);
     auto pitches = f.addOn->GetLeadPitchVector();
     ASSERT_LT(pitches.size(), before.size());
-    for (auto& element : pitches) element.SetPitch(50.0f);
+    for (auto& element : pitches) {
+        element.SetPitch(50.0f);
+    }
     pitches.shrink_to_fit();
     EXPECT_EQ(f.addOn->SetVoicePitchVector(2, pitches), 0);
     const auto after = f.addOn->GetVoicePitchVector(2);
@@ -252,7 +262,9 @@ TEST(HarmonyAddOn, BeforeAnySettingTheVoicesAreThoseOfTheSettingsAsTheyRead) {
     const auto pitches = [&] {
         std::vector<float> all;
         for (int32_t v = 0; v < 4; ++v) {
-            for (const auto& element : f.addOn->GetVoicePitchVector(v)) all.push_back(element.GetPitch());
+            for (const auto& element : f.addOn->GetVoicePitchVector(v)) {
+                all.push_back(element.GetPitch());
+            }
         }
         return all;
     };
@@ -281,7 +293,9 @@ TEST(HarmonyAddOn, VoicesThatAreNotActiveFollowTheRowsTheyHad) {
         ASSERT_EQ(f.own().GetHarmony().GetVoices(&rows), 0);
         int32_t active = 1;
         for (int32_t r = 0; r < 3; ++r) {
-            if (rows[r].items[0].pitch != -1) rowOf[active++] = r;
+            if (rows[r].items[0].pitch != -1) {
+                rowOf[active++] = r;
+            }
         }
         ASSERT_EQ(f.own().GetActiveVoices(), active);
         for (int32_t v = 0; v < 4; ++v) {
@@ -307,7 +321,9 @@ TEST(HarmonyAddOn, WithoutHarmonyRowsOnlyTheLeadsLineIsRendered) {
     EXPECT_EQ(f.own().GetActiveVoices(), 1);
     const auto voices = f.Render(44100);
     EXPECT_GT(Peak(voices[0]), 0.1f);
-    for (int v = 1; v < 4; ++v) EXPECT_EQ(Peak(voices[v]), 0.0f) << v;
+    for (int v = 1; v < 4; ++v) {
+        EXPECT_EQ(Peak(voices[v]), 0.0f) << v;
+    }
 }
 
 TEST(HarmonyAddOn, ManualModeStartsWithTheLeadAloneOnItsOwnPitch) {
@@ -324,14 +340,18 @@ TEST(HarmonyAddOn, ManualModeStartsWithTheLeadAloneOnItsOwnPitch) {
     }
     const auto voices = f.Render(44100);
     EXPECT_GT(Peak(voices[0]), 0.1f);
-    for (int v = 1; v < 4; ++v) EXPECT_EQ(Peak(voices[v]), 0.0f);
+    for (int v = 1; v < 4; ++v) {
+        EXPECT_EQ(Peak(voices[v]), 0.0f);
+    }
 }
 
 TEST(HarmonyAddOn, PitchesWrittenInAnAutomaticModeAreNotHeard) {
     Fixture f(Phrase().samples);
     const auto before = f.addOn->GetVoicePitchVector(1);
     auto pitches = f.addOn->GetLeadPitchVector();
-    for (auto& element : pitches) element.SetPitch(40.0f);
+    for (auto& element : pitches) {
+        element.SetPitch(40.0f);
+    }
     EXPECT_EQ(f.addOn->SetVoicePitchVector(1, pitches), 0);
     f.addOn->Update();
     EXPECT_EQ(f.addOn->GetVoicePitchVector(1)[1].GetPitch(), before[1].GetPitch());
@@ -378,7 +398,9 @@ TEST(HarmonyAddOn, AChordExactlyOnTheStartOfANoteCountsFromTheFirstOn) {
     Fixture f(Phrase().samples);
     const float start = f.addOn->GetLeadPitchVector()[5].GetStart();
     ASSERT_EQ(f.addOn->SetChordVector({MajorChord(JustInside(f, 1), 60), MajorChord(start, 65)}), 0);
-    for (const auto& chord : mlh::GetAnalysis(*f.addOn).chords) EXPECT_EQ(chord.root, 5);
+    for (const auto& chord : mlh::GetAnalysis(*f.addOn).chords) {
+        EXPECT_EQ(chord.root, 5);
+    }
     ASSERT_EQ(f.addOn->SetChordVector(
                   {MajorChord(JustInside(f, 1), 60), MajorChord(std::nextafterf(start, 100.0f), 65)}),
               0);
@@ -391,7 +413,9 @@ TEST(HarmonyAddOn, OfChordsInFallingOrderTheLastHoldsToTheEnd) {
     ASSERT_EQ(f.addOn->SetChordVector({MajorChord(JustInside(f, 5), 65), MajorChord(JustInside(f, 1), 60)}),
               0);
     const auto chords = mlh::GetAnalysis(*f.addOn).chords;
-    for (std::size_t s = 1; s < chords.size(); ++s) EXPECT_EQ(chords[s].root, 0) << s;
+    for (std::size_t s = 1; s < chords.size(); ++s) {
+        EXPECT_EQ(chords[s].root, 0) << s;
+    }
 }
 
 // A note of 1.5 s, long enough for splits of both kinds.
@@ -507,18 +531,26 @@ TEST(HarmonyAddOn, AChordOfNoNotesSilencesEveryVoiceFromThereOn) {
     Fixture f(Phrase().samples);
     f.addOn->SetHarmonyMode(3);
     f.addOn->ApplyChord(AddOnIf::ChordElement(0.0f, 60, 62, 64, 65));
-    for (const auto& voice : f.Render(20000)) EXPECT_GT(Peak(voice), 0.05f);
+    for (const auto& voice : f.Render(20000)) {
+        EXPECT_GT(Peak(voice), 0.05f);
+    }
     f.addOn->ApplyChord(AddOnIf::ChordElement(0.0f));
     f.Render(4096);  // the grains that were under way
-    for (const auto& voice : f.Render(60000)) EXPECT_EQ(Peak(voice), 0.0f);
+    for (const auto& voice : f.Render(60000)) {
+        EXPECT_EQ(Peak(voice), 0.0f);
+    }
 }
 
 TEST(HarmonyAddOn, StereoRecordingsFillBothChannelsOfEachVoice) {
     Fixture f(Phrase().samples, 44100, 2);
     std::vector<std::vector<float>> rows(8, std::vector<float>(4096));
     float* pointers[8];
-    for (int i = 0; i < 8; ++i) pointers[i] = rows[i].data();
-    for (int block = 0; block < 5; ++block) f.addOn->Process(pointers, 4096);
+    for (int i = 0; i < 8; ++i) {
+        pointers[i] = rows[i].data();
+    }
+    for (int block = 0; block < 5; ++block) {
+        f.addOn->Process(pointers, 4096);
+    }
     for (int v = 0; v < 4; ++v) {
         EXPECT_GT(Peak(rows[2 * v]), 0.01f) << v;
         EXPECT_EQ(rows[2 * v], rows[2 * v + 1]) << v;
@@ -531,9 +563,13 @@ TEST(HarmonyAddOn, MoreThanTwoChannelsAreAnalysedButNotRendered) {
     EXPECT_EQ(f.addOn->GetKey(), 0);
     std::vector<std::vector<float>> rows(12, std::vector<float>(100, 9.0f));
     float* pointers[12];
-    for (int i = 0; i < 12; ++i) pointers[i] = rows[i].data();
+    for (int i = 0; i < 12; ++i) {
+        pointers[i] = rows[i].data();
+    }
     f.addOn->Process(pointers, 100);
-    for (const auto& row : rows) EXPECT_EQ(Peak(row), 0.0f);
+    for (const auto& row : rows) {
+        EXPECT_EQ(Peak(row), 0.0f);
+    }
 }
 
 TEST(HarmonyAddOn, SilenceGivesTheFallbackNoteAndSilentVoices) {
@@ -543,7 +579,9 @@ TEST(HarmonyAddOn, SilenceGivesTheFallbackNoteAndSilentVoices) {
         const auto lead = f.addOn->GetLeadPitchVector();
         ASSERT_EQ(lead.size(), 2u) << frames;
         EXPECT_EQ(lead[1].GetPitch(), 60.0f);
-        for (const auto& voice : f.Render(5000)) EXPECT_EQ(Peak(voice), 0.0f);
+        for (const auto& voice : f.Render(5000)) {
+            EXPECT_EQ(Peak(voice), 0.0f);
+        }
     }
 }
 

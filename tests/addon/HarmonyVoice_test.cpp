@@ -42,13 +42,17 @@ SungRecording Song() {
 }
 
 std::vector<VoiceSegment> Moved(std::vector<VoiceSegment> segments, float semitones) {
-    for (VoiceSegment& segment : segments) segment.targetPitch += semitones;
+    for (VoiceSegment& segment : segments) {
+        segment.targetPitch += semitones;
+    }
     return segments;
 }
 
 double RootMeanSquare(const std::vector<float>& samples) {
     double sum = 0.0;
-    for (const float x : samples) sum += static_cast<double>(x) * x;
+    for (const float x : samples) {
+        sum += static_cast<double>(x) * x;
+    }
     return std::sqrt(sum / static_cast<double>(samples.size()));
 }
 
@@ -179,7 +183,9 @@ TEST(HarmonyVoice, RefusesSegmentsThatDoNotFollowEachOther) {
         lists[7][0].sourceStart = -0.1;
         return lists;
     }();
-    for (std::size_t i = 0; i < bad.size(); ++i) EXPECT_EQ(voice->SetSegments(bad[i]), 2) << i;
+    for (std::size_t i = 0; i < bad.size(); ++i) {
+        EXPECT_EQ(voice->SetSegments(bad[i]), 2) << i;
+    }
     EXPECT_EQ(Render(*voice, 0, performance.frames()), before);
 }
 

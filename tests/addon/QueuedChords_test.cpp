@@ -67,7 +67,9 @@ struct Singer {
     std::vector<float> Render(int32_t frames) {
         std::vector<float> rows(static_cast<std::size_t>(kVoices * frames));
         float* out[kVoices];
-        for (int32_t v = 0; v < kVoices; ++v) out[v] = rows.data() + v * frames;
+        for (int32_t v = 0; v < kVoices; ++v) {
+            out[v] = rows.data() + v * frames;
+        }
         addOn->Process(out, frames);
         return rows;
     }
@@ -87,13 +89,17 @@ class PlainManualMode {
         lead_ = singer_.addOn->GetLeadPitchVector();
         for (int32_t v = 0; v < kVoices; ++v) {
             table_[v] = lead_;
-            for (auto& element : table_[v]) element.SetPitch(v == 0 ? element.GetPitch() : -1.0f);
+            for (auto& element : table_[v]) {
+                element.SetPitch(v == 0 ? element.GetPitch() : -1.0f);
+            }
         }
         entered_ = true;
     }
 
     void SetVoice(int32_t v, const AddOnIf::PitchVector& pitches) {
-        for (std::size_t i = 0; i < pitches.size(); ++i) table_[v][i].SetPitch(pitches[i].GetPitch());
+        for (std::size_t i = 0; i < pitches.size(); ++i) {
+            table_[v][i].SetPitch(pitches[i].GetPitch());
+        }
     }
 
     void ApplyChord(const AddOnIf::ChordElement& chord) {
@@ -113,7 +119,9 @@ class PlainManualMode {
 
     void Update() {
         if (entered_) {  // the add-on's own update, with the same pitches, makes all four voices active
-            for (int32_t v = 0; v < kVoices; ++v) singer_.addOn->SetVoicePitchVector(v, table_[v]);
+            for (int32_t v = 0; v < kVoices; ++v) {
+                singer_.addOn->SetVoicePitchVector(v, table_[v]);
+            }
             singer_.addOn->Update();
         }
         entered_ = false;
@@ -123,7 +131,9 @@ class PlainManualMode {
             for (std::size_t i = 0; i < std::min(segments, table_[v].size()); ++i) {
                 const float pitch = table_[v][i].GetPitch();
                 const auto segment = static_cast<int32_t>(i);
-                if (pitch != -1.0f) voice.SetSegmentParameter(segment, SegmentTargetPitch, pitch);
+                if (pitch != -1.0f) {
+                    voice.SetSegmentParameter(segment, SegmentTargetPitch, pitch);
+                }
                 voice.SetSegmentParameter(segment, SegmentGain, pitch == -1.0f ? 0.0f : 1.0f);
             }
         }
@@ -230,7 +240,9 @@ TEST(ManualMode, IsThatOfWritingEveryChordToTheEnd) {
                     break;
                 }
                 case 2:
-                    if (random() % 4 != 0) break;
+                    if (random() % 4 != 0) {
+                        break;
+                    }
                     singer.addOn->SetHarmonyMode(kManualMode);
                     plain.Enter();
                     break;
@@ -358,13 +370,17 @@ double TimeOfAChord(Singer& singer, int32_t mode) {
         singer.addOn->SetHarmonyMode(mode);
         singer.addOn->SetPosition(0.0);
         // The first ones after a change do look at the whole song.
-        for (int i = 0; i < 5; ++i) singer.addOn->ApplyChord(AddOnIf::ChordElement(0.0f, 60));
+        for (int i = 0; i < 5; ++i) {
+            singer.addOn->ApplyChord(AddOnIf::ChordElement(0.0f, 60));
+        }
         Clock::duration spent{};
         for (int part = 1; part < 20; ++part) {
             const auto& element = lead[lead.size() * static_cast<std::size_t>(part) / 20];
             singer.addOn->SetPosition(element.GetStart() + 0.5 * element.GetDuration());
             const auto start = Clock::now();
-            for (int i = 0; i < kTimes; ++i) singer.addOn->ApplyChord(AddOnIf::ChordElement(0.0f, 60 + i));
+            for (int i = 0; i < kTimes; ++i) {
+                singer.addOn->ApplyChord(AddOnIf::ChordElement(0.0f, 60 + i));
+            }
             spent += Clock::now() - start;
         }
         least = std::min(least, std::chrono::duration<double>(spent).count() / (19 * kTimes));
@@ -375,10 +391,14 @@ double TimeOfAChord(Singer& singer, int32_t mode) {
 // In a song sixteen times as long a chord that is written to its end takes sixteen times as long.
 TEST(QueuedChords, CostTheSameInALongSong) {
     std::vector<double> scale;
-    for (int i = 0; i < 30; ++i) scale.push_back(i % 2 == 0 ? 60 : 67);
+    for (int i = 0; i < 30; ++i) {
+        scale.push_back(i % 2 == 0 ? 60 : 67);
+    }
     const std::vector<float> part = SingScale(scale, 0.15, 1, kRate).samples;
     std::vector<float> whole;
-    for (int i = 0; i < 16; ++i) whole.insert(whole.end(), part.begin(), part.end());
+    for (int i = 0; i < 16; ++i) {
+        whole.insert(whole.end(), part.begin(), part.end());
+    }
     Singer shortSong(part);
     Singer longSong(whole);
     const auto notes = shortSong.addOn->GetLeadPitchVector().size();

@@ -110,7 +110,9 @@ TEST(FrameWindow, AlignsLikeThePlainWalkOnAnyFrames) {
         const int32_t count = make.Whole(2, 60);
         const bool falling = seed % 4 == 0;
         std::vector<AnalysisFrame> frames = make.Noise(count, make.Chance(0.5f));
-        if (falling) make.Shuffle(frames, make.Whole(1, 10));
+        if (falling) {
+            make.Shuffle(frames, make.Whole(1, 10));
+        }
         LiteralSegmentation plain(frames, SegmentationSettings(44100.0f));
         std::vector<int32_t> skips;
         FrameSearch search(frames, !falling, skips);
@@ -131,8 +133,12 @@ TEST(FrameWindow, AlignsLikeThePlainWalkOnAnyFrames) {
                 frames[make.Whole(0, count - 1)].voiced = 0;
                 window.Forget();
             }
-            if (make.Chance(0.3f)) window.start += make.Whole(-1000, 3000);
-            if (make.Chance(0.7f)) window.end += make.Whole(-1000, 3000);
+            if (make.Chance(0.3f)) {
+                window.start += make.Whole(-1000, 3000);
+            }
+            if (make.Chance(0.7f)) {
+                window.end += make.Whole(-1000, 3000);
+            }
             expected = {window.start, window.end};
         }
     }
@@ -148,7 +154,9 @@ TEST(WindowPitch, GrowingOrJumpingMeasuresWhatAFreshStartMeasures) {
         TurningPoints keptTurns;
         FrameWindow window(0, 0);
         for (int32_t round = 0; round < 20; ++round) {
-            if (make.Chance(0.3f)) window.first = make.Whole(0, 39);
+            if (make.Chance(0.3f)) {
+                window.first = make.Whole(0, 39);
+            }
             window.last = make.Whole(window.first, 39);
             WindowPitch fresh;
             fresh.Measure(search, window);
@@ -175,7 +183,9 @@ TEST(WindowPitch, GrowingOrJumpingMeasuresWhatAFreshStartMeasures) {
 TEST(WindowPitch, ExtremesCountUnvoicedFramesAndBothEndsAndNameTheFirstOfEquals) {
     std::vector<AnalysisFrame> frames = Frames("v.v.v");
     const float pitches[] = {61.0f, 70.0f, 70.0f, 55.0f, 55.0f};
-    for (int i = 0; i < 5; ++i) frames[i].pitch = pitches[i];
+    for (int i = 0; i < 5; ++i) {
+        frames[i].pitch = pitches[i];
+    }
     std::vector<int32_t> skips;
     FrameSearch search(frames, true, skips);
     FrameWindow window(0, 0);
@@ -217,7 +227,9 @@ TEST(TurningPoints, StandInTheMiddleOfTheStretchThatLeadsUpToThem) {
     //                      rise opens at 1, a fall at 4 closes it: 1 + (4 - 1 + 1) / 2 = frame 3
     const float pitches[] = {60, 61, 61, 62, 61, 60, 61, 60, 61};
     std::vector<AnalysisFrame> frames = Frames("vvvvvvvvv");
-    for (int i = 0; i < 9; ++i) frames[i].pitch = pitches[i];
+    for (int i = 0; i < 9; ++i) {
+        frames[i].pitch = pitches[i];
+    }
     std::vector<int32_t> skips;
     FrameSearch search(frames, true, skips);
     FrameWindow window(0, 0);

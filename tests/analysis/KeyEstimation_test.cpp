@@ -59,7 +59,9 @@ TEST(EstimateTuning, FollowsAWholeMelodyThatLiesSharpOrFlat) {
     const float melody[] = {60, 62, 64, 65, 67, 69, 71, 72};
     for (int cents = -49; cents <= 49; ++cents) {
         Notes notes;
-        for (const float pitch : melody) notes.push_back(Note(pitch + static_cast<float>(cents) * 0.01f));
+        for (const float pitch : melody) {
+            notes.push_back(Note(pitch + static_cast<float>(cents) * 0.01f));
+        }
         // A semitone at pitch 72 has a rounding error of 2^-18.
         EXPECT_NEAR(EstimateTuning(notes), cents * 0.01f, 1e-5f) << cents << " cents";
     }
@@ -120,23 +122,30 @@ TEST(WeighPitchClasses, KeepsLongRecordingsExact) {
 }
 
 TEST(ChooseKey, ASingleNoteIsTheTonicOfItsMajorKey) {
-    for (int32_t pitch = 60; pitch < 72; ++pitch)
+    for (int32_t pitch = 60; pitch < 72; ++pitch) {
         EXPECT_EQ(KeyOf({Note(static_cast<float>(pitch))}), pitch % 12);
+    }
 }
 
 TEST(ChooseKey, KnowsScalesThatEndOnTheirTonic) {
     Notes major;
-    for (const float pitch : {60, 62, 64, 65, 67, 69, 71, 72}) major.push_back(Note(pitch));
+    for (const float pitch : {60, 62, 64, 65, 67, 69, 71, 72}) {
+        major.push_back(Note(pitch));
+    }
     EXPECT_EQ(KeyOf(major), 0);
     Notes minor;  // harmonic, on A
-    for (const float pitch : {57, 59, 60, 62, 64, 65, 68, 69}) minor.push_back(Note(pitch));
+    for (const float pitch : {57, 59, 60, 62, 64, 65, 68, 69}) {
+        minor.push_back(Note(pitch));
+    }
     EXPECT_EQ(KeyOf(minor), 21);
 }
 
 TEST(ChooseKey, HearsThroughTheSingersTuning) {
     for (const float off : {-0.45f, -0.2f, 0.2f, 0.45f}) {
         Notes notes;
-        for (const float pitch : {60, 62, 64, 65, 67, 69, 71, 72}) notes.push_back(Note(pitch + off));
+        for (const float pitch : {60, 62, 64, 65, 67, 69, 71, 72}) {
+            notes.push_back(Note(pitch + off));
+        }
         EXPECT_EQ(KeyOf(notes), 0) << off;
     }
 }

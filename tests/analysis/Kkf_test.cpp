@@ -188,7 +188,9 @@ TEST(Kkf, AWideSearchCorrelatesTheWhole) {
     whole.Correlate(signal.data(), 1000, signal.data() + 500, 1000);
     const int32_t lag = wide.FindLag(signal.data(), signal.data() + 500, 1000, 499, 0, 250);
     EXPECT_EQ(lag, whole.FindPeak(499, 0, 250));
-    for (int32_t i = 0; i < 2048; ++i) EXPECT_EQ(wide.GetOutput()[i], whole.GetOutput()[i]) << i;
+    for (int32_t i = 0; i < 2048; ++i) {
+        EXPECT_EQ(wide.GetOutput()[i], whole.GetOutput()[i]) << i;
+    }
 }
 
 TEST(Kkf, OfEqualPeaksTheLowestLagWins) {
@@ -228,7 +230,9 @@ TEST(Kkf, ASearchBeyondTheLimitMovesInsideAsAWhole) {
     CKKF correlator;
     ASSERT_EQ(correlator.Configure(64), 0);
     std::vector<int32_t> rising(25);
-    for (int32_t i = 0; i < 25; ++i) rising[static_cast<size_t>(i)] = i + 1;  // lag -12 .. 12
+    for (int32_t i = 0; i < 25; ++i) {
+        rising[static_cast<size_t>(i)] = i + 1;  // lag -12 .. 12
+    }
     SetOutput(correlator, rising);
     EXPECT_EQ(correlator.FindPeak(6, 0, 3), 3);
     EXPECT_EQ(correlator.FindPeak(6, 3, 3), 6) << "just inside";

@@ -25,8 +25,9 @@ using Notes = std::vector<AnalysisNote>;
 bool Same(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0 || (std::isnan(a) && std::isnan(b)); }
 
 testing::AssertionResult SameFrames(const Frames& a, const Frames& b) {
-    if (a.size() != b.size())
+    if (a.size() != b.size()) {
         return testing::AssertionFailure() << a.size() << " and " << b.size() << " frames";
+    }
     for (size_t i = 0; i < a.size(); ++i) {
         if (Same(a[i].pitch, b[i].pitch) && Same(a[i].energy, b[i].energy) && a[i].voiced == b[i].voiced &&
             a[i].position == b[i].position) {
@@ -39,8 +40,9 @@ testing::AssertionResult SameFrames(const Frames& a, const Frames& b) {
 }
 
 testing::AssertionResult SameNotes(const Notes& a, const Notes& b) {
-    if (a.size() != b.size())
+    if (a.size() != b.size()) {
         return testing::AssertionFailure() << a.size() << " and " << b.size() << " notes";
+    }
     for (size_t i = 0; i < a.size(); ++i) {
         if (Same(a[i].pitch, b[i].pitch) && Same(a[i].energy, b[i].energy) && a[i].length == b[i].length &&
             a[i].startPosition == b[i].startPosition && a[i].endPosition == b[i].endPosition &&
@@ -96,7 +98,9 @@ TEST(NoteSegmentationChain, EqualsThePlainChainOnVoices) {
         FrameMaker make(seed);
         const float sampleRate = seed % 3 == 0 ? 22050.0f : seed % 3 == 1 ? 44100.0f : 96000.0f;
         ExpectLikeLiteral(make.Voice(make.Whole(1, 1500), sampleRate), sampleRate, true);
-        if (HasFatalFailure()) return;
+        if (HasFatalFailure()) {
+            return;
+        }
     }
 }
 
@@ -105,7 +109,9 @@ TEST(NoteSegmentationChain, EqualsThePlainChainOnNoise) {
         SCOPED_TRACE(seed);
         FrameMaker make(seed);
         ExpectLikeLiteral(make.Noise(make.Whole(1, 200), false), kRate, true);
-        if (HasFatalFailure()) return;
+        if (HasFatalFailure()) {
+            return;
+        }
     }
 }
 
@@ -114,7 +120,9 @@ TEST(NoteSegmentationChain, EqualsThePlainChainWhereWhatIsComparedIsOftenEqual) 
         SCOPED_TRACE(seed);
         FrameMaker make(seed);
         ExpectLikeLiteral(make.Grid(make.Whole(33, 400)), 40000.0f, true);
-        if (HasFatalFailure()) return;
+        if (HasFatalFailure()) {
+            return;
+        }
     }
 }
 
@@ -141,10 +149,14 @@ TEST(NoteSegmentationChain, EqualsThePlainChainWherePositionsRepeat) {
         SCOPED_TRACE(seed);
         FrameMaker make(seed);
         ExpectLikeLiteral(make.Noise(make.Whole(1, 200), true), kRate, false);
-        if (HasFatalFailure()) return;
+        if (HasFatalFailure()) {
+            return;
+        }
     }
     Frames together = FrameMaker(1).Noise(100, false);
-    for (AnalysisFrame& frame : together) frame.position = 700;
+    for (AnalysisFrame& frame : together) {
+        frame.position = 700;
+    }
     ExpectLikeLiteral(together, kRate, false);
 }
 
@@ -155,7 +167,9 @@ TEST(NoteSegmentationChain, EqualsThePlainChainWherePositionsFall) {
         Frames frames = make.Voice(make.Whole(2, 300), kRate);
         make.Shuffle(frames, make.Whole(1, 40));
         ExpectLikeLiteral(frames, kRate, false);
-        if (HasFatalFailure()) return;
+        if (HasFatalFailure()) {
+            return;
+        }
     }
 }
 
@@ -164,14 +178,18 @@ TEST(NoteSegmentationChain, EqualsThePlainChainOnOneTwoAndThreeFrames) {
         SCOPED_TRACE(seed);
         FrameMaker make(seed);
         ExpectLikeLiteral(make.Noise(make.Whole(1, 3), make.Chance(0.5f)), kRate, false);
-        if (HasFatalFailure()) return;
+        if (HasFatalFailure()) {
+            return;
+        }
     }
 }
 
 // `count` frames 100 samples apart, all voiced, of pitch 60 and energy 1.
 Frames Steady(int32_t count, int32_t period = 100) {
     Frames frames;
-    for (int32_t i = 0; i < count; ++i) frames.push_back({60.0f, 1.0f, 1, i * period});
+    for (int32_t i = 0; i < count; ++i) {
+        frames.push_back({60.0f, 1.0f, 1, i * period});
+    }
     return frames;
 }
 
@@ -182,7 +200,9 @@ NoteSegmentation With(const Frames& frames) {
 }
 
 void RunAll(NoteSegmentation& chain) {
-    for (const Step& step : kSteps) (chain.*step.run)();
+    for (const Step& step : kSteps) {
+        (chain.*step.run)();
+    }
 }
 
 TEST(NoteSegmentationChain, AHeldVibratoOfManyMinutesBecomesOneNoteInALineOfWork) {
@@ -203,8 +223,12 @@ TEST(NoteSegmentationChain, AHeldVibratoOfManyMinutesBecomesOneNoteInALineOfWork
 
 TEST(NoteSegmentationChain, ManyMinutesOfSilenceBetweenTwoNotesAreSkipped) {
     Frames frames = Steady(300, 220);
-    for (int32_t i = 0; i < 300000; ++i) frames.push_back({50.0f, 0.0f, 0, frames.back().position + 256});
-    for (int32_t i = 0; i < 300; ++i) frames.push_back({64.0f, 1.0f, 1, frames.back().position + 220});
+    for (int32_t i = 0; i < 300000; ++i) {
+        frames.push_back({50.0f, 0.0f, 0, frames.back().position + 256});
+    }
+    for (int32_t i = 0; i < 300; ++i) {
+        frames.push_back({64.0f, 1.0f, 1, frames.back().position + 220});
+    }
     NoteSegmentation chain = With(frames);
     RunAll(chain);
     ASSERT_EQ(chain.Notes().size(), 2u);
@@ -214,8 +238,12 @@ TEST(NoteSegmentationChain, ManyMinutesOfSilenceBetweenTwoNotesAreSkipped) {
 
 TEST(NoteSegmentationChain, AnOnsetTenTimesASecondForAnHourIsMergedInALineOfWork) {
     Frames frames = Steady(360000, 441);
-    for (size_t i = 0; i < frames.size(); ++i) frames[i].energy = i % 10 == 0 ? 0.25f : 0.2f;
-    for (size_t i = 0; i < frames.size(); i += 10) frames[i].voiced = 0;
+    for (size_t i = 0; i < frames.size(); ++i) {
+        frames[i].energy = i % 10 == 0 ? 0.25f : 0.2f;
+    }
+    for (size_t i = 0; i < frames.size(); i += 10) {
+        frames[i].voiced = 0;
+    }
     NoteSegmentation chain = With(frames);
     RunAll(chain);
     EXPECT_LE(chain.Notes().size(), 3u);  // the outermost notes do not take in
@@ -239,7 +267,9 @@ TEST(NoteSegmentationChain, FewerThanTwoFramesAreOnlyCopied) {
 
 TEST(NoteSegmentationChain, NothingVoicedGivesOneNoteOfNoLengthAcrossTheRecording) {
     Frames frames = Steady(500);
-    for (AnalysisFrame& frame : frames) frame.voiced = 0;
+    for (AnalysisFrame& frame : frames) {
+        frame.voiced = 0;
+    }
     NoteSegmentation chain = With(frames);
     RunAll(chain);
     ASSERT_EQ(chain.Notes().size(), 1u);
@@ -260,8 +290,12 @@ TEST(NoteSegmentationChain, WhatIsNotANumberHarmsNothing) {
         FrameMaker make(seed);
         Frames frames = make.Voice(make.Whole(1, 300), kRate);
         for (AnalysisFrame& frame : frames) {
-            if (make.Chance(0.05f)) frame.pitch = make.Chance(0.5f) ? nan : -infinity;
-            if (make.Chance(0.05f)) frame.energy = make.Chance(0.5f) ? nan : infinity;
+            if (make.Chance(0.05f)) {
+                frame.pitch = make.Chance(0.5f) ? nan : -infinity;
+            }
+            if (make.Chance(0.05f)) {
+                frame.energy = make.Chance(0.5f) ? nan : infinity;
+            }
         }
         NoteSegmentation chain = With(frames);
         RunAll(chain);
@@ -305,7 +339,9 @@ TEST(NormalizeFrames, MakesTheLoudestFrameOne) {
 
 TEST(NormalizeFrames, WithoutEnergyAllBecomesZeroAndUnvoiced) {
     Frames frames = Steady(3);
-    for (AnalysisFrame& frame : frames) frame.energy = -1.0f;
+    for (AnalysisFrame& frame : frames) {
+        frame.energy = -1.0f;
+    }
     NoteSegmentation chain = With(frames);
     chain.NormalizeFrames();
     for (const AnalysisFrame& frame : chain.RawFrames()) {
@@ -327,11 +363,15 @@ TEST(NormalizeFrames, UnvoicesFramesBelowTheFloor) {
 TEST(NormalizeFrames, UnvoicesTheFrameBeforeAnOnset) {
     Frames frames = Steady(5);
     const float energies[] = {0.25f, 0.48f, 1.0f, 0.5f, 0.97f};  // 0.92, 1.08, falls, 0.94 up
-    for (int i = 0; i < 5; ++i) frames[i].energy = energies[i];
+    for (int i = 0; i < 5; ++i) {
+        frames[i].energy = energies[i];
+    }
     NoteSegmentation chain = With(frames);
     chain.NormalizeFrames();
     const int expected[] = {1, 0, 1, 1, 1};
-    for (int i = 0; i < 5; ++i) EXPECT_EQ(chain.RawFrames()[i].voiced, expected[i]) << i;
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(chain.RawFrames()[i].voiced, expected[i]) << i;
+    }
 }
 
 TEST(NormalizeFrames, NeedsBothFramesVoicedForAnOnset) {
@@ -347,16 +387,22 @@ TEST(NormalizeFrames, NeedsBothFramesVoicedForAnOnset) {
 
 TEST(RejectJumps, UnvoicesAtTheJump) {
     Frames frames = Steady(200);
-    for (int i = 80; i < 200; ++i) frames[i].pitch = 72.0f;
+    for (int i = 80; i < 200; ++i) {
+        frames[i].pitch = 72.0f;
+    }
     NoteSegmentation chain = With(frames);
     chain.RejectJumps();
-    for (int i = 0; i < 200; ++i) EXPECT_EQ(chain.RawFrames()[i].voiced, i == 80 ? 0 : 1) << i;
+    for (int i = 0; i < 200; ++i) {
+        EXPECT_EQ(chain.RawFrames()[i].voiced, i == 80 ? 0 : 1) << i;
+    }
     EXPECT_TRUE(SameFrames(chain.SmoothedFrames(), chain.RawFrames()));
 }
 
 TEST(RejectJumps, LeavesAJumpOfExactlySixSemitones) {
     Frames frames = Steady(200);
-    for (int i = 80; i < 200; ++i) frames[i].pitch = 66.0f;
+    for (int i = 80; i < 200; ++i) {
+        frames[i].pitch = 66.0f;
+    }
     NoteSegmentation chain = With(frames);
     chain.RejectJumps();
     EXPECT_TRUE(SameFrames(chain.RawFrames(), frames));
@@ -390,7 +436,9 @@ TEST(FlattenVibrato, ReplacesItByItsCentreAndLeavesTheRawFrames) {
     EXPECT_TRUE(SameFrames(chain.RawFrames(), frames));
     // The pitch of an extremum is read half-way up to it, and by whole frames, of which a cycle has 22: the
     // centre is met within half a frame's move. The window that reaches the last frame ends the step.
-    for (int i = 0; i < 580; ++i) EXPECT_NEAR(chain.SmoothedFrames()[i].pitch, 60.0f, 0.08f) << i;
+    for (int i = 0; i < 580; ++i) {
+        EXPECT_NEAR(chain.SmoothedFrames()[i].pitch, 60.0f, 0.08f) << i;
+    }
 }
 
 TEST(FlattenVibrato, LeavesTooFewTurnsFlutterAndWideSwings) {
@@ -406,7 +454,9 @@ TEST(FlattenVibrato, LeavesASwingOfExactlySixSemitones) {
     // 10 Hz, a triangle of whole steps: 20 frames a cycle.
     for (const float step : {0.59375f, 0.6f}) {
         Frames frames = Steady(600, 220);
-        for (int i = 0; i < 600; ++i) frames[i].pitch += step * static_cast<float>(5 - std::abs(i % 20 - 10));
+        for (int i = 0; i < 600; ++i) {
+            frames[i].pitch += step * static_cast<float>(5 - std::abs(i % 20 - 10));
+        }
         NoteSegmentation chain = With(frames);
         chain.FlattenVibrato();
         EXPECT_EQ(static_cast<bool>(SameFrames(chain.SmoothedFrames(), frames)), step == 0.6f) << step;
@@ -424,7 +474,9 @@ TEST(FlattenVibrato, ReadsRawFramesAndWritesPitchesOnly) {
     Frames frames = Vibrato(600, 9.0f, 0.5f);
     NoteSegmentation chain = With(frames);
     chain.FlattenVibrato();
-    for (size_t i = 0; i < frames.size(); ++i) frames[i].pitch = chain.SmoothedFrames()[i].pitch;
+    for (size_t i = 0; i < frames.size(); ++i) {
+        frames[i].pitch = chain.SmoothedFrames()[i].pitch;
+    }
     EXPECT_TRUE(SameFrames(chain.SmoothedFrames(), frames));
 }
 
@@ -448,7 +500,9 @@ TEST(RepairOutliers, StartsNoLaterThanThirtyThreeFramesBeforeTheEnd) {
         EXPECT_EQ(chain.SmoothedFrames()[at].pitch, 60.0f);
     }
     Frames frames = Steady(100);
-    for (int i = 67; i < 100; ++i) frames[i].pitch = 50.0f;
+    for (int i = 67; i < 100; ++i) {
+        frames[i].pitch = 50.0f;
+    }
     frames[68].pitch = 67.0f;
     frames[69].pitch = 50.0f;
     frames[67].voiced = 0;
@@ -461,7 +515,9 @@ TEST(RepairOutliers, ReachesSeventyFiveMillisecondsAtTheLocalPeriod) {
     // 75 ms are 3307.5 samples: at a period of 600 round(5.5125) = 6 frames.
     for (const int32_t width : {5, 6}) {
         Frames frames = Steady(100, 600);
-        for (int i = 0; i < width; ++i) frames[20 + i].pitch = 62.0f;
+        for (int i = 0; i < width; ++i) {
+            frames[20 + i].pitch = 62.0f;
+        }
         NoteSegmentation chain = With(frames);
         chain.RepairOutliers();
         EXPECT_EQ(chain.SmoothedFrames()[20].pitch, width == 5 ? 60.0f : 62.0f);
@@ -489,31 +545,42 @@ TEST(RepairOutliers, LeavesUnvoicedFramesAlone) {
 
 TEST(LevelPlateaus, GivesAStableStretchItsMedian) {
     Frames frames = Steady(200);
-    for (int i = 0; i < 200; ++i) frames[i].pitch += i % 3 == 0 ? 0.2f : i % 3 == 1 ? -0.2f : 0.0f;
+    for (int i = 0; i < 200; ++i) {
+        frames[i].pitch += i % 3 == 0 ? 0.2f : i % 3 == 1 ? -0.2f : 0.0f;
+    }
     NoteSegmentation chain = With(frames);
     chain.LevelPlateaus();
     EXPECT_TRUE(SameFrames(chain.SmoothedFrames(), frames));
     // Four windows of 44 frames; the one that reaches the last frame ends the step and is not levelled.
-    for (int i = 0; i < 200; ++i)
+    for (int i = 0; i < 200; ++i) {
         EXPECT_EQ(chain.CleanFrames()[i].pitch, i < 176 ? 60.0f : frames[i].pitch) << i;
+    }
 }
 
 TEST(LevelPlateaus, LeavesAMovingStretch) {
     Frames frames = Steady(400);
-    for (int i = 0; i < 400; ++i) frames[i].pitch = 40.0f + 0.1f * static_cast<float>(i);
+    for (int i = 0; i < 400; ++i) {
+        frames[i].pitch = 40.0f + 0.1f * static_cast<float>(i);
+    }
     NoteSegmentation chain = With(frames);
     chain.LevelPlateaus();
-    for (int i = 0; i < 350; ++i) EXPECT_EQ(chain.CleanFrames()[i].pitch, frames[i].pitch) << i;
+    for (int i = 0; i < 350; ++i) {
+        EXPECT_EQ(chain.CleanFrames()[i].pitch, frames[i].pitch) << i;
+    }
 }
 
 TEST(MarkSteps, UnvoicesOneFrameAtAStepAboveHalfASemitone) {
     for (const float step : {0.5f, 1.0f}) {
         Frames frames = Steady(200);
-        for (int i = 100; i < 200; ++i) frames[i].pitch += step;
+        for (int i = 100; i < 200; ++i) {
+            frames[i].pitch += step;
+        }
         NoteSegmentation chain = With(frames);
         chain.MarkSteps();
         int32_t cleared = 0;
-        for (int i = 0; i < 200; ++i) cleared += !chain.CleanFrames()[i].voiced;
+        for (int i = 0; i < 200; ++i) {
+            cleared += !chain.CleanFrames()[i].voiced;
+        }
         EXPECT_EQ(cleared, step == 0.5f ? 0 : 1) << step;
         EXPECT_EQ(chain.CleanFrames()[100].voiced, step == 0.5f ? 1 : 0);
         EXPECT_TRUE(SameFrames(chain.RawFrames(), frames));
@@ -546,7 +613,9 @@ TEST(CutNotes, MakesANoteOfEachVoicedRunUpToItsUnvoicedFrame) {
 
 TEST(CutNotes, TakesTheEnergyOfCleanFramesAndThePitchOfRawOnes) {
     Frames frames = Steady(100);
-    for (AnalysisFrame& frame : frames) frame.energy = 2.0f;
+    for (AnalysisFrame& frame : frames) {
+        frame.energy = 2.0f;
+    }
     frames[50].voiced = 0;
     frames[20].pitch = 90.0f;
     NoteSegmentation chain = With(frames);
@@ -559,7 +628,9 @@ TEST(CutNotes, TakesTheEnergyOfCleanFramesAndThePitchOfRawOnes) {
 
 TEST(CutNotes, AVoicedLastFrameAloneIsNoNote) {
     Frames frames = Steady(5);
-    for (int i = 0; i < 4; ++i) frames[i].voiced = 0;
+    for (int i = 0; i < 4; ++i) {
+        frames[i].voiced = 0;
+    }
     NoteSegmentation chain = With(frames);
     chain.CutNotes();
     EXPECT_TRUE(chain.Notes().empty());
@@ -574,7 +645,9 @@ TEST(CutNotes, ReplacesTheNotesOfBefore) {
 
 TEST(EstimatePitch, IsTheMeanOfAllBelowEightVoicedFramesAndOfTheMiddleHalfFromThereOn) {
     Frames frames = Steady(10);
-    for (int i = 0; i < 10; ++i) frames[i].pitch = static_cast<float>(10 * i * i);
+    for (int i = 0; i < 10; ++i) {
+        frames[i].pitch = static_cast<float>(10 * i * i);
+    }
     NoteSegmentation chain = With(frames);
     EXPECT_EQ(chain.EstimatePitch(frames.data(), 0, 7, false), 130.0f);
     // 0 to 490: entries 2 to 5 of eight.
@@ -597,7 +670,9 @@ TEST(EstimatePitch, WithTheSpreadCheckedANarrowHalfGivesWayToTheMeanOfAll) {
     EXPECT_EQ(chain.EstimatePitch(frames.data(), 0, 8, true), 59.875f);
     // A spread of exactly a tenth is not narrow.
     const float pitches[] = {0.0f, 0.0f, 0.0f, 0.0f, 0.2f, 0.2f, 0.2f, 0.2f};
-    for (int i = 0; i < 8; ++i) frames[i].pitch = pitches[i];
+    for (int i = 0; i < 8; ++i) {
+        frames[i].pitch = pitches[i];
+    }
     frames[7].pitch = 8.0f;
     EXPECT_EQ(chain.EstimatePitch(frames.data(), 0, 8, true), 0.1f);
     frames[2].pitch = 0.01f;
@@ -627,12 +702,16 @@ NoteSegmentation Refined(int32_t frameCount, const std::vector<Written>& written
     }
     Notes notes;
     for (const Written& w : written) {
-        for (int32_t i = w.first; i <= w.last; ++i) frames[i] = {w.pitch, w.energy, 1, frames[i].position};
+        for (int32_t i = w.first; i <= w.last; ++i) {
+            frames[i] = {w.pitch, w.energy, 1, frames[i].position};
+        }
         notes.push_back({w.pitch, w.energy, (w.last - w.first) * period, w.first * period, w.last * period,
                          w.first, w.last});
     }
     NoteSegmentation chain(kRate);
-    if (adjust) adjust(chain, frames);
+    if (adjust) {
+        adjust(chain, frames);
+    }
     chain.SetFrames(frames);
     chain.SetNotes(notes);
     chain.RefineNotes();
@@ -659,8 +738,12 @@ TEST(RefineNotes, FaintNotesAreNotWidenedBeforeTheMerge) {
 TEST(RefineNotes, WidensWhileTheEnergyStaysAboveAnEighth) {
     const NoteSegmentation chain =
         Refined(200, {{50, 100, 60.0f}}, 100, [](NoteSegmentation&, Frames& frames) {
-            for (int i = 101; i < 120; ++i) frames[i].energy = 0.0626f;
-            for (int i = 30; i < 50; ++i) frames[i].energy = 0.0625f;
+            for (int i = 101; i < 120; ++i) {
+                frames[i].energy = 0.0626f;
+            }
+            for (int i = 30; i < 50; ++i) {
+                frames[i].energy = 0.0625f;
+            }
         });
     EXPECT_EQ(chain.Notes()[0].firstFrame, 47);
     // To the first frame that fails, 120, and one more by each later widening.
@@ -671,8 +754,12 @@ TEST(RefineNotes, TheLaterWideningsStopAtAHundredfoldEnergy) {
     // Faint, so only the two bounded widenings act; 0.04 * 100 = 4 stops them at once.
     const NoteSegmentation chain =
         Refined(200, {{50, 100, 60.0f, 0.04f}}, 100, [](NoteSegmentation&, Frames& frames) {
-            for (int i = 101; i < 120; ++i) frames[i].energy = 4.0f;
-            for (int i = 30; i < 50; ++i) frames[i].energy = 3.9f;
+            for (int i = 101; i < 120; ++i) {
+                frames[i].energy = 4.0f;
+            }
+            for (int i = 30; i < 50; ++i) {
+                frames[i].energy = 3.9f;
+            }
         });
     EXPECT_EQ(chain.Notes()[0].firstFrame, 28);
     EXPECT_EQ(chain.Notes()[0].lastFrame, 102);
@@ -839,7 +926,9 @@ TEST(RefineNotes, WithoutAVoicedFrameANoteKeepsItsPitch) {
     const NoteSegmentation chain =
         Refined(200, {{50, 100, 60.0f}}, 100, [](NoteSegmentation& chain, Frames& frames) {
             chain.settings.mergeGap = -1;
-            for (AnalysisFrame& frame : frames) frame.voiced = 0;
+            for (AnalysisFrame& frame : frames) {
+                frame.voiced = 0;
+            }
         });
     EXPECT_EQ(chain.Notes()[0].pitch, 60.0f);
     EXPECT_EQ(chain.Notes()[0].firstFrame, 47);
@@ -854,14 +943,18 @@ size_t NotesOfSlide(int32_t count, float step, const std::function<void(Frames&)
         frame.voiced = 0;
     }
     Notes notes = {{60.0f, 0.04f, 5000, 1000, 6000, 10, 60}};
-    for (int i = 10; i <= 60; ++i) frames[i] = {60.0f, 0.04f, 1, 100 * i};
+    for (int i = 10; i <= 60; ++i) {
+        frames[i] = {60.0f, 0.04f, 1, 100 * i};
+    }
     for (int32_t k = 0; k < count; ++k) {
         const int32_t i = 200 + k;
         frames[i] = {65.0f + step * static_cast<float>(k), 0.04f, 1, 100 * i};
     }
     const int32_t last = 200 + count - 1;
     notes.push_back({65.0f, 0.04f, 100 * (count - 1), 20000, 100 * last, 200, last});
-    if (adjust) adjust(frames);
+    if (adjust) {
+        adjust(frames);
+    }
     NoteSegmentation chain(kRate);
     chain.settings.mergeGap = mergeGap;
     chain.SetFrames(frames);
@@ -891,7 +984,9 @@ TEST(Glide, ASlideOfLessThanASemitoneOrOfLittleByFrameIsANote) {
 TEST(Glide, AStretchThatIsHeldBeforeItSlidesIsANote) {
     EXPECT_EQ(NotesOfSlide(31, 0.1f,
                            [](Frames& frames) {
-                               for (int i = 200; i < 220; ++i) frames[i].pitch = 65.0f;
+                               for (int i = 200; i < 220; ++i) {
+                                   frames[i].pitch = 65.0f;
+                               }
                            }),
               1u);
 }
@@ -908,7 +1003,9 @@ TEST(Glide, ASlideThroughItsMeanMoreThanOnceIsANote) {
 TEST(Glide, ASlideMostlyUnvoicedIsANote) {
     const auto unvoiced = [](int32_t count) {
         return [count](Frames& frames) {
-            for (int k = 0; k < count; ++k) frames[k % 2 ? 201 + k / 2 : 229 - k / 2].voiced = 0;
+            for (int k = 0; k < count; ++k) {
+                frames[k % 2 ? 201 + k / 2 : 229 - k / 2].voiced = 0;
+            }
         };
     };
     EXPECT_EQ(NotesOfSlide(31, 0.1f, unvoiced(14)), 0u);  // 16 of 30 left
@@ -918,7 +1015,9 @@ TEST(Glide, ASlideMostlyUnvoicedIsANote) {
 TEST(Glide, ANoteOfOneVoicedFrameIsNoNote) {
     EXPECT_EQ(NotesOfSlide(31, 0.0f,
                            [](Frames& frames) {
-                               for (int i = 200; i < 231; ++i) frames[i].voiced = i == 215;
+                               for (int i = 200; i < 231; ++i) {
+                                   frames[i].voiced = i == 215;
+                               }
                            }),
               0u);
 }

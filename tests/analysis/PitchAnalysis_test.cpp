@@ -48,7 +48,9 @@ struct Analysed {
     // A list of `count` voiced marks 100 samples apart.
     void SetSteadyMarks(int32_t count, float period = 100.0f) {
         std::vector<PitchMark> records;
-        for (int32_t i = 0; i < count; ++i) records.push_back({100 * i, 0.01f, 0.0f, 12.0f, 0.5f, period});
+        for (int32_t i = 0; i < count; ++i) {
+            records.push_back({100 * i, 0.01f, 0.0f, 12.0f, 0.5f, period});
+        }
         EXPECT_EQ(marks->SetRecords(records.data(), count), 0);
     }
     std::vector<AnalysisFrame> Frames() const {
@@ -158,7 +160,9 @@ TEST(PitchAnalysis, StepsOutsideTheChainDoNothing) {
     analysed->RunAllSteps();
     const auto frames = analysed.Frames();
     const auto notes = analysed.Notes();
-    for (const int32_t step : {9, 10, 1000000, -1}) EXPECT_EQ(analysed->RunStep(step), 0);
+    for (const int32_t step : {9, 10, 1000000, -1}) {
+        EXPECT_EQ(analysed->RunStep(step), 0);
+    }
     EXPECT_TRUE(SameBytes(analysed.Frames(), frames));
     EXPECT_TRUE(SameBytes(analysed.Notes(), notes));
 }
@@ -170,7 +174,9 @@ TEST(PitchAnalysis, SingleStepsInOrderAreTheWholeChain) {
         analysed->Feed(Sing({{60.0, 0.4, 'a'}, {62.0, 0.4, 'e'}, {64.0, 0.4, 'o', 's'}}, {}).samples);
     }
     EXPECT_EQ(whole->RunAllSteps(), 0);
-    for (int32_t step = 0; step <= 8; ++step) EXPECT_EQ(single->RunStep(step), 0);
+    for (int32_t step = 0; step <= 8; ++step) {
+        EXPECT_EQ(single->RunStep(step), 0);
+    }
     EXPECT_TRUE(SameBytes(whole.Frames(), single.Frames()));
     EXPECT_TRUE(SameBytes(whole.Notes(), single.Notes()));
 }
@@ -238,8 +244,9 @@ TEST(BuildFrames, LeavesTheArrayInItsPlaceWhileTheNumberOfMarksStays) {
 TEST(GetFrameRangeStats, MeasuresFramesWithoutTheLast) {
     Analysed analysed;
     std::vector<AnalysisFrame> frames;
-    for (int32_t i = 0; i < 6; ++i)
+    for (int32_t i = 0; i < 6; ++i) {
         frames.push_back({60.0f + static_cast<float>(i), 1.0f + static_cast<float>(i), 1, i});
+    }
     ASSERT_EQ(analysed->SetFrames(frames.data(), 6), 0);
     float pitch = 0.0f;
     float energy = 0.0f;
@@ -289,7 +296,9 @@ TEST(PitchAnalysis, SetFramesAndSetNotesTakeCopiesAndRefuseNonsense) {
     EXPECT_EQ(analysed->SetNotes(nullptr, 0), 0);
     EXPECT_TRUE(analysed.Frames().empty());
     EXPECT_TRUE(analysed.Notes().empty());
-    for (int32_t step = 1; step <= 8; ++step) EXPECT_EQ(analysed->RunStep(step), 0);
+    for (int32_t step = 1; step <= 8; ++step) {
+        EXPECT_EQ(analysed->RunStep(step), 0);
+    }
 }
 
 TEST(PitchAnalysis, DurationsAreHeldInWholeSamples) {
@@ -446,7 +455,9 @@ TEST(PitchAnalysis, SumsItsChannels) {
 
     Analysed stereo(44100.0f, 2);
     std::vector<float> half(song.samples);
-    for (float& sample : half) sample *= 0.5f;
+    for (float& sample : half) {
+        sample *= 0.5f;
+    }
     for (size_t at = 0; at < half.size(); at += 4096) {
         const float* channels[2] = {half.data() + at, half.data() + at};
         const size_t count = std::min<size_t>(4096, half.size() - at);
@@ -569,7 +580,9 @@ TEST(Deserialize, CountsThatWrapAroundDoNotFit) {
     const auto block = [](uint32_t marks, uint32_t notes, size_t size) {
         std::vector<uint8_t> bytes(size);
         const uint32_t words[] = {0x00747271, 20203, marks, notes};
-        for (int i = 0; i < 16; ++i) bytes[i] = static_cast<uint8_t>(words[i / 4] >> (24 - 8 * (i % 4)));
+        for (int i = 0; i < 16; ++i) {
+            bytes[i] = static_cast<uint8_t>(words[i / 4] >> (24 - 8 * (i % 4)));
+        }
         return bytes;
     };
     EXPECT_EQ(read.Deserialize(block(0x20000000, 0, 16)), 0);            // 24 * 2^29 = 3 * 2^32
@@ -590,9 +603,13 @@ TEST(Deserialize, RecordsOfAnyContentHarmNothing) {
         const uint32_t marks = bits() % 60;
         const uint32_t notes = bits() % 20;
         std::vector<uint8_t> bytes(16 + 24 * marks + 28 * notes);
-        for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(bits());
+        for (uint8_t& byte : bytes) {
+            byte = static_cast<uint8_t>(bits());
+        }
         const uint32_t words[] = {0x00747271, 20203, marks, notes};
-        for (int i = 0; i < 16; ++i) bytes[i] = static_cast<uint8_t>(words[i / 4] >> (24 - 8 * (i % 4)));
+        for (int i = 0; i < 16; ++i) {
+            bytes[i] = static_cast<uint8_t>(words[i / 4] >> (24 - 8 * (i % 4)));
+        }
         Analysed read;
         ASSERT_EQ(read.Deserialize(bytes), 1);
         const int32_t lastFrame = marks == 0 ? 0 : static_cast<int32_t>(marks) - 1;
@@ -601,7 +618,9 @@ TEST(Deserialize, RecordsOfAnyContentHarmNothing) {
             EXPECT_TRUE(0 <= note.lastFrame && note.lastFrame <= lastFrame);
         }
         read->EstimateKey(0);
-        for (int32_t step = 1; step <= 6; ++step) EXPECT_EQ(read->RunStep(step), 0);
+        for (int32_t step = 1; step <= 6; ++step) {
+            EXPECT_EQ(read->RunStep(step), 0);
+        }
         EXPECT_EQ(read->RunStep(8), 0);  // on the notes of the stream
         read->RunAllSteps();
         if (marks > 0) {
@@ -622,7 +641,9 @@ TEST(ReanalyzeSegment, AtTheEndOfWhatPositionsCanSayNoneWrapsAround) {
     const PitchMark* marks = nullptr;
     const int32_t count = analysed.marks->GetRecords(&marks);
     EXPECT_GT(count, 10);
-    for (int32_t i = 1; i < count; ++i) EXPECT_GE(marks[i].position, marks[i - 1].position) << i;
+    for (int32_t i = 1; i < count; ++i) {
+        EXPECT_GE(marks[i].position, marks[i - 1].position) << i;
+    }
 }
 
 struct AnnotatedNote {
@@ -637,7 +658,9 @@ std::vector<AnnotatedNote> ReadAnnotation(const std::string& path) {
     std::string line;
     while (std::getline(file, line)) {
         double onset, hertz, duration;
-        if (std::sscanf(line.c_str(), "%lf,%lf,%lf", &onset, &hertz, &duration) != 3) continue;
+        if (std::sscanf(line.c_str(), "%lf,%lf,%lf", &onset, &hertz, &duration) != 3) {
+            continue;
+        }
         notes.push_back({onset, 69.0 + 12.0 * std::log2(hertz / 440.0), duration});
     }
     return notes;
@@ -646,7 +669,9 @@ std::vector<AnnotatedNote> ReadAnnotation(const std::string& path) {
 TEST(PitchAnalysis, FindsTheNotesThatTwoListenersWroteDown) {
     Recording voice;
     std::string why;
-    if (!LoadRecording(VoicesDir(), "vocadito_1.wav", voice, why)) GTEST_SKIP() << why;
+    if (!LoadRecording(VoicesDir(), "vocadito_1.wav", voice, why)) {
+        GTEST_SKIP() << why;
+    }
     const double rate = voice.sampleRate;
     Analysed analysed(static_cast<float>(rate));
     analysed.Feed(voice.Mono());
@@ -655,14 +680,18 @@ TEST(PitchAnalysis, FindsTheNotesThatTwoListenersWroteDown) {
     for (const char* listener : {"A1", "A2"}) {
         const auto annotation =
             ReadAnnotation(VoicesDir() + "/vocadito_1.notes" + std::string(listener) + ".csv");
-        if (annotation.empty()) GTEST_SKIP() << "no annotation " << listener;
+        if (annotation.empty()) {
+            GTEST_SKIP() << "no annotation " << listener;
+        }
         size_t sung = 0;
         size_t begun = 0;
         for (const AnnotatedNote& written : annotation) {
             bool isSung = false;
             bool isBegun = false;
             for (const AnalysisNote& note : notes) {
-                if (std::fabs(note.pitch - written.pitch) > 0.5) continue;
+                if (std::fabs(note.pitch - written.pitch) > 0.5) {
+                    continue;
+                }
                 const double start = note.startPosition / rate;
                 const double end = std::min(note.endPosition / rate, written.onset + written.duration);
                 isSung |= end - std::max(start, written.onset) > 0.5 * written.duration;
@@ -680,7 +709,9 @@ TEST(PitchAnalysis, FindsTheNotesThatTwoListenersWroteDown) {
 TEST(PitchAnalysis, HearsTheKeyThatTheWrittenNotesHave) {
     Recording voice;
     std::string why;
-    if (!LoadRecording(VoicesDir(), "vocadito_1.wav", voice, why)) GTEST_SKIP() << why;
+    if (!LoadRecording(VoicesDir(), "vocadito_1.wav", voice, why)) {
+        GTEST_SKIP() << why;
+    }
     const float rate = static_cast<float>(voice.sampleRate);
     Analysed sung(rate);
     sung.Feed(voice.Mono());
@@ -690,7 +721,9 @@ TEST(PitchAnalysis, HearsTheKeyThatTheWrittenNotesHave) {
         const int32_t length = static_cast<int32_t>(note.duration * rate);
         notes.push_back({static_cast<float>(note.pitch), 0.1f, length, 0, length, 0, 0});
     }
-    if (notes.empty()) GTEST_SKIP() << "no annotation";
+    if (notes.empty()) {
+        GTEST_SKIP() << "no annotation";
+    }
     Analysed written(rate);
     written->SetNotes(notes.data(), static_cast<int32_t>(notes.size()));
     EXPECT_EQ(sung->EstimateKey(0), written->EstimateKey(0));

@@ -17,25 +17,33 @@ constexpr int32_t kMin = std::numeric_limits<int32_t>::min();
 constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
 
 void AppendAt(CPitchMarks& marks, const std::vector<int32_t>& positions) {
-    for (const int32_t position : positions) marks.AppendMarkNoPeriod(position, 0.0f, 0.0f, 0.0f, 0.0f);
+    for (const int32_t position : positions) {
+        marks.AppendMarkNoPeriod(position, 0.0f, 0.0f, 0.0f, 0.0f);
+    }
 }
 
 std::vector<int32_t> Positions(const CPitchMarksIf& marks) {
     std::vector<int32_t> positions;
-    for (int32_t i = 0; i < marks.GetCount(); ++i) positions.push_back(marks.GetPosition(i));
+    for (int32_t i = 0; i < marks.GetCount(); ++i) {
+        positions.push_back(marks.GetPosition(i));
+    }
     return positions;
 }
 
 // The walk that defines the answer.
 int32_t WalkToNearest(const std::vector<int32_t>& positions, int32_t from, int32_t position) {
     const auto count = static_cast<int32_t>(positions.size());
-    if (from < 0 || from >= count - 1 || count < 2) return -1;
+    if (from < 0 || from >= count - 1 || count < 2) {
+        return -1;
+    }
     const auto distance = [&](int32_t i) {
         return std::abs(static_cast<int64_t>(positions[static_cast<size_t>(i)]) - position);
     };
     int64_t best = distance(from);
     for (int32_t j = from + 1; j < count; ++j) {
-        if (!(distance(j) < best)) return std::max(j - 1, 0);
+        if (!(distance(j) < best)) {
+            return std::max(j - 1, 0);
+        }
         best = distance(j);
     }
     return count - 1;
@@ -43,7 +51,9 @@ int32_t WalkToNearest(const std::vector<int32_t>& positions, int32_t from, int32
 
 int32_t WalkBehind(const std::vector<int32_t>& positions, int32_t& index, int32_t distance) {
     const auto count = static_cast<int32_t>(positions.size());
-    if (index < 0 || index >= count) return -1;
+    if (index < 0 || index >= count) {
+        return -1;
+    }
     const int64_t start = positions[static_cast<size_t>(index)];
     for (int32_t j = index; j < count; ++j) {
         const int64_t position = positions[static_cast<size_t>(j)];
@@ -226,7 +236,9 @@ TEST(PitchMarks, CapacityGrowsByOneMarkBeyondTheReserve) {
 TEST(PitchMarks, GrowingKeepsEveryMark) {
     CPitchMarks marks;
     std::vector<int32_t> expected;
-    for (int32_t i = 0; i < 70000; ++i) expected.push_back(3 * i);
+    for (int32_t i = 0; i < 70000; ++i) {
+        expected.push_back(3 * i);
+    }
     AppendAt(marks, expected);
     EXPECT_EQ(Positions(marks), expected);
 }
@@ -352,7 +364,9 @@ TEST(PitchMarks, LookUpsAnswerLikeTheWalkWhateverTheOrderOfThePositions) {
             AppendAt(marks, positions);
         } else {
             std::vector<PitchMark> records;
-            for (const int32_t p : positions) records.push_back({p, 0, 0, 0, 0, 0});
+            for (const int32_t p : positions) {
+                records.push_back({p, 0, 0, 0, 0, 0});
+            }
             marks.SetRecords(records.data(), count);
         }
         for (int32_t query = 0; query < 60; ++query) {

@@ -27,7 +27,9 @@ static size_t allocationCount = 0;
     return std::malloc(size == 0 ? 1 : size);
 }
 [[gnu::noinline]] void* operator new(size_t size) {
-    if (void* memory = operator new(size, std::nothrow)) return memory;
+    if (void* memory = operator new(size, std::nothrow)) {
+        return memory;
+    }
     throw std::bad_alloc();
 }
 [[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
@@ -58,7 +60,9 @@ std::vector<PitchTrackResult> TrackAll(CPitchTrack& tracker, const std::vector<f
         result.level = -1.0f;
         const auto count = static_cast<int32_t>(std::min<size_t>(piece, samples.size() - at));
         EXPECT_EQ(tracker.Process(samples.data() + at, count, &result), 0);
-        if (result.level >= 0.0f) results.push_back(result);
+        if (result.level >= 0.0f) {
+            results.push_back(result);
+        }
     }
     return results;
 }
@@ -81,7 +85,9 @@ double WorstError(const std::vector<float>& tone, double hertz, int32_t sampleRa
     int seen = 0;
     for (size_t i = 0; i < results.size(); ++i) {
         const double time = FrameTime(i, hop, frameSize);
-        if (time < 0.15 || time > duration - 0.1) continue;
+        if (time < 0.15 || time > duration - 0.1) {
+            continue;
+        }
         ++seen;
         const bool voiced = results[i].harmonicityDb != 0.0f && results[i].pitchHz > 0.0f;
         worst = std::max(worst, voiced ? std::fabs(Cents(results[i].pitchHz, hertz)) : 10000.0);
@@ -177,10 +183,14 @@ TEST(PitchTrack, FollowsAMelodyInItsTime) {
         const auto position = static_cast<int64_t>(FrameTime(i) * 44100);
         // Frames whose pitch stands still from end to end
         const int64_t half = 44100 * kFrameSize / 11025 / 2 + 2205;
-        if (position < half || position + half >= static_cast<int64_t>(song.pitch.size())) continue;
+        if (position < half || position + half >= static_cast<int64_t>(song.pitch.size())) {
+            continue;
+        }
         const auto [low, high] =
             std::minmax_element(song.pitch.begin() + position - half, song.pitch.begin() + position + half);
-        if (*low < *high - 0.01f) continue;
+        if (*low < *high - 0.01f) {
+            continue;
+        }
         ++seen;
         EXPECT_NEAR(69 + 12 * std::log2(results[i].pitchHz / 440), *low, 0.03) << FrameTime(i);
         EXPECT_NE(results[i].harmonicityDb, 0.0f) << FrameTime(i);
@@ -215,7 +225,9 @@ TEST(PitchTrack, SilenceAfterSingingKeepsThePitch) {
     const auto results = TrackAll(*tracker, samples);
     int unvoiced = 0;
     for (size_t i = 100; i < results.size(); ++i) {
-        if (results[i].harmonicityDb != 0.0f) continue;
+        if (results[i].harmonicityDb != 0.0f) {
+            continue;
+        }
         ++unvoiced;
         // A remembered candidate refined in an empty spectrum lands a bin to the left.
         EXPECT_NEAR(results[i].pitchHz, 220.0, 2.5 * kBinHz) << i;
@@ -227,14 +239,18 @@ TEST(PitchTrack, APitchAboveAQuarterOfTheSpectrumIsUnvoiced) {
     const auto tracker = MakeTracker();
     const auto results = TrackAll(*tracker, Sine(3200, 44100, 0.5));
     EXPECT_EQ(tracker->GetAnalysis().GetHarmonicRatio(), 0.0f);
-    for (size_t i = 15; i < results.size(); ++i) EXPECT_EQ(results[i].harmonicityDb, 0.0f) << i;
+    for (size_t i = 15; i < results.size(); ++i) {
+        EXPECT_EQ(results[i].harmonicityDb, 0.0f) << i;
+    }
 }
 
 TEST(PitchTrack, VeryQuietTonesAreUnvoicedBelow160Hz) {
     // A ratio of 1 is taken below a level of about 3e-4: 0 dB, which only a high voice clears.
     const auto tracker = MakeTracker();
     const auto results = TrackAll(*tracker, HarmonicTone(120, 44100, 0.5, 1.0, 3e-4));
-    for (size_t i = 15; i < results.size(); ++i) EXPECT_EQ(results[i].harmonicityDb, 0.0f);
+    for (size_t i = 15; i < results.size(); ++i) {
+        EXPECT_EQ(results[i].harmonicityDb, 0.0f);
+    }
     EXPECT_EQ(tracker->GetAnalysis().GetHarmonicRatio(), 1.0f);
     // Not moved by more than a fifth, an unvoiced candidate stays; from nothing it never gets anywhere.
     EXPECT_EQ(results.back().pitchHz, 0.0f);
@@ -259,7 +275,9 @@ TEST(PitchTrack, NotANumberPassesThroughAndResetRecovers) {
     const std::vector<float> tone = HarmonicTone(330, 44100, 0.3);
     const auto a = TrackAll(*tracker, tone), b = TrackAll(*fresh, tone);
     ASSERT_EQ(a.size(), b.size());
-    for (size_t i = 0; i < a.size(); ++i) EXPECT_EQ(a[i].pitchHz, b[i].pitchHz);
+    for (size_t i = 0; i < a.size(); ++i) {
+        EXPECT_EQ(a[i].pitchHz, b[i].pitchHz);
+    }
 }
 
 // ---------------------------------------------------------------- framing
@@ -335,8 +353,9 @@ TEST(PitchTrack, TheLargestCallLosesNoFrame) {
             EXPECT_NEAR(largeResult.pitchHz, smallResult.pitchHz, 1e-3) << rate;
             EXPECT_NEAR(largeResult.level, smallResult.level, 1e-5) << rate;
             const auto past = large->GetAnalysis().GetPitchHistory();
-            for (int k = 0; k < 11; ++k)
+            for (int k = 0; k < 11; ++k) {
                 EXPECT_NEAR(past[k], small->GetAnalysis().GetPitchHistory()[k], 1e-3) << k;
+            }
         }
         EXPECT_NEAR(large->GetPeakLevel(), small->GetPeakLevel(), 1e-6);
     }
@@ -358,7 +377,9 @@ TEST(PitchTrack, ChannelsAreAveraged) {
     EXPECT_NEAR(a.pitchHz, b.pitchHz, 1e-3);
     EXPECT_NEAR(a.level, b.level, 1e-6);
     // Opposite channels cancel to the 1e-15 that each extra channel adds.
-    for (size_t i = 0; i < mono.size(); ++i) stereo[2 * i + 1] = -stereo[2 * i];
+    for (size_t i = 0; i < mono.size(); ++i) {
+        stereo[2 * i + 1] = -stereo[2 * i];
+    }
     two->Reset();
     ASSERT_EQ(two->Process(stereo.data(), frames, &b), 0);
     EXPECT_LT(b.level, 1e-11f);
@@ -389,8 +410,9 @@ TEST(PitchTrack, ThePeakLevelIsTheLargestSeen) {
     samples.insert(samples.end(), quiet.begin(), quiet.end());
     const auto tracker = MakeTracker();
     float largest = 0;
-    for (const PitchTrackResult& result : TrackAll(*tracker, samples))
+    for (const PitchTrackResult& result : TrackAll(*tracker, samples)) {
         largest = std::max(largest, result.level);
+    }
     EXPECT_EQ(tracker->GetPeakLevel(), largest);
     EXPECT_NEAR(largest, 0.99 * 0.8 * 0.5, 0.01);
 }
@@ -457,7 +479,9 @@ TEST(CPTPreProcess, PassesTheVoiceBandAndStopsWhatLiesAbove) {
         const auto out = front.Process(tone.data(), static_cast<int32_t>(tone.size()));
         double power = 0;
         const size_t from = out.size() - 2205;  // whole periods of all of them
-        for (size_t i = from; i < out.size(); ++i) power += static_cast<double>(out[i]) * out[i];
+        for (size_t i = from; i < out.size(); ++i) {
+            power += static_cast<double>(out[i]) * out[i];
+        }
         EXPECT_NEAR(std::sqrt(2 * power / 2205), gain, tolerance) << hertz;
     }
     CPTPreProcess front(44100, 1);
@@ -474,7 +498,9 @@ TEST(CPTPreProcess, TheHighPassIsBypassedAndTheLowPassIsNot) {
     EXPECT_NEAR(out[3000], 0.99, 0.01);  // a constant passes
     front.Reset();
     std::vector<float> fast(4000);
-    for (size_t i = 0; i < fast.size(); ++i) fast[i] = i % 2 == 0 ? 1.0f : -1.0f;
+    for (size_t i = 0; i < fast.size(); ++i) {
+        fast[i] = i % 2 == 0 ? 1.0f : -1.0f;
+    }
     EXPECT_NEAR(front.Process(fast.data(), 4000)[3000], 0.0, 1e-4);
 }
 
@@ -491,7 +517,9 @@ struct ReferenceFrame {
     ReferenceFrame(const std::vector<float>& samples, int32_t fftSize) {
         const int32_t half = fftSize / 2, frameSize = static_cast<int32_t>(samples.size());
         double sum = 0;
-        for (float x : samples) sum += std::max(1e-24, x > 0 ? static_cast<double>(x) * x : 0.0);
+        for (float x : samples) {
+            sum += std::max(1e-24, x > 0 ? static_cast<double>(x) * x : 0.0);
+        }
         level = std::sqrt(sum / frameSize);
 
         spectrum = Magnitudes(samples, fftSize);
@@ -499,27 +527,38 @@ struct ReferenceFrame {
         const int32_t low = std::max(fftSize * 25 / 11025, 6), high = fftSize * 200 / 11025;
         for (int32_t k = low; k < high; ++k) {
             if (spectrum[k] > spectrum[k - 1] && spectrum[k] >= spectrum[k + 1]) {
-                for (int32_t j = k - 4; j <= k + 4; ++j) pruned[j] = spectrum[j];
+                for (int32_t j = k - 4; j <= k + 4; ++j) {
+                    pruned[j] = spectrum[j];
+                }
             }
         }
-        for (int32_t k = high - 4; k < half; ++k) pruned[k] = spectrum[k];
+        for (int32_t k = high - 4; k < half; ++k) {
+            pruned[k] = spectrum[k];
+        }
 
         // The transform's middle bin is left out of the power spectrum.
         double middle = 0;
-        for (int32_t k = 0; k < half; ++k) middle += k % 2 == 0 ? pruned[k] : -pruned[k];
+        for (int32_t k = 0; k < half; ++k) {
+            middle += k % 2 == 0 ? pruned[k] : -pruned[k];
+        }
         combined.resize(half);
         for (int32_t lag = 0; lag < half; ++lag) {
             double correlation = 0;
-            for (int32_t k = 0; k + lag < half; ++k) correlation += pruned[k] * pruned[k + lag];
+            for (int32_t k = 0; k + lag < half; ++k) {
+                correlation += pruned[k] * pruned[k + lag];
+            }
             combined[lag] = correlation - (lag % 2 == 0 ? 1 : -1) * middle * middle / fftSize;
         }
         Normalize(spectrum);
         Normalize(combined);
-        for (int32_t k = 0; k < half; ++k) combined[k] += 0.25 * spectrum[k];
+        for (int32_t k = 0; k < half; ++k) {
+            combined[k] += 0.25 * spectrum[k];
+        }
 
         int32_t minimum = 1;
-        while (!(combined[minimum] < combined[minimum - 1] && combined[minimum] <= combined[minimum + 1]))
+        while (!(combined[minimum] < combined[minimum - 1] && combined[minimum] <= combined[minimum + 1])) {
             ++minimum;
+        }
         floorBin = std::max(minimum, fftSize * 25 / 11025);
         std::fill_n(combined.begin(), floorBin, 0.0);
 
@@ -534,7 +573,9 @@ struct ReferenceFrame {
             const int32_t count = std::min(9, (fftSize - 1) / i);
             double sumOfHarmonics = 0;
             for (int32_t h = 1; h <= count; ++h) {
-                if (i * h < half) sumOfHarmonics += combined[i * h] * 31 / (30 + h);
+                if (i * h < half) {
+                    sumOfHarmonics += combined[i * h] * 31 / (30 + h);
+                }
             }
             sumOfHarmonics -=
                 0.25 * combined[i / 2] + 0.1 * combined[i * 6666 / 10000] + 0.1 * combined[i * 3333 / 10000];
@@ -544,19 +585,26 @@ struct ReferenceFrame {
 
     static void Normalize(std::vector<double>& bins) {
         const double largest = *std::max_element(bins.begin() + 1, bins.end());
-        for (double& bin : bins) bin /= largest;
+        for (double& bin : bins) {
+            bin /= largest;
+        }
     }
 
     static std::vector<double> Magnitudes(const std::vector<float>& samples, int32_t fftSize) {
         const int32_t n = static_cast<int32_t>(samples.size());
         std::vector<double> windowed(n), bins(fftSize / 2);
-        for (int32_t i = 0; i < n; ++i) windowed[i] = samples[i] * (1 - std::cos(2 * kPi * i / (n - 1))) / 2;
+        for (int32_t i = 0; i < n; ++i) {
+            windowed[i] = samples[i] * (1 - std::cos(2 * kPi * i / (n - 1))) / 2;
+        }
         std::vector<std::complex<double>> turns(fftSize);
-        for (int32_t i = 0; i < fftSize; ++i) turns[i] = std::polar(1.0, -2 * kPi * i / fftSize);
+        for (int32_t i = 0; i < fftSize; ++i) {
+            turns[i] = std::polar(1.0, -2 * kPi * i / fftSize);
+        }
         for (int32_t k = 0; k < fftSize / 2; ++k) {
             std::complex<double> sum = 0;
-            for (int32_t i = 0; i < n; ++i)
+            for (int32_t i = 0; i < n; ++i) {
                 sum += windowed[i] * turns[(static_cast<int64_t>(i) * k) % fftSize];
+            }
             bins[k] = std::abs(sum);
         }
         return bins;
@@ -565,8 +613,9 @@ struct ReferenceFrame {
 
 double WorstDistance(const std::vector<float>& values, const std::vector<double>& reference) {
     double worst = 0;
-    for (size_t i = 0; i < reference.size(); ++i)
+    for (size_t i = 0; i < reference.size(); ++i) {
         worst = std::max(worst, std::fabs(values[i] - reference[i]));
+    }
     return worst;
 }
 
@@ -609,7 +658,9 @@ TEST(CPTAnalysisNew, MeasuresWhatItsDefinitionGives) {
     std::vector<float> both = HarmonicTone(180, 11025, 0.1, 0.5);
     both.resize(kFrameSize);
     const std::vector<float> noise = Noise(kFrameSize, 2, 0.3f);
-    for (int32_t i = 0; i < kFrameSize; ++i) both[i] += noise[i];
+    for (int32_t i = 0; i < kFrameSize; ++i) {
+        both[i] += noise[i];
+    }
     ExpectReference(analysis, both, kFftSize);
 }
 
@@ -629,13 +680,17 @@ TEST(CPTAnalysisNew, MeasuresTheSameInTheShortMode) {
         tone.resize(512);
         ExpectReference(analysis, tone, 2048);
     }
-    for (uint64_t seed = 1; seed <= 40; ++seed) ExpectReference(analysis, Noise(512, seed), 2048);
+    for (uint64_t seed = 1; seed <= 40; ++seed) {
+        ExpectReference(analysis, Noise(512, seed), 2048);
+    }
 }
 
 TEST(CPTAnalysisNew, MeasuringKnowsNoPast) {
     CPTAnalysisNew used(11025, kFftSize, kFrameSize), fresh(11025, kFftSize, kFrameSize);
     PitchTrackResult result;
-    for (uint64_t seed = 1; seed < 6; ++seed) used.Analyze(Noise(kFrameSize, seed).data(), &result);
+    for (uint64_t seed = 1; seed < 6; ++seed) {
+        used.Analyze(Noise(kFrameSize, seed).data(), &result);
+    }
     std::vector<float> tone = HarmonicTone(200, 11025, 0.1);
     used.Measure(tone.data());
     used.MeasureRivals();
@@ -653,7 +708,9 @@ TEST(CPTAnalysisNew, TheLevelCountsThePositiveHalf) {
     analysis.Measure(samples.data());
     analysis.MeasureRivals();
     EXPECT_FLOAT_EQ(analysis.GetFrame().level, 1e-12f);
-    for (int32_t i = 0; i < kFrameSize; i += 4) samples[i] = 0.5f;
+    for (int32_t i = 0; i < kFrameSize; i += 4) {
+        samples[i] = 0.5f;
+    }
     analysis.Measure(samples.data());
     analysis.MeasureRivals();
     EXPECT_FLOAT_EQ(analysis.GetFrame().level, 0.25f);
@@ -708,7 +765,9 @@ class Decision : public testing::Test {
     }
     void Decide(const PitchFrame& frame) { analysis.Decide(frame, &result); }
     void Decide(const PitchFrame& frame, int times) {
-        for (int i = 0; i < times; ++i) Decide(frame);
+        for (int i = 0; i < times; ++i) {
+            Decide(frame);
+        }
     }
     double Bin() const { return result.pitchHz / kBinHz; }
 };
@@ -725,14 +784,20 @@ TEST_F(Decision, TakesTheProductPeakAtFirst) {
 }
 
 TEST_F(Decision, HistoryHoldsThePitchesBeforeThePresentOne) {
-    for (int i = 0; i < 14; ++i) Decide(Voice(200 + i));
+    for (int i = 0; i < 14; ++i) {
+        Decide(Voice(200 + i));
+    }
     EXPECT_FLOAT_EQ(Bin(), 213.0f);
     EXPECT_FLOAT_EQ(analysis.GetLastPitchHz() / kBinHz, 212.0f);
-    for (int k = 0; k < 11; ++k) EXPECT_FLOAT_EQ(analysis.GetPitchHistory()[k] / kBinHz, 212.0f - k) << k;
+    for (int k = 0; k < 11; ++k) {
+        EXPECT_FLOAT_EQ(analysis.GetPitchHistory()[k] / kBinHz, 212.0f - k) << k;
+    }
 }
 
 TEST_F(Decision, UnvoicedFramesSetTheLastPitchButDoNotMoveTheHistory) {
-    for (int i = 0; i < 5; ++i) Decide(Voice(90 + i));
+    for (int i = 0; i < 5; ++i) {
+        Decide(Voice(90 + i));
+    }
     const std::vector<float> before(analysis.GetPitchHistory().begin(), analysis.GetPitchHistory().end());
     Decide(Quiet(95));
     EXPECT_EQ(result.harmonicityDb, 0.0f);
@@ -746,7 +811,9 @@ TEST_F(Decision, UnvoicedFramesSetTheLastPitchButDoNotMoveTheHistory) {
 }
 
 TEST_F(Decision, AnUnvoicedFrameFarOffTakesTheRememberedPitch) {
-    for (int i = 0; i < 10; ++i) Decide(Voice(80 + i));  // history 88, 87, ... : entry 6 is 82
+    for (int i = 0; i < 10; ++i) {
+        Decide(Voice(80 + i));  // history 88, 87, ... : entry 6 is 82
+    }
     PitchFrame frame = Quiet(108);
     frame.spectrum[83] = 2.0f;  // what the refinement finds there
     frame.spectrum[82] = 1.0f;
@@ -771,11 +838,15 @@ TEST_F(Decision, LowVoicesMustClearThreeAndAHalfDecibels) {
     // Harmonics of 1 over a floor: the ratio falls as the floor rises.
     for (float floor : {0.30f, 0.35f, 0.40f, 0.50f, 0.9f}) {
         PitchFrame frame = Empty(floor);
-        for (int32_t k = 118; k < kFftSize / 4; k += 118) frame.spectrum[k] = 1.0f;  // 158.8 Hz
+        for (int32_t k = 118; k < kFftSize / 4; k += 118) {
+            frame.spectrum[k] = 1.0f;  // 158.8 Hz
+        }
         AddPeak(frame, 118);
         frame.productPeak = 118;
         double mean = 0;
-        for (int32_t k = 118; k < kFftSize / 2; ++k) mean += frame.spectrum[k] / (kFftSize / 2.0 - 118);
+        for (int32_t k = 118; k < kFftSize / 2; ++k) {
+            mean += frame.spectrum[k] / (kFftSize / 2.0 - 118);
+        }
         const double decibels = 10 * std::log10(1.0 / mean);
         analysis.Reset();
         result = {};
@@ -792,7 +863,9 @@ TEST_F(Decision, LowVoicesMustClearThreeAndAHalfDecibels) {
 
 TEST_F(Decision, HighVoicesMustClearTheThreshold) {
     PitchFrame frame = Empty(0.5f);
-    for (int32_t k = 119; k < kFftSize / 4; k += 119) frame.spectrum[k] = 1.0f;  // 160.2 Hz, about 3 dB
+    for (int32_t k = 119; k < kFftSize / 4; k += 119) {
+        frame.spectrum[k] = 1.0f;  // 160.2 Hz, about 3 dB
+    }
     AddPeak(frame, 119);
     frame.productPeak = 119;
     for (float threshold : {-1.0f, 0.0f, 2.9f, 3.1f, 20.0f}) {
@@ -1065,7 +1138,9 @@ TEST_F(Decision, ResetForgetsThePast) {
     analysis.Reset();
     EXPECT_FALSE(analysis.IsOctaveDown());
     EXPECT_EQ(analysis.GetLastPitchHz(), 0.0f);
-    for (float pitch : analysis.GetPitchHistory()) EXPECT_EQ(pitch, 0.0f);
+    for (float pitch : analysis.GetPitchHistory()) {
+        EXPECT_EQ(pitch, 0.0f);
+    }
     result = {};
     Decide(Voice(200, 100));
     EXPECT_FLOAT_EQ(Bin(), 200.0f);
@@ -1083,10 +1158,14 @@ struct Annotation {
     double SteadyAt(double at) const {
         const auto first = std::lower_bound(time.begin(), time.end(), at - 0.04) - time.begin();
         const auto last = std::upper_bound(time.begin(), time.end(), at + 0.04) - time.begin();
-        if (last - first < 10) return -1;
+        if (last - first < 10) {
+            return -1;
+        }
         const bool voiced = hertz[first] > 0;
         for (auto i = first; i < last; ++i) {
-            if ((hertz[i] > 0) != voiced) return -1;
+            if ((hertz[i] > 0) != voiced) {
+                return -1;
+            }
         }
         const auto here = std::lower_bound(time.begin(), time.end(), at - 0.003) - time.begin();
         return voiced ? hertz[here] : 0;
@@ -1114,21 +1193,33 @@ TEST(PitchTrackRecording, AgreesWithAnAnnotatedSong) {
     Recording song;
     Annotation truth;
     std::string why;
-    if (!LoadRecording(VoicesDir(), "vocadito_1.wav", song, why)) GTEST_SKIP() << why;
-    if (!LoadAnnotation(VoicesDir() + "/vocadito_1.f0.csv", truth)) GTEST_SKIP() << "no annotation";
+    if (!LoadRecording(VoicesDir(), "vocadito_1.wav", song, why)) {
+        GTEST_SKIP() << why;
+    }
+    if (!LoadAnnotation(VoicesDir() + "/vocadito_1.f0.csv", truth)) {
+        GTEST_SKIP() << "no annotation";
+    }
     const auto tracker = MakeTracker(song.sampleRate);
     const auto results = TrackAll(*tracker, song.Mono(), 100);
     std::vector<double> errors;
     int frames = 0, octaves = 0, near = 0;
     for (size_t i = 0; i < results.size(); ++i) {
         const double hertz = truth.SteadyAt(FrameTime(i));
-        if (hertz <= 0) continue;
+        if (hertz <= 0) {
+            continue;
+        }
         ++frames;
-        if (results[i].harmonicityDb == 0.0f) continue;
+        if (results[i].harmonicityDb == 0.0f) {
+            continue;
+        }
         const double error = std::fabs(Cents(results[i].pitchHz, hertz));
         errors.push_back(error);
-        if (error < 50) ++near;
-        if (std::fabs(error - 1200) < 100) ++octaves;
+        if (error < 50) {
+            ++near;
+        }
+        if (std::fabs(error - 1200) < 100) {
+            ++octaves;
+        }
     }
     ASSERT_GT(frames, 1000);
     std::sort(errors.begin(), errors.end());
@@ -1141,11 +1232,15 @@ TEST(PitchTrackRecording, AgreesWithAnAnnotatedSong) {
 TEST(PitchTrackRecording, FindsTheLowestVoice) {
     Recording voice;
     std::string why;
-    if (!LoadRecording(VoicesDir(), "vocobox_D2.wav", voice, why)) GTEST_SKIP() << why;
+    if (!LoadRecording(VoicesDir(), "vocobox_D2.wav", voice, why)) {
+        GTEST_SKIP() << why;
+    }
     const auto tracker = MakeTracker(voice.sampleRate);
     std::vector<double> pitches;
     for (const PitchTrackResult& result : TrackAll(*tracker, voice.Mono(), 100)) {
-        if (result.harmonicityDb != 0.0f) pitches.push_back(result.pitchHz);
+        if (result.harmonicityDb != 0.0f) {
+            pitches.push_back(result.pitchHz);
+        }
     }
     ASSERT_GT(pitches.size(), 50u);
     std::sort(pitches.begin(), pitches.end());

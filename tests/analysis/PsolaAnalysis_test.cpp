@@ -21,7 +21,9 @@ namespace {
 std::atomic<int64_t> allocations{0};
 void* Allocate(std::size_t size) {
     ++allocations;
-    if (void* memory = std::malloc(size > 0 ? size : 1)) return memory;
+    if (void* memory = std::malloc(size > 0 ? size : 1)) {
+        return memory;
+    }
     throw std::bad_alloc();
 }
 }  // namespace
@@ -65,7 +67,9 @@ struct Placer {
     }
 
     void Feed(std::vector<const float*> rows, size_t from, size_t to) {
-        for (const float*& row : rows) row += from;
+        for (const float*& row : rows) {
+            row += from;
+        }
         ASSERT_EQ(analysis.AnalyzeBlock(rows.data(), static_cast<int32_t>(to - from)), 0);
     }
     void FeedAll(const Samples& samples, size_t block = 4096) {
@@ -93,7 +97,9 @@ bool Same(const Marks& a, const Marks& b) {
 void ExpectSound(const Marks& marks, size_t length) {
     ASSERT_FALSE(marks.empty());
     EXPECT_EQ(marks.front().position, 0);
-    for (size_t i = 1; i < marks.size(); ++i) ASSERT_LT(marks[i - 1].position, marks[i].position) << i;
+    for (size_t i = 1; i < marks.size(); ++i) {
+        ASSERT_LT(marks[i - 1].position, marks[i].position) << i;
+    }
     const PitchMark end = {static_cast<int32_t>(length), 0.0f, 0.0f, 0.0f, 0.0f, 0.0f};
     EXPECT_EQ(std::memcmp(&marks.back(), &end, sizeof end), 0) << "the end mark, empty but for its position";
     for (const PitchMark& mark : marks) {
@@ -106,7 +112,9 @@ void ExpectSound(const Marks& marks, size_t length) {
 Samples Noise(size_t n, float level, uint64_t seed) {
     NoiseSource random(seed);
     Samples noise(n);
-    for (float& value : noise) value = level * random.Next();
+    for (float& value : noise) {
+        value = level * random.Next();
+    }
     return noise;
 }
 
@@ -287,7 +295,9 @@ TEST(PsolaAnalysis, SilenceAfterSingingIsUnvoicedAndMarkedAtTheRememberedPeriod)
     const Marks marks = PlaceMarks(44100.0, samples);
     int32_t checked = 0;
     for (size_t i = 1; i + 1 < marks.size(); ++i) {
-        if (marks[i].position < 44100 + 11025) continue;  // the tracker's frame is past the tone
+        if (marks[i].position < 44100 + 11025) {
+            continue;  // the tracker's frame is past the tone
+        }
         EXPECT_EQ(marks[i].harmonicity, 0.0f);
         EXPECT_NEAR(marks[i].position - marks[i - 1].position, 220, 5);
         ++checked;
@@ -315,12 +325,16 @@ TEST_P(ToneMarks, OnePerPeriod) {
     int32_t count = 0, good = 0;
     double spacing = 0.0;
     for (size_t i = 1; i < marks.size(); ++i) {
-        if (marks[i].position < first || marks[i].position > last) continue;
+        if (marks[i].position < first || marks[i].position > last) {
+            continue;
+        }
         const int32_t distance = marks[i].position - marks[i - 1].position;
         ++count;
         spacing += distance;
         // Within a twentieth or, for the shortest periods, the rounding to whole samples.
-        if (std::abs(distance - period) <= std::max(0.05 * period, 1.0)) ++good;
+        if (std::abs(distance - period) <= std::max(0.05 * period, 1.0)) {
+            ++good;
+        }
         EXPECT_NE(marks[i].harmonicity, 0.0f);
     }
     EXPECT_GE(good, 0.99 * count);
@@ -332,8 +346,9 @@ TEST_P(ToneMarks, OnePerPeriod) {
 std::vector<ToneCase> ToneCases() {
     std::vector<ToneCase> cases;
     for (const double rate : {16000.0, 22050.0, 44100.0, 48000.0, 96000.0, 192000.0}) {
-        for (const double hertz : {70.0, 98.0, 146.8, 261.6, 440.0, 698.5, 1000.0})
+        for (const double hertz : {70.0, 98.0, 146.8, 261.6, 440.0, 698.5, 1000.0}) {
             cases.push_back({rate, hertz});
+        }
     }
     return cases;
 }
@@ -355,7 +370,9 @@ TEST(PsolaAnalysis, EveryPeriodOfASingerGetsItsMark) {
             const double last = std::min(note.endPosition - 0.06 * rate,
                                          static_cast<double>(song.samples.size()) - 0.3 * rate);
             for (size_t i = 1; i < song.closures.size(); ++i) {
-                if (song.closures[i - 1] < first || song.closures[i] > last) continue;
+                if (song.closures[i - 1] < first || song.closures[i] > last) {
+                    continue;
+                }
                 ++periods;
                 const auto inside = std::count_if(marks.begin(), marks.end(), [&](const PitchMark& mark) {
                     return mark.position > song.closures[i - 1] && mark.position <= song.closures[i];
@@ -398,11 +415,14 @@ TEST(PsolaAnalysis, MarksOfAVoiceSettleWhereNoPeakNearbyIsClearlyHigher) {
     };
     int32_t count = 0, onPeak = 0;
     for (const PitchMark& mark : marks) {
-        if (mark.position < 44100 || mark.position > 80000) continue;
+        if (mark.position < 44100 || mark.position > 80000) {
+            continue;
+        }
         const auto half = static_cast<int32_t>(mark.period / 2.0f);
         double highest = 0.0;
-        for (int32_t i = mark.position - half; i < mark.position + half; ++i)
+        for (int32_t i = mark.position - half; i < mark.position + half; ++i) {
             highest = std::max(highest, energy(i));
+        }
         ++count;
         onPeak += energy(mark.position) * 1.25 * 1.05 >=
                   highest;  // 5 % for the slope while a mark follows its peak
@@ -453,7 +473,9 @@ TEST(PsolaAnalysis, EachMarkMovesToAHigherPeakAtOnceOrByTwoSamples) {
     // In noise the highest sample may be anywhere, the ends of the range included.
     const Samples noise = Noise(3 * 44100, 0.5f, 8);
     const Samples tone = HarmonicTone(320.0, 44100.0, 3.0);
-    for (size_t i = 0; i < noise.size(); ++i) voice.push_back(noise[i] + tone[i]);
+    for (size_t i = 0; i < noise.size(); ++i) {
+        voice.push_back(noise[i] + tone[i]);
+    }
 
     Placer placer(44100.0);
     int32_t kinds[4] = {};
@@ -465,7 +487,9 @@ TEST(PsolaAnalysis, EachMarkMovesToAHigherPeakAtOnceOrByTwoSamples) {
         // windows.
         const int32_t halfWindow = placer.analysis.GetWindows().halfWindow;
         for (int32_t i = std::max(before, 3); i < placer.marks.GetCount(); ++i) {
-            if (placer.marks.GetHarmonicity(i) == 0.0f) continue;
+            if (placer.marks.GetHarmonicity(i) == 0.0f) {
+                continue;
+            }
             const int32_t distance = placer.marks.GetDistanceToNext(i - 1);
             const int32_t found = placer.marks.GetPeriod(i);
             if (found <= 4 * 32) {
@@ -542,7 +566,9 @@ TEST(PsolaAnalysis, ACandidateTooNearMovesOnWithoutAMark) {
     EXPECT_EQ(marks[4].position, 34);
     EXPECT_EQ(marks[5].position, 42);
     EXPECT_EQ(marks[5].energy, 0.5f) << "from the last candidate at 40 on";
-    for (size_t i = 1; i + 1 < marks.size(); ++i) EXPECT_GE(marks[i].position - marks[i - 1].position, 8);
+    for (size_t i = 1; i + 1 < marks.size(); ++i) {
+        EXPECT_GE(marks[i].position - marks[i - 1].position, 8);
+    }
 }
 
 // Without a correlation above 0 the expectation stands; one that came from a wider window may lie outside of
@@ -572,7 +598,9 @@ TEST(PsolaAnalysis, EnergyIsTheMeanSquareSinceTheMarkBefore) {
         }
         const auto mean = static_cast<float>(sum / (marks[i].position - marks[i - 1].position));
         // After a skipped candidate only its last stretch counts.
-        if (marks[i].period < 16.0f) continue;
+        if (marks[i].period < 16.0f) {
+            continue;
+        }
         EXPECT_EQ(marks[i].energy, mean) << i;
         ++checked;
     }
@@ -580,7 +608,9 @@ TEST(PsolaAnalysis, EnergyIsTheMeanSquareSinceTheMarkBefore) {
 }
 
 double Attack(double peak, double before, double threshold) {
-    if (peak <= before || peak <= threshold) return 0.0;
+    if (peak <= before || peak <= threshold) {
+        return 0.0;
+    }
     return std::tanh(peak / (before + 1e-31) * (peak - before) / (peak + before));
 }
 
@@ -595,7 +625,9 @@ TEST(PsolaAnalysis, TransientsAreTheGreaterRiseOfTheHighAndTheLowPart) {
     }
     const auto peak = [](const std::vector<double>& x, int32_t from, int32_t to) {
         double largest = 0.0;
-        for (int32_t i = from; i < to; ++i) largest = std::max(largest, std::abs(x[static_cast<size_t>(i)]));
+        for (int32_t i = from; i < to; ++i) {
+            largest = std::max(largest, std::abs(x[static_cast<size_t>(i)]));
+        }
         return largest;
     };
     double highBefore = 0.0, lowBefore = 0.0;
@@ -620,13 +652,17 @@ TEST(PsolaAnalysis, AfterAStrongTransientTheNextTwoMarksReportNone) {
     Samples samples = HarmonicTone(200.0, 44100.0, 1.0);
     double gain = 1e-8;
     for (size_t i = 0; i < samples.size(); ++i) {
-        if (i > 22050 && i % 221 == 0 && gain < 1.0) gain *= 4.0;
+        if (i > 22050 && i % 221 == 0 && gain < 1.0) {
+            gain *= 4.0;
+        }
         samples[i] *= static_cast<float>(gain);
     }
     const Marks marks = PlaceMarks(44100.0, samples);
     int32_t strong = 0;
     for (size_t i = 0; i + 3 < marks.size(); ++i) {
-        if (!(marks[i].transient > 0.7f)) continue;
+        if (!(marks[i].transient > 0.7f)) {
+            continue;
+        }
         ++strong;
         EXPECT_EQ(marks[i + 1].transient, 0.0f);
         EXPECT_EQ(marks[i + 2].transient, 0.0f);
@@ -641,7 +677,9 @@ TEST(PsolaAnalysis, QuietAttacksAreNoTransients) {
     Samples samples(44100, 0.0f);
     const Samples tone = HarmonicTone(200.0, 44100.0, 0.5, 3.0, 0.009);
     std::copy(tone.begin(), tone.end(), samples.begin() + 22050);
-    for (const PitchMark& mark : PlaceMarks(44100.0, samples)) EXPECT_EQ(mark.transient, 0.0f);
+    for (const PitchMark& mark : PlaceMarks(44100.0, samples)) {
+        EXPECT_EQ(mark.transient, 0.0f);
+    }
 }
 
 // Input
@@ -692,9 +730,15 @@ TEST(PsolaAnalysis, HowTheInputIsCutDoesNotMatterForTheLongestPeriods) {
 TEST(PsolaAnalysis, ChannelsAreSummed) {
     const Samples voice = SingSomething(44100.0).samples;
     Samples quarter = voice, rest = voice, loud = voice;
-    for (float& x : quarter) x *= 0.25f;
-    for (float& x : rest) x *= 0.75f;
-    for (float& x : loud) x *= 2.0f;
+    for (float& x : quarter) {
+        x *= 0.25f;
+    }
+    for (float& x : rest) {
+        x *= 0.75f;
+    }
+    for (float& x : loud) {
+        x *= 2.0f;
+    }
     Placer two(44100.0, 2);
     for (size_t at = 0; at < voice.size(); at += 4096) {
         two.Feed({voice.data(), voice.data()}, at, std::min(at + 4096, voice.size()));
@@ -788,7 +832,9 @@ TEST(PsolaAnalysis, InsertHopPutsAnEmptyMarkBehindAFixedStretch) {
 
 TEST(PsolaAnalysis, ManyHopsStopTheMarksButNothingElse) {
     Placer placer(44100.0);
-    for (int32_t i = 0; i < 100; ++i) placer.analysis.InsertHop();
+    for (int32_t i = 0; i < 100; ++i) {
+        placer.analysis.InsertHop();
+    }
     const Samples tone = HarmonicTone(200.0, 44100.0, 1.0);
     const float* rows[] = {tone.data()};
     EXPECT_EQ(placer.analysis.AnalyzeBlock(rows, 30000), 0);
@@ -800,7 +846,9 @@ TEST(PsolaAnalysis, ManyHopsStopTheMarksButNothingElse) {
 // Without a tracker, which the hops would starve.
 TEST(PsolaAnalysis, FinishEndsBehindTheHighestPositionThereIs) {
     Placer placer(256000.0, 1, false);
-    for (int32_t i = 0; i < (1 << 18) - 1; ++i) placer.analysis.InsertHop();
+    for (int32_t i = 0; i < (1 << 18) - 1; ++i) {
+        placer.analysis.InsertHop();
+    }
     const Samples tone = HarmonicTone(400.0, 256000.0, 0.1);
     placer.Feed({tone.data()}, 0, tone.size());
     EXPECT_EQ(placer.analysis.Finish(), 0);
@@ -814,7 +862,9 @@ TEST(PsolaAnalysis, ResetStartsAnew) {
     for (const bool finish : {false, true}) {
         Placer placer(44100.0);
         placer.FeedAll(Samples(voice.rbegin(), voice.rend()));
-        if (finish) placer.analysis.Finish();
+        if (finish) {
+            placer.analysis.Finish();
+        }
         EXPECT_EQ(placer.analysis.Reset(), 0);
         EXPECT_EQ(placer.marks.GetCount(), 1);
         EXPECT_EQ(placer.marks.GetLastPosition(), 0);
@@ -901,7 +951,9 @@ TEST(PsolaAnalysis, TheTrackerRunsAheadByAWindowOrABlockWhicheverIsLonger) {
         for (size_t at = 0; at + 16 <= tone.size(); at += 16) {
             const int32_t before = placer.marks.GetCount();
             placer.Feed({tone.data()}, at, at + 16);
-            if (placer.marks.GetCount() == before) continue;
+            if (placer.marks.GetCount() == before) {
+                continue;
+            }
             const int32_t seen = static_cast<int32_t>(at) + 16 - placer.marks.GetPosition(before - 1);
             // Beyond what it analyses the tracker wants another block.
             const int32_t ahead = std::max(2048, placer.analysis.GetWindows().window) + 2048;
@@ -953,7 +1005,9 @@ TEST(PsolaAnalysis, WhateverComesInMarksRiseFromTheStartToTheEnd) {
             const Marks marks = PlaceMarks(rate, samples);
             ASSERT_EQ(marks.front().position, 0);
             ASSERT_EQ(marks.back().position, 30000);
-            for (size_t i = 1; i < marks.size(); ++i) ASSERT_LT(marks[i - 1].position, marks[i].position);
+            for (size_t i = 1; i < marks.size(); ++i) {
+                ASSERT_LT(marks[i - 1].position, marks[i].position);
+            }
         }
     }
 }
@@ -1022,7 +1076,9 @@ TEST(PsolaAnalysis, WithoutATrackerALagAsWideAsTheWindowCountsAsNone) {
     placer.Feed({samples.data()}, 0, 3800 + 4096);
     const std::vector<int32_t> expected = {0, 524, 1048, 2424, 3800, 4824};
     ASSERT_EQ(placer.marks.GetCount(), 6);
-    for (int32_t i = 0; i < 6; ++i) EXPECT_EQ(placer.marks.GetPosition(i), expected[static_cast<size_t>(i)]);
+    for (int32_t i = 0; i < 6; ++i) {
+        EXPECT_EQ(placer.marks.GetPosition(i), expected[static_cast<size_t>(i)]);
+    }
     EXPECT_EQ(placer.marks.GetPeriod(5), 1024) << "half a window, as in silence";
 }
 
@@ -1076,8 +1132,9 @@ TEST(PsolaAnalysisSegment, MarksInsideAreReplacedAndThoseOutsideStay) {
         size_t nearest = 0;
         for (size_t k = 0; k < segment.before.size(); ++k) {
             if (std::abs(segment.before[k].position - last) <
-                std::abs(segment.before[nearest].position - last))
+                std::abs(segment.before[nearest].position - last)) {
                 nearest = k;
+            }
         }
         EXPECT_TRUE(Same(
             Marks(after.begin() + static_cast<std::ptrdiff_t>(i), after.end()),
@@ -1140,8 +1197,9 @@ TEST(PsolaAnalysisSegment, AnyPitchEndsAndLeavesPositionsRising) {
         ASSERT_EQ(segment.placer.analysis.ReanalyzeSegment(rows, 30000, index, pitch), 0);
         const Marks after = Copy(segment.placer.marks);
         EXPECT_EQ(after.front().position, 0);
-        for (size_t i = 1; i < after.size(); ++i)
+        for (size_t i = 1; i < after.size(); ++i) {
             ASSERT_LT(after[i - 1].position, after[i].position) << pitch;
+        }
     }
 }
 
@@ -1150,9 +1208,12 @@ TEST(PsolaAnalysisSegment, ChannelsAreSummedHereToo) {
     ASSERT_EQ(one.Run(60, 20000, 150.0), 0);
     Placer stereo(44100.0, 2);
     Samples half = two.tone;
-    for (float& x : half) x *= 0.5f;
-    for (size_t at = 0; at < half.size(); at += 4096)
+    for (float& x : half) {
+        x *= 0.5f;
+    }
+    for (size_t at = 0; at < half.size(); at += 4096) {
         stereo.Feed({half.data(), half.data()}, at, std::min(at + 4096, half.size()));
+    }
     stereo.analysis.Finish();
     const float* rows[] = {half.data() + two.before[60].position, half.data() + two.before[60].position};
     ASSERT_EQ(stereo.analysis.ReanalyzeSegment(rows, 20000, 60,
@@ -1251,7 +1312,9 @@ TEST(PsolaAnalysisSegment, ThePeakRuleLooksHalfAPeriodBackAndOneSampleLessForth)
 TEST(PsolaAnalysis, MarksOfRealRecordingsFollowTheTrackersPeriods) {
     std::string why;
     const std::vector<std::string> names = ListRecordings(VoicesDir(), why);
-    if (names.empty()) GTEST_SKIP() << why;
+    if (names.empty()) {
+        GTEST_SKIP() << why;
+    }
     for (const std::string& name : names) {
         Recording voice;
         ASSERT_TRUE(LoadRecording(VoicesDir(), name, voice, why)) << why;
@@ -1265,7 +1328,9 @@ TEST(PsolaAnalysis, MarksOfRealRecordingsFollowTheTrackersPeriods) {
         ExpectSound(marks, mono.size());
         int32_t voiced = 0, near = 0;
         for (size_t i = 1; i + 1 < marks.size(); ++i) {
-            if (marks[i].harmonicity == 0.0f || marks[i - 1].harmonicity == 0.0f) continue;
+            if (marks[i].harmonicity == 0.0f || marks[i - 1].harmonicity == 0.0f) {
+                continue;
+            }
             const auto distance = static_cast<float>(marks[i].position - marks[i - 1].position);
             ++voiced;
             near += std::abs(distance - marks[i].period) <= 0.2f * marks[i].period;
@@ -1279,9 +1344,13 @@ TEST(PsolaAnalysis, MarksOfRealRecordingsFollowTheTrackersPeriods) {
 TEST(PsolaAnalysis, PeriodsOfARealVoiceAgreeWithItsAnnotation) {
     Recording voice;
     std::string why;
-    if (!LoadRecording(VoicesDir(), "vocadito_1.wav", voice, why)) GTEST_SKIP() << why;
+    if (!LoadRecording(VoicesDir(), "vocadito_1.wav", voice, why)) {
+        GTEST_SKIP() << why;
+    }
     const std::vector<AnnotatedPitch> truth = LoadPitchCurve(VoicesDir(), "vocadito_1.f0.csv", why);
-    if (truth.empty()) GTEST_SKIP() << why;
+    if (truth.empty()) {
+        GTEST_SKIP() << why;
+    }
     Samples mono = voice.Mono();
     mono.resize(std::min(mono.size(), static_cast<size_t>(15 * voice.sampleRate)));
     const Marks marks = PlaceMarks(voice.sampleRate, mono);
@@ -1289,9 +1358,15 @@ TEST(PsolaAnalysis, PeriodsOfARealVoiceAgreeWithItsAnnotation) {
     size_t next = 0;
     for (const AnnotatedPitch& point : truth) {
         const double position = point.seconds * voice.sampleRate;
-        if (position >= static_cast<double>(mono.size())) break;
-        while (next + 1 < marks.size() && marks[next].position <= position) ++next;
-        if (point.hertz <= 0.0 || marks[next].period < 1.0f) continue;
+        if (position >= static_cast<double>(mono.size())) {
+            break;
+        }
+        while (next + 1 < marks.size() && marks[next].position <= position) {
+            ++next;
+        }
+        if (point.hertz <= 0.0 || marks[next].period < 1.0f) {
+            continue;
+        }
         ++voiced;
         good += std::abs(1200.0 * std::log2(voice.sampleRate / marks[next].period / point.hertz)) < 50.0;
     }

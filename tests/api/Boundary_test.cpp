@@ -35,13 +35,17 @@ using Chords = std::unique_ptr<ChordVector, Dispose>;
 
 Pitches MakePitches(const std::vector<PitchItem>& items) {
     Pitches vector(mlhGetNewPitchVector());
-    for (const PitchItem& item : items) mlhPitchVectorAddItem(vector.get(), item);
+    for (const PitchItem& item : items) {
+        mlhPitchVectorAddItem(vector.get(), item);
+    }
     return vector;
 }
 
 Chords MakeChords(const std::vector<ChordItem>& items) {
     Chords vector(mlhGetNewChordVector());
-    for (const ChordItem& item : items) mlhChordVectorAddItem(vector.get(), item);
+    for (const ChordItem& item : items) {
+        mlhChordVectorAddItem(vector.get(), item);
+    }
     return vector;
 }
 
@@ -88,12 +92,18 @@ std::vector<int16_t> Render(void* handle, int32_t frames, int32_t channels = 1,
 // Rows that nothing may be written to.
 struct Untouched {
     Untouched() : out16(8, 7), out32(8, 9.0f) {
-        for (float*& row : rows) row = out32.data();
+        for (float*& row : rows) {
+            row = out32.data();
+        }
         withoutThird[0] = withoutThird[1] = withoutThird[3] = out32.data();
     }
     ~Untouched() {
-        for (int16_t sample : out16) EXPECT_EQ(sample, 7);
-        for (float sample : out32) EXPECT_EQ(sample, 9.0f);
+        for (int16_t sample : out16) {
+            EXPECT_EQ(sample, 7);
+        }
+        for (float sample : out32) {
+            EXPECT_EQ(sample, 9.0f);
+        }
     }
     std::vector<int16_t> out16;
     std::vector<float> out32;
@@ -162,8 +172,9 @@ std::vector<BadItem<PitchItem>> BadNotes() {
 
 std::vector<BadItem<ChordItem>> BadChords() {
     std::vector<BadItem<ChordItem>> chords;
-    for (const auto& [name, value] : BadNumbers())
+    for (const auto& [name, value] : BadNumbers()) {
         chords.push_back({"`time`", name, {value, {60, 64, 67, -1}}});
+    }
     chords.push_back({"`notes`", "-2^31", {0.3f, {kMin, kMin, kMin, kMin}}});
     chords.push_back({"`notes`", "2^31 - 1", {0.3f, {kMax, kMax, kMax, kMax}}});
     chords.push_back({"`notes`", "-1", {0.3f, {-1, -1, -1, -1}}});
@@ -604,7 +615,9 @@ TEST(Boundary, EveryBadArgumentIsAnsweredAndChangesNothing) {
     for (const Row& row : table.rows()) {
         Host fresh;
         std::unique_ptr<Ready> own;
-        if (row.on == On::OwnReady) own = std::make_unique<Ready>();
+        if (row.on == On::OwnReady) {
+            own = std::make_unique<Ready>();
+        }
         void* const handle = row.on == On::Nothing ? nullptr
                              : row.on == On::New   ? fresh.handle
                              : row.on == On::Ready ? shared.handle
@@ -613,7 +626,9 @@ TEST(Boundary, EveryBadArgumentIsAnsweredAndChangesNothing) {
             << row.function << ": " << row.passed << " " << row.value;
         // Whatever was taken, rendering survives it.
         std::vector<int16_t> out(6000);
-        if (own) mlhProcessOutputData16(handle, out.data(), 6000, 1, nullptr);
+        if (own) {
+            mlhProcessOutputData16(handle, out.data(), 6000, 1, nullptr);
+        }
     }
     // The update that follows would bring out whatever the calls had changed.
     Ready untouched;
@@ -632,18 +647,23 @@ std::string Lines(const std::vector<Row>& rows, const std::string& function) {
     };
     std::vector<Line> lines;
     for (const Row& row : rows) {
-        if (row.function != function) continue;
+        if (row.function != function) {
+            continue;
+        }
         const std::string passed = std::string(on[static_cast<int>(row.on)]) + " | " + row.passed;
         const auto same = std::find_if(lines.begin(), lines.end(), [&](const Line& line) {
             return !row.value.empty() && line.passed == passed && line.answer == row.answer;
         });
-        if (same != lines.end())
+        if (same != lines.end()) {
             same->values += ", " + row.value;
-        else
+        } else {
             lines.push_back({passed, row.value.empty() ? "" : " " + row.value, row.answer});
+        }
     }
     std::string text;
-    for (const Line& line : lines) text += "| " + line.passed + line.values + " | " + line.answer + " |\n";
+    for (const Line& line : lines) {
+        text += "| " + line.passed + line.values + " | " + line.answer + " |\n";
+    }
     return text;
 }
 
@@ -651,7 +671,9 @@ std::string Markdown(const std::vector<Row>& rows) {
     std::string text;
     std::set<std::string> done;
     for (const Row& row : rows) {
-        if (!done.insert(row.function).second) continue;
+        if (!done.insert(row.function).second) {
+            continue;
+        }
         text += "\n### " + row.function + "\n\n| Instance | Passed | Answer |\n|---|---|---|\n";
         text += Lines(rows, row.function);
     }
@@ -669,10 +691,11 @@ TEST(Boundary, TheDocumentPrintsTheTable) {
     ASSERT_NE(at, std::string::npos);
     Untouched u;
     const std::string expected = Markdown(Table(u).rows());
-    if (std::getenv("MLH_WRITE_DOCS") != nullptr)
+    if (std::getenv("MLH_WRITE_DOCS") != nullptr) {
         std::ofstream(path) << document.substr(0, at) << mark << expected;
-    else
+    } else {
         EXPECT_EQ(document.substr(at + mark.size()), expected);
+    }
 }
 
 // A function that the table forgets would not be tested.
@@ -682,11 +705,15 @@ TEST(Boundary, TheTableHasEveryFunctionWithArguments) {
     std::set<std::string> functions;
     Untouched u;
     const Table table(u);
-    for (const Row& row : table.rows()) functions.insert(row.function);
+    for (const Row& row : table.rows()) {
+        functions.insert(row.function);
+    }
     std::ifstream list(SourceDir() + "/cmake/exports.txt");
     int exports = 0;
     for (std::string line; std::getline(list, line);) {
-        if (line.empty() || line[0] == '#') continue;
+        if (line.empty() || line[0] == '#') {
+            continue;
+        }
         ++exports;
         EXPECT_EQ(functions.count(line) + without.count(line), 1u) << line;
     }
@@ -743,7 +770,9 @@ TEST(Boundary, SamplesThatAreNoNumbersAreSurvived) {
         for (bool everywhere : {false, true}) {
             std::vector<float> samples = Song();
             for (std::size_t i = 0; i < samples.size(); ++i) {
-                if (everywhere || i % 5000 < 3) samples[i] = bad;
+                if (everywhere || i % 5000 < 3) {
+                    samples[i] = bad;
+                }
             }
             Host host;
             EXPECT_EQ(mlhAssignInputData32(host.handle, samples.data(), SongFrames(), 1, kRate), 0);
@@ -863,7 +892,9 @@ TEST(Boundary, ASecondAssignmentOfAnotherFormatIsSurvived) {
             // After the end of what is there now nothing is left of the dry lead.
             const double dry[10] = {1.0, 1.0};
             const auto lead = Render(host.handle, 20000, 1, dry);
-            for (int32_t i = std::max(f.frames, 0); i < 20000; ++i) ASSERT_EQ(lead[i], 0) << i;
+            for (int32_t i = std::max(f.frames, 0); i < 20000; ++i) {
+                ASSERT_EQ(lead[i], 0) << i;
+            }
         }
     }
 }
@@ -871,7 +902,9 @@ TEST(Boundary, ASecondAssignmentOfAnotherFormatIsSurvived) {
 TEST(Boundary, MoreChannelsThanTwoAreAnalysedButNotRendered) {
     for (int32_t channels : {3, 8, 47}) {
         std::vector<float> samples;
-        for (float sample : Song()) samples.insert(samples.end(), static_cast<std::size_t>(channels), sample);
+        for (float sample : Song()) {
+            samples.insert(samples.end(), static_cast<std::size_t>(channels), sample);
+        }
         Host host;
         Untouched u;
         EXPECT_EQ(mlhAssignInputData32(host.handle, samples.data(), SongFrames(), channels, kRate), 0);
@@ -903,13 +936,19 @@ TEST(Boundary, BehindTheEndThereIsSilenceInBothCalls) {
     Ready host;
     const int32_t frames = SongFrames() + 30000;
     const auto mixed = Render(host.handle, frames);
-    for (int32_t i = SongFrames() + 4096; i < frames; ++i) ASSERT_EQ(mixed[i], 0) << i;
+    for (int32_t i = SongFrames() + 4096; i < frames; ++i) {
+        ASSERT_EQ(mixed[i], 0) << i;
+    }
     // A second call starts the lead again, while the voices stay after the end.
     std::vector<std::vector<float>> voices(4, std::vector<float>(8000, 9.0f));
     float* rows[4];
-    for (int v = 0; v < 4; ++v) rows[v] = voices[v].data();
+    for (int v = 0; v < 4; ++v) {
+        rows[v] = voices[v].data();
+    }
     ASSERT_EQ(mlhProcessOutputData32(host.handle, rows, 8000, 1), 0);
-    for (const auto& voice : voices) EXPECT_EQ(voice, std::vector<float>(8000, 0.0f));
+    for (const auto& voice : voices) {
+        EXPECT_EQ(voice, std::vector<float>(8000, 0.0f));
+    }
     const auto again = Render(host.handle, SongFrames());
     for (int32_t i = 0; i < SongFrames(); ++i) {
         const float dry = static_cast<float>(Song()[i] * 0.5);

@@ -23,13 +23,19 @@ TEST(FirstUse, ThreadsThatComeFirstAtOnceHearWhatALaterOneHears) {
     std::vector<std::thread> threads;
     for (HostResult& result : first) {
         threads.emplace_back([&] {
-            for (--waiting; waiting > 0;) std::this_thread::yield();
+            for (--waiting; waiting > 0;) {
+                std::this_thread::yield();
+            }
             result = RunHostJob(samples, job);
         });
     }
-    for (std::thread& thread : threads) thread.join();
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
     const HostResult later = RunHostJob(samples, job);
-    for (const HostResult& result : first) EXPECT_TRUE(result == later);
+    for (const HostResult& result : first) {
+        EXPECT_TRUE(result == later);
+    }
     const int32_t filled = CurrentLevel();
     InitDispatch(-1);
     EXPECT_EQ(CurrentLevel(), filled);

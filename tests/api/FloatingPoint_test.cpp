@@ -20,7 +20,9 @@ namespace {
 // A scale, its middle as faint as only denormal numbers are.
 std::vector<float> SongWithAFaintPart(const HostJob& job) {
     std::vector<float> samples = SingScale({60, 64, 62}, 0.25, 0, job.sampleRate).samples;
-    for (std::size_t i = samples.size() / 3; i < samples.size() / 2; ++i) samples[i] *= 1e-36f;
+    for (std::size_t i = samples.size() / 3; i < samples.size() / 2; ++i) {
+        samples[i] *= 1e-36f;
+    }
     return samples;
 }
 
@@ -87,7 +89,9 @@ TEST(FloatingPoint, NothingTrapsInAHostThatTraps) {
     const HostJob job;
     const std::vector<float> song = SongWithAFaintPart(job);
     std::vector<float> holes = song;
-    for (std::size_t i = 0; i < holes.size(); i += 1000) holes[i] = i % 2000 ? NAN : INFINITY;
+    for (std::size_t i = 0; i < holes.size(); i += 1000) {
+        holes[i] = i % 2000 ? NAN : INFINITY;
+    }
     const unsigned trapping = (_mm_getcsr() & ~0x3Fu) & ~kTrapInvalidDivisionOverflow;
     for (const auto& samples : {song, holes, std::vector<float>(5000)}) {
         const auto run = [&] { return RunHostJob(samples, job); };
@@ -95,7 +99,9 @@ TEST(FloatingPoint, NothingTrapsInAHostThatTraps) {
     }
     EXPECT_TRUE(Under(trapping, [] {
         PitchVector* notes = mlhGetNewPitchVector();
-        for (const float time : {0.0f, NAN, 1.0f, NAN}) mlhPitchVectorAddItem(notes, {time, NAN, time, 1});
+        for (const float time : {0.0f, NAN, 1.0f, NAN}) {
+            mlhPitchVectorAddItem(notes, {time, NAN, time, 1});
+        }
         mlhDisposePitchVector(mlhPitchVectorAdjust(notes, 1, 1));
         mlhDisposeChordVector(pitchVectorToChordVector(notes));
         return mlhDisposePitchVector(notes);

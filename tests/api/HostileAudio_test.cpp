@@ -61,19 +61,24 @@ const std::vector<NamedSignal>& Signals() {
 
 std::vector<float> Samples(const Signal& signal, int32_t count) {
     std::vector<float> samples;
-    for (int32_t i = 0; i < count; ++i) samples.push_back(signal(i, count));
+    for (int32_t i = 0; i < count; ++i) {
+        samples.push_back(signal(i, count));
+    }
     return samples;
 }
 
 void ExpectSound(const HostResult& result, int32_t frames) {
     ASSERT_GE(result.lead.size(), 2u);  // the lead-in, and at least the one note that there always is
     for (const auto& stem : result.stems) {
-        for (std::size_t i = 0; i < stem.size(); ++i) ASSERT_TRUE(std::isfinite(stem[i])) << i;
+        for (std::size_t i = 0; i < stem.size(); ++i) {
+            ASSERT_TRUE(std::isfinite(stem[i])) << i;
+        }
     }
     // After the end, and what a last grain may reach over it, there is nothing.
     for (const auto& stem : result.stems) {
-        for (std::size_t i = static_cast<std::size_t>(frames) + 4096; i < stem.size(); ++i)
+        for (std::size_t i = static_cast<std::size_t>(frames) + 4096; i < stem.size(); ++i) {
             ASSERT_EQ(stem[i], 0.0f);
+        }
     }
 }
 
@@ -90,7 +95,9 @@ TEST(HostileAudio, EverySignalPassesAtEveryEdgeOfTheSampleRate) {
             const HostResult result = RunHostJob(Samples(signal.at, frames), {1, rate, 6000, rate != 11026});
             ExpectSound(result, frames);
             if (signal.name == "silence") {
-                for (const int16_t sample : result.mix) ASSERT_EQ(sample, 0);
+                for (const int16_t sample : result.mix) {
+                    ASSERT_EQ(sample, 0);
+                }
             }
         }
     }
@@ -118,7 +125,9 @@ TEST(HostileAudio, TheExtremesOf16BitsPass) {
     for (const auto& signal : signals) {
         for (const int32_t channels : {1, 2}) {
             std::vector<int16_t> samples;
-            for (int32_t i = 0; i < 9000; ++i) samples.push_back(signal(i));
+            for (int32_t i = 0; i < 9000; ++i) {
+                samples.push_back(signal(i));
+            }
             const HostResult result = RunHostJob(samples, {channels, 22050, 6000});
             ExpectSound(result, 9000 / channels);
             EXPECT_EQ(*std::min_element(result.mix.begin(), result.mix.end()) < -32767, false);
@@ -131,10 +140,14 @@ TEST(HostileAudio, TheExtremesOf16BitsPass) {
 TEST(HostileAudio, LengthsAroundEveryBlockAndBufferPass) {
     std::vector<int32_t> lengths = {0, 1, 2, 3, 4, 5};
     for (const int32_t size : {128, 256, 512, 529, 1024, 2048, 4096, 8192, 12288, 16384, 32768}) {
-        for (int32_t n = size - 1; n <= size + 1; ++n) lengths.push_back(n);
+        for (int32_t n = size - 1; n <= size + 1; ++n) {
+            lengths.push_back(n);
+        }
     }
     for (const int32_t rate : {11025, 44100, 255999}) {
-        if (rate == 255999) lengths = {1, 4095, 4096, 4097, 65535, 65536, 65537, 131071, 131072, 131073};
+        if (rate == 255999) {
+            lengths = {1, 4095, 4096, 4097, 65535, 65536, 65537, 131071, 131072, 131073};
+        }
         const std::vector<float> voice = HarmonicTone(147.0, rate, 132000.0 / rate);
         for (const int32_t length : lengths) {
             SCOPED_TRACE(testing::Message() << length << " at " << rate);
@@ -160,10 +173,13 @@ TEST(HostileAudio, NumbersThatAreNonePassAtEveryPlace) {
         for (const auto& place : places) {
             std::vector<float> samples = Song();
             if (place[0] >= 0) {
-                for (const int32_t i : place) samples[static_cast<std::size_t>(i)] = bad;
-            } else {
-                for (int32_t i = place[1]; i <= place[2]; i -= place[0])
+                for (const int32_t i : place) {
                     samples[static_cast<std::size_t>(i)] = bad;
+                }
+            } else {
+                for (int32_t i = place[1]; i <= place[2]; i -= place[0]) {
+                    samples[static_cast<std::size_t>(i)] = bad;
+                }
             }
             SCOPED_TRACE(testing::Message() << bad << " at " << place[0]);
             const HostResult result = RunHostJob(samples, {});
@@ -180,7 +196,9 @@ TEST(HostileAudio, NumbersThatAreNonePassAtEveryPlace) {
     }
     // One channel only.
     std::vector<float> stereo;
-    for (const float sample : Song()) stereo.insert(stereo.end(), {sample, kNaN});
+    for (const float sample : Song()) {
+        stereo.insert(stereo.end(), {sample, kNaN});
+    }
     RunHostJob(stereo, {2});
     EXPECT_EQ(RunHostJob(Song(), {}), before);
 }
@@ -211,7 +229,9 @@ void ExpectBoundedMemory(double minutes) {
     const auto frames = static_cast<std::size_t>(minutes * 60 * kRate);
     std::vector<int16_t> samples(frames);
     NoiseSource noise(3);
-    for (int16_t& sample : samples) sample = static_cast<int16_t>(noise.Next(-32768, 32767));
+    for (int16_t& sample : samples) {
+        sample = static_cast<int16_t>(noise.Next(-32768, 32767));
+    }
     ForgetPeakMemory();
     const double before = PeakMemory();
     void* handle = nullptr;

@@ -47,7 +47,9 @@ struct Host {
     std::vector<std::vector<float>> Stems(int32_t frames = static_cast<int32_t>(Song().size())) const {
         std::vector<std::vector<float>> stems(4, std::vector<float>(static_cast<std::size_t>(frames)));
         float* rows[4];
-        for (std::size_t v = 0; v < 4; ++v) rows[v] = stems[v].data();
+        for (std::size_t v = 0; v < 4; ++v) {
+            rows[v] = stems[v].data();
+        }
         EXPECT_EQ(mlhProcessOutputData32(handle, rows, frames, 1), 0);
         return stems;
     }
@@ -105,8 +107,9 @@ TEST(HostileEdits, ThousandsOfChordsAreTakenInAnyOrder) {
     EXPECT_TRUE(IsFinite(stems));
     EXPECT_EQ(stems, backwards.Stems());
     // Again and again: splits do not pile up.
-    for (int round = 0; round < 3; ++round)
+    for (int round = 0; round < 3; ++round) {
         EXPECT_EQ(mlhSetChordVector(inOrder.handle, chords(true).get()), 0);
+    }
     const Pitches pitches(mlhGetPitchVector(inOrder.handle, 1, 0, 0));
     EXPECT_LT(mlhPitchVectorGetTotal(pitches.get()), 5000);
     EXPECT_TRUE(IsFinite(inOrder.Stems()));
@@ -139,10 +142,14 @@ TEST(HostileEdits, OverlappingNotesGiveSetsOfFour) {
     EXPECT_LE(total, 4000);
     for (int32_t i = 0; i < total; ++i) {
         const ChordItem item = mlhChordVectorGetItem(chords.get(), static_cast<uint32_t>(i));
-        for (const int32_t note : item.notes) EXPECT_TRUE(note == -1 || (note >= 30 && note < 90));
+        for (const int32_t note : item.notes) {
+            EXPECT_TRUE(note == -1 || (note >= 30 && note < 90));
+        }
     }
     Host host(false);
-    for (int round = 0; round < 3; ++round) EXPECT_TRUE(mlhAssignMidi(host.handle, notes.get()));
+    for (int round = 0; round < 3; ++round) {
+        EXPECT_TRUE(mlhAssignMidi(host.handle, notes.get()));
+    }
     EXPECT_TRUE(IsFinite(host.Stems()));
 }
 
@@ -184,7 +191,9 @@ TEST(HostileEdits, AnEmptiedVoiceIsSilentAndCanBeFilledAgain) {
     SegmentInfo info;
     voice->GetSegmentInfo(1, &info);
     Render(*voice, 1, 5000);
-    while (voice->GetSegmentCount() > 0) EXPECT_EQ(voice->RemoveSegment(voice->GetSegmentCount() / 2), 0);
+    while (voice->GetSegmentCount() > 0) {
+        EXPECT_EQ(voice->RemoveSegment(voice->GetSegmentCount() / 2), 0);
+    }
     EXPECT_EQ(voice->GetDuration(), 0.0);
     EXPECT_EQ(voice->RemoveSegment(0), 2);
     EXPECT_EQ(voice->SplitSegment(0, 0.0), 2);
@@ -227,10 +236,11 @@ TEST(HostileEdits, SegmentsOfAbsurdInfoAreRendered) {
                                      &info.detectedPitch};
             double* const doubles[] = {&info.targetStart, &info.targetEnd, &info.sourceStart,
                                        &info.sourceEnd};
-            if (field < 13)
+            if (field < 13) {
                 *floats[field] = static_cast<float>(std::clamp(value, -3e38, 3e38));
-            else
+            } else {
                 *doubles[field - 13] = value;
+            }
             SCOPED_TRACE(testing::Message() << "field " << field << " as " << value);
             const bool finite = !std::isnan(info.gain);  // which all samples are multiplied with
             for (const bool adjust : {false, true}) {
@@ -291,7 +301,9 @@ TEST(HostileEdits, GrainsAtTheLowestPositionAreReadFromTheStart) {
     }
     const VoiceOwner voice = recording.MakeVoice();
     const auto rendered = Render(*voice, 1, 600, 600)[0];
-    for (const float sample : rendered) ASSERT_GT(sample, 0.1f);
+    for (const float sample : rendered) {
+        ASSERT_GT(sample, 0.1f);
+    }
 }
 
 TEST(HostileEdits, SegmentsInRandomOrderOfEditsStayInOrder) {
@@ -318,7 +330,9 @@ TEST(HostileEdits, SegmentsInRandomOrderOfEditsStayInOrder) {
                     voice->RemoveSegment(index);
                     break;
                 case 4:
-                    if (voice->GetSegmentInfo(index, &info) == 0) voice->InsertSegment(info);
+                    if (voice->GetSegmentInfo(index, &info) == 0) {
+                        voice->InsertSegment(info);
+                    }
                     break;
                 case 5:
                     voice->SetSegmentTimes(index, &start, &end, random.Next(0, 1) != 0);

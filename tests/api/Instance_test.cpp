@@ -57,8 +57,12 @@ std::vector<float> Stereo(const std::vector<float>& mono) {
 }
 
 int16_t Convert(float sample) {
-    if (sample >= 1.0f) return 32767;
-    if (sample <= -1.0f) return -32767;
+    if (sample >= 1.0f) {
+        return 32767;
+    }
+    if (sample <= -1.0f) {
+        return -32767;
+    }
     return static_cast<int16_t>(sample * 32767.0);
 }
 
@@ -198,7 +202,9 @@ TEST(Process16, RefusesWhatItCannotWrite) {
     Host three(std::vector<float>(300, 0.1f), 3);
     EXPECT_EQ(mlhProcessOutputData16(three.handle, out, 100, 1, nullptr), 2);
     EXPECT_EQ(mlhProcessOutputData16(three.handle, out, 100, 3, nullptr), 2);
-    for (int16_t sample : out) EXPECT_EQ(sample, 7);
+    for (int16_t sample : out) {
+        EXPECT_EQ(sample, 7);
+    }
 }
 
 TEST(Process16, BeforeParametersItIsTheScaledLead) {
@@ -218,17 +224,23 @@ TEST(Process16, SaturatesAtPlusMinus32767) {
     int16_t out[8];
     ASSERT_EQ(mlhProcessOutputData16(host.handle, out, 8, 1, gains), 0);
     const int16_t expected[8] = {32767, -32767, 32767, -32767, 32766, 0, 32767, -32767};
-    for (int i = 0; i < 8; ++i) EXPECT_EQ(out[i], expected[i]) << i;
+    for (int i = 0; i < 8; ++i) {
+        EXPECT_EQ(out[i], expected[i]) << i;
+    }
     const double nan[10] = {NAN, NAN};
     ASSERT_EQ(mlhProcessOutputData16(host.handle, out, 5, 1, nan), 0);
-    for (int i = 0; i < 5; ++i) EXPECT_EQ(out[i], 0);
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(out[i], 0);
+    }
 }
 
 TEST(Process16, BehindTheEndComesSilence) {
     Host host(std::vector<float>(5000, 0.25f));
     std::vector<int16_t> out(20000, 7);
     ASSERT_EQ(mlhProcessOutputData16(host.handle, out.data(), 20000, 1, nullptr), 0);
-    for (int i = 5000; i < 20000; ++i) ASSERT_EQ(out[i], 0) << i;
+    for (int i = 5000; i < 20000; ++i) {
+        ASSERT_EQ(out[i], 0) << i;
+    }
     EXPECT_NE(out[4999], 0);
 }
 
@@ -248,13 +260,17 @@ TEST(Process16, MixesTheVoicesByTheGains) {
     ASSERT_EQ(mlhProcessOutputData(mixed.handle, out.data(), frames, 1, nullptr), 0);
     std::vector<std::vector<float>> voices(4, std::vector<float>(frames));
     float* rows[4];
-    for (int v = 0; v < 4; ++v) rows[v] = voices[v].data();
+    for (int v = 0; v < 4; ++v) {
+        rows[v] = voices[v].data();
+    }
     ASSERT_EQ(mlhProcessOutputData32(apart.handle, rows, frames, 1), 0);
 
     const double gains[5] = {0.5, 0.5, 0.0, 0.3, 0.2};
     for (int32_t i = 0; i < frames; ++i) {
         float mix = static_cast<float>(Phrase()[i] * gains[0]);
-        for (int v = 1; v <= 4; ++v) mix = static_cast<float>(mix + voices[v - 1][i] * gains[v]);
+        for (int v = 1; v <= 4; ++v) {
+            mix = static_cast<float>(mix + voices[v - 1][i] * gains[v]);
+        }
         ASSERT_EQ(out[i], Convert(mix)) << i;
     }
 }
@@ -299,7 +315,9 @@ TEST(Process32, StereoBlocksAdvanceByFramesAlone) {
     std::vector<std::vector<float>> apart(8, std::vector<float>(frames));
     for (int32_t first = 0; first < frames; first += 4096) {
         float* pointers[8];
-        for (int i = 0; i < 8; ++i) pointers[i] = apart[i].data() + first;
+        for (int i = 0; i < 8; ++i) {
+            pointers[i] = apart[i].data() + first;
+        }
         reference.instance().addOn->Process(pointers, 4096);
     }
     for (int v = 0; v < 2; ++v) {
@@ -340,7 +358,9 @@ TEST(GetPitchVector, VoicesFrom0To4) {
     Host host(Phrase());
     const int32_t count = mlhPitchVectorGetTotal(host.Voice(0).get());
     EXPECT_GE(count, 11);
-    for (uint32_t v = 1; v <= 4; ++v) EXPECT_EQ(mlhPitchVectorGetTotal(host.Voice(v).get()), count);
+    for (uint32_t v = 1; v <= 4; ++v) {
+        EXPECT_EQ(mlhPitchVectorGetTotal(host.Voice(v).get()), count);
+    }
     EXPECT_EQ(host.Voice(5), nullptr);
     const Pitches adjusted(mlhGetPitchVector(host.handle, 0, 1, 64));
     EXPECT_EQ(mlhPitchVectorGetItem(adjusted.get(), 1).level, static_cast<float>(64 / 127.0));
@@ -373,7 +393,9 @@ std::vector<float> RenderWithNotes(const std::vector<PitchItem>& notes, int32_t 
     Host host(Phrase());
     mlhSetParams(host.handle, false, 1, 1, 0.5f, 0, false);
     const Pitches pitches(mlhGetNewPitchVector());
-    for (const PitchItem& note : notes) mlhPitchVectorAddItem(pitches.get(), note);
+    for (const PitchItem& note : notes) {
+        mlhPitchVectorAddItem(pitches.get(), note);
+    }
     mlhAssignMidi(host.handle, pitches.get());
     std::vector<float> voice(frames);
     float* rows[1] = {voice.data()};
@@ -383,7 +405,9 @@ std::vector<float> RenderWithNotes(const std::vector<PitchItem>& notes, int32_t 
 
 float Peak(const std::vector<float>& samples, int32_t first, int32_t last) {
     float peak = 0.0f;
-    for (int32_t i = first; i < last; ++i) peak = std::max(peak, std::fabs(samples[i]));
+    for (int32_t i = first; i < last; ++i) {
+        peak = std::max(peak, std::fabs(samples[i]));
+    }
     return peak;
 }
 
@@ -435,13 +459,17 @@ TEST(Process16, AProcessCallStartsAgainWhileTheVoicesGoOn) {
     const int32_t half = 40000;
     Host twice(Phrase());
     Host once(Phrase());
-    for (Host* host : {&twice, &once}) mlhSetParams(host->handle, true, 4, 1, 0.5f, 0, false);
+    for (Host* host : {&twice, &once}) {
+        mlhSetParams(host->handle, true, 4, 1, 0.5f, 0, false);
+    }
     std::vector<std::vector<float>> first(4, std::vector<float>(half));
     std::vector<std::vector<float>> second = first;
     std::vector<std::vector<float>> whole(4, std::vector<float>(2 * half));
     const auto render = [](Host& host, std::vector<std::vector<float>>& voices) {
         float* rows[4];
-        for (int v = 0; v < 4; ++v) rows[v] = voices[v].data();
+        for (int v = 0; v < 4; ++v) {
+            rows[v] = voices[v].data();
+        }
         EXPECT_EQ(mlhProcessOutputData32(host.handle, rows, static_cast<int32_t>(voices[0].size()), 1), 0);
     };
     render(twice, first);

@@ -32,7 +32,9 @@ TEST(Library, ExportsTheFunctionsOfTheListAndNothingElse) {
     std::set<std::string> wanted;
     std::ifstream list(kSources / "cmake/exports.txt");
     for (std::string line; std::getline(list, line);) {
-        if (!line.empty() && line[0] != '#') wanted.insert(line);
+        if (!line.empty() && line[0] != '#') {
+            wanted.insert(line);
+        }
     }
     EXPECT_EQ(wanted.size(), 29u);
 
@@ -44,7 +46,9 @@ TEST(Library, ExportsTheFunctionsOfTheListAndNothingElse) {
         std::istringstream fields(line);
         std::string address, kind, name;
         fields >> address >> kind >> name;
-        if (kind == "A") continue;  // the version node
+        if (kind == "A") {
+            continue;  // the version node
+        }
         const auto at = std::min(name.find('@'), name.size());
         found.insert(name.substr(0, at));
         EXPECT_EQ(name.substr(at), "@@MLH_1") << name;
@@ -102,7 +106,9 @@ TEST(Header, CompilesAloneAsCAndCxx) {
 void WriteTone(const fs::path& path) {
     std::ofstream file(path, std::ios::binary);
     const auto put = [&](uint32_t value, int bytes) {
-        for (; bytes > 0; --bytes, value >>= 8) file.put(static_cast<char>(value & 255));
+        for (; bytes > 0; --bytes, value >>= 8) {
+            file.put(static_cast<char>(value & 255));
+        }
     };
     constexpr uint32_t kFrames = 44100;
     file << "RIFF";
@@ -111,7 +117,9 @@ void WriteTone(const fs::path& path) {
     put(16, 4), put(1, 2), put(1, 2), put(44100, 4), put(88200, 4), put(2, 2), put(16, 2);
     file << "data";
     put(2 * kFrames, 4);
-    for (uint32_t i = 0; i < kFrames; ++i) put(i % 200 < 100 ? 8000u : static_cast<uint32_t>(-8000), 2);
+    for (uint32_t i = 0; i < kFrames; ++i) {
+        put(i % 200 < 100 ? 8000u : static_cast<uint32_t>(-8000), 2);
+    }
 }
 
 TEST(Examples, TheCHostDoesTheWholeJobThroughTheSharedLibrary) {
@@ -136,7 +144,9 @@ TEST(Examples, TheCxxHostRuns) {
 TEST(Examples, TheCHostIsUnderAHundredLines) {
     std::ifstream file(kSources / "examples/host.c");
     int lines = 0;
-    for (std::string line; std::getline(file, line);) ++lines;
+    for (std::string line; std::getline(file, line);) {
+        ++lines;
+    }
     EXPECT_LT(lines, 100);
 }
 

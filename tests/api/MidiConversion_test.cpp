@@ -38,8 +38,12 @@ std::vector<Event> ConvertPlainly(const Notes& notes) {
     const auto findOrAdd = [&](double time) -> int {
         int below = -1;
         for (int i = 0; i < static_cast<int>(table.size()); ++i) {
-            if (time > table[i]) below = i;
-            if (std::fabs(table[i] - time) <= 0.01) return i;
+            if (time > table[i]) {
+                below = i;
+            }
+            if (std::fabs(table[i] - time) <= 0.01) {
+                return i;
+            }
         }
         if (below != -1 && below + 1 < static_cast<int>(table.size())) {
             table.insert(table.begin() + below + 1, static_cast<float>(time));
@@ -58,7 +62,9 @@ std::vector<Event> ConvertPlainly(const Notes& notes) {
     Slots slots = {-1, -1, -1, -1};
     for (int e = 0; e < static_cast<int>(table.size()); ++e) {
         for (std::size_t i = 0; i < notes.size(); ++i) {
-            if (ends[i] != e) continue;
+            if (ends[i] != e) {
+                continue;
+            }
             const int note = static_cast<int>(std::round(notes[i].GetPitch()));
             for (int32_t& slot : slots) {
                 if (slot == note) {
@@ -68,10 +74,14 @@ std::vector<Event> ConvertPlainly(const Notes& notes) {
             }
         }
         for (std::size_t i = 0; i < notes.size(); ++i) {
-            if (starts[i] != e) continue;
+            if (starts[i] != e) {
+                continue;
+            }
             const int note = static_cast<int>(std::round(notes[i].GetPitch()));
             for (int32_t& slot : slots) {
-                if (slot == note) break;
+                if (slot == note) {
+                    break;
+                }
                 if (slot == -1) {
                     slot = note;
                     break;

@@ -26,14 +26,20 @@ std::atomic<int64_t> allocationsHeld{0};   // by operator new, and not yet freed
 bool libraryWasUsed = false;               // by this process
 
 void* Allocate(std::size_t bytes) {
-    if (allocationsLeft >= 0 && --allocationsLeft < 0) return nullptr;
+    if (allocationsLeft >= 0 && --allocationsLeft < 0) {
+        return nullptr;
+    }
     void* const memory = std::malloc(bytes != 0 ? bytes : 1);
-    if (memory != nullptr) ++allocationsHeld;
+    if (memory != nullptr) {
+        ++allocationsHeld;
+    }
     return memory;
 }
 
 void Free(void* memory) {
-    if (memory != nullptr) --allocationsHeld;
+    if (memory != nullptr) {
+        --allocationsHeld;
+    }
     std::free(memory);
 }
 
@@ -42,14 +48,18 @@ void Free(void* memory) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmismatched-new-delete"  // inlining shows the malloc inside operator new
 void* operator new(std::size_t bytes) {
-    if (void* memory = Allocate(bytes)) return memory;
+    if (void* memory = Allocate(bytes)) {
+        return memory;
+    }
     throw std::bad_alloc();
 }
 #ifndef _WIN32
 // Where the vectors of the signal processing come from.
 extern "C" void* aligned_alloc(std::size_t alignment, std::size_t bytes) noexcept {
     void* memory = nullptr;
-    if (allocationsLeft >= 0 && --allocationsLeft < 0) return nullptr;
+    if (allocationsLeft >= 0 && --allocationsLeft < 0) {
+        return nullptr;
+    }
     return posix_memalign(&memory, alignment, bytes) == 0 ? memory : nullptr;
 }
 #endif
@@ -178,7 +188,9 @@ void WholeJob(Holdings& host, int32_t frames, std::vector<int16_t>& mix, float**
 // takes no input.
 bool CanBeUsedOn(Holdings& host, int32_t frames, std::vector<int16_t>& mix, float** rows) {
     mlhAssignInputData32(host.handle, Song().data(), frames, 1, kRate);
-    if (mlhSetParams(host.handle, true, 4, 1, 0.5f, 0, false) != 0) return false;
+    if (mlhSetParams(host.handle, true, 4, 1, 0.5f, 0, false) != 0) {
+        return false;
+    }
     ChordVector* chords = mlhGetNewChordVector();
     mlhChordVectorAddItem(chords, {0.05f, {60, 64, 67, -1}});
     EXPECT_EQ(mlhSetChordVector(host.handle, chords), 0);
@@ -225,7 +237,9 @@ Fate RunFirstJobWith(int64_t count, const Reference& expected) {
     }
     EXPECT_TRUE(std::equal(mix.begin(), mix.end(), expected.mix));
     EXPECT_EQ(allocationsHeld - heldBefore, expected.held);  // nothing leaked or was made twice
-    if (::testing::Test::HasFailure()) return Fate::Wrong;
+    if (::testing::Test::HasFailure()) {
+        return Fate::Wrong;
+    }
     return finished ? Fate::Finished : Fate::Failed;
 }
 

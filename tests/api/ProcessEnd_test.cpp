@@ -57,7 +57,9 @@ std::vector<int16_t>* expected = nullptr;
 
 // Ends the process with a code of its own where the mix is not that of before.
 void RenderAgain() {
-    if (expected == nullptr || expected->empty() || RenderWhole() != *expected) std::_Exit(kMixDiffers);
+    if (expected == nullptr || expected->empty() || RenderWhole() != *expected) {
+        std::_Exit(kMixDiffers);
+    }
 }
 
 TEST(ProcessEnd, AnExitHandlerOfBeforeTheFirstUseRenders) {
@@ -80,7 +82,9 @@ class StaticWorker {
   private:
     std::atomic<bool> ending_{false};
     std::thread thread_{[this] {
-        while (!ending_) std::this_thread::yield();
+        while (!ending_) {
+            std::this_thread::yield();
+        }
         RenderAgain();
     }};
 };
@@ -112,7 +116,9 @@ class LoadedLibrary {
     }
     static bool IsInMemory() {
         void* const found = dlopen(Path().c_str(), RTLD_NOW | RTLD_NOLOAD);
-        if (found != nullptr) dlclose(found);
+        if (found != nullptr) {
+            dlclose(found);
+        }
         return found != nullptr;
     }
 
@@ -124,7 +130,9 @@ class LoadedLibrary {
     template <class Function>
     void Find(const char* name, Function& function) {
         function = reinterpret_cast<Function>(library_ != nullptr ? dlsym(library_, name) : nullptr);
-        if (function == nullptr) std::_Exit(4);
+        if (function == nullptr) {
+            std::_Exit(4);
+        }
     }
 
     void* library_ = nullptr;
@@ -135,7 +143,9 @@ LoadedLibrary loaded;
 TEST(ProcessEnd, AnExitHandlerOfBeforeTheLibraryWasLoadedRenders) {
     InFreshProcess([] {
         std::atexit([] {
-            if (RenderWhole(loaded.calls) != *expected) std::_Exit(kMixDiffers);
+            if (RenderWhole(loaded.calls) != *expected) {
+                std::_Exit(kMixDiffers);
+            }
         });
         loaded.Open();
         expected = new std::vector<int16_t>(RenderWhole(loaded.calls));
@@ -157,22 +167,30 @@ TEST(ProcessEnd, ALibraryClosedAndOpenedAgainRendersTheSame) {
 // What is kept for all voices lies in the library itself. A piece of the heap that is never freed would stay
 // at each closing: half a megabyte for the window rows.
 TEST(ProcessEnd, OpeningAgainAndAgainKeepsNoMemory) {
-    if (!kMemoryIsMeasurable) GTEST_SKIP() << "sanitizers keep freed memory";
+    if (!kMemoryIsMeasurable) {
+        GTEST_SKIP() << "sanitizers keep freed memory";
+    }
     InFreshProcess([] {
         const auto openAndClose = [] {
             loaded.Open();
             RenderWhole(loaded.calls);
             loaded.Close();
         };
-        for (int i = 0; i < 5; ++i) openAndClose();
+        for (int i = 0; i < 5; ++i) {
+            openAndClose();
+        }
         const double before = PeakMemory();
-        for (int i = 0; i < 30; ++i) openAndClose();
+        for (int i = 0; i < 30; ++i) {
+            openAndClose();
+        }
         return PeakMemory() - before < 4.0;
     });
 }
 
 TEST(ProcessEnd, TheLibraryLeavesNothingToDestroy) {
-    if (!kMemoryIsMeasurable) GTEST_SKIP() << "sanitizers register destructors of their own";
+    if (!kMemoryIsMeasurable) {
+        GTEST_SKIP() << "sanitizers register destructors of their own";
+    }
     const auto nm = RunShell("nm -D --undefined-only " + BinaryDir() + "/libmlh.so");
     ASSERT_EQ(nm.status, 0) << nm.output;
     EXPECT_NE(nm.output.find("memcpy"), std::string::npos);  // what is imported is listed

@@ -25,7 +25,9 @@ std::set<std::string> NamesOf(const std::string& list) {
     std::set<std::string> names;
     std::ifstream file(SourceDir() + "/" + list);
     for (std::string line; std::getline(file, line);) {
-        if (!line.empty() && line[0] != '#') names.insert(line);
+        if (!line.empty() && line[0] != '#') {
+            names.insert(line);
+        }
     }
     return names;
 }
@@ -39,9 +41,15 @@ std::set<std::string> DeclaredFunctions(const std::string& header) {
     std::set<std::string> functions;
     std::string currentClass;
     for (std::sregex_iterator at(text.begin(), text.end(), part), end; at != end; ++at) {
-        if ((*at)[1].matched) currentClass = (*at)[1];
-        if ((*at)[2].matched) functions.insert("mlh::" + (*at)[2].str());
-        if ((*at)[3].matched) functions.insert("mlh::" + currentClass + "::" + (*at)[3].str());
+        if ((*at)[1].matched) {
+            currentClass = (*at)[1];
+        }
+        if ((*at)[2].matched) {
+            functions.insert("mlh::" + (*at)[2].str());
+        }
+        if ((*at)[3].matched) {
+            functions.insert("mlh::" + currentClass + "::" + (*at)[3].str());
+        }
     }
     return functions;
 }
@@ -62,7 +70,9 @@ TEST(Promises, OfTheClassHeadersAreTheClassList) {
     int headers = 0;
     for (const auto& entry : std::filesystem::directory_iterator(SourceDir() + "/include/mlh")) {
         const std::string header = "include/mlh/" + entry.path().filename().string();
-        if (TextOf(header).find("\nnamespace mlh {") == std::string::npos) continue;
+        if (TextOf(header).find("\nnamespace mlh {") == std::string::npos) {
+            continue;
+        }
         functions.merge(DeclaredFunctions(header));
         ++headers;
     }

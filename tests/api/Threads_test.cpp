@@ -29,7 +29,9 @@ struct Part {
         for (const float sample : SingScale({pitch, pitch + 4, pitch + 2}, 0.25, 0, job.sampleRate).samples) {
             floats.insert(floats.end(), static_cast<std::size_t>(job.channels), sample);
         }
-        for (const float sample : floats) integers.push_back(static_cast<int16_t>(32767.0f * sample));
+        for (const float sample : floats) {
+            integers.push_back(static_cast<int16_t>(32767.0f * sample));
+        }
     }
     HostResult Run() const { return wide ? RunHostJob(floats, job) : RunHostJob(integers, job); }
 
@@ -45,16 +47,22 @@ std::vector<HostResult> RunTogether(const std::vector<Part>& parts) {
     std::vector<std::thread> threads;
     for (std::size_t i = 0; i < parts.size(); ++i) {
         threads.emplace_back([&parts, &results, i] {
-            for (int round = 0; round < 2; ++round) results[i] = parts[i].Run();
+            for (int round = 0; round < 2; ++round) {
+                results[i] = parts[i].Run();
+            }
         });
     }
-    for (std::thread& thread : threads) thread.join();
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
     return results;
 }
 
 TEST(Threads, EightInstancesAtOnceGiveTheBitsOfOneAfterTheOther) {
     std::vector<Part> parts;
-    for (int i = 0; i < kThreads; ++i) parts.emplace_back(i);
+    for (int i = 0; i < kThreads; ++i) {
+        parts.emplace_back(i);
+    }
     const std::vector<HostResult> together = RunTogether(parts);
     for (int i = 0; i < kThreads; ++i) {
         const HostResult alone = parts[i].Run();
@@ -68,7 +76,9 @@ TEST(Threads, HostileRecordingsAtOnceGiveTheBitsOfOneAfterTheOther) {
     const std::vector<float> song = SingScale({60, 64}, 0.25, 0, 16000).samples;
     const auto spoilt = [&](float bad, std::size_t distance) {
         std::vector<float> samples = song;
-        for (std::size_t i = 0; i < samples.size(); i += distance) samples[i] = bad;
+        for (std::size_t i = 0; i < samples.size(); i += distance) {
+            samples[i] = bad;
+        }
         return samples;
     };
     std::vector<Part> parts;
@@ -82,7 +92,9 @@ TEST(Threads, HostileRecordingsAtOnceGiveTheBitsOfOneAfterTheOther) {
     parts.emplace_back(spoilt(3e38f, 2));
     ASSERT_EQ(parts.size(), static_cast<std::size_t>(kThreads));
     const std::vector<HostResult> together = RunTogether(parts);
-    for (std::size_t i = 0; i < parts.size(); ++i) EXPECT_TRUE(together[i] == parts[i].Run()) << i;
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        EXPECT_TRUE(together[i] == parts[i].Run()) << i;
+    }
 }
 
 // Handed from thread to thread, one at a time, as a host's pool of workers does.

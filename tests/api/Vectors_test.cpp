@@ -22,7 +22,9 @@ using Chords = std::unique_ptr<ChordVector, Dispose>;
 
 Pitches Make(const std::vector<PitchItem>& items) {
     Pitches vector(mlhGetNewPitchVector());
-    for (const PitchItem& item : items) mlhPitchVectorAddItem(vector.get(), item);
+    for (const PitchItem& item : items) {
+        mlhPitchVectorAddItem(vector.get(), item);
+    }
     return vector;
 }
 
@@ -65,7 +67,9 @@ TEST(PitchVector, SetItemChangesThePitchAlone) {
 TEST(PitchVector, ItemsOfTheSameStartKeepTheirOrder) {
     const Pitches vector = Make({{1, 60, 1, 0}, {0, 50, 1, 0}, {1, 61, 1, 0}, {0, 51, 1, 0}});
     const float pitches[] = {50, 51, 60, 61};
-    for (uint32_t i = 0; i < 4; ++i) EXPECT_EQ(mlhPitchVectorGetItem(vector.get(), i).pitch, pitches[i]);
+    for (uint32_t i = 0; i < 4; ++i) {
+        EXPECT_EQ(mlhPitchVectorGetItem(vector.get(), i).pitch, pitches[i]);
+    }
 }
 
 TEST(PitchVector, InsertsBeforeTheFirstLaterStartWhateverTheOrderOfAdding) {
@@ -176,14 +180,20 @@ TEST(ChordVector, NullAnswersNeutralValues) {
     EXPECT_FALSE(mlhDisposeChordVector(nullptr));
     const ChordItem item = mlhChordVectorGetItem(nullptr, 0);
     EXPECT_EQ(item.time, 0.0f);
-    for (int32_t note : item.notes) EXPECT_EQ(note, 0);
+    for (int32_t note : item.notes) {
+        EXPECT_EQ(note, 0);
+    }
 }
 
 TEST(ChordVector, ItemOutOfRangeHasNotesOfZero) {
     Chords vector(mlhGetNewChordVector());
     mlhChordVectorAddItem(vector.get(), {1, {-1, -1, -1, -1}});
-    for (int32_t note : mlhChordVectorGetItem(vector.get(), 1).notes) EXPECT_EQ(note, 0);
-    for (int32_t note : mlhChordVectorGetItem(vector.get(), 0).notes) EXPECT_EQ(note, -1);
+    for (int32_t note : mlhChordVectorGetItem(vector.get(), 1).notes) {
+        EXPECT_EQ(note, 0);
+    }
+    for (int32_t note : mlhChordVectorGetItem(vector.get(), 0).notes) {
+        EXPECT_EQ(note, -1);
+    }
 }
 
 TEST(ChordVector, InsertsByTimeBehindEquals) {
@@ -193,7 +203,9 @@ TEST(ChordVector, InsertsByTimeBehindEquals) {
     }
     ASSERT_EQ(mlhChordVectorGetTotal(vector.get()), 4);
     const int32_t notes[] = {2, 4, 1, 3};
-    for (uint32_t i = 0; i < 4; ++i) EXPECT_EQ(mlhChordVectorGetItem(vector.get(), i).notes[0], notes[i]);
+    for (uint32_t i = 0; i < 4; ++i) {
+        EXPECT_EQ(mlhChordVectorGetItem(vector.get(), i).notes[0], notes[i]);
+    }
 }
 
 }  // namespace

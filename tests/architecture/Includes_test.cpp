@@ -97,10 +97,14 @@ std::vector<Include> IncludesOf(const std::string& source) {
 // compilers are given. Empty for one from outside.
 fs::path Meant(const Include& include, const fs::path& root, const fs::path& file, const std::string& room) {
     std::vector<fs::path> folders = {root / "src", root / "include", root / room, root};
-    if (include.quoted) folders.insert(folders.begin(), file.parent_path());
+    if (include.quoted) {
+        folders.insert(folders.begin(), file.parent_path());
+    }
     for (const fs::path& folder : folders) {
         const fs::path path = (folder / include.path).lexically_normal();
-        if (fs::is_regular_file(path)) return path;
+        if (fs::is_regular_file(path)) {
+            return path;
+        }
     }
     return {};
 }
@@ -110,8 +114,12 @@ fs::path Meant(const Include& include, const fs::path& root, const fs::path& fil
 std::string RoomOf(const fs::path& path, const fs::path& root) {
     const fs::path relative = path.lexically_relative(root);
     auto part = relative.begin();
-    if (part != relative.end() && *part == "src") ++part;
-    if (part == relative.end() || std::next(part) == relative.end()) return "";
+    if (part != relative.end() && *part == "src") {
+        ++part;
+    }
+    if (part == relative.end() || std::next(part) == relative.end()) {
+        return "";
+    }
     return part->string();
 }
 
@@ -119,7 +127,9 @@ std::string RoomOf(const fs::path& path, const fs::path& root) {
 std::vector<std::string> Faults(const std::string& source, const fs::path& file, const fs::path& root) {
     const std::string room = RoomOf(file, root);
     const auto known = kMayInclude.find(room);
-    if (known == kMayInclude.end()) return {"is in a room that this test does not know: " + room};
+    if (known == kMayInclude.end()) {
+        return {"is in a room that this test does not know: " + room};
+    }
     std::vector<std::string> faults;
     for (const Include& include : IncludesOf(source)) {
         const fs::path meant = Meant(include, root, file, room);
@@ -135,8 +145,9 @@ std::vector<std::string> Faults(const std::string& source, const fs::path& file,
             const auto outside = kOutside.find(room);
             const bool listed = outside != kOutside.end() &&
                                 (outside->second.count(include.path) > 0 || outside->second.count("*") > 0);
-            if (!standard && !listed)
+            if (!standard && !listed) {
                 faults.push_back("includes what this test does not know: " + include.text);
+            }
         }
         if (room == "choir" && kNotInChoir.count(include.path) > 0) {
             faults.push_back("has no use for " + include.text);
@@ -150,9 +161,13 @@ TEST(Includes, FollowTheArrowsBetweenTheRooms) {
     std::map<std::string, int> files;
     for (const auto& folder : fs::directory_iterator(root)) {
         const std::string name = folder.path().filename().string();
-        if (!folder.is_directory() || name[0] == '.' || kFree.count(name) > 0) continue;
+        if (!folder.is_directory() || name[0] == '.' || kFree.count(name) > 0) {
+            continue;
+        }
         for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-            if (!entry.is_regular_file() || !IsSource(entry.path())) continue;
+            if (!entry.is_regular_file() || !IsSource(entry.path())) {
+                continue;
+            }
             std::ifstream in(entry.path());
             const std::string source(std::istreambuf_iterator<char>(in), {});
             for (const std::string& fault : Faults(source, entry.path(), root)) {
@@ -241,7 +256,9 @@ TEST_F(OneInclude, OfAGuestIsAPublicHeader) {
 TEST_F(OneInclude, OfAGuestIsRefusedInTheCore) {
     int headers = 0;
     for (const auto& entry : fs::recursive_directory_iterator(root_ / "cli")) {
-        if (entry.path().extension() != ".h") continue;
+        if (entry.path().extension() != ".h") {
+            continue;
+        }
         const std::string path = entry.path().lexically_relative(root_).generic_string();
         EXPECT_TRUE(IsRefused("src/api/New.cpp", "#include \"" + path + "\"")) << path;
         EXPECT_TRUE(IsRefused("src/api/New.cpp", "#include <" + path + ">")) << path;

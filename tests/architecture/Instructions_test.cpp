@@ -46,30 +46,42 @@ constexpr const char* kAvxIntegers =
 Extension ExtensionOf(const std::string& mnemonic, const std::string& operands) {
     if (mnemonic[0] == 'v') {
         // Masks, and registers that only the longest vectors' encoding can name.
-        if (Matches(operands, ".*(%zmm|\\{%k|%k[0-7]|%[xy]mm(1[6-9]|2[0-9]|3[01])).*")) return kBeyond;
-        if (Matches(mnemonic, "vf(n?m(add|sub)|maddsub|msubadd)(132|213|231)[ps][sd]")) return kFMA;
+        if (Matches(operands, ".*(%zmm|\\{%k|%k[0-7]|%[xy]mm(1[6-9]|2[0-9]|3[01])).*")) {
+            return kBeyond;
+        }
+        if (Matches(mnemonic, "vf(n?m(add|sub)|maddsub|msubadd)(132|213|231)[ps][sd]")) {
+            return kFMA;
+        }
         // From a register, and not from memory, values are broadcast by AVX2 only.
-        if (Matches(mnemonic, "vbroadcasts[sd]") && Matches(operands, "\\s*%xmm.*")) return kBeyond;
-        if (Matches(mnemonic, kAvxFloats)) return kAVX;
+        if (Matches(mnemonic, "vbroadcasts[sd]") && Matches(operands, "\\s*%xmm.*")) {
+            return kBeyond;
+        }
+        if (Matches(mnemonic, kAvxFloats)) {
+            return kAVX;
+        }
         const bool wide = operands.find("%ymm") != std::string::npos;
         // Whatever else there is on these registers came later: AVX2, with new instructions on 16 bytes too.
         return !wide && Matches(mnemonic, kAvxIntegers) ? kAVX : kBeyond;
     }
-    if (Matches(mnemonic, "addsubp[sd]|h(add|sub)p[sd]|mov(sl|sh|d)dup|lddqu|fisttpl?l?")) return kSSE3;
+    if (Matches(mnemonic, "addsubp[sd]|h(add|sub)p[sd]|mov(sl|sh|d)dup|lddqu|fisttpl?l?")) {
+        return kSSE3;
+    }
     if (Matches(mnemonic,
                 "pshufb|palignr|pabs[bwd]|ph(add|sub).*|pmaddubsw|pmulhrsw|psign[bwd]|p?blend.*|dpp[sd]|"
                 "extractps|"
                 "insertps|movntdqa|mpsadbw|packusdw|pcmp(eq|gt)q|pextr[bdq]|pinsr[bdq]|phminposuw|p(max|min)("
                 "sb|sd|uw|ud)|"
-                "pmov[sz]x.*|pmuldq|pmulld|ptest|round[sp][sd]|crc32.*|pcmp[ei]str.*"))
+                "pmov[sz]x.*|pmuldq|pmulld|ptest|round[sp][sd]|crc32.*|pcmp[ei]str.*")) {
         return kSSE42;
+    }
     // Features that the choice of a level does not ask for. (tzcnt is left out: the compiler writes it where
     // bsf does as well, and older processors take it for bsf.)
     if (Matches(mnemonic,
                 "popcnt.?|lzcnt.?|andn.?|bextr.?|bls(i|r|msk).?|bzhi.?|pdep.?|pext.?|mulx.?|rorx.?|s(ar|hl|"
                 "hr)x.?|"
-                "ad[co]x.?|movbe.?|aes.*|pclmul.*|sha(1|256).*"))
+                "ad[co]x.?|movbe.?|aes.*|pclmul.*|sha(1|256).*")) {
         return kBeyond;
+    }
     return kBaseline;
 }
 
@@ -81,14 +93,18 @@ std::map<Extension, int> Count(const std::string& file) {
     std::istringstream lines(listing.output);
     for (std::string line; std::getline(lines, line);) {
         const std::size_t tab = line.find('\t');
-        if (tab == std::string::npos) continue;
+        if (tab == std::string::npos) {
+            continue;
+        }
         std::istringstream words(line.substr(tab + 1));
         std::string mnemonic, operands;
         do {
             words >> mnemonic;
         } while (Matches(mnemonic, "rep.*|lock|bnd|notrack|data16|cs|ds|addr32"));
         std::getline(words, operands);
-        if (!mnemonic.empty()) ++counts[ExtensionOf(mnemonic, operands)];
+        if (!mnemonic.empty()) {
+            ++counts[ExtensionOf(mnemonic, operands)];
+        }
     }
     return counts;
 }
@@ -96,10 +112,18 @@ std::map<Extension, int> Count(const std::string& file) {
 // The newest extension that an object of a level may use; "6fma" is level 6 where the processor multiplies
 // and adds in one step.
 Extension NewestOf(const std::string& level) {
-    if (level == "6fma") return kFMA;
-    if (level == "6") return kAVX;
-    if (level == "5") return kSSE42;
-    if (level == "4") return kSSE3;
+    if (level == "6fma") {
+        return kFMA;
+    }
+    if (level == "6") {
+        return kAVX;
+    }
+    if (level == "5") {
+        return kSSE42;
+    }
+    if (level == "4") {
+        return kSSE3;
+    }
     return kBaseline;
 }
 
@@ -139,7 +163,9 @@ TEST(Instructions, EveryObjectKeepsToItsLevel) {
         for (const auto& [extension, count] : Count(object)) {
             EXPECT_LE(extension, NewestOf(level)) << object << ", " << count << " times";
             ofLevel[level][extension] += count;
-            if (extension >= kAVX) wide += count;
+            if (extension >= kAVX) {
+                wide += count;
+            }
         }
     }
     EXPECT_GT(ofLevel["0"][kBaseline], 10000);

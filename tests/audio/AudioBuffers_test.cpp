@@ -154,8 +154,9 @@ class ReadFromAudioReader : public testing::Test {
   protected:
     static RowReader Reader(int32_t channels) {
         std::vector<std::vector<float>> rows;
-        for (int32_t c = 0; c < channels; ++c)
+        for (int32_t c = 0; c < channels; ++c) {
             rows.push_back(Ramp(1.0f + 100.0f * static_cast<float>(c), 20));
+        }
         return {std::move(rows), 44100};
     }
     // What reading frames 5, 6, 7 into samples 1, 2, 3 leaves in each channel of a buffer of 9s.
@@ -164,9 +165,13 @@ class ReadFromAudioReader : public testing::Test {
         RowReader reader = Reader(readerChannels);
         AudioSampleBuffer buffer(bufferChannels, 5);
         std::vector<std::vector<float>> result;
-        for (int32_t c = 0; c < bufferChannels; ++c) std::fill_n(buffer.GetChannel(c), 5, 9.0f);
+        for (int32_t c = 0; c < bufferChannels; ++c) {
+            std::fill_n(buffer.GetChannel(c), 5, 9.0f);
+        }
         buffer.ReadFromAudioReader(reader, 1, 3, 5, left, right);
-        for (int32_t c = 0; c < bufferChannels; ++c) result.push_back(Samples(buffer, c));
+        for (int32_t c = 0; c < bufferChannels; ++c) {
+            result.push_back(Samples(buffer, c));
+        }
         return result;
     }
     const std::vector<float> left = {9, 6, 7, 8, 9};

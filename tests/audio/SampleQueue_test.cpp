@@ -29,17 +29,25 @@ TEST(SampleQueue, HoldsWhatAPlainQueueHoldsAndZerosBehindIt) {
         expected.erase(expected.begin(), expected.begin() + dropped);
 
         ASSERT_EQ(queue.Size(), static_cast<int32_t>(expected.size()));
-        for (size_t i = 0; i < expected.size(); ++i) ASSERT_EQ(queue.Data()[i], expected[i]);
-        for (int32_t i = 0; i < kMargin; ++i) ASSERT_EQ(queue.Data()[queue.Size() + i], 0.0f);
+        for (size_t i = 0; i < expected.size(); ++i) {
+            ASSERT_EQ(queue.Data()[i], expected[i]);
+        }
+        for (int32_t i = 0; i < kMargin; ++i) {
+            ASSERT_EQ(queue.Data()[queue.Size() + i], 0.0f);
+        }
     }
 }
 
 TEST(SampleQueue, GrowsBeyondItsCapacityRatherThanOverrunIt) {
     SampleQueue queue;
     queue.Allocate(4, 2);
-    for (int32_t i = 0; i < 1000; ++i) *queue.Append(1) = static_cast<float>(i);
+    for (int32_t i = 0; i < 1000; ++i) {
+        *queue.Append(1) = static_cast<float>(i);
+    }
     ASSERT_EQ(queue.Size(), 1000);
-    for (int32_t i = 0; i < 1000; ++i) ASSERT_EQ(queue.Data()[i], static_cast<float>(i));
+    for (int32_t i = 0; i < 1000; ++i) {
+        ASSERT_EQ(queue.Data()[i], static_cast<float>(i));
+    }
     EXPECT_EQ(queue.Data()[1001], 0.0f);
 }
 

@@ -21,7 +21,9 @@ void ExpectNearestFloats(Function function, Wide wide, float from, float to) {
 }
 
 TEST(NarrowedMath, GivesTheNearestFloats) {
-    if (sizeof(long double) == sizeof(double)) GTEST_SKIP() << "no wider numbers to compare with";
+    if (sizeof(long double) == sizeof(double)) {
+        GTEST_SKIP() << "no wider numbers to compare with";
+    }
     ExpectNearestFloats(
         Narrowed::Sin, [](long double x) { return std::sin(x); }, -7.0f, 7.0f);
     ExpectNearestFloats(

@@ -25,7 +25,9 @@ std::vector<float> FloatsOfAllKinds() {
         floats.push_back(BitCast<float>(nan));
     }
     std::mt19937 random(5);
-    for (int i = 0; i < 300; ++i) floats.push_back(BitCast<float>(static_cast<uint32_t>(random())));
+    for (int i = 0; i < 300; ++i) {
+        floats.push_back(BitCast<float>(static_cast<uint32_t>(random())));
+    }
     return floats;
 }
 

@@ -15,7 +15,9 @@ namespace {
 
 std::string TextOf(const int32_t (&version)[4], int32_t numbers) {
     std::ostringstream text;
-    for (int32_t i = 0; i < numbers; ++i) text << (i > 0 ? "." : "") << version[i];
+    for (int32_t i = 0; i < numbers; ++i) {
+        text << (i > 0 ? "." : "") << version[i];
+    }
     return text.str();
 }
 

@@ -230,12 +230,16 @@ TEST(ChordSymbol, DegreesAreChordsOfTheKey) {
         {"V/V", "D"},       {"V7/ii", "A7"},     {"viio7/V", "F#dim7"},
         {"IV/V", "F/G"},    {"I/3", "C/E"},      {"V7sus4", "G7sus4"},
         {"iv", "Fm"},       {"IIm7", "Dm7"}};
-    for (const auto& [symbol, expected] : inC) EXPECT_EQ(name(symbol, 0), expected) << symbol;
+    for (const auto& [symbol, expected] : inC) {
+        EXPECT_EQ(name(symbol, 0), expected) << symbol;
+    }
     const std::pair<const char*, const char*> inAMinor[] = {
         {"i", "Am"},     {"iv", "Dm"},        {"V7", "E7"},           {"VI", "F"},
         {"VII", "G"},    {"bVII", "G"},       {"III", "C"},           {"v", "Em"},
         {"iio", "Bdim"}, {"viio7", "G#dim7"}, {"ii\u00F87", "Bm7b5"}, {"bII", "Bb"}};
-    for (const auto& [symbol, expected] : inAMinor) EXPECT_EQ(name(symbol, 21), expected) << symbol;
+    for (const auto& [symbol, expected] : inAMinor) {
+        EXPECT_EQ(name(symbol, 21), expected) << symbol;
+    }
     EXPECT_EQ(name("IV", 6), "B");
     EXPECT_EQ(name("V7", 3), "Bb7");
 }
@@ -324,9 +328,13 @@ TEST(ChordSymbol, AnyChordIsReadFromItsName) {
         chord.root = below(12);
         const int density = 1 + below(6);
         for (int interval = 0; interval <= 21; ++interval) {
-            if (interval == 0 ? below(8) != 0 : below(7) < density) chord.intervals.push_back(interval);
+            if (interval == 0 ? below(8) != 0 : below(7) < density) {
+                chord.intervals.push_back(interval);
+            }
         }
-        if (chord.intervals.empty()) continue;
+        if (chord.intervals.empty()) {
+            continue;
+        }
         const int bass = below(24);
         chord.bass = bass < 12 && bass != chord.root ? bass : -1;
         chord.name = ChordName(chord.root, chord.intervals, chord.bass, below(2) == 1);
@@ -343,14 +351,21 @@ TEST(ChordSymbol, AnyTriadWithAFewTonesMoreOrLessIsReadFromItsName) {
             for (int another = -1; another <= added; ++another) {
                 for (int left = 0; left < 3 && left < type.count; ++left) {
                     std::vector<bool> has(22);
-                    for (int i = 0; i < type.count; ++i)
+                    for (int i = 0; i < type.count; ++i) {
                         has[static_cast<std::size_t>(type.tones[i].semitones)] = i != left || left == 0;
-                    if (added >= 0) has[static_cast<std::size_t>(added)] = true;
-                    if (another >= 0) has[static_cast<std::size_t>(another)] = true;
+                    }
+                    if (added >= 0) {
+                        has[static_cast<std::size_t>(added)] = true;
+                    }
+                    if (another >= 0) {
+                        has[static_cast<std::size_t>(another)] = true;
+                    }
                     Chord chord;
                     chord.root = 2;
                     for (int interval = 0; interval <= 21; ++interval) {
-                        if (has[static_cast<std::size_t>(interval)]) chord.intervals.push_back(interval);
+                        if (has[static_cast<std::size_t>(interval)]) {
+                            chord.intervals.push_back(interval);
+                        }
                     }
                     chord.name = ChordName(chord.root, chord.intervals);
                     Chord read;

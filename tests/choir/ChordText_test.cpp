@@ -145,7 +145,9 @@ TEST(Key, UsualSpellingsAreRead) {
     EXPECT_EQ(ReadKey("Ebmaj"), 3);
     EXPECT_EQ(ReadKey("A major"), 9);
     EXPECT_EQ(ReadKey("am"), 21);
-    for (const char* bad : {"", "H", "c", "C dorian", "C#x"}) EXPECT_EQ(ReadKey(bad), -1) << bad;
+    for (const char* bad : {"", "H", "c", "C dorian", "C#x"}) {
+        EXPECT_EQ(ReadKey(bad), -1) << bad;
+    }
 }
 
 }  // namespace

@@ -16,19 +16,25 @@ using testing::IsEmpty;
 
 std::vector<TimedNote> Chord3(double start, double end, std::vector<double> pitches) {
     std::vector<TimedNote> notes;
-    for (double pitch : pitches) notes.push_back({start, end, pitch, 1.0});
+    for (double pitch : pitches) {
+        notes.push_back({start, end, pitch, 1.0});
+    }
     return notes;
 }
 
 std::vector<TimedNote> Join(std::vector<std::vector<TimedNote>> parts) {
     std::vector<TimedNote> all;
-    for (const auto& part : parts) all.insert(all.end(), part.begin(), part.end());
+    for (const auto& part : parts) {
+        all.insert(all.end(), part.begin(), part.end());
+    }
     return all;
 }
 
 std::vector<std::string> Names(const std::vector<TimedNote>& notes) {
     std::vector<std::string> names;
-    for (const TimedChord& chord : ChordsOfNotes(notes)) names.push_back(chord.chord.name);
+    for (const TimedChord& chord : ChordsOfNotes(notes)) {
+        names.push_back(chord.chord.name);
+    }
     return names;
 }
 

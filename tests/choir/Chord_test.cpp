@@ -59,7 +59,9 @@ TEST(ChordName, SaysBassAndAccidentals) {
 TEST(ChordSuffix, IsTheRowsOwnOrTheRowWithItsChanges) {
     for (const theory::ChordType& type : theory::kChordTypes) {
         std::vector<int> intervals;
-        for (int i = 0; i < type.count; ++i) intervals.push_back(type.tones[i].semitones);
+        for (int i = 0; i < type.count; ++i) {
+            intervals.push_back(type.tones[i].semitones);
+        }
         EXPECT_EQ(ChordSuffix(intervals), type.suffix);
     }
     EXPECT_EQ(ChordSuffix({0, 4}), "(no5)");
@@ -87,10 +89,14 @@ TEST(RecogniseChord, NamesChordsOnTheirBass) {
 TEST(RecogniseChord, KeepsEveryPitchClassOfAnySet) {
     for (unsigned set = 1; set < 4096; ++set) {
         for (int lowest = 0; lowest < 12; ++lowest) {
-            if ((set >> lowest & 1u) == 0) continue;
+            if ((set >> lowest & 1u) == 0) {
+                continue;
+            }
             std::vector<int> pitches = {36 + lowest};
             for (int p = 0; p < 12; ++p) {
-                if ((set >> p & 1u) != 0) pitches.push_back(60 + p);
+                if ((set >> p & 1u) != 0) {
+                    pitches.push_back(60 + p);
+                }
             }
             const Chord chord = RecogniseChord(pitches);
             ASSERT_EQ(PitchClassesOf(chord), set);

@@ -31,10 +31,14 @@ TEST(HarmonyElement, KindsAreReadWithRootAndBass) {
 TEST(HarmonyElement, KindsAreWrittenAsTheyAreRead) {
     for (const theory::ChordType& type : theory::kChordTypes) {
         std::vector<int> intervals;
-        for (int i = 0; i < type.count; ++i) intervals.push_back(type.tones[i].semitones);
+        for (int i = 0; i < type.count; ++i) {
+            intervals.push_back(type.tones[i].semitones);
+        }
         const std::string kind = HarmonyKindOf(intervals);
         EXPECT_EQ(kind, *type.kind == '\0' ? "other" : type.kind);
-        if (kind == "other") continue;
+        if (kind == "other") {
+            continue;
+        }
         EXPECT_EQ(ReadHarmonyElement({'C', 0, kind, "", {}, '\0', 0}).intervals, intervals) << kind;
     }
     EXPECT_STREQ(HarmonyKindOf({0, 1}), "other");

@@ -26,8 +26,12 @@ std::vector<VoiceNote> Line(int count, uint64_t seed, double shortest = 0.15) {
 
 double StandardDeviation(const std::vector<double>& values) {
     double mean = 0.0, sum = 0.0;
-    for (const double x : values) mean += x / static_cast<double>(values.size());
-    for (const double x : values) sum += (x - mean) * (x - mean);
+    for (const double x : values) {
+        mean += x / static_cast<double>(values.size());
+    }
+    for (const double x : values) {
+        sum += (x - mean) * (x - mean);
+    }
     return std::sqrt(sum / static_cast<double>(values.size()));
 }
 
@@ -48,7 +52,9 @@ double Correlation(const std::vector<double>& a, const std::vector<double>& b) {
 
 std::vector<double> Onsets(const std::vector<NoteManner>& manners) {
     std::vector<double> onsets;
-    for (const NoteManner& manner : manners) onsets.push_back(manner.onset);
+    for (const NoteManner& manner : manners) {
+        onsets.push_back(manner.onset);
+    }
     return onsets;
 }
 
@@ -82,8 +88,12 @@ TEST(RandomSource, GivesThePublishedNumbers) {
 TEST(RandomSource, IsUniformAndNormalEnough) {
     RandomSource source(77);
     std::vector<double> uniform, normal;
-    for (int i = 0; i < 100000; ++i) uniform.push_back(source.Uniform());
-    for (int i = 0; i < 100000; ++i) normal.push_back(source.Normal());
+    for (int i = 0; i < 100000; ++i) {
+        uniform.push_back(source.Uniform());
+    }
+    for (int i = 0; i < 100000; ++i) {
+        normal.push_back(source.Normal());
+    }
     EXPECT_NEAR(StandardDeviation(uniform), std::sqrt(1.0 / 12.0), 0.003);
     EXPECT_NEAR(StandardDeviation(normal), 1.0, 0.01);
     EXPECT_LT(*std::max_element(normal.begin(), normal.end()), 3.47);
@@ -153,7 +163,9 @@ TEST(Humanize, BordersOfNotesThatTouchMoveTogether) {
     const auto manners = Humanize(notes, 0, {0.7, 8});
     int touching = 0;
     for (std::size_t i = 0; i + 1 < notes.size(); ++i) {
-        if (notes[i + 1].start - notes[i].end > 0.0) continue;
+        if (notes[i + 1].start - notes[i].end > 0.0) {
+            continue;
+        }
         ++touching;
         EXPECT_EQ(manners[i].release, manners[i + 1].onset);
         EXPECT_EQ(manners[i].levelAtEnd, manners[i + 1].levelAtStart);

@@ -25,7 +25,9 @@ std::vector<float> Sine(double cyclesPerSample, int32_t count) {
 std::vector<float> Noise(int32_t count) {
     RandomSource random(5);
     std::vector<float> samples;
-    for (int32_t i = 0; i < count; ++i) samples.push_back(static_cast<float>(2.0 * random.Uniform() - 1.0));
+    for (int32_t i = 0; i < count; ++i) {
+        samples.push_back(static_cast<float>(2.0 * random.Uniform() - 1.0));
+    }
     return samples;
 }
 
@@ -88,7 +90,9 @@ TEST(Oversampler, AToneStaysWhereItWasOnTheFinerClock) {
     for (const int factor : {2, 4}) {
         const auto out = GoUp(Oversampler(factor), in);
         const auto wanted = Sine(kFrequency / factor, 2000 * factor);
-        for (std::size_t i = 400; i < out.size() - 400; ++i) ASSERT_NEAR(out[i], wanted[i], 2e-5);
+        for (std::size_t i = 400; i < out.size() - 400; ++i) {
+            ASSERT_NEAR(out[i], wanted[i], 2e-5);
+        }
     }
 }
 
@@ -98,8 +102,9 @@ TEST(Oversampler, UpAndDownGivesTheRecordingBack) {
         for (const int factor : {1, 2, 4}) {
             const Oversampler oversampler(factor);
             const auto back = GoDown(oversampler, GoUp(oversampler, in));
-            for (std::size_t i = 100; i < in.size() - 100; ++i)
+            for (std::size_t i = 100; i < in.size() - 100; ++i) {
                 ASSERT_NEAR(back[i], in[i], 5e-5) << frequency;
+            }
         }
     }
 }

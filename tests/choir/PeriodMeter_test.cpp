@@ -23,7 +23,9 @@ double TruePitch(const SungRecording& song, double start, double end) {
     int count = 0;
     for (auto i = static_cast<std::size_t>(start * song.sampleRate);
          i < std::min(song.pitch.size(), static_cast<std::size_t>(end * song.sampleRate)); ++i) {
-        if (song.pitch[i] <= 0.0f) continue;
+        if (song.pitch[i] <= 0.0f) {
+            continue;
+        }
         sum += song.pitch[i];
         ++count;
     }
@@ -71,14 +73,18 @@ TEST(PeriodMeter, NoiseDoesNotAgreeWithItself) {
     const Take take(ViewOf(noise, 44100.0));
     double sum = 0.0;
     const auto periods = MeasurePeriods(take.audio(), take.curve());
-    for (const MeasuredPeriod& period : periods) sum += period.agreement;
+    for (const MeasuredPeriod& period : periods) {
+        sum += period.agreement;
+    }
     EXPECT_LT(sum / static_cast<double>(std::max<std::size_t>(periods.size(), 1)), 0.35);
 }
 
 TEST(PeriodMeter, SilenceAndNothingHaveNoPitch) {
     const std::vector<float> silence(20000);
     std::vector<CurvePoint> marks;
-    for (int i = 0; i < 100; ++i) marks.push_back({0.004 * i, 60.0, true});
+    for (int i = 0; i < 100; ++i) {
+        marks.push_back({0.004 * i, 60.0, true});
+    }
     const auto periods = MeasurePeriods(ViewOf(silence, 44100.0), marks);
     EXPECT_EQ(PitchOfStretch(periods, 0.0, 1.0, -1.0), -1.0);
     EXPECT_TRUE(MeasurePeriods(ViewOf(silence, 44100.0), {}).empty());

@@ -75,7 +75,9 @@ double Level(const std::vector<float>& samples, double rate, double start, doubl
 double PitchIn(const std::vector<float>& samples, int32_t rate, double start, double end, double near) {
     std::vector<CurvePoint> marks;
     const double period = 1.0 / (440.0 * std::exp2((near - 69.0) / 12.0));
-    for (double time = start; time < end; time += period) marks.push_back({time, near, true});
+    for (double time = start; time < end; time += period) {
+        marks.push_back({time, near, true});
+    }
     const AudioView view{samples.data(), static_cast<int32_t>(samples.size()), 1, rate};
     return PitchOfStretch(MeasurePeriods(view, marks), start, end, 0.0);
 }
@@ -88,7 +90,9 @@ TEST(Renderer, AVoiceOnTheLeadsOwnPitchIsTheLead) {
         renderer.SetVoice(0, Moved(sung.notes, 0.0));
         const auto voice = Render(renderer, 0, 0, sung.view.frames);
         for (const SungNote& note : sung.notes) {
-            if (note.end - note.start < 0.3) continue;  // a consonant, with more treble than goes up and down
+            if (note.end - note.start < 0.3) {
+                continue;  // a consonant, with more treble than goes up and down
+            }
             double error = 0.0, power = 0.0;
             for (auto i = static_cast<std::size_t>((note.start + 0.03) * 44100.0);
                  i < static_cast<std::size_t>((note.end - 0.03) * 44100.0); ++i) {
@@ -149,7 +153,9 @@ TEST(Renderer, NotesSoundAtThePitchTheyAreAskedFor) {
             renderer.SetVoice(0, Moved(sung.notes, semitones));
             const auto voice = Render(renderer, 0, 0, sung.view.frames);
             for (const SungNote& note : sung.notes) {
-                if (note.end - note.start < 0.4) continue;
+                if (note.end - note.start < 0.4) {
+                    continue;
+                }
                 const double wanted = note.pitch + semitones;
                 const double found =
                     PitchIn(voice, sung.view.sampleRate, note.start + 0.12, note.end - 0.12, wanted);
@@ -168,7 +174,9 @@ TEST(Renderer, VoicesAreAsLoudAsTheLeadNoteByNote) {
         renderer.SetVoice(0, Moved(sung.notes, semitones));
         const auto voice = Render(renderer, 0, 0, sung.view.frames);
         for (const SungNote& note : sung.notes) {
-            if (note.end - note.start < 0.3) continue;
+            if (note.end - note.start < 0.3) {
+                continue;
+            }
             EXPECT_NEAR(Level(voice, 44100.0, note.start + 0.05, note.end - 0.05),
                         Level(sung.song.samples, 44100.0, note.start + 0.05, note.end - 0.05), 1.0)
                 << semitones;
@@ -225,7 +233,9 @@ TEST(Renderer, StereoKeepsItsChannels) {
     std::vector<float> left(40000), right(40000);
     float* rows[] = {left.data(), right.data()};
     renderer.Render(0, 10000, 40000, rows);
-    for (std::size_t i = 0; i < left.size(); ++i) ASSERT_NEAR(right[i], 0.25f * left[i], 1e-5f);
+    for (std::size_t i = 0; i < left.size(); ++i) {
+        ASSERT_NEAR(right[i], 0.25f * left[i], 1e-5f);
+    }
 }
 
 TEST(Renderer, OversamplingFollowsTheHighestPitchAndTheLimitsOfTheCore) {

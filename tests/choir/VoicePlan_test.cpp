@@ -27,7 +27,9 @@ const std::vector<Unvoiced> kPauses = {{0.0, 0.4}, {2.7, 3.4}, {4.6, kSeconds}};
 
 const VoiceSegment* SegmentAt(const VoicePlan& plan, double time) {
     for (const VoiceSegment& segment : plan.segments) {
-        if (segment.targetStart <= time && time < segment.targetEnd) return &segment;
+        if (segment.targetStart <= time && time < segment.targetEnd) {
+            return &segment;
+        }
     }
     return nullptr;
 }
@@ -44,8 +46,9 @@ void ExpectWhole(const VoicePlan& plan) {
     }
     EXPECT_NEAR(source, kSeconds, 1e-9);
     EXPECT_GE(target, kSeconds - 1e-9);
-    for (std::size_t i = 0; i + 1 < plan.level.size(); ++i)
+    for (std::size_t i = 0; i + 1 < plan.level.size(); ++i) {
         EXPECT_LT(plan.level[i].time, plan.level[i + 1].time);
+    }
 }
 
 TEST(VoicePlan, MovesEachNoteFromWhatWasSungToWhatIsWanted) {

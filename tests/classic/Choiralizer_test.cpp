@@ -271,8 +271,12 @@ TEST(ScaleMap, AgreesWithPairingTheTonesForAnyTwoScales) {
             engine->SetOutputScale(out);
             std::vector<int32_t> inTones, outTones, expected(12, 0);
             for (int32_t p = 0; p < 12; ++p) {
-                if (ScaleTable[in][p]) inTones.push_back(p);
-                if (ScaleTable[out][p]) outTones.push_back(p);
+                if (ScaleTable[in][p]) {
+                    inTones.push_back(p);
+                }
+                if (ScaleTable[out][p]) {
+                    outTones.push_back(p);
+                }
             }
             for (size_t i = 0; i < inTones.size(); ++i) {
                 const int32_t u = inTones[i];
@@ -281,7 +285,9 @@ TEST(ScaleMap, AgreesWithPairingTheTonesForAnyTwoScales) {
                     v = outTones[i];
                 } else if (out != ScaleChromatic) {
                     int32_t t = 0;
-                    while (!ScaleTable[out][(u + t) % 12] && !ScaleTable[out][(u - t + 12) % 12]) ++t;
+                    while (!ScaleTable[out][(u + t) % 12] && !ScaleTable[out][(u - t + 12) % 12]) {
+                        ++t;
+                    }
                     v = ScaleTable[out][(u + t) % 12] ? (u + t) % 12 : (u - t + 12) % 12;
                 }
                 expected[(5 + u) % 12] = v - u;

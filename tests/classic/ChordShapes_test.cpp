@@ -45,12 +45,18 @@ TEST(StackInThirds, MovesNotesByOctavesAloneAndSortsThem) {
     std::mt19937 random(17);
     for (int round = 0; round < 2000; ++round) {
         Notes notes(3 + random() % 2);
-        for (int64_t& note : notes) note = static_cast<int64_t>(random() % 60) - 20;
+        for (int64_t& note : notes) {
+            note = static_cast<int64_t>(random() % 60) - 20;
+        }
         const Notes stack = Stacked(notes);
         ASSERT_TRUE(std::is_sorted(stack.begin(), stack.end()));
         std::multiset<int32_t> before, after;
-        for (int64_t note : notes) before.insert(PitchClass(note));
-        for (int64_t note : stack) after.insert(PitchClass(note));
+        for (int64_t note : notes) {
+            before.insert(PitchClass(note));
+        }
+        for (int64_t note : stack) {
+            after.insert(PitchClass(note));
+        }
         ASSERT_EQ(before, after);
     }
 }

@@ -53,7 +53,9 @@ struct PlainTracker {
 
     int32_t Degree(int32_t pitch, int32_t scaleRow) const {
         int32_t tones = 0;
-        for (int32_t p = 0; p <= (pitch - key + 156) % 12; ++p) tones += ScaleTable[scaleRow][p];
+        for (int32_t p = 0; p <= (pitch - key + 156) % 12; ++p) {
+            tones += ScaleTable[scaleRow][p];
+        }
         return tones - 1;
     }
     bool Diatonic(int32_t s) const { return engine.IsDiatonic({s % 12, 3, s / 12, SeventhNone}); }
@@ -74,13 +76,17 @@ struct PlainTracker {
                         chords[c].triadType == 5 ? 0.0f : weight(kOpeningWeight, Degree(chords[c].root, row));
                     maximum = std::max(maximum, w[c]);
                 }
-                for (float& x : w) x /= maximum;
+                for (float& x : w) {
+                    x /= maximum;
+                }
             }
             for (int32_t c = 0; c < 3; ++c) {
                 const int32_t root = chords[c].root, type = chords[c].triadType;
                 w[c] *= weight(kGeneralWeight, Degree(root, row));
                 int32_t third = 0, seen = ScaleTable[row][(root - key + 156) % 12];
-                while (seen < 3) seen += ScaleTable[row][(root - key + 156 + ++third) % 12];
+                while (seen < 3) {
+                    seen += ScaleTable[row][(root - key + 156 + ++third) % 12];
+                }
                 const int32_t m = type == 1 || type == 2   ? 1
                                   : type == 0 || type == 3 ? 0
                                   : third == 4             ? 0
@@ -89,12 +95,20 @@ struct PlainTracker {
             }
         }
         float maximum = 0.0f;
-        for (int32_t s = 0; s < 25; ++s)
-            for (const float v : votes[s])
-                if (v > maximum) maximum = v;
-        if (maximum > 0.0f)
-            for (int32_t s = 0; s < 25; ++s)
-                for (float& v : votes[s]) v /= maximum;
+        for (int32_t s = 0; s < 25; ++s) {
+            for (const float v : votes[s]) {
+                if (v > maximum) {
+                    maximum = v;
+                }
+            }
+        }
+        if (maximum > 0.0f) {
+            for (int32_t s = 0; s < 25; ++s) {
+                for (float& v : votes[s]) {
+                    v /= maximum;
+                }
+            }
+        }
     }
 
     bool Allowed(int32_t p, int32_t s) const { return p != 23 || Diatonic(s); }
@@ -120,15 +134,21 @@ struct PlainTracker {
         const size_t count = votes[0].size();
         std::vector<float> cost(25);
         std::vector<std::vector<int32_t>> from(count, std::vector<int32_t>(25));
-        for (int32_t s = 0; s < 25; ++s) cost[s] = 1.0f - votes[s][0];
+        for (int32_t s = 0; s < 25; ++s) {
+            cost[s] = 1.0f - votes[s][0];
+        }
         for (size_t t = 1; t < count; ++t) {
             std::vector<float> next(25);
             for (int32_t s = 0; s < 25; ++s) {
                 float best = 1e37f;
                 for (int32_t p = 0; p < 25; ++p) {
-                    if (!Allowed(p, s)) continue;
+                    if (!Allowed(p, s)) {
+                        continue;
+                    }
                     const float c = Step(cost[p], p, s);
-                    if (c < best) best = c, from[t][s] = p;
+                    if (c < best) {
+                        best = c, from[t][s] = p;
+                    }
                 }
                 next[s] = 1.0f - votes[s][t] + best;
             }
@@ -137,10 +157,14 @@ struct PlainTracker {
         int32_t state = 0;
         float best = 1e37f;
         for (int32_t s = 0; s < 25; ++s) {
-            if (cost[s] < best) best = cost[s], state = s;
+            if (cost[s] < best) {
+                best = cost[s], state = s;
+            }
         }
         std::vector<int32_t> path(count);
-        for (size_t t = count; t-- > 0; state = from[t][state]) path[t] = state;
+        for (size_t t = count; t-- > 0; state = from[t][state]) {
+            path[t] = state;
+        }
         return path;
     }
 };
@@ -216,7 +240,9 @@ TEST(TrackChords, MovesAlongWithTheKey) {
     const auto home = Track(*NewEngine(), melody);
     for (int32_t key = 1; key < 12; ++key) {
         std::vector<int32_t> moved = melody;
-        for (int32_t& note : moved) note += key;
+        for (int32_t& note : moved) {
+            note += key;
+        }
         const auto away = Track(*NewEngine(key), moved);
         for (size_t t = 0; t < melody.size(); ++t) {
             EXPECT_EQ(away[t].root, (home[t].root + key) % 12);
@@ -237,7 +263,9 @@ TEST(TrackChords, AgreesWithThePlainSearchOnRandomMelodies) {
         engine->SetQuantize(below(3) != 0);
         engine->SetScaleMap(below(3) != 0);
         std::vector<int32_t> notes(static_cast<size_t>(1 + below(20)));
-        for (int32_t& note : notes) note = 50 + below(25);
+        for (int32_t& note : notes) {
+            note = 50 + below(25);
+        }
         PlainTracker plain{*engine, key, row, {}};
         plain.Vote(notes);
         ASSERT_EQ(States(*engine, notes), plain.Search()) << "melody " << melody << " row " << row;
@@ -250,7 +278,9 @@ TEST(TrackChords, FindsTheCheapestOfAllPaths) {
         const int32_t key = static_cast<int32_t>(random() % 12), row = melody % 2 ? ScaleMinor : ScaleMajor;
         const auto engine = NewEngine(key, row);
         std::vector<int32_t> notes(3);
-        for (int32_t& note : notes) note = 55 + static_cast<int32_t>(random() % 20);
+        for (int32_t& note : notes) {
+            note = 55 + static_cast<int32_t>(random() % 20);
+        }
         PlainTracker plain{*engine, key, row, {}};
         plain.Vote(notes);
         float cheapest = 1e37f;
@@ -285,7 +315,9 @@ TEST(TrackChords, FindsSensibleChordsForRealTunes) {
         }
         const auto engine = NewEngine(tune.keyTonic, tune.keyMode == "minor" ? ScaleMinor : ScaleMajor);
         std::vector<int32_t> notes;
-        for (const TuneNote& note : tune.notes) notes.push_back(note.pitch);
+        for (const TuneNote& note : tune.notes) {
+            notes.push_back(note.pitch);
+        }
         const std::vector<ClassicChord> chords = Track(*engine, notes);
         for (size_t t = 0; t < notes.size(); ++t) {
             ASSERT_TRUE(engine->IsDiatonic(chords[t])) << tune.name << " note " << t;
@@ -293,7 +325,9 @@ TEST(TrackChords, FindsSensibleChordsForRealTunes) {
             ClassicChord holders[3];
             engine->ChordsOfNote(lead, holders, 3);
             ++notesInAll;
-            for (const ClassicChord& holder : holders) holding += holder.root == chords[t].root;
+            for (const ClassicChord& holder : holders) {
+                holding += holder.root == chords[t].root;
+            }
             if (tune.notes[t].chordRoot >= 0) {
                 ++judged;
                 agreeing += chords[t].root == tune.notes[t].chordRoot;

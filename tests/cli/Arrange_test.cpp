@@ -87,7 +87,9 @@ std::vector<Part> PartsOfJson(const Json& json) {
 Json PitchOf(const Json& json, const std::string& voice, std::size_t lead) {
     for (const Json& line : json["voices"]) {
         for (const Json& note : line["notes"]) {
-            if (line["name"] == voice && note["lead"] == lead) return note["pitch_midi"];
+            if (line["name"] == voice && note["lead"] == lead) {
+                return note["pitch_midi"];
+            }
         }
     }
     return nullptr;
@@ -137,7 +139,9 @@ TEST_F(Arrange, EveryStyleWritesTheSameNotesEverywhere) {
 }
 
 TEST_F(Arrange, NotationSoftwareReadsTheSameNotes) {
-    if (!HaveLilyPond() || !HaveMidicsv()) GTEST_SKIP() << "lilypond or midicsv is missing";
+    if (!HaveLilyPond() || !HaveMidicsv()) {
+        GTEST_SKIP() << "lilypond or midicsv is missing";
+    }
     // Triplets, a dotted eighth, notes over bar lines, a whole bar of rest and a change of metre in the
     // upbeat's wake.
     std::ofstream(Path("rhythm.tsv"))
@@ -154,17 +158,23 @@ TEST_F(Arrange, NotationSoftwareReadsTheSameNotes) {
         ASSERT_EQ(result.status, 0) << result.output;
         const Json json = Json::parse(Text(name + ".json"));
         std::vector<std::string> names;
-        for (const Json& voice : json["voices"]) names.push_back(voice["name"]);
+        for (const Json& voice : json["voices"]) {
+            names.push_back(voice["name"]);
+        }
         scores.push_back({Path(name + ".musicxml"), names});
         wanted.push_back(PartsOfJson(json));
         EXPECT_EQ(PartsOfMidi(Path(name + ".mid")), wanted.back()) << arguments;
     };
-    for (const std::size_t style : {0, 2, 4, 9, 12}) add("tune.tsv --upbeat 1 --style " + kStyles.at(style));
+    for (const std::size_t style : {0, 2, 4, 9, 12}) {
+        add("tune.tsv --upbeat 1 --style " + kStyles.at(style));
+    }
     add("rhythm.tsv");
     add("rhythm.tsv --key 'Eb mixolydian' --style block");
     const auto read = PartsOfScores(scores);
     ASSERT_EQ(read.size(), scores.size());
-    for (std::size_t i = 0; i < read.size(); ++i) EXPECT_EQ(read[i], wanted[i]) << i;
+    for (std::size_t i = 0; i < read.size(); ++i) {
+        EXPECT_EQ(read[i], wanted[i]) << i;
+    }
 }
 
 TEST_F(Arrange, FourPartsKeepTheMelodyInTheVoiceAskedFor) {
@@ -175,7 +185,9 @@ TEST_F(Arrange, FourPartsKeepTheMelodyInTheVoiceAskedFor) {
         const Json json = Json::parse(Text("a.json"));
         for (std::size_t i = 0; i < json["notes"].size(); ++i) {
             EXPECT_EQ(PitchOf(json, voices[v], i), json["notes"][i]["pitch_midi"]);
-            for (const char* voice : voices) EXPECT_FALSE(PitchOf(json, voice, i).is_null());
+            for (const char* voice : voices) {
+                EXPECT_FALSE(PitchOf(json, voice, i).is_null());
+            }
         }
     }
 }
@@ -330,7 +342,9 @@ TEST_F(Arrange, ARecordingIsArrangedAndEveryStyleIsSung) {
         ASSERT_EQ(result.status, 0) << style << result.output;
         const Json report = Json::parse(Text("r.json"));
         EXPECT_EQ(report["voices"][0]["notes"].size(), 10u) << style;
-        if (style != "four-part") continue;
+        if (style != "four-part") {
+            continue;
+        }
         for (const Json& voice : report["voices"]) {
             for (std::size_t i = 0; i < 10; ++i) {
                 EXPECT_EQ(voice["notes"][i]["pitch_midi"],

@@ -41,7 +41,9 @@ std::ostream& operator<<(std::ostream& out, const Found& f) { return out << f.ti
 
 std::vector<Found> List(const std::vector<TimedChord>& chords) {
     std::vector<Found> found;
-    for (const TimedChord& chord : chords) found.push_back({chord.time, chord.chord.name});
+    for (const TimedChord& chord : chords) {
+        found.push_back({chord.time, chord.chord.name});
+    }
     return found;
 }
 

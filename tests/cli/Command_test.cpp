@@ -37,7 +37,9 @@ class Command : public CommandFolder {
         AudioWriter writer(Path(name), SampleFormat::Float, channels, static_cast<int32_t>(rate));
         std::vector<float> samples;
         for (const float s : song.samples) {
-            for (int c = 0; c < channels; ++c) samples.push_back(c == 1 ? 0.5f * s : s);
+            for (int c = 0; c < channels; ++c) {
+                samples.push_back(c == 1 ? 0.5f * s : s);
+            }
         }
         writer.Write(samples.data(), static_cast<int32_t>(song.samples.size()));
         writer.Finish();
@@ -47,7 +49,9 @@ class Command : public CommandFolder {
         std::vector<std::string> names;
         for (const auto& entry : fs::recursive_directory_iterator(folder)) {
             const std::string name = entry.path().filename().string();
-            if (name.find("unfinished") != std::string::npos) names.push_back(name);
+            if (name.find("unfinished") != std::string::npos) {
+                names.push_back(name);
+            }
         }
         return names;
     }
@@ -55,7 +59,9 @@ class Command : public CommandFolder {
 
 double Peak(const std::vector<float>& samples) {
     double peak = 0.0;
-    for (const float s : samples) peak = std::max(peak, std::fabs(static_cast<double>(s)));
+    for (const float s : samples) {
+        peak = std::max(peak, std::fabs(static_cast<double>(s)));
+    }
     return peak;
 }
 
@@ -71,7 +77,9 @@ int BestLevel() { return mlh::GetProcessorLevel(); }
 
 TEST_F(Command, TheLevelAskedForIsInUse) {
     for (const int level : {0, 3, 4, 5, 6}) {
-        if (level > BestLevel()) continue;
+        if (level > BestLevel()) {
+            continue;
+        }
         const std::string option = "--level " + std::to_string(level);
         const std::string told = "processor level " + std::to_string(level);
         EXPECT_THAT(Run(option + " --version").output, HasSubstr(told));
@@ -81,12 +89,15 @@ TEST_F(Command, TheLevelAskedForIsInUse) {
 
 TEST_F(Command, ALevelHasAName) {
     for (const int level : {0, 3, 4, 5, 6}) {
-        if (level > BestLevel()) continue;
+        if (level > BestLevel()) {
+            continue;
+        }
         std::string name = mlh::GetProcessorLevelName(level);
         const std::string expected = "processor level " + std::to_string(level);
         EXPECT_THAT(Run("--version --level " + name).output, HasSubstr(expected));
-        for (char& letter : name)
+        for (char& letter : name) {
             letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+        }
         EXPECT_THAT(Run("--version --level " + name).output, HasSubstr(expected));
     }
 }
@@ -104,7 +115,9 @@ TEST_F(Command, EveryCommandTakesALevelBeforeOrBehindItsName) {
 TEST_F(Command, ALevelThatTheMachineLacksOrThatDoesNotExistIsRefused) {
     WriteLead("lead.wav");
     for (const int level : {-1, 1, 2, 3, 4, 5, 6, 7}) {
-        if (level >= 3 && level <= BestLevel()) continue;
+        if (level >= 3 && level <= BestLevel()) {
+            continue;
+        }
         const auto result = Run("analyze lead.wav --level " + std::to_string(level));
         EXPECT_EQ(result.status, 2) << level;
         EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 1) << result.output;
@@ -128,7 +141,9 @@ std::vector<std::string> ExamplesIn(const std::string& text) {
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
         const auto start = line.find_first_not_of(' ');
-        if (start == std::string::npos || line.compare(start, 4, "mlh ") != 0) continue;
+        if (start == std::string::npos || line.compare(start, 4, "mlh ") != 0) {
+            continue;
+        }
         const auto comment = line.find("  # ");  // not every system's shell knows them
         examples.push_back(line.substr(start + 4, comment - (start + 4)));
     }
@@ -150,8 +165,9 @@ TEST_F(Command, ExamplesOfHelpAndDocumentsRun) {
             ++count;
         }
     };
-    for (const std::string command : {"harmonize", "analyze", "arrange"})
+    for (const std::string command : {"harmonize", "analyze", "arrange"}) {
         run(Run(command + " --help").output);
+    }
     EXPECT_GE(count, 10u);
     for (const char* name : {"/README.md", "/docs/guide.md"}) {
         std::ifstream file(SourceDir() + name);
@@ -185,7 +201,9 @@ TEST_F(Command, StemsAreAsLongAsTheLeadAndTheLeadIsUntouched) {
             EXPECT_EQ(stem.Frames(), lead.Frames());
             EXPECT_EQ(stem.channels, channels);
             EXPECT_GT(Peak(stem.samples), 0.05) << voice;
-            if (channels == 1) continue;
+            if (channels == 1) {
+                continue;
+            }
             // The right side is the left at half the level, in the voices too.
             for (int32_t i = 0; i < stem.Frames(); ++i) {
                 ASSERT_NEAR(stem.samples[2 * i + 1], 0.5f * stem.samples[2 * i], 1e-6f) << i;
@@ -214,7 +232,9 @@ TEST_F(Command, TheMixIsThatOfTheLibrary) {
     std::vector<int16_t> out(lead.samples.size());
     mlhProcessOutputData16(mlh, out.data(), lead.Frames(), 2, nullptr);
     mlhDestroyInstance(&mlh);
-    for (std::size_t i = 0; i < out.size(); ++i) ASSERT_EQ(mix.samples[i], out[i] / 32768.0f) << i;
+    for (std::size_t i = 0; i < out.size(); ++i) {
+        ASSERT_EQ(mix.samples[i], out[i] / 32768.0f) << i;
+    }
 }
 
 TEST_F(Command, FormatsHoldTheirBits) {
@@ -282,10 +302,14 @@ TEST_F(Command, AChordHoldsForTheNoteItIsMeantFor) {
     // The second phrase starts at 2.7 s; the chord comes in the rest before it.
     ASSERT_EQ(Run("harmonize lead.wav --chords '0 C, 2.55 F' -o a.wav --report a.json").status, 0);
     const Json report = Json::parse(Text("a.json"));
-    for (const int pitch : SungAt(report, 0.3)) EXPECT_THAT(pitch % 12, testing::AnyOf(0, 4, 7));
+    for (const int pitch : SungAt(report, 0.3)) {
+        EXPECT_THAT(pitch % 12, testing::AnyOf(0, 4, 7));
+    }
     const auto second = SungAt(report, 4.2);  // E, and the tones of F
     ASSERT_EQ(second.size(), 4u);
-    for (std::size_t v = 1; v < 4; ++v) EXPECT_THAT(second[v] % 12, testing::AnyOf(5, 9, 0)) << v;
+    for (std::size_t v = 1; v < 4; ++v) {
+        EXPECT_THAT(second[v] % 12, testing::AnyOf(5, 9, 0)) << v;
+    }
 }
 
 TEST_F(Command, NoChordAtTheStartDoesNotSilenceTheChoir) {
@@ -339,7 +363,9 @@ TEST_F(Command, AnalyzeFindsTheNotesThatWereSung) {
     EXPECT_EQ(json["key"]["name"], "C major");
     const int sung[] = {60, 62, 64, 65, 67, 64, 62, 60, 59, 60};
     ASSERT_EQ(json["notes"].size(), 10u);
-    for (std::size_t i = 0; i < 10; ++i) EXPECT_NEAR(json["notes"][i]["pitch_midi"], sung[i], 0.2) << i;
+    for (std::size_t i = 0; i < 10; ++i) {
+        EXPECT_NEAR(json["notes"][i]["pitch_midi"], sung[i], 0.2) << i;
+    }
     EXPECT_THAT(Text("a.csv"), HasSubstr("start_s,end_s,pitch_midi,frequency_hz,note,cents,level\n"));
     EXPECT_THAT(Text("a.txt"), HasSubstr("\tC4\n"));
     EXPECT_THAT(Text("a.f0"), HasSubstr(",0.000\n"));
@@ -448,7 +474,9 @@ TEST_F(Command, NoOutputTakesThePlaceOfAnInput) {
 TEST_F(Command, AnInterruptLeavesNoHalfWrittenFile) {
     const SungRecording song = SingPhrase();
     AudioWriter writer(Path("long.wav"), SampleFormat::Int16, 1, 44100);
-    for (int i = 0; i < 8; ++i) writer.Write(song.samples.data(), static_cast<int32_t>(song.samples.size()));
+    for (int i = 0; i < 8; ++i) {
+        writer.Write(song.samples.data(), static_cast<int32_t>(song.samples.size()));
+    }
     writer.Finish();
     ASSERT_EQ(Run("analyze long.wav --f0 whole.csv -q").status, 0);
     ASSERT_GT(fs::file_size(Path("whole.csv")), 2u * 65536u);  // what a pipe holds
@@ -478,7 +506,9 @@ TEST_F(Command, AFullDiskIsAFailureThatNamesTheFile) {
         EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 1) << result.output;
     }
     EXPECT_THAT(HalfWritten(), testing::IsEmpty());
-    for (const auto& entry : fs::directory_iterator(folder)) EXPECT_EQ(entry.path().filename(), "lead.wav");
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        EXPECT_EQ(entry.path().filename(), "lead.wav");
+    }
 }
 
 TEST_F(Command, WhatCannotBePrintedIsAFailure) {
@@ -548,7 +578,9 @@ TEST_F(Command, ADamagedRecordingIsReadAsFarAsItGoesAndThatIsSaid) {
     const std::string whole = Text("whole.flac");
     const auto damage = [&](std::size_t from, std::size_t to) {
         std::string bytes = whole;
-        for (std::size_t i = from; i < to; ++i) bytes[i] = static_cast<char>(~bytes[i]);
+        for (std::size_t i = from; i < to; ++i) {
+            bytes[i] = static_cast<char>(~bytes[i]);
+        }
         std::ofstream(Path("damaged.flac"), std::ios::binary) << bytes;
         return Run("analyze damaged.flac -q");
     };

@@ -146,8 +146,9 @@ TEST(MidiFile, DamagedFilesAreRefused) {
         OneTrack(std::string("\xFF\xFF\xFF\xFF\x7F\x90\x3C\x64", 8)),  // a time of five bytes
         "MThd" + std::string("\0\0\0\6\0\2", 6) + good.substr(10),     // format 2
     };
-    for (const std::string& bytes : damaged)
+    for (const std::string& bytes : damaged) {
         EXPECT_THROW(ReadBytes(bytes), Failure) << testing::PrintToString(bytes);
+    }
 }
 
 }  // namespace

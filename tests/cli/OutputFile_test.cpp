@@ -148,7 +148,9 @@ TEST_F(OutputFiles, StayWhenTheSignalWasToBeIgnored) {
 // 251 bytes leave no room for more in a name of 255. The front that is cut off ends within a character.
 TEST_F(OutputFiles, OfTheLongestNamesAreWritten) {
     std::string name;
-    for (int i = 0; i < 123; ++i) name += "\u00fc";
+    for (int i = 0; i < 123; ++i) {
+        name += "\u00fc";
+    }
     for (const std::string front : {"a", "ab"}) {
         WriteTextFile(Path(front + name + ".txt"), "text");
         EXPECT_EQ(ReadFile(Path(front + name + ".txt")), "text");

@@ -21,11 +21,15 @@ constexpr float kGuard = 77.5f;
 std::vector<double> PlainLags(const std::vector<float>& x) {
     const size_t n = x.size();
     double middle = 0.0;
-    for (size_t j = 0; j < n; ++j) middle += (j % 2 == 0 ? 1.0 : -1.0) * static_cast<double>(x[j]);
+    for (size_t j = 0; j < n; ++j) {
+        middle += (j % 2 == 0 ? 1.0 : -1.0) * static_cast<double>(x[j]);
+    }
     std::vector<double> lags(n);
     for (size_t l = 0; l < n; ++l) {
         double sum = 0.0;
-        for (size_t j = 0; j + l < n; ++j) sum += static_cast<double>(x[j]) * static_cast<double>(x[j + l]);
+        for (size_t j = 0; j + l < n; ++j) {
+            sum += static_cast<double>(x[j]) * static_cast<double>(x[j + l]);
+        }
         lags[l] = 2.0 * static_cast<double>(n) * sum - (l % 2 == 0 ? 1.0 : -1.0) * middle * middle;
     }
     return lags;
@@ -45,7 +49,9 @@ TEST(AutocorrelationTest, GivesTheLagsOfItsDefinitionAtEveryLength) {
         Autocorrelation correlation(n);
         std::vector<float> x = Noise(n, static_cast<unsigned>(n));
         EXPECT_LT(ErrorDb(Compute(correlation, x), PlainLags(x)), kRoundingDb);
-        for (float& value : x) value = std::fabs(value);  // as magnitudes are
+        for (float& value : x) {
+            value = std::fabs(value);  // as magnitudes are
+        }
         EXPECT_LT(ErrorDb(Compute(correlation, x), PlainLags(x)), kRoundingDb);
     }
 }
@@ -81,7 +87,9 @@ TEST(AutocorrelationTest, InPlaceAndASecondTimeTheBitsAreTheSame) {
 
 TEST(AutocorrelationTest, SilenceHasNone) {
     Autocorrelation correlation(64);
-    for (float lag : Compute(correlation, std::vector<float>(64))) EXPECT_EQ(lag, 0.0f);
+    for (float lag : Compute(correlation, std::vector<float>(64))) {
+        EXPECT_EQ(lag, 0.0f);
+    }
 }
 
 #ifdef MLH_KERNELS
@@ -131,7 +139,9 @@ void ExpectKernels(int32_t lanes) {
             EXPECT_NEAR(lags[x.size() - l], sine * spectrum[2 * l] - cosine * spectrum[2 * l + 1] - removed,
                         1e-6);
         }
-        for (const auto* buffer : {&tables, &init, &work, &power, &lags}) EXPECT_EQ(buffer->back(), kGuard);
+        for (const auto* buffer : {&tables, &init, &work, &power, &lags}) {
+            EXPECT_EQ(buffer->back(), kGuard);
+        }
     }
 }
 
@@ -146,7 +156,9 @@ TEST(AutocorrelationTest, TheKernelsOfTheLevelDoWhatTheyPromise) {
         case 6:
             ExpectKernels<6, false>(4);
             ExpectKernels<6, false>(8);
-            if (ProcessorHasFusedMultiplyAdd()) ExpectKernels<6, true>(8);
+            if (ProcessorHasFusedMultiplyAdd()) {
+                ExpectKernels<6, true>(8);
+            }
             return;
         default:
             GTEST_SKIP() << "level 0 has plain loops";

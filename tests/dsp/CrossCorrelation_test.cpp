@@ -26,7 +26,9 @@ int32_t Length(const std::vector<float>& x) { return static_cast<int32_t>(x.size
 double PlainLag(const std::vector<float>& a, const std::vector<float>& b, int32_t lag) {
     double sum = 0.0;
     for (int32_t j = 0; j < Length(b); ++j) {
-        if (j + lag < 0 || j + lag >= Length(a)) continue;
+        if (j + lag < 0 || j + lag >= Length(a)) {
+            continue;
+        }
         sum += static_cast<double>(a[static_cast<size_t>(j + lag)]) *
                static_cast<double>(b[static_cast<size_t>(j)]);
     }
@@ -35,8 +37,12 @@ double PlainLag(const std::vector<float>& a, const std::vector<float>& b, int32_
 
 double Deviation(const std::vector<float>& x) {
     double mean = 0.0, sum = 0.0;
-    for (float v : x) mean += static_cast<double>(v) / static_cast<double>(x.size());
-    for (float v : x) sum += std::pow(static_cast<double>(v) - mean, 2.0);
+    for (float v : x) {
+        mean += static_cast<double>(v) / static_cast<double>(x.size());
+    }
+    for (float v : x) {
+        sum += std::pow(static_cast<double>(v) - mean, 2.0);
+    }
     return std::sqrt(sum / static_cast<double>(x.size() - 1));
 }
 
@@ -45,13 +51,17 @@ std::vector<float> Correlate(CqrtfCcf_If& ccf, const std::vector<float>& a, cons
     constexpr float guard = 9.0f;
     std::vector<float> out(a.size() + b.size() - 1 + 4, guard);
     EXPECT_EQ(CcfCompute(&ccf, out.data(), a.data(), b.data(), lengths), 0);
-    for (int i = 0; i < 4; ++i, out.pop_back()) EXPECT_EQ(out.back(), guard);
+    for (int i = 0; i < 4; ++i, out.pop_back()) {
+        EXPECT_EQ(out.back(), guard);
+    }
     return out;
 }
 
 TEST(CrossCorrelationTest, TransformLengthIsTheNextPowerOfTwoOfTwiceTheRequest) {
     const int32_t sizes[][2] = {{2, 4}, {3, 8}, {4, 8}, {100, 256}, {128, 256}, {129, 512}, {1000, 2048}};
-    for (const auto& [request, size] : sizes) EXPECT_EQ(MakeCcf(request)->Size(), size) << request;
+    for (const auto& [request, size] : sizes) {
+        EXPECT_EQ(MakeCcf(request)->Size(), size) << request;
+    }
 }
 
 TEST(CrossCorrelationTest, RefusesSizesWithoutATransformAndLeavesNull) {
@@ -133,10 +143,14 @@ TEST(CrossCorrelationTest, SignalAgainstItselfPeaksAtLagZero) {
 TEST(CrossCorrelationTest, NormalisedPeakOfAZeroMeanSignalDoesNotDependOnItsScale) {
     for (int32_t m : {16, 100, 128}) {
         std::vector<float> a = Noise(m, 8);
-        for (int32_t i = 0; i < m / 2; ++i) a[static_cast<size_t>(m - 1 - i)] = -a[static_cast<size_t>(i)];
+        for (int32_t i = 0; i < m / 2; ++i) {
+            a[static_cast<size_t>(m - 1 - i)] = -a[static_cast<size_t>(i)];
+        }
         for (float scale : {1e-3f, 1.0f, 4000.0f}) {
             std::vector<float> scaled = a;
-            for (float& v : scaled) v *= scale;
+            for (float& v : scaled) {
+                v *= scale;
+            }
             const CcfPointer ccf = MakeCcf(m, 1);
             Correlate(*ccf, scaled, scaled);
             EXPECT_NEAR(ccf->PeakValue(), static_cast<float>(m - 1) / static_cast<float>(m), 2e-6)

@@ -23,15 +23,25 @@ namespace {
 
 int32_t BestLevel() {
     const uint32_t features = QueryProcessorFeatures();
-    if (features & kFeatureAVX) return 6;
-    if (features & kFeatureSSE42) return 5;
-    if (features & kFeatureSSE3) return 4;
-    if (features & kFeatureSSE2) return 3;
+    if (features & kFeatureAVX) {
+        return 6;
+    }
+    if (features & kFeatureSSE42) {
+        return 5;
+    }
+    if (features & kFeatureSSE3) {
+        return 4;
+    }
+    if (features & kFeatureSSE2) {
+        return 3;
+    }
     return 0;
 }
 
 int32_t LevelAfter(std::initializer_list<int32_t> bounds) {
-    for (int32_t bound : bounds) InitDispatch(bound);
+    for (int32_t bound : bounds) {
+        InitDispatch(bound);
+    }
     return CurrentLevel();
 }
 
@@ -108,21 +118,33 @@ std::string SharingOf(std::size_t place) {
          {Place(&T::VecFree), Place(&T::SpectrumPack), Place(&T::SpectrumUnpack), Place(&T::SpectrumAdd),
           Place(&T::NoOperation), Place(&T::SpectrumConjugate), Place(&T::SpectrumReIndex),
           Place(&T::SpectrumImIndex), Place(&T::CcfCreate), Place(&T::CcfDestroy)}) {
-        if (place == shared) return "aaaaa";
+        if (place == shared) {
+            return "aaaaa";
+        }
     }
     // Plain loops at every level, which from 3 on check what they are given.
     for (const std::size_t checked :
          {Place(&T::VecExp), Place(&T::VecThresholdLog), Place(&T::SpectrumPhase), Place(&T::VecSinCos)}) {
-        if (place == checked) return "abbbb";
+        if (place == checked) {
+            return "abbbb";
+        }
     }
-    if (place == Place(&T::SpectrumMulAcc)) return "abbbb";
-    if (place == Place(&T::VecAlloc)) return "abbbc";                                     // by alignment
-    if (place == Place(&T::FFTCreate) || place == Place(&T::FFTDestroy)) return "abcde";  // a class each
+    if (place == Place(&T::SpectrumMulAcc)) {
+        return "abbbb";
+    }
+    if (place == Place(&T::VecAlloc)) {
+        return "abbbc";  // by alignment
+    }
+    if (place == Place(&T::FFTCreate) || place == Place(&T::FFTDestroy)) {
+        return "abcde";  // a class each
+    }
     return "abbcd";
 }
 
 TEST(DispatchTest, EachLevelFillsTheKernelsOfItsOwn) {
-    if (BestLevel() < 6) GTEST_SKIP() << "this machine has level " << BestLevel() << " at most";
+    if (BestLevel() < 6) {
+        GTEST_SKIP() << "this machine has level " << BestLevel() << " at most";
+    }
     InFreshProcess([] {
         constexpr int kLevels = 5;
         std::vector<std::vector<void (*)()>> tables;
@@ -137,7 +159,9 @@ TEST(DispatchTest, EachLevelFillsTheKernelsOfItsOwn) {
             for (int a = 0; a < kLevels; ++a) {
                 for (int b = 0; b < a; ++b) {
                     const bool same = tables[a][place] == tables[b][place];
-                    if (same == (sharing[a] == sharing[b])) continue;
+                    if (same == (sharing[a] == sharing[b])) {
+                        continue;
+                    }
                     std::fprintf(stderr, "entry %zu at table %d and %d\n", place, b, a);
                     right = false;
                 }
@@ -148,11 +172,15 @@ TEST(DispatchTest, EachLevelFillsTheKernelsOfItsOwn) {
 }
 
 TEST(DispatchTest, ObjectsOfAHigherLevelAreRefusedAfterTheLevelWentDown) {
-    if (BestLevel() == 0) GTEST_SKIP() << "this machine has level 0 only";
+    if (BestLevel() == 0) {
+        GTEST_SKIP() << "this machine has level 0 only";
+    }
     InFreshProcess([] {
         InitDispatch(-1);
         CqrtfFFT_If* fft = nullptr;
-        if (Ops().FFTCreate(&fft, 16, 1, 0) != 0) return false;
+        if (Ops().FFTCreate(&fft, 16, 1, 0) != 0) {
+            return false;
+        }
         InitDispatch(0);
         const bool refused = Ops().FFTDestroy(&fft) == kBadArgument && fft != nullptr;
         delete fft;
@@ -181,7 +209,9 @@ TEST(DispatchTest, ThreadsThatFillTheTableAtOnceFindTheSameLevelAndTheSameBits) 
         for (int i = 0; i < kThreads; ++i) {
             threads.emplace_back([&, i] {
                 std::vector<float> a(100);
-                for (int k = 0; k < 100; ++k) a[k] = std::sin(0.7f * static_cast<float>(k));
+                for (int k = 0; k < 100; ++k) {
+                    a[k] = std::sin(0.7f * static_cast<float>(k));
+                }
                 const int32_t lengths[2] = {100, 100};
                 start.arrive_and_wait();
                 InitDispatch(-1);
@@ -193,7 +223,9 @@ TEST(DispatchTest, ThreadsThatFillTheTableAtOnceFindTheSameLevelAndTheSameBits) 
                 Ops().CcfDestroy(&ccf);
             });
         }
-        for (std::thread& thread : threads) thread.join();
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
         return levels == std::vector<int32_t>(kThreads, BestLevel()) &&
                peaks == std::vector<float>(kThreads, peaks[0]) && std::abs(peaks[0] - 50.0f) < 1.0f;
     });
@@ -210,11 +242,17 @@ TEST(DispatchTest, TheLowestOfBoundsThatComeAtOnceStays) {
                 threads.emplace_back([&, bound] {
                     start.arrive_and_wait();
                     InitDispatch(bound);
-                    if (bound >= 0 && CurrentLevel() > bound) whole = false;
-                    if (!IsWhole(Ops())) whole = false;
+                    if (bound >= 0 && CurrentLevel() > bound) {
+                        whole = false;
+                    }
+                    if (!IsWhole(Ops())) {
+                        whole = false;
+                    }
                 });
             }
-            for (std::thread& thread : threads) thread.join();
+            for (std::thread& thread : threads) {
+                thread.join();
+            }
             return whole && CurrentLevel() == 0;
         });
     }

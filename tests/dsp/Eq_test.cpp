@@ -141,7 +141,9 @@ TEST(Eq, PeakOfNoGainPassesEverything) {
     eq->SetParameters(1000.0f, 0.0f, 1.0f);
     const std::vector<float> noise = Noise(2000);
     const std::vector<float> out = Filtered(*eq, noise);
-    for (size_t i = 0; i < noise.size(); ++i) EXPECT_NEAR(out[i], noise[i], 1e-5f);
+    for (size_t i = 0; i < noise.size(); ++i) {
+        EXPECT_NEAR(out[i], noise[i], 1e-5f);
+    }
 }
 
 TEST(Eq, PeakWithoutDirectPathIsThePeakWithB0Removed) {
@@ -203,7 +205,9 @@ TEST(Eq, HighShelfOfNegativeGainHasItsOwnScaling) {
 TEST(Eq, ShelvesOfNoGainPassEverything) {
     for (int32_t type : {kLowShelf, kHighShelf}) {
         const EqCoefficients c = DesignEq(type, 0.1f, 0.0f, 1.0f);
-        for (double tone : kTones) EXPECT_LT(std::abs(Response(c, tone) - 1.0), kGainTolerance) << type;
+        for (double tone : kTones) {
+            EXPECT_LT(std::abs(Response(c, tone) - 1.0), kGainTolerance) << type;
+        }
     }
 }
 
@@ -256,7 +260,9 @@ TEST(Eq, PeaksLeaveTheirBypassAtTheFirstCall) {
 
 TEST(Eq, AnUntouchedPassFilterPassesEverything) {
     const std::vector<float> noise = Noise(100);
-    for (int32_t type : {kLowPass, kHighPass}) EXPECT_EQ(Filtered(*MakeEq(type), noise), noise) << type;
+    for (int32_t type : {kLowPass, kHighPass}) {
+        EXPECT_EQ(Filtered(*MakeEq(type), noise), noise) << type;
+    }
 }
 
 TEST(Eq, BypassLeavesTheDelayLinesAlone) {
@@ -346,13 +352,17 @@ TEST(Eq, PlanarAndInterleavedGiveTheSameBits) {
         const float* in[channels];
         float* outPointers[channels];
         for (int32_t c = 0; c < channels; ++c) {
-            for (int32_t i = 0; i < frames; ++i) planar[c][i] = interleaved[i * channels + c];
+            for (int32_t i = 0; i < frames; ++i) {
+                planar[c][i] = interleaved[i * channels + c];
+            }
             in[c] = planar[c].data();
             outPointers[c] = out[c].data();
         }
         b->Process(in, outPointers, frames);
         for (int32_t c = 0; c < channels; ++c) {
-            for (int32_t i = 0; i < frames; ++i) EXPECT_EQ(out[c][i], expected[i * channels + c]) << type;
+            for (int32_t i = 0; i < frames; ++i) {
+                EXPECT_EQ(out[c][i], expected[i * channels + c]) << type;
+            }
         }
     }
 }
@@ -366,7 +376,9 @@ TEST(Eq, ChannelsDoNotLeakIntoEachOther) {
     stereo->SetParameters(900.0f, 0.0f, 1.0f);
     const std::vector<float> expected = Filtered(*mono, noise);
     std::vector<float> both(2 * frames, 0.0f);
-    for (int32_t i = 0; i < frames; ++i) both[2 * i + 1] = noise[i];
+    for (int32_t i = 0; i < frames; ++i) {
+        both[2 * i + 1] = noise[i];
+    }
     stereo->ProcessInterleaved(both.data(), both.data(), frames);
     for (int32_t i = 0; i < frames; ++i) {
         EXPECT_EQ(both[2 * i], 0.0f);
@@ -413,7 +425,9 @@ TEST(Eq, NewParametersKeepTheSignalInTheDelayLines) {
     Filtered(*eq, std::vector<float>(500, 1.0f));
     eq->SetParameters(40.0f, 0.0f, 1.0f);
     const std::vector<float> out = Filtered(*eq, std::vector<float>(10, 1.0f));
-    for (float y : out) EXPECT_NEAR(y, 1.0f, 1e-3f);
+    for (float y : out) {
+        EXPECT_NEAR(y, 1.0f, 1e-3f);
+    }
 }
 
 TEST(Eq, NegativeFrameCountsDoNothing) {
@@ -425,7 +439,9 @@ TEST(Eq, NegativeFrameCountsDoNothing) {
     const float* in = &x;
     float y = 7.0f;
     float* out = &y;
-    for (int32_t frames : {0, -3}) eq->Process(&in, &out, frames);
+    for (int32_t frames : {0, -3}) {
+        eq->Process(&in, &out, frames);
+    }
     EXPECT_EQ(y, 7.0f);
 }
 
@@ -439,7 +455,9 @@ TEST(Eq, ABypassedFilterLeavesWhatItWorksOnInPlace) {
 }
 
 TEST(Eq, EveryTypeSaysWhichItIs) {
-    for (int32_t type = 0; type <= 6; ++type) EXPECT_EQ(MakeEq(type)->GetType(), type);
+    for (int32_t type = 0; type <= 6; ++type) {
+        EXPECT_EQ(MakeEq(type)->GetType(), type);
+    }
 }
 
 TEST(Eq, CreationRefusesWhatItCannotMake) {

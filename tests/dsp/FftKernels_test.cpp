@@ -60,7 +60,9 @@ TEST(FftPlanTest, RadicesMakeUpTheColumnsAndEveryColumnHasItsPlace) {
             EXPECT_EQ(plan.places[plan.columns], 0);
             std::vector<int32_t> places(plan.places, plan.places + plan.columns);
             std::sort(places.begin(), places.end());
-            for (size_t i = 1; i < places.size(); ++i) EXPECT_GE(places[i] - places[i - 1], 2 * lanes);
+            for (size_t i = 1; i < places.size(); ++i) {
+                EXPECT_GE(places[i] - places[i - 1], 2 * lanes);
+            }
             EXPECT_LE(places.back() + 2 * lanes, GetFftPlanSizes(size, lanes).work);
             buffers.ExpectGuards();
         }

@@ -77,7 +77,9 @@ TEST_P(FftSizes, InputsAreLeftAloneAndNothingIsWrittenBehindTheOutput) {
 // Fills the memory in which the functions called next keep their variables.
 [[gnu::noinline]] void FillStackWithNonNumbers() {
     volatile float stack[8192];
-    for (volatile float& value : stack) value = std::numeric_limits<float>::quiet_NaN();
+    for (volatile float& value : stack) {
+        value = std::numeric_limits<float>::quiet_NaN();
+    }
 }
 
 TEST_P(FftSizes, NothingThatTheStackHeldGetsIntoTheResult) {
@@ -89,7 +91,9 @@ TEST_P(FftSizes, NothingThatTheStackHeldGetsIntoTheResult) {
     fft->Forward(spectrum.data(), x.data());
     FillStackWithNonNumbers();
     fft->Inverse(back.data(), spectrum.data());
-    for (const float value : spectrum) ASSERT_TRUE(std::isfinite(value));
+    for (const float value : spectrum) {
+        ASSERT_TRUE(std::isfinite(value));
+    }
     EXPECT_LT(ErrorDb(back, x, n), kRoundingDb);
 }
 
@@ -153,8 +157,9 @@ TEST(FftTest, ToneStandsInItsBinWithTheNegativeExponent) {
     const FFTPointer fft = MakeFFT(n);
     for (int32_t bin = 1; bin < n / 2; ++bin) {
         std::vector<float> x(n), spectrum(n);
-        for (int32_t i = 0; i < n; ++i)
+        for (int32_t i = 0; i < n; ++i) {
             x[static_cast<size_t>(i)] = static_cast<float>(std::sin(2.0 * kPi * bin * i / n));
+        }
         fft->Forward(spectrum.data(), x.data());
         for (int32_t k = 0; k < n; ++k) {
             EXPECT_NEAR(spectrum[static_cast<size_t>(k)], k == 2 * bin + 1 ? -n / 2 : 0, 1e-5) << bin;
@@ -231,7 +236,9 @@ TEST(FftTest, InverseWritesTheWindowLengthOnly) {
     MakeFFT(length * factor)->Inverse(whole.data(), spectrum.data());
     std::vector<float> out(spectrum.size(), 77.0f);
     MakeFFT(length, factor)->Inverse(out.data(), spectrum.data());
-    for (size_t i = 0; i < out.size(); ++i) EXPECT_EQ(out[i], i < length ? whole[i] : 77.0f) << i;
+    for (size_t i = 0; i < out.size(); ++i) {
+        EXPECT_EQ(out[i], i < length ? whole[i] : 77.0f) << i;
+    }
 }
 
 TEST(FftTest, InverseDoesNotApplyTheWindow) {

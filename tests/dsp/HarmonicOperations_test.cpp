@@ -21,7 +21,9 @@ constexpr float kGuard = 77.5f;
 
 std::vector<float> Bins(int32_t n) {
     std::vector<float> bins = Noise(n, static_cast<unsigned>(n));
-    for (float& bin : bins) bin = std::fabs(bin);
+    for (float& bin : bins) {
+        bin = std::fabs(bin);
+    }
     return bins;
 }
 
@@ -62,7 +64,9 @@ TEST(HarmonicOperationsTest, WhatIsNotANumberIsNeverTheLargest) {
         std::vector<float> bins = Bins(n);
         bins[static_cast<size_t>(n / 2)] = 5.0f;
         for (int32_t i = 0; i < n; i += 2) {
-            if (i != n / 2) bins[static_cast<size_t>(i)] = std::numeric_limits<float>::quiet_NaN();
+            if (i != n / 2) {
+                bins[static_cast<size_t>(i)] = std::numeric_limits<float>::quiet_NaN();
+            }
         }
         EXPECT_EQ(HarmonicOps().Largest(bins.data(), n, 0.0f), 5.0f);
         EXPECT_EQ(HarmonicOps().FirstLargest(bins.data(), n), n / 2);
@@ -85,7 +89,9 @@ TEST(HarmonicOperationsTest, AQuarterOfTheScaledSpectrumIsAddedBitForBit) {
 
 TEST(HarmonicOperationsTest, TheProductTakesThreeHarmonicsBitForBit) {
     std::vector<int32_t> lengths;
-    for (int32_t n = 2; n <= 200; n += 2) lengths.push_back(n);
+    for (int32_t n = 2; n <= 200; n += 2) {
+        lengths.push_back(n);
+    }
     lengths.insert(lengths.end(), {1024, 4096});
     for (int32_t n : lengths) {
         std::vector<float> bins = Bins(n);

@@ -57,7 +57,9 @@ class LevelEnvironment : public ::testing::Environment {
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
     for (int i = 1; i < argc; ++i) {
-        if (std::strncmp(argv[i], "--level=", 8) == 0) mlh::requestedLevel = std::atoi(argv[i] + 8);
+        if (std::strncmp(argv[i], "--level=", 8) == 0) {
+            mlh::requestedLevel = std::atoi(argv[i] + 8);
+        }
     }
     if (mlh::requestedLevel >= 0 && !mlh::MachineHas(mlh::requestedLevel)) {
         std::printf("this machine has no level %d\n", mlh::requestedLevel);

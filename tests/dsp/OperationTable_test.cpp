@@ -56,15 +56,21 @@ class Guarded {
 // Every tail of every vector width, with and without whole rounds of the unrolled loops before it.
 std::vector<int32_t> Counts() {
     std::vector<int32_t> counts;
-    for (int32_t n = 1; n <= 70; ++n) counts.push_back(n);
-    for (int32_t n : {127, 128, 129, 1000, 1023}) counts.push_back(n);
+    for (int32_t n = 1; n <= 70; ++n) {
+        counts.push_back(n);
+    }
+    for (int32_t n : {127, 128, 129, 1000, 1023}) {
+        counts.push_back(n);
+    }
     return counts;
 }
 
 std::vector<float> Noise(int32_t n, unsigned seed, float low = -2.0f, float high = 2.0f) {
     std::mt19937 random(seed);
     std::vector<float> x(static_cast<size_t>(n));
-    for (float& v : x) v = low + (high - low) * (static_cast<float>(random()) / 4294967296.0f);
+    for (float& v : x) {
+        v = low + (high - low) * (static_cast<float>(random()) / 4294967296.0f);
+    }
     return x;
 }
 
@@ -75,7 +81,9 @@ std::vector<float> Mixed(int32_t n, unsigned seed) {
     std::mt19937 random(seed + 1);
     for (float& v : x) {
         const unsigned pick = random() % 32;
-        if (pick < 9) v = special[pick];
+        if (pick < 9) {
+            v = special[pick];
+        }
     }
     return x;
 }
@@ -101,7 +109,9 @@ void CheckInPlace(const std::function<int32_t(float*, int32_t)>& operation,
             Guarded dst(before, shift);
             EXPECT_EQ(operation(dst.Data(), n), 0);
             std::vector<float> wanted = before;
-            for (float& v : wanted) v = want(v);
+            for (float& v : wanted) {
+                v = want(v);
+            }
             ExpectSameBits(dst.Values(), wanted);
         }
     }
@@ -138,7 +148,9 @@ TEST(OperationTableTest, VectorsAreAlignedForTheLevel) {
         float* vec = Ops().VecAlloc(n);
         ASSERT_NE(vec, nullptr);
         EXPECT_EQ(reinterpret_cast<uintptr_t>(vec) % alignment, 0u) << n;
-        for (int32_t i = 0; i < n; ++i) vec[i] = 1.0f;
+        for (int32_t i = 0; i < n; ++i) {
+            vec[i] = 1.0f;
+        }
         EXPECT_EQ(Ops().VecFree(&vec), 0);
         EXPECT_EQ(vec, nullptr);
     }
@@ -254,7 +266,9 @@ TEST(OperationTableTest, MinIndexStartsFromABound) {
 
 double PlainMean(const std::vector<float>& x) {
     double sum = 0.0;
-    for (float v : x) sum += static_cast<double>(v);
+    for (float v : x) {
+        sum += static_cast<double>(v);
+    }
     return sum / static_cast<double>(x.size());
 }
 
@@ -265,13 +279,17 @@ TEST(OperationTableTest, MeanAndDeviation) {
     for (int32_t n : Counts()) {
         const std::vector<float> x = Noise(n, static_cast<unsigned>(n));
         double squares = 0.0;
-        for (float v : x) squares += std::pow(static_cast<double>(v) - PlainMean(x), 2.0);
+        for (float v : x) {
+            squares += std::pow(static_cast<double>(v) - PlainMean(x), 2.0);
+        }
         for (size_t shift = 0; shift < kShifts; ++shift) {
             Guarded src(x, shift);
             float mean = 0.0f, dev = 0.0f;
             EXPECT_EQ(Ops().VecMean(src.Data(), &mean, n), 0);
             EXPECT_NEAR(mean, PlainMean(x), SumBound(n) / n);
-            if (n == 1) continue;
+            if (n == 1) {
+                continue;
+            }
             EXPECT_EQ(Ops().VecStdDev(src.Data(), &dev, n), 0);
             EXPECT_NEAR(dev, std::sqrt(squares / (n - 1)), SumBound(n) / (n - 1) + 1e-6);
             ExpectSameBits(src.Values(), x);
@@ -320,11 +338,19 @@ TEST(OperationTableTest, Dot) {
 float SumInOrder(const std::vector<float>& terms) {
     const size_t n = terms.size(), blocks = n / 32 * 32, rows = n / 8 * 8;
     float lanes[4][8] = {};
-    for (size_t i = 0; i < blocks; ++i) lanes[i / 8 % 4][i % 8] += terms[i];
-    for (size_t i = blocks; i < rows; ++i) lanes[0][i % 8] += terms[i];
+    for (size_t i = 0; i < blocks; ++i) {
+        lanes[i / 8 % 4][i % 8] += terms[i];
+    }
+    for (size_t i = blocks; i < rows; ++i) {
+        lanes[0][i % 8] += terms[i];
+    }
     float sum = 0.0f;
-    for (size_t l = 0; l < 8; ++l) sum += (lanes[0][l] + lanes[1][l]) + (lanes[2][l] + lanes[3][l]);
-    for (size_t i = rows; i < n; ++i) sum += terms[i];
+    for (size_t l = 0; l < 8; ++l) {
+        sum += (lanes[0][l] + lanes[1][l]) + (lanes[2][l] + lanes[3][l]);
+    }
+    for (size_t i = rows; i < n; ++i) {
+        sum += terms[i];
+    }
     return sum;
 }
 
@@ -335,16 +361,22 @@ TEST(OperationTableTest, SumsHaveTheSameBitsAtAllLevels) {
         std::vector<float> products(x.size()), squares(x.size());
         float dot = 0.0f, mean = 0.0f, deviation = 0.0f;
         Ops().VecDot(a.Data(), b.Data(), &dot, n);
-        for (size_t i = 0; i < x.size(); ++i) products[i] = x[i] * y[i];
+        for (size_t i = 0; i < x.size(); ++i) {
+            products[i] = x[i] * y[i];
+        }
         EXPECT_EQ(dot, SumInOrder(products)) << n;
 
         Ops().VecMean(a.Data(), &mean, n);
         const float plainMean = SumInOrder(x) / static_cast<float>(n);
         EXPECT_EQ(mean, plainMean) << n;
 
-        if (n == 1) continue;
+        if (n == 1) {
+            continue;
+        }
         Ops().VecStdDev(a.Data(), &deviation, n);
-        for (size_t i = 0; i < x.size(); ++i) squares[i] = (x[i] - plainMean) * (x[i] - plainMean);
+        for (size_t i = 0; i < x.size(); ++i) {
+            squares[i] = (x[i] - plainMean) * (x[i] - plainMean);
+        }
         EXPECT_EQ(deviation, std::sqrt(SumInOrder(squares) / static_cast<float>(n - 1))) << n;
     }
 }
@@ -390,9 +422,13 @@ TEST(OperationTableTest, AbsClearsTheSignBitOfEveryValue) {
     CheckInPlace([](float* d, int32_t n) { return Ops().VecAbs(d, n); },
                  [](float d) { return std::fabs(d); });
     float negativeNaN[5];
-    for (float& v : negativeNaN) v = std::copysign(kNaN, -1.0f);
+    for (float& v : negativeNaN) {
+        v = std::copysign(kNaN, -1.0f);
+    }
     Ops().VecAbs(negativeNaN, 5);
-    for (float v : negativeNaN) EXPECT_FALSE(std::signbit(v));
+    for (float v : negativeNaN) {
+        EXPECT_FALSE(std::signbit(v));
+    }
 }
 
 TEST(OperationTableTest, SqrtIsExact) {
@@ -444,13 +480,17 @@ TEST(OperationTableTest, MulAcc) {
             Guarded dst(d, shift), a(x, shift + 1), b(y, shift + 3);
             EXPECT_EQ(Ops().VecMulAcc(dst.Data(), a.Data(), b.Data(), n), 0);
             std::vector<float> wanted = d;
-            for (size_t i = 0; i < d.size(); ++i) wanted[i] = d[i] + x[i] * y[i];
+            for (size_t i = 0; i < d.size(); ++i) {
+                wanted[i] = d[i] + x[i] * y[i];
+            }
             ExpectSameBits(dst.Values(), wanted);
             ExpectSameBits(a.Values(), x);
             ExpectSameBits(b.Values(), y);
             Guarded one(d, shift);
             EXPECT_EQ(Ops().VecMulAcc(one.Data(), one.Data(), one.Data(), n), 0);
-            for (size_t i = 0; i < d.size(); ++i) wanted[i] = d[i] + d[i] * d[i];
+            for (size_t i = 0; i < d.size(); ++i) {
+                wanted[i] = d[i] + d[i] * d[i];
+            }
             ExpectSameBits(one.Values(), wanted);
         }
     }
@@ -518,7 +558,9 @@ TEST(OperationTableTest, SinCos) {
 // Whole spectra of n floats, n even.
 std::vector<int32_t> SpectrumSizes() {
     std::vector<int32_t> sizes;
-    for (int32_t n = 2; n <= 80; n += 2) sizes.push_back(n);
+    for (int32_t n = 2; n <= 80; n += 2) {
+        sizes.push_back(n);
+    }
     sizes.push_back(1024);
     return sizes;
 }
@@ -560,7 +602,9 @@ TEST(OperationTableTest, SpectrumAddCoversTwoFloatsPerBin) {
     for (int32_t n : SpectrumSizes()) {
         const std::vector<float> a = Noise(n, 1), b = Noise(n, 2);
         std::vector<float> wanted = a;
-        for (size_t i = 0; i < a.size(); ++i) wanted[i] += b[i];
+        for (size_t i = 0; i < a.size(); ++i) {
+            wanted[i] += b[i];
+        }
         for (size_t shift = 0; shift < kShifts; ++shift) {
             Guarded dst(a, shift), src(b, 3 * shift + 1);
             EXPECT_EQ(Ops().SpectrumAdd(dst.Data(), src.Data(), n / 2), 0);
@@ -604,7 +648,9 @@ TEST(OperationTableTest, SpectrumMulAcc) {
     for (int32_t n : SpectrumSizes()) {
         const std::vector<float> d = Noise(n, 1), a = Noise(n, 2), b = Noise(n, 3);
         std::vector<float> wanted = PlainProduct(a, b);
-        for (size_t i = 0; i < wanted.size(); ++i) wanted[i] += d[i];
+        for (size_t i = 0; i < wanted.size(); ++i) {
+            wanted[i] += d[i];
+        }
         for (size_t shift = 0; shift < kShifts; ++shift) {
             Guarded dst(d, shift), first(a, shift + 1), second(b, shift + 2);
             EXPECT_EQ(Ops().SpectrumMulAcc(dst.Data(), first.Data(), second.Data(), n / 2), 0);
@@ -612,7 +658,9 @@ TEST(OperationTableTest, SpectrumMulAcc) {
             Guarded one(a, shift);
             EXPECT_EQ(Ops().SpectrumMulAcc(one.Data(), one.Data(), one.Data(), n / 2), 0);
             std::vector<float> wantedOfOne = PlainProduct(a, a);
-            for (size_t i = 0; i < a.size(); ++i) wantedOfOne[i] += a[i];
+            for (size_t i = 0; i < a.size(); ++i) {
+                wantedOfOne[i] += a[i];
+            }
             ExpectSameBits(one.Values(), wantedOfOne);
         }
     }
@@ -621,7 +669,9 @@ TEST(OperationTableTest, SpectrumMulAcc) {
 TEST(OperationTableTest, PhaseOfBinZeroIsPiAndOfImaginaryBinsPlusHalfPi) {
     for (int32_t n : SpectrumSizes()) {
         std::vector<float> src = Noise(n, 1);
-        for (size_t i = 4; i < src.size(); i += 6) src[i] = 0.0f;
+        for (size_t i = 4; i < src.size(); i += 6) {
+            src[i] = 0.0f;
+        }
         const auto shift = static_cast<size_t>(n / 2);
         Guarded dst(std::vector<float>(src.size() / 2), shift), in(src, shift + 1);
         EXPECT_EQ(Ops().SpectrumPhase(dst.Data(), in.Data(), n), 0);
@@ -667,7 +717,9 @@ TEST(OperationTableTest, ConjugateNegatesTheInnerImaginaryPartsOnly) {
     for (int32_t n : SpectrumSizes()) {
         const std::vector<float> x = Noise(n, 1);
         std::vector<float> wanted = x;
-        for (size_t k = 1; k < x.size() / 2; ++k) wanted[2 * k + 1] = -wanted[2 * k + 1];
+        for (size_t k = 1; k < x.size() / 2; ++k) {
+            wanted[2 * k + 1] = -wanted[2 * k + 1];
+        }
         for (size_t shift = 0; shift < kShifts; ++shift) {
             Guarded dst(x, shift);
             EXPECT_EQ(Ops().SpectrumConjugate(dst.Data(), n), 0);
@@ -691,7 +743,9 @@ TEST(OperationTableTest, EmptyEntryCanBeCalled) { EXPECT_EQ(Ops().NoOperation(),
 // --- Status
 
 TEST(OperationTableTest, KernelsRefuseNullPointersAndCountsBelowOne) {
-    if (CurrentLevel() == 0) GTEST_SKIP() << "level 0 checks nothing";
+    if (CurrentLevel() == 0) {
+        GTEST_SKIP() << "level 0 checks nothing";
+    }
     const OperationTable& ops = Ops();
     std::vector<float> vec(8, 2.0f);
     float* const v = vec.data();

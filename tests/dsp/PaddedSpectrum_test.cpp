@@ -61,9 +61,10 @@ TEST(PaddedSpectrumTest, AToneStandsAtItsFrequencyWithHalfItsLengthAsHeight) {
     constexpr int32_t kGiven = 1024, kSize = 8192;
     for (const int32_t bin : {256, 1000, 2048, 4000}) {
         std::vector<float> block(kGiven);
-        for (int32_t i = 0; i < kGiven; ++i)
+        for (int32_t i = 0; i < kGiven; ++i) {
             block[static_cast<size_t>(i)] =
                 static_cast<float>(std::cos(2.0 * 3.14159265358979 * bin * i / kSize));
+        }
         const std::vector<float> magnitudes = Magnitudes(block, kSize);
         EXPECT_NEAR(magnitudes[static_cast<size_t>(bin)], kGiven / 2, bin % 8 == 0 ? 0.01 : 3.0);
         const auto largest = std::max_element(magnitudes.begin(), magnitudes.end());
@@ -73,9 +74,13 @@ TEST(PaddedSpectrumTest, AToneStandsAtItsFrequencyWithHalfItsLengthAsHeight) {
 
 TEST(PaddedSpectrumTest, AnImpulseIsFlatAndSilenceIsNothing) {
     std::vector<float> block(1024);
-    for (const float magnitude : Magnitudes(block, 8192)) EXPECT_EQ(magnitude, 0.0f);
+    for (const float magnitude : Magnitudes(block, 8192)) {
+        EXPECT_EQ(magnitude, 0.0f);
+    }
     block[700] = -0.5f;
-    for (const float magnitude : Magnitudes(block, 8192)) EXPECT_NEAR(magnitude, 0.5f, 1e-6f);
+    for (const float magnitude : Magnitudes(block, 8192)) {
+        EXPECT_NEAR(magnitude, 0.5f, 1e-6f);
+    }
 }
 
 TEST(PaddedSpectrumTest, TheSameBlockGivesTheSameBitsWhateverCameBefore) {
@@ -97,7 +102,9 @@ TEST(PaddedSpectrumTest, WhatIsNotANumberStaysInItsBlock) {
     std::vector<float> out(1024), expected(1024);
     spectrum.Compute(expected.data(), clean.data());
     spectrum.Compute(out.data(), block.data());
-    for (const float magnitude : out) EXPECT_TRUE(std::isnan(magnitude));
+    for (const float magnitude : out) {
+        EXPECT_TRUE(std::isnan(magnitude));
+    }
     spectrum.Compute(out.data(), clean.data());
     EXPECT_EQ(out, expected);
 }

@@ -69,8 +69,12 @@ std::vector<Sample> Convert(CResampleBase& resampler, const std::vector<Sample>&
 // The filter's wing at x zero crossings from its centre.
 double Wing(double x, int32_t quality, double rolloff) {
     const double end = (quality * 256 - 1) / 256.0;
-    if (x >= end) return 0.0;
-    if (x == 0.0) return rolloff;
+    if (x >= end) {
+        return 0.0;
+    }
+    if (x == 0.0) {
+        return rolloff;
+    }
     static const double kWindowScale = std::cyl_bessel_i(0.0, 9.0);
     const double kaiser = std::cyl_bessel_i(0.0, 9.0 * std::sqrt(1 - x / end * (x / end))) / kWindowScale;
     return std::sin(kPi * x * rolloff) / (kPi * x) * kaiser;
@@ -182,7 +186,9 @@ TEST_P(ResamplerRatio, GivesTheWeightedSumOfTheInput) {
     const int32_t frames = static_cast<int32_t>(3000 * std::max(1.0, 1 / factor) / std::max(1.0, factor));
     const std::vector<float> in = Noise(frames);
     for (int32_t piece : {1, 7, 300, kCapacity}) {
-        if (piece == 1 && frames > 20000) continue;
+        if (piece == 1 && frames > 20000) {
+            continue;
+        }
         const auto resampler = MakeResampler(quality);
         const auto out = Convert(*resampler, in, inRate, outRate, 1, piece, piece == 300 ? 11 : 0);
         ASSERT_GT(out.size(), 10u);
@@ -217,7 +223,9 @@ TEST(Resampler, CutsGiveTheSameBitsWhereTheRatioIsWhole) {
             auto out = Convert(*cut, in, inRate, 11025.0f, 1, 700, seed);
             const size_t common = std::min(out.size(), expected.size());
             EXPECT_LE(std::max(out.size(), expected.size()) - common, 1u);
-            for (size_t i = 0; i < common; ++i) ASSERT_EQ(out[i], expected[i]) << i;
+            for (size_t i = 0; i < common; ++i) {
+                ASSERT_EQ(out[i], expected[i]) << i;
+            }
         }
     }
 }
@@ -230,12 +238,15 @@ TEST(Resampler, ChannelsAreConvertedApart) {
         const auto out = Convert(*resampler, in, rate, 11025.0f, channels, 333);
         for (int32_t c = 0; c < channels; ++c) {
             std::vector<float> one(4000);
-            for (size_t i = 0; i < one.size(); ++i) one[i] = in[i * channels + c];
+            for (size_t i = 0; i < one.size(); ++i) {
+                one[i] = in[i * channels + c];
+            }
             const auto alone = MakeResampler();
             const auto expected = Convert(*alone, one, rate, 11025.0f, 1, 333);
             ASSERT_EQ(out.size(), expected.size() * channels);
-            for (size_t k = 0; k < expected.size(); ++k)
+            for (size_t k = 0; k < expected.size(); ++k) {
                 ASSERT_EQ(out[k * channels + c], expected[k]) << c << " " << k;
+            }
         }
     }
 }
@@ -285,7 +296,9 @@ TEST(Resampler, WhatWouldFoldOverIsRejected) {
         const auto resampler = MakeResampler();
         const auto out = Convert(*resampler, Tone(hertz, 44100, 44100), 44100.0f, 11025.0f);
         double power = 0;
-        for (size_t i = 100; i < out.size(); ++i) power += static_cast<double>(out[i]) * out[i];
+        for (size_t i = 100; i < out.size(); ++i) {
+            power += static_cast<double>(out[i]) * out[i];
+        }
         const double rms = std::sqrt(power / static_cast<double>(out.size() - 100) * 2);
         EXPECT_LT(Decibels(rms), -80.0) << hertz;
     }
@@ -342,7 +355,9 @@ TEST(Resampler, TheInputAskedForGivesTheOutputWanted) {
             const int32_t required = GetRequiredInput(resampler.get(), wanted, inRate, outRate);
             ASSERT_LE(required, kCapacity);
             const auto out = Call(*resampler, in.data(), required, inRate, outRate);
-            if (required == 0) continue;  // time had run ahead further than this
+            if (required == 0) {
+                continue;  // time had run ahead further than this
+            }
             ASSERT_GE(static_cast<int32_t>(out.size()), wanted) << inRate << " " << outRate;
             ASSERT_LE(out.size(), wanted + 1 + factor) << inRate << " " << outRate;
         }
@@ -435,10 +450,14 @@ TEST(Resampler, TimeThatFallsBehindIsNotLost) {
             position += inRate / 1000.0;
         }
     };
-    for (int call = 0; call < 1300; ++call) convert(4, 1999.0f);
+    for (int call = 0; call < 1300; ++call) {
+        convert(4, 1999.0f);
+    }
     EXPECT_LT(resampler->GetTime(), resampler->GetMargin());
     convert(0, 9000.0f);  // a margin that grows just then
-    for (int call = 0; call < 30; ++call) convert(100, 9000.0f);
+    for (int call = 0; call < 30; ++call) {
+        convert(100, 9000.0f);
+    }
 }
 
 TEST(Resampler, ResetGivesTheStateAfterCreation) {
@@ -498,7 +517,9 @@ TEST(Resampler, TheSteepestConversionDownStaysWithinTheBuffers) {
         float last = 0;
         for (int call = 0; call < 40; ++call) {
             const int32_t count = resampler->Process(in.data(), out, steps, 1.0f, 2, 9000);
-            if (count > 0) last = out[2 * count - 1];
+            if (count > 0) {
+                last = out[2 * count - 1];
+            }
         }
         EXPECT_NEAR(last, ExactGain(0, steps, 1, quality), 0.02) << quality;
         EXPECT_EQ(resampler->Process(in.data(), out, steps * 1.01f, 1.0f, 2, 9000), 0);
@@ -519,13 +540,19 @@ TEST(Resampler, TheLongestCallFitsWhereTheBufferEnds) {
             const int32_t before = resampler->GetWriteIndex();
             Call(*resampler, in.data(), frames, inRate, 1000.0f);
             dropped += before + frames - resampler->GetWriteIndex();
-            if (dropped > mostDropped) dropped = 0;
+            if (dropped > mostDropped) {
+                dropped = 0;
+            }
         };
         convert(margin, 1e6f);
         dropped = 0;  // these frames are the margin
         ASSERT_EQ(resampler->GetMargin(), margin);
-        for (int call = 0; call < 202; ++call) convert(200, 199995.0625f);
-        while (dropped != wanted - 199) convert(1, 1000.0f);
+        for (int call = 0; call < 202; ++call) {
+            convert(200, 199995.0625f);
+        }
+        while (dropped != wanted - 199) {
+            convert(1, 1000.0f);
+        }
         ASSERT_EQ(resampler->GetWriteIndex(), 0);
         convert(200, 199995.0625f);
         ASSERT_EQ(resampler->GetWriteIndex(), 1);
@@ -537,7 +564,9 @@ TEST(Resampler, TheLongestCallFitsWhereTheBufferEnds) {
 TEST(Resampler, IntegerSamplesFollowTheIntegerRule) {
     NoiseSource source(3);
     std::vector<int16_t> in(1500);
-    for (int16_t& x : in) x = static_cast<int16_t>(source.Next(-32768, 32767));
+    for (int16_t& x : in) {
+        x = static_cast<int16_t>(source.Next(-32768, 32767));
+    }
     for (float inRate : {44100.0f, 8000.0f, 48000.0f}) {
         const auto resampler = MakeResampler(3, 1, kResampleInt);
         const auto& typed = dynamic_cast<CResampleInt&>(*resampler);
@@ -555,15 +584,21 @@ TEST(Resampler, IntegerSamplesFollowTheIntegerRule) {
                 const bool right = (n << 15) > time;
                 const int64_t first = right ? -time & 0x7fff : time & 0x7fff;
                 int64_t taps = right ? n - (time >> 15) - 1 : (time >> 15) - n;
-                if (right && first == 0) ++taps;
+                if (right && first == 0) {
+                    ++taps;
+                }
                 const int64_t h = ((first * increment) >> 15) + taps * increment;
-                if (h >= 768 * 128 - (right ? 128 : 0)) continue;
+                if (h >= 768 * 128 - (right ? 128 : 0)) {
+                    continue;
+                }
                 const int64_t entry =
                     typed.GetTable()[h >> 7] + ((typed.GetDelta()[h >> 7] * (h & 127)) >> 7);
                 sum += entry * in[n];
             }
             const auto expected = static_cast<int16_t>(((sum >> 7) * gain) >> 15);
-            if (out[k] != expected) ++differing;
+            if (out[k] != expected) {
+                ++differing;
+            }
         }
         // Read times on the border of a 32768th may fall to either side.
         EXPECT_LE(differing, static_cast<int>(out.size() / 50)) << inRate;

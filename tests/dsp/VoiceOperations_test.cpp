@@ -1,4 +1,3 @@
-#include "dsp/Dispatch.h"
 #include "dsp/VoiceOperations.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +8,7 @@
 #include <vector>
 
 #include "LevelMain.h"
+#include "dsp/Dispatch.h"
 #include "support/SyntheticSinger.h"
 
 namespace mlh {
@@ -20,8 +20,12 @@ constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 std::vector<int32_t> Counts() {
     std::vector<int32_t> counts;
-    for (int32_t n = 0; n <= 35; ++n) counts.push_back(n);
-    for (int32_t n : {64, 127, 1000, 4096}) counts.push_back(n);
+    for (int32_t n = 0; n <= 35; ++n) {
+        counts.push_back(n);
+    }
+    for (int32_t n : {64, 127, 1000, 4096}) {
+        counts.push_back(n);
+    }
     return counts;
 }
 
@@ -66,9 +70,15 @@ int16_t PlainMix(const std::vector<std::vector<float>>& rows, const std::vector<
     for (size_t r = 1; r < rows.size(); ++r) {
         sum = static_cast<float>(static_cast<double>(sum) + static_cast<double>(rows[r][i]) * gains[r]);
     }
-    if (std::isnan(sum)) return 0;
-    if (sum >= 1.0f) return 32767;
-    if (sum <= -1.0f) return -32767;
+    if (std::isnan(sum)) {
+        return 0;
+    }
+    if (sum >= 1.0f) {
+        return 32767;
+    }
+    if (sum <= -1.0f) {
+        return -32767;
+    }
     return static_cast<int16_t>(std::trunc(static_cast<double>(sum) * 32767.0));
 }
 
@@ -78,7 +88,9 @@ void CheckMix(const std::vector<std::vector<float>>& samples, const std::vector<
     for (const int32_t stride : {1, 2}) {
         std::vector<int16_t> out(static_cast<size_t>(stride) * static_cast<size_t>(frames) + 9, kGuard);
         std::vector<const float*> rows;
-        for (const auto& row : samples) rows.push_back(row.data());
+        for (const auto& row : samples) {
+            rows.push_back(row.data());
+        }
         VoiceOps().MixTo16(out.data() + 1, stride, rows.data(), gains.data(),
                            static_cast<int32_t>(rows.size()), frames);
         for (size_t i = 0; i < out.size(); ++i) {
@@ -95,7 +107,9 @@ TEST(VoiceOperations, AnyNumberOfRowsIsMixedWithEverySumNarrowed) {
     for (const int32_t frames : Counts()) {
         for (size_t count = 1; count <= gains.size(); ++count) {
             std::vector<std::vector<float>> rows;
-            for (size_t r = 0; r < count; ++r) rows.push_back(Noise(frames, static_cast<unsigned>(r)));
+            for (size_t r = 0; r < count; ++r) {
+                rows.push_back(Noise(frames, static_cast<unsigned>(r)));
+            }
             CheckMix(rows, {gains.begin(), gains.begin() + static_cast<std::ptrdiff_t>(count)}, frames);
         }
     }

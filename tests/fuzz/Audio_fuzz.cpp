@@ -30,23 +30,31 @@ void Append(std::vector<float>& samples, Bytes& bytes, float rate) {
         }
         case 2: {
             const auto half = static_cast<std::size_t>(1 + bytes.Byte());
-            for (std::size_t i = start; i < samples.size(); ++i) samples[i] = i / half % 2 ? 1.0f : -1.0f;
+            for (std::size_t i = start; i < samples.size(); ++i) {
+                samples[i] = i / half % 2 ? 1.0f : -1.0f;
+            }
             break;
         }
         case 3: {
             NoiseSource noise(bytes.Byte());
             const float level = bytes.Real(1.0f);
-            for (std::size_t i = start; i < samples.size(); ++i) samples[i] = level * noise.Next();
+            for (std::size_t i = start; i < samples.size(); ++i) {
+                samples[i] = level * noise.Next();
+            }
             break;
         }
         case 4: {
             const auto distance = static_cast<std::size_t>(1 + bytes.Below(1024));
             const float level = bytes.Real(1.0f);
-            for (std::size_t i = start; i < samples.size(); i += distance) samples[i] = level;
+            for (std::size_t i = start; i < samples.size(); i += distance) {
+                samples[i] = level;
+            }
             break;
         }
         case 5:
-            for (std::size_t i = start; i < samples.size(); ++i) samples[i] = bytes.Real(1.0f);
+            for (std::size_t i = start; i < samples.size(); ++i) {
+                samples[i] = bytes.Real(1.0f);
+            }
             break;
         case 6:
             samples[samples.size() - 1] = bytes.Real(1e-38f);
@@ -95,7 +103,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     const auto firstCall = bytes.Below(5000);
 
     std::vector<float> samples;
-    while (!bytes.Empty() && samples.size() < kLongest) Append(samples, bytes, static_cast<float>(rate));
+    while (!bytes.Empty() && samples.size() < kLongest) {
+        Append(samples, bytes, static_cast<float>(rate));
+    }
     const bool tame =
         std::all_of(samples.begin(), samples.end(), [](float s) { return std::fabs(s) <= 1.0f; });
     const std::vector<int16_t> words = ToIntegers(samples);
@@ -110,7 +120,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     PitchVector* lead = mlhGetPitchVector(handle, 0, 0, 0);
     Require(mlhPitchVectorGetTotal(lead) >= 2);  // the lead-in, and a note in any case
     if (manual) {
-        for (int32_t v = 1; v <= 4; ++v) Require(mlhSetPitchVector(handle, v, lead) == MLH_OK);
+        for (int32_t v = 1; v <= 4; ++v) {
+            Require(mlhSetPitchVector(handle, v, lead) == MLH_OK);
+        }
     } else {
         ChordVector* chords = mlhGetNewChordVector();
         mlhChordVectorAddItem(chords, {0.0f, {60, 64, 67, -1}});
@@ -127,10 +139,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
         Require(mlhProcessOutputData16(handle, mix.data(), part, channels, nullptr) == MLH_OK);
         std::vector<std::vector<float>> rows(4, std::vector<float>(2 * static_cast<std::size_t>(rendered)));
         float* out[4];
-        for (std::size_t v = 0; v < 4; ++v) out[v] = rows[v].data();
+        for (std::size_t v = 0; v < 4; ++v) {
+            out[v] = rows[v].data();
+        }
         Require(mlhProcessOutputData32(handle, out, rendered - part, channels) == MLH_OK);
         for (const auto& row : rows) {
-            for (const float sample : row) Require(!(integers || tame) || std::isfinite(sample));
+            for (const float sample : row) {
+                Require(!(integers || tame) || std::isfinite(sample));
+            }
         }
     } else {
         int16_t untouched = 7;

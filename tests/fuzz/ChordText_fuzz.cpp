@@ -18,7 +18,9 @@ namespace {
 void Check(const Chord& chord) {
     Require(chord.root >= -1 && chord.root < 12 && chord.bass >= -1 && chord.bass < 12);
     Require((chord.root < 0) == chord.intervals.empty());
-    if (chord.root < 0) return;
+    if (chord.root < 0) {
+        return;
+    }
     TonesOf(CodesOf(ReduceChord(chord.intervals)));
     int before = -1;
     for (const int interval : chord.intervals) {
@@ -64,12 +66,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
         element.rootStep = static_cast<char>('A' + kind % 8);
         element.kind = kind & 32 ? "other" : text;
         element.kindText = text;
-        if (kind & 64)
+        if (kind & 64) {
             element.degrees.push_back({bytes.Integer(), bytes.Integer(), HarmonyDegree::Change::Alter});
+        }
         Check(ReadHarmonyElement(element));
     });
     std::vector<int> pitches;
-    for (const char c : text.substr(0, 24)) pitches.push_back(static_cast<unsigned char>(c) % 128);
+    for (const char c : text.substr(0, 24)) {
+        pitches.push_back(static_cast<unsigned char>(c) % 128);
+    }
     const Chord sounding = RecogniseChord(pitches, (kind & 1) != 0);
     Check(sounding);
     Require(pitches.empty() || PitchClassesOf(sounding) == PitchClassesOf({"", 0, pitches, -1, ""}));

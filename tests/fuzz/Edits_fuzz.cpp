@@ -103,10 +103,14 @@ void EditSegments(Bytes& bytes) {
                 voice.GetDuration();
                 break;
             case 6:
-                if (voice.RemoveSegment(index) == 0) Require(voice.GetSegmentCount() == before - 1);
+                if (voice.RemoveSegment(index) == 0) {
+                    Require(voice.GetSegmentCount() == before - 1);
+                }
                 break;
             case 7:
-                if (bytes.Below(8) == 0) voice.ClearSegments();
+                if (bytes.Below(8) == 0) {
+                    voice.ClearSegments();
+                }
                 break;
             case 8:
                 voice.InsertSegment(bytes.Bit() ? info : AnyInfo(bytes));
@@ -134,7 +138,9 @@ void EditSegments(Bytes& bytes) {
                 break;
             case 15: {
                 std::vector<int32_t> classes(static_cast<std::size_t>(bytes.Below(13)));
-                for (int32_t& pitchClass : classes) pitchClass = bytes.Integer();
+                for (int32_t& pitchClass : classes) {
+                    pitchClass = bytes.Integer();
+                }
                 voice.QuantizeToScale(classes);
                 break;
             }
@@ -154,7 +160,9 @@ void EditSegments(Bytes& bytes) {
                 voice.GetGlobalParameter(which);
             }
         }
-        if (voice.GetSegmentCount() > 300) voice.Reset();
+        if (voice.GetSegmentCount() > 300) {
+            voice.Reset();
+        }
     }
     voice.Process(rows, std::clamp(toRender, 0, kLongestBlock));
 }
@@ -184,10 +192,14 @@ void EditAddOn(Bytes& bytes) {
     AddOn* addOn = nullptr;
     Require(AddOn::CreateInstance(&addOn, &reader) == 0);
     const bool prepared = bytes.Below(16) != 15;
-    if (prepared) Require(addOn->Prepare() == 0);
+    if (prepared) {
+        Require(addOn->Prepare() == 0);
+    }
     std::vector<std::vector<float>> samples(8, std::vector<float>(kLongestBlock));
     float* rows[8];
-    for (std::size_t r = 0; r < 8; ++r) rows[r] = samples[r].data();
+    for (std::size_t r = 0; r < 8; ++r) {
+        rows[r] = samples[r].data();
+    }
     int toRender = kSamplesToRender;
     int updates = kUpdates;
     while (!bytes.Empty()) {
@@ -215,10 +227,14 @@ void EditAddOn(Bytes& bytes) {
             case 6:
             case 7: {
                 AddOn::PitchVector pitches = addOn->GetLeadPitchVector();
-                if (bytes.Below(8) == 7 && !pitches.empty()) pitches.pop_back();
+                if (bytes.Below(8) == 7 && !pitches.empty()) {
+                    pitches.pop_back();
+                }
                 const bool all = bytes.Bit();
                 const float pitch = bytes.Real(90.0f);
-                for (auto& element : pitches) element.SetPitch(all ? pitch : bytes.Real(90.0f));
+                for (auto& element : pitches) {
+                    element.SetPitch(all ? pitch : bytes.Real(90.0f));
+                }
                 addOn->SetVoicePitchVector(bytes.Integer(), pitches);
                 break;
             }
@@ -228,25 +244,32 @@ void EditAddOn(Bytes& bytes) {
                 for (int32_t n = bytes.Below(12); n > 0; --n) {
                     const float time = bytes.Real(0.6f);
                     int32_t notes[4];
-                    for (int32_t& note : notes) note = bytes.Bit() ? bytes.Integer() : 36 + bytes.Below(48);
+                    for (int32_t& note : notes) {
+                        note = bytes.Bit() ? bytes.Integer() : 36 + bytes.Below(48);
+                    }
                     chords.emplace_back(time, notes[0], notes[1], notes[2], notes[3]);
                 }
-                if (updates-- > 0) addOn->SetChordVector(chords);
+                if (updates-- > 0) {
+                    addOn->SetChordVector(chords);
+                }
                 break;
             }
             case 10:
                 addOn->SetChordSplitThreshold(bytes.Real(0.5f));
                 break;
             case 11:
-                if (updates-- > 0)
+                if (updates-- > 0) {
                     addOn->ApplyChord(
                         AddOn::ChordElement(0.0f, bytes.Integer(), bytes.Integer(), bytes.Integer(), 60));
+                }
                 break;
             case 12:
                 addOn->SetKey(bytes.Integer());
                 break;
             case 13:
-                if (updates-- > 0) addOn->Update();
+                if (updates-- > 0) {
+                    addOn->Update();
+                }
                 break;
             case 14: {
                 const int32_t voice = bytes.Integer();
@@ -270,10 +293,11 @@ void EditAddOn(Bytes& bytes) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     Bytes bytes(data, size);
-    if (bytes.Below(4) != 0)
+    if (bytes.Below(4) != 0) {
         EditSegments(bytes);
-    else
+    } else {
         EditAddOn(bytes);
+    }
     return 0;
 }
 

@@ -24,7 +24,9 @@ struct Input {
         const auto higher = HarmonicTone(196.0, 11025.0, 0.25);
         floats.insert(floats.end(), higher.begin(), higher.end());
         floats.resize(kInputSamples);
-        for (const float sample : floats) integers.push_back(static_cast<int16_t>(30000.0f * sample));
+        for (const float sample : floats) {
+            integers.push_back(static_cast<int16_t>(30000.0f * sample));
+        }
     }
     std::vector<float> floats;
     std::vector<int16_t> integers;
@@ -34,9 +36,15 @@ class Host {
   public:
     explicit Host(Bytes& bytes) : bytes_(bytes) {}
     ~Host() {
-        for (void*& handle : handles_) mlhDestroyInstance(&handle);
-        for (PitchVector* vector : pitches_) mlhDisposePitchVector(vector);
-        for (ChordVector* vector : chords_) mlhDisposeChordVector(vector);
+        for (void*& handle : handles_) {
+            mlhDestroyInstance(&handle);
+        }
+        for (PitchVector* vector : pitches_) {
+            mlhDisposePitchVector(vector);
+        }
+        for (ChordVector* vector : chords_) {
+            mlhDisposeChordVector(vector);
+        }
     }
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
@@ -47,7 +55,9 @@ class Host {
         ChordVector*& chords = chords_[bytes_.Below(3)];
         switch (bytes_.Below(25)) {
             case 0:
-                if (handle == nullptr) Require(mlhCreateInstance(&handle) == MLH_OK);
+                if (handle == nullptr) {
+                    Require(mlhCreateInstance(&handle) == MLH_OK);
+                }
                 break;
             case 1: {
                 const int32_t expected = handle ? MLH_OK : MLH_NOT_READY;
@@ -127,7 +137,9 @@ class Host {
     }
 
     void Assign(void* handle) {
-        if (++assignments_ > kAssignments) return;
+        if (++assignments_ > kAssignments) {
+            return;
+        }
         static const Input input;
         const int32_t channels = bytes_.Integer();
         const int32_t rate = Rate();
@@ -157,11 +169,15 @@ class Host {
     }
 
     void Process16(void* handle) {
-        if (++renderings_ > kRenderings) return;
+        if (++renderings_ > kRenderings) {
+            return;
+        }
         const int32_t frames = Frames();
         const int32_t channels = bytes_.Integer();
         double gains[10];
-        for (double& gain : gains) gain = static_cast<double>(bytes_.Real(1.0f));
+        for (double& gain : gains) {
+            gain = static_cast<double>(bytes_.Real(1.0f));
+        }
         std::vector<int16_t> out(2 * kOutputFrames, 7);
         int16_t* const target = bytes_.Below(8) == 7 ? nullptr : out.data();
         const int32_t answer =
@@ -171,13 +187,17 @@ class Host {
     }
 
     void Process32(void* handle) {
-        if (++renderings_ > kRenderings) return;
+        if (++renderings_ > kRenderings) {
+            return;
+        }
         const int32_t frames = Frames();
         const int32_t channels = bytes_.Integer();
         std::vector<std::vector<float>> rows(4, std::vector<float>(2 * kOutputFrames));
         float* out[4];
         const uint8_t missing = bytes_.Byte();  // seldom a row
-        for (std::size_t v = 0; v < 4; ++v) out[v] = missing == 255 - v ? nullptr : rows[v].data();
+        for (std::size_t v = 0; v < 4; ++v) {
+            out[v] = missing == 255 - v ? nullptr : rows[v].data();
+        }
         mlhProcessOutputData32(handle, missing == 200 ? nullptr : out, frames, channels);
     }
 
@@ -201,14 +221,17 @@ class Host {
         Require(mlhPitchVectorSetItem(pitches, static_cast<uint32_t>(first), item) ==
                 (first >= 0 && first < total));
         if (bytes_.Bit()) {
-            for (int32_t i = 0; i < total; ++i)
+            for (int32_t i = 0; i < total; ++i) {
                 mlhPitchVectorSetItem(pitches, static_cast<uint32_t>(i), item);
+            }
         }
     }
 
     void AddChord(ChordVector* chords) {
         ChordItem item = {bytes_.Real(0.5f), {}};
-        for (int32_t& note : item.notes) note = bytes_.Bit() ? bytes_.Integer() : 36 + bytes_.Below(48);
+        for (int32_t& note : item.notes) {
+            note = bytes_.Bit() ? bytes_.Integer() : 36 + bytes_.Below(48);
+        }
         Require(mlhChordVectorAddItem(chords, item) == (chords != nullptr));
     }
 
@@ -234,7 +257,9 @@ class Host {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     Bytes bytes(data, size);
     Host host(bytes);
-    while (!bytes.Empty()) host.Call();
+    while (!bytes.Empty()) {
+        host.Call();
+    }
     return 0;
 }
 

@@ -40,7 +40,9 @@ mlh::ArrangeSettings Settings(Bytes& bytes) {
     settings.above = bytes.Below(4);
     settings.spread = static_cast<float>(bytes.Byte()) / 255.0f;
     settings.variant = bytes.Below(10);
-    for (int32_t& interval : settings.intervals) interval = bytes.Integer();
+    for (int32_t& interval : settings.intervals) {
+        interval = bytes.Integer();
+    }
     settings.interval = bytes.Integer();
     return settings;
 }
@@ -53,11 +55,14 @@ void SetTable(Bytes& bytes) {
         const Melody melody = ParseMelodyTable(bytes.Text(), "table");
         Require(!melody.notes.empty());
         const MelodyKey key = melody.key ? *melody.key : EstimateKey(melody.notes);
-        if (melody.notes.size() > 60) return;  // takes its time, and shows nothing new
+        if (melody.notes.size() > 60) {
+            return;  // takes its time, and shows nothing new
+        }
         const Arrangement arrangement =
             ArrangeMelody(melody, key, settings, kStyles[static_cast<int>(settings.style)]);
-        for (const ArrangedVoice& voice : arrangement.voices)
+        for (const ArrangedVoice& voice : arrangement.voices) {
             Require(voice.pitches.size() == melody.notes.size());
+        }
         Require(!ArrangementTable(arrangement).empty());
         Require(!ScoreDocument(arrangement).empty());
         ToPerformance(arrangement);
@@ -88,11 +93,17 @@ void SetNotes(Bytes& bytes) {
         mlh::ArrangeNote note;
         note.pitch = bytes.Below(8) == 7 ? bytes.Integer() : 48 + bytes.Below(36);
         note.start = melody.empty() ? 0.0f : melody.back().end;
-        if (bytes.Below(8) == 7) note.start = bytes.Real(60.0f);
+        if (bytes.Below(8) == 7) {
+            note.start = bytes.Real(60.0f);
+        }
         note.end = bytes.Below(8) == 7 ? bytes.Real(60.0f)
                                        : note.start + 0.25f * static_cast<float>(1 + bytes.Below(8));
-        if (bytes.Bit()) note.chord = {bytes.Below(12), bytes.Below(6), 9 + bytes.Below(8)};
-        if (bytes.Below(16) == 15) note.chord = {bytes.Integer(), bytes.Integer(), bytes.Integer()};
+        if (bytes.Bit()) {
+            note.chord = {bytes.Below(12), bytes.Below(6), 9 + bytes.Below(8)};
+        }
+        if (bytes.Below(16) == 15) {
+            note.chord = {bytes.Integer(), bytes.Integer(), bytes.Integer()};
+        }
         melody.push_back(note);
     }
     const auto arranged = mlh::Arrange(melody, settings);
@@ -103,10 +114,11 @@ void SetNotes(Bytes& bytes) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     Bytes bytes(data, size);
-    if (bytes.Bit())
+    if (bytes.Bit()) {
         SetTable(bytes);
-    else
+    } else {
         SetNotes(bytes);
+    }
     return 0;
 }
 

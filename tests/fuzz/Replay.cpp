@@ -16,10 +16,13 @@ int main(int count, char** arguments) {
     namespace fs = std::filesystem;
     std::vector<fs::path> files;
     for (int i = 1; i < count; ++i) {
-        if (!fs::is_directory(arguments[i]))
+        if (!fs::is_directory(arguments[i])) {
             files.emplace_back(arguments[i]);
-        else
-            for (const auto& entry : fs::directory_iterator(arguments[i])) files.push_back(entry.path());
+        } else {
+            for (const auto& entry : fs::directory_iterator(arguments[i])) {
+                files.push_back(entry.path());
+            }
+        }
     }
     std::sort(files.begin(), files.end());
     for (const fs::path& file : files) {

@@ -18,7 +18,9 @@ constexpr std::size_t kNote = sizeof(AnalysisNote);
 constexpr int32_t kLength = 4000;  // of the recording below
 
 void PutWord(std::vector<uint8_t>& block, uint32_t word) {
-    for (int shift = 24; shift >= 0; shift -= 8) block.push_back(static_cast<uint8_t>(word >> shift));
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        block.push_back(static_cast<uint8_t>(word >> shift));
+    }
 }
 
 uint32_t BitsOf(float value) {
@@ -57,17 +59,21 @@ std::vector<uint8_t> BlockOfRecords(Bytes& bytes) {
             continue;
         }
         ++markCount;
-        if (bytes.Below(16) == 15)
+        if (bytes.Below(16) == 15) {
             position = bytes.Integer();
-        else
+        } else {
             position = static_cast<int32_t>(static_cast<uint32_t>(position) +
                                             static_cast<uint32_t>(bytes.Below(200)));
+        }
         PutWord(marks, static_cast<uint32_t>(position));
-        for (std::size_t i = 1; i < kMark / 4; ++i) PutWord(marks, BitsOf(bytes.Real(i == 2 ? 0.01f : 1.0f)));
+        for (std::size_t i = 1; i < kMark / 4; ++i) {
+            PutWord(marks, BitsOf(bytes.Real(i == 2 ? 0.01f : 1.0f)));
+        }
     }
     std::vector<uint8_t> block;
-    for (const uint32_t word : {uint32_t{0x00747271}, uint32_t{20203}, markCount, noteCount})
+    for (const uint32_t word : {uint32_t{0x00747271}, uint32_t{20203}, markCount, noteCount}) {
         PutWord(block, word);
+    }
     block.insert(block.end(), marks.begin(), marks.end());
     block.insert(block.end(), notes.begin(), notes.end());
     return block;
@@ -82,12 +88,15 @@ std::vector<uint8_t> Serialized(CMELODORPitchAnalysisIf& analysis) {
 void Sing(CMELODORPitchAnalysisIf& analysis, CPitchMarks& marks) {
     RowReader reader({std::vector<float>(kLength, 0.25f)}, 11025);
     CMELODORPitchSynthesizerIf* voice = nullptr;
-    if (CreatePitchSynthesizer(&voice, &reader, &marks, &analysis) != 0) return;
+    if (CreatePitchSynthesizer(&voice, &reader, &marks, &analysis) != 0) {
+        return;
+    }
     std::vector<float> out(kLength + 500);
     float* row = out.data();
     voice->Process(&row, kLength + 500);
-    for (int32_t i = 0; i < std::min(voice->GetSegmentCount(), 20); ++i)
+    for (int32_t i = 0; i < std::min(voice->GetSegmentCount(), 20); ++i) {
         voice->SetSegmentParameter(i, SegmentTargetPitch, 64.0f);
+    }
     voice->SetPosition(0.05);
     voice->Process(&row, 1000);
     DestroyPitchSynthesizer(&voice);
@@ -132,8 +141,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
         analysis->RunAllSteps();
         const std::vector<float> source(600, 0.1f);
         const float* row = source.data();
-        if (kind & 32) analysis->ReanalyzeSegment(&row, 600, first, pitch);
-        if (kind & 16) Sing(*analysis, marks);
+        if (kind & 32) {
+            analysis->ReanalyzeSegment(&row, 600, first, pitch);
+        }
+        if (kind & 16) {
+            Sing(*analysis, marks);
+        }
         Serialized(*analysis);
     } else {
         Require(Serialized(*analysis) == fresh);

@@ -66,7 +66,9 @@ TEST(CadenceRules, TheSecondIntoTheTonicIsAFullCadence) {
 }
 
 TEST(CadenceRules, TheTonicAfterOtherDegreesIsTonic) {
-    for (int32_t before : {0, 2, 3, 4, 5}) EXPECT_EQ(Cadence({6, before, 0}), (Functions{0, 0, T})) << before;
+    for (int32_t before : {0, 2, 3, 4, 5}) {
+        EXPECT_EQ(Cadence({6, before, 0}), (Functions{0, 0, T})) << before;
+    }
     EXPECT_EQ(Cadence({6, 7, 0}), (Functions{0, 0, 0}));
     EXPECT_EQ(Cadence({6, 2, {0, 1}}), (Functions{0, 0, D}));
 }
@@ -99,7 +101,9 @@ TEST(CadenceRules, PhrasesOnTheSecondDegree) {
     EXPECT_EQ(Cadence({4, 1, 1, 4}, kMajor, 2)[2], S);
     EXPECT_EQ(Cadence({4, 1, 1, 3}, kMajor, 2)[2], D);
     EXPECT_EQ(Cadence({4, 1, 1}).back(), D);
-    for (int32_t before : {2, 3, 4, 6}) EXPECT_EQ(Cadence({0, before, 1}).back(), D);
+    for (int32_t before : {2, 3, 4, 6}) {
+        EXPECT_EQ(Cadence({0, before, 1}).back(), D);
+    }
     EXPECT_EQ(Cadence({0, 5, 1}).back(), S);
     EXPECT_EQ(Cadence({0, 7, 1}).back(), 0);
 }
@@ -109,7 +113,9 @@ TEST(CadenceRules, PhrasesOnTheThirdDegree) {
     EXPECT_EQ(Cadence({4, 3, {2, 1}}).back(), D);
     EXPECT_EQ(Cadence({4, 3, {2, -1}}, kMinor).back(), D);
     EXPECT_EQ(Cadence({4, 3, {2, 1}}, kMinor).back(), T);
-    for (int32_t before : {0, 1, 2, 3, 4, 5}) EXPECT_EQ(Cadence({4, before, 2}).back(), T);
+    for (int32_t before : {0, 1, 2, 3, 4, 5}) {
+        EXPECT_EQ(Cadence({4, before, 2}).back(), T);
+    }
     EXPECT_EQ(Cadence({4, 6, 2}).back(), T);
     EXPECT_EQ(Cadence({4, 6, 2}, kMinor).back(), D);
     EXPECT_EQ(Cadence({4, 7, 2}).back(), T);
@@ -193,10 +199,16 @@ TEST(CadenceRules, PhrasesOnTheSixthDegree) {
     EXPECT_EQ(Cadence({0, 4, {5, 1}, 0}, kMinor, 2), (Functions{0, 0, S, 0}));
     EXPECT_EQ(Cadence({0, 4, {5, -1}}).back(), D);
     EXPECT_EQ(Cadence({0, 4, {5, -1}, 0}, kMajor, 2)[2], S);
-    for (int32_t before : {0, 1, 3}) EXPECT_EQ(Cadence({0, before, 5}).back(), S);
-    for (int32_t before : {2, 4, 5}) EXPECT_EQ(Cadence({0, before, 5}).back(), kSixth);
+    for (int32_t before : {0, 1, 3}) {
+        EXPECT_EQ(Cadence({0, before, 5}).back(), S);
+    }
+    for (int32_t before : {2, 4, 5}) {
+        EXPECT_EQ(Cadence({0, before, 5}).back(), kSixth);
+    }
     EXPECT_EQ(Cadence({0, 6, 5}).back(), kSixth);
-    for (int32_t next : {1, 4, 6}) EXPECT_EQ(Cadence({0, 6, 5, next}, kMajor, 2)[2], S);
+    for (int32_t next : {1, 4, 6}) {
+        EXPECT_EQ(Cadence({0, 6, 5, next}, kMajor, 2)[2], S);
+    }
     EXPECT_EQ(Cadence({0, 6, 5, 2}, kMajor, 2)[2], kSixth);
     EXPECT_EQ(Cadence({1, 6, 5, 1}, kMajor, 2)[2], kSixth);
     EXPECT_EQ(Cadence({0, 7, 5}).back(), 0);
@@ -229,7 +241,9 @@ void PlainCadence(const CadenceMelody& melody, int32_t e, int32_t prevEnd, Funct
     const bool last = e == n - 1;
     const int32_t d = degree[e], a = alteration[e], p = degree[e - 1], pa = alteration[e - 1];
     int32_t w = e;
-    while (w > 0 && degree[w] == d) --w;
+    while (w > 0 && degree[w] == d) {
+        --w;
+    }
     const int32_t q = degree[w] != d ? degree[w] : -1;
     int32_t x = e - 2;
     if (e - 2 >= prevEnd + 1) {
@@ -238,7 +252,9 @@ void PlainCadence(const CadenceMelody& melody, int32_t e, int32_t prevEnd, Funct
         const size_t c = between.size();
         const float median = c % 2 == 1 ? between[c / 2] : (between[c / 2 - 1] + between[c / 2]) / 2;
         x = e - 1;
-        while (x > prevEnd + 1 && median > length[x]) --x;
+        while (x > prevEnd + 1 && median > length[x]) {
+            --x;
+        }
     }
     const int32_t r = x >= 0 ? degree[x] : -1;
     auto end = [&](int32_t function) { f[e] = function; };
@@ -247,87 +263,195 @@ void PlainCadence(const CadenceMelody& melody, int32_t e, int32_t prevEnd, Funct
         f[e] = function;
     };
     if (d == 0) {
-        if (a != 0) return end(3);
-        if (p == 0 || r == 0) return end(1);
-        if (p == 2 || p == 3 || p == 4 || p == 5) return end(1);
-        if (p == 1) return !last && pa == -1 ? end(3) : both(3, 1);
-        if (p != 6) return;
-        if ((m == 0 || m == 7) && pa == 0) return both(3, 1);
-        if (m == 5 && (pa == 0 || pa == 1)) return both(3, 1);
-        if (m == 0) return pa == -1 ? end(2) : end(1);
-        if (m == 5 && pa == -1) return end(3);
+        if (a != 0) {
+            return end(3);
+        }
+        if (p == 0 || r == 0) {
+            return end(1);
+        }
+        if (p == 2 || p == 3 || p == 4 || p == 5) {
+            return end(1);
+        }
+        if (p == 1) {
+            return !last && pa == -1 ? end(3) : both(3, 1);
+        }
+        if (p != 6) {
+            return;
+        }
+        if ((m == 0 || m == 7) && pa == 0) {
+            return both(3, 1);
+        }
+        if (m == 5 && (pa == 0 || pa == 1)) {
+            return both(3, 1);
+        }
+        if (m == 0) {
+            return pa == -1 ? end(2) : end(1);
+        }
+        if (m == 5 && pa == -1) {
+            return end(3);
+        }
     } else if (d == 1) {
-        if (a == -1) return end(2);
-        if (a != 0) return end(3);
+        if (a == -1) {
+            return end(2);
+        }
+        if (a != 0) {
+            return end(3);
+        }
         if (p == 0 && pa == 0) {
-            if (e > 1 && (degree[e - 2] == 2 || degree[e - 2] == 6)) return end(3);
+            if (e > 1 && (degree[e - 2] == 2 || degree[e - 2] == 6)) {
+                return end(3);
+            }
             return last ? end(3) : end(2);
         }
-        if (p == 0) return pa == 1 ? end(2) : end(3);
-        if (p == 1) return !last && degree[e + 1] == 4 ? end(2) : end(3);
-        if (p == 2 || p == 3 || p == 4 || p == 6) return end(3);
-        if (p == 5) return end(2);
+        if (p == 0) {
+            return pa == 1 ? end(2) : end(3);
+        }
+        if (p == 1) {
+            return !last && degree[e + 1] == 4 ? end(2) : end(3);
+        }
+        if (p == 2 || p == 3 || p == 4 || p == 6) {
+            return end(3);
+        }
+        if (p == 5) {
+            return end(2);
+        }
     } else if (d == 2) {
-        if (a != 0 && m == 0) return a == -1 ? end(1) : end(3);
-        if (a != 0) return a == 1 ? end(1) : end(3);
-        if (p >= 0 && p <= 5) return end(1);
-        if (p == 6) return m != 0 ? end(3) : end(1);
-        if (last || degree[e + 1] == 0) return end(1);
+        if (a != 0 && m == 0) {
+            return a == -1 ? end(1) : end(3);
+        }
+        if (a != 0) {
+            return a == 1 ? end(1) : end(3);
+        }
+        if (p >= 0 && p <= 5) {
+            return end(1);
+        }
+        if (p == 6) {
+            return m != 0 ? end(3) : end(1);
+        }
+        if (last || degree[e + 1] == 0) {
+            return end(1);
+        }
     } else if (d == 3) {
-        if (a == 1) return end(2);
-        if (a != 0) return end(3);
-        if (!last && m != 0 && degree[e + 1] == 2) return end(3);
-        if (q == 0) return end(2);
-        if (p == 1 || p == 6) return end(3);
-        if (p == 2 || p == 5) return end(2);
-        if (p == 3) return q == 4 ? end(3) : end(2);
-        if (p == 4) return last || degree[e + 1] == 2 ? end(3) : end(2);
+        if (a == 1) {
+            return end(2);
+        }
+        if (a != 0) {
+            return end(3);
+        }
+        if (!last && m != 0 && degree[e + 1] == 2) {
+            return end(3);
+        }
+        if (q == 0) {
+            return end(2);
+        }
+        if (p == 1 || p == 6) {
+            return end(3);
+        }
+        if (p == 2 || p == 5) {
+            return end(2);
+        }
+        if (p == 3) {
+            return q == 4 ? end(3) : end(2);
+        }
+        if (p == 4) {
+            return last || degree[e + 1] == 2 ? end(3) : end(2);
+        }
     } else if (d == 4) {
-        if (a == 1) return end(2);
-        if (a != 0) return end(3);
-        if (p == 0 || p == 1) return end(3);
+        if (a == 1) {
+            return end(2);
+        }
+        if (a != 0) {
+            return end(3);
+        }
+        if (p == 0 || p == 1) {
+            return end(3);
+        }
         if (p == 2) {
-            if (e < 2) return end(3);
+            if (e < 2) {
+                return end(3);
+            }
             const int32_t u = degree[e - 2];
-            if (u == 0) return end(1);
-            if (u == 1 && e > 2 && degree[e - 3] == 0) return end(1);
+            if (u == 0) {
+                return end(1);
+            }
+            if (u == 1 && e > 2 && degree[e - 3] == 0) {
+                return end(1);
+            }
             return u == 3 ? end(1) : end(3);
         }
         if (p == 3) {
-            if (pa == 1) return both(2, 3);
-            if (pa != 0 || last) return end(3);
-            if (e >= 2 && degree[e - 2] == 2) return !last && degree[e + 1] == 4 ? end(3) : end(1);
-            if (m != 0 && f[prevEnd] == 3) return end(1);
-            if (e < 2) return end(1);
+            if (pa == 1) {
+                return both(2, 3);
+            }
+            if (pa != 0 || last) {
+                return end(3);
+            }
+            if (e >= 2 && degree[e - 2] == 2) {
+                return !last && degree[e + 1] == 4 ? end(3) : end(1);
+            }
+            if (m != 0 && f[prevEnd] == 3) {
+                return end(1);
+            }
+            if (e < 2) {
+                return end(1);
+            }
             return degree[e - 2] == 5 ? end(3) : end(1);
         }
         if (p == 4) {
-            if (pa == -1) return both(2, 3);
-            if (pa == 1) return end(3);
-            if (last) return end(1);
-            if (e >= 2 && degree[e - 2] == 4 && alteration[e - 2] == 0) return end(3);
+            if (pa == -1) {
+                return both(2, 3);
+            }
+            if (pa == 1) {
+                return end(3);
+            }
+            if (last) {
+                return end(1);
+            }
+            if (e >= 2 && degree[e - 2] == 4 && alteration[e - 2] == 0) {
+                return end(3);
+            }
             return r == 5 ? end(3) : end(1);
         }
         if (p == 5) {
-            if (e >= 2 && (degree[e - 2] == 1 || degree[e - 2] == 3)) return end(3);
-            if (pa == -1) {
-                if (m == 0) f[e - 1] = 2;
+            if (e >= 2 && (degree[e - 2] == 1 || degree[e - 2] == 3)) {
                 return end(3);
             }
-            if (m != 0 && pa == 1) return both(2, 3);
+            if (pa == -1) {
+                if (m == 0) {
+                    f[e - 1] = 2;
+                }
+                return end(3);
+            }
+            if (m != 0 && pa == 1) {
+                return both(2, 3);
+            }
             return last ? end(1) : both(2, 3);
         }
-        if (p == 6 && pa == 0) return m == 0 ? end(3) : end(1);
+        if (p == 6 && pa == 0) {
+            return m == 0 ? end(3) : end(1);
+        }
     } else if (d == 5) {
         if (a == 1) {
-            if (m != 0) return end(2);
-            if (!last) f[e + 1] = 2;
+            if (m != 0) {
+                return end(2);
+            }
+            if (!last) {
+                f[e + 1] = 2;
+            }
             return end(1);
         }
-        if (a == -1) return last ? end(3) : end(2);
-        if (p == 0 || p == 1 || p == 3) return end(2);
-        if (p == 2 || p == 4 || p == 5) return end(4);
-        if (p != 6) return;
+        if (a == -1) {
+            return last ? end(3) : end(2);
+        }
+        if (p == 0 || p == 1 || p == 3) {
+            return end(2);
+        }
+        if (p == 2 || p == 4 || p == 5) {
+            return end(4);
+        }
+        if (p != 6) {
+            return;
+        }
         if (!last && e >= 2 && degree[e - 2] == 0 &&
             (degree[e + 1] == 1 || degree[e + 1] == 4 || degree[e + 1] == 6)) {
             return end(2);
@@ -335,12 +459,20 @@ void PlainCadence(const CadenceMelody& melody, int32_t e, int32_t prevEnd, Funct
         return end(4);
     } else if (d == 6) {
         if (m == 0) {
-            if (a == 0) return end(3);
-            if (a == -1 && !last) f[e + 1] = 2;
+            if (a == 0) {
+                return end(3);
+            }
+            if (a == -1 && !last) {
+                f[e + 1] = 2;
+            }
             return end(1);
         }
-        if (a == 1) return end(3);
-        if (a == -1) return end(2);
+        if (a == 1) {
+            return end(3);
+        }
+        if (a == -1) {
+            return end(2);
+        }
         return p == 5 && pa == 1 ? end(3) : end(1);
     }
 }
@@ -360,7 +492,9 @@ TEST(CadenceRules, AgreeWithAPlainListOfTests) {
         const int32_t rows[4] = {0, 5, 7, 2};
         const CadenceMelody melody = Melody(notes, rows[random() % 4]);
         Functions function(static_cast<size_t>(n));
-        for (int32_t& value : function) value = static_cast<int32_t>(random() % 5);
+        for (int32_t& value : function) {
+            value = static_cast<int32_t>(random() % 5);
+        }
         Functions expected = function;
         PlainCadence(melody, end, previousEnd, expected);
         AssignCadence(melody, end, previousEnd, function);
@@ -371,8 +505,9 @@ TEST(CadenceRules, AgreeWithAPlainListOfTests) {
 TEST(CadenceRules, LengthsThatAreNoNumbersDoNoHarm) {
     const float nan = std::numeric_limits<float>::quiet_NaN();
     std::vector<Note> notes;
-    for (int32_t i = 0; i < 100; ++i)
+    for (int32_t i = 0; i < 100; ++i) {
         notes.emplace_back(i % 7, 0, i % 3 == 0 ? nan : static_cast<float>(i % 5));
+    }
     notes.emplace_back(0);
     EXPECT_NE(Cadence(notes).back(), 0);
 }

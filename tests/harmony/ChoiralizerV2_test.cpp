@@ -56,7 +56,9 @@ Row RowOf(CChoiralizerV2& engine, int32_t row) {
     NoteList* voices = nullptr;
     engine.GetVoices(&voices);
     Row pitches;
-    for (int32_t i = 0; i < voices[row].count; ++i) pitches.push_back(voices[row].items[i].pitch);
+    for (int32_t i = 0; i < voices[row].count; ++i) {
+        pitches.push_back(voices[row].items[i].pitch);
+    }
     return pitches;
 }
 
@@ -77,7 +79,9 @@ bool SameChord(const ChordInfo& a, const ChordInfo& b) {
 
 void ExpectSameChords(const Chords& a, const Chords& b) {
     ASSERT_EQ(a.size(), b.size());
-    for (size_t i = 0; i < a.size(); ++i) EXPECT_TRUE(SameChord(a[i], b[i])) << i;
+    for (size_t i = 0; i < a.size(); ++i) {
+        EXPECT_TRUE(SameChord(a[i], b[i])) << i;
+    }
 }
 
 ChordInfo Triad(int32_t root, int32_t type) { return {root, type, ChordNoSeventh, 0, "given"}; }
@@ -304,8 +308,9 @@ TEST(SetMelody, MayBeGivenAnOwnRow) {
     engine.GetVoices(&voices);
     const Row lead = RowOf(engine, 3);
     EXPECT_EQ(engine.SetMelody(&voices[3], 0), 0);
-    for (int32_t i = 0; i < 8; ++i)
+    for (int32_t i = 0; i < 8; ++i) {
         EXPECT_EQ(engine.GetMelody().items[i].pitch, lead[static_cast<size_t>(i)]);
+    }
     EXPECT_EQ(engine.SetMelody(&engine.GetMelody(), 1), 0);
 }
 
@@ -313,9 +318,13 @@ TEST(SetMelody, KeepsChordsOfTheSameNumberUnlessForced) {
     CChoiralizerV2 engine;
     engine.SetMode(0);
     engine.SetChordCount(8);
-    for (int32_t i = 0; i < 8; ++i) engine.SetChordAt(i, Triad(5, ChordMajor));
+    for (int32_t i = 0; i < 8; ++i) {
+        engine.SetChordAt(i, Triad(5, ChordMajor));
+    }
     SetMelody(engine, kScale, 0);
-    for (const ChordInfo& chord : AllChords(engine)) EXPECT_TRUE(SameChord(chord, Triad(5, ChordMajor)));
+    for (const ChordInfo& chord : AllChords(engine)) {
+        EXPECT_TRUE(SameChord(chord, Triad(5, ChordMajor)));
+    }
     SetMelody(engine, kScale, 1);
     EXPECT_EQ(AllChords(engine)[0].name, "C");
     EXPECT_EQ(AllChords(engine)[0].inversion, -1);
@@ -345,7 +354,9 @@ TEST(SetMelody, EmptiesTheChordsInModeSeven) {
     SetMelody(engine, kScale, 0);
     EXPECT_EQ(AllChords(engine)[0].root, 5);
     SetMelody(engine, kScale, 1);
-    for (const ChordInfo& chord : AllChords(engine)) EXPECT_TRUE(SameChord(chord, {-1, 5, 16, -1, ""}));
+    for (const ChordInfo& chord : AllChords(engine)) {
+        EXPECT_TRUE(SameChord(chord, {-1, 5, 16, -1, ""}));
+    }
     SetMelody(engine, {60, 62}, 0);
     EXPECT_EQ(engine.GetChordCount(), 2);
 }
@@ -376,7 +387,9 @@ TEST(Calculate, TakesMoreChordsThanNotes) {
     engine.SetParams(kOneAbove.data());
     SetMelody(engine, kScale);
     engine.SetChordCount(12);
-    for (int32_t i = 0; i < 12; ++i) engine.SetChordAt(i, Triad(0, ChordMajor));
+    for (int32_t i = 0; i < 12; ++i) {
+        engine.SetChordAt(i, Triad(0, ChordMajor));
+    }
     EXPECT_EQ(engine.Calculate(), 0);
     EXPECT_EQ(AllChords(engine)[8].name, "given");
     EXPECT_EQ(AllChords(engine)[7].name, "C");
@@ -394,7 +407,9 @@ std::array<Row, 4> ClassicRows(int32_t mode, int32_t voicesAbove, float spread, 
     for (size_t i = 0; i < pitches.size(); ++i) {
         classic.VoiceChord(pitches[i], result, chords[i]);
         std::swap(result[0], result[3]);
-        for (size_t row = 0; row < 4; ++row) rows[row].push_back(result[row]);
+        for (size_t row = 0; row < 4; ++row) {
+            rows[row].push_back(result[row]);
+        }
     }
     return rows;
 }
@@ -530,7 +545,9 @@ TEST(ClassicModes, AnEmptyChordRepeatsTheVoicesBefore) {
     engine.SetChordAt(1, {});
     engine.SetChordAt(2, Triad(0, ChordMajor));
     engine.Calculate();
-    for (int32_t row = 0; row < 3; ++row) EXPECT_EQ(RowOf(engine, row)[1], RowOf(engine, row)[0]);
+    for (int32_t row = 0; row < 3; ++row) {
+        EXPECT_EQ(RowOf(engine, row)[1], RowOf(engine, row)[0]);
+    }
     EXPECT_EQ(RowOf(engine, 3)[1], 62);
 }
 
@@ -699,8 +716,12 @@ TEST(SetVoiceItem, WritesTheRowAndForTheLeadTheMelody) {
     EXPECT_EQ(engine.SetVoiceItem(item, 3, 2), 0);
     EXPECT_EQ(voices[3].items[2].pitch, 50);
     EXPECT_EQ(engine.GetMelody().items[2].pitch, 50);
-    for (int32_t voice : {4, -1, 1000}) EXPECT_EQ(engine.SetVoiceItem(item, voice, 0), kBadArgument);
-    for (int32_t note : {8, -1}) EXPECT_EQ(engine.SetVoiceItem(item, 0, note), kBadArgument);
+    for (int32_t voice : {4, -1, 1000}) {
+        EXPECT_EQ(engine.SetVoiceItem(item, voice, 0), kBadArgument);
+    }
+    for (int32_t note : {8, -1}) {
+        EXPECT_EQ(engine.SetVoiceItem(item, 0, note), kBadArgument);
+    }
 }
 
 TEST(SetVoiceItemTag, WritesTheLastTag) {
@@ -735,7 +756,9 @@ TEST(RecordResult, WithoutAClassicChordItIsIdentifiedFromThePitches) {
     EXPECT_TRUE(SameChord(AllChords(engine)[2], {0, 0, 16, -1, "C"}));
     EXPECT_EQ(candidate.gap, 1);
     EXPECT_EQ((Row{voicing[0], voicing[1], voicing[2], voicing[3]}), (Row{60, 64, 67, 72}));
-    for (int32_t row = 0; row < 4; ++row) EXPECT_EQ(RowOf(engine, row)[2], voicing[row]);
+    for (int32_t row = 0; row < 4; ++row) {
+        EXPECT_EQ(RowOf(engine, row)[2], voicing[row]);
+    }
     EXPECT_EQ(engine.GetChosen()[2].voicing, voicing);  // shared, not copied
 }
 
@@ -863,7 +886,9 @@ TEST(ModeSeven, OneNoteGetsAChordAndFourVoices) {
     CChoiralizerV2 engine;
     SetMelody(engine, {72});
     ASSERT_EQ(engine.Calculate(), 0);
-    for (int32_t row = 0; row < 4; ++row) EXPECT_NE(RowOf(engine, row)[0], -1);
+    for (int32_t row = 0; row < 4; ++row) {
+        EXPECT_NE(RowOf(engine, row)[0], -1);
+    }
     EXPECT_EQ(RowOf(engine, 3)[0], 72);
     EXPECT_EQ(AllChords(engine)[0].root, 0);
     EXPECT_EQ(AllChords(engine)[0].name.rfind("Major: ", 0), 0u);
@@ -871,8 +896,12 @@ TEST(ModeSeven, OneNoteGetsAChordAndFourVoices) {
 
 TEST(ModeSeven, ChordsThatWereSetHaveNoInfluence) {
     CChoiralizerV2 with, without;
-    for (CChoiralizerV2* engine : {&with, &without}) SetMelody(*engine, kScale);
-    for (int32_t i = 0; i < 8; ++i) with.SetChordAt(i, Triad(1, ChordDiminished));
+    for (CChoiralizerV2* engine : {&with, &without}) {
+        SetMelody(*engine, kScale);
+    }
+    for (int32_t i = 0; i < 8; ++i) {
+        with.SetChordAt(i, Triad(1, ChordDiminished));
+    }
     with.Calculate();
     without.Calculate();
     EXPECT_EQ(AllRows(with), AllRows(without));
@@ -885,7 +914,9 @@ TEST(ModeSeven, EveryNoteGetsAChordHoweverFewWereSet) {
     engine.SetChordCount(2);
     ASSERT_EQ(engine.Calculate(), 0);
     ASSERT_EQ(engine.GetChordCount(), 8);
-    for (const ChordInfo& chord : AllChords(engine)) EXPECT_NE(chord.name, "");
+    for (const ChordInfo& chord : AllChords(engine)) {
+        EXPECT_NE(chord.name, "");
+    }
 }
 
 TEST(ModeSeven, RunsDependOnTheSettingsOfNowAlone) {
@@ -913,7 +944,9 @@ TEST(ModeSeven, RootsLieUpToElevenAboveTheKey) {
     CChoiralizerV2 engine;
     engine.SetKey(11);
     Row melody = kScale;
-    for (int32_t& pitch : melody) pitch += 11;
+    for (int32_t& pitch : melody) {
+        pitch += 11;
+    }
     SetMelody(engine, melody);
     engine.Calculate();
     int32_t highest = -1;
@@ -930,7 +963,9 @@ TEST(ModeSeven, ANoteOutOfTheScaleTakesTheVoicesBefore) {
     SetMelody(engine, {60, 61, 62, 64, 60});
     engine.Calculate();
     const auto rows = AllRows(engine);
-    for (size_t row = 0; row < 3; ++row) EXPECT_EQ(rows[row][1], rows[row][0]);
+    for (size_t row = 0; row < 3; ++row) {
+        EXPECT_EQ(rows[row][1], rows[row][0]);
+    }
     EXPECT_EQ(rows[3][1], 61);
     EXPECT_EQ(AllChords(engine)[1].name, "overtaken from previous - unknown chord");
     EXPECT_EQ(AllChords(engine)[1].inversion, -1);
@@ -1004,7 +1039,9 @@ TEST(ChoiralizerV2, NoSequenceOfCallsDoesHarm) {
                     break;
                 case 5:
                 case 6:
-                    for (int32_t& word : words) word = any.Word();
+                    for (int32_t& word : words) {
+                        word = any.Word();
+                    }
                     engine.SetMode(any.Below(11) - 1);
                     if (engine.GetMode() == 3) {
                         const int32_t* pointer = pairs;
@@ -1025,7 +1062,9 @@ TEST(ChoiralizerV2, NoSequenceOfCallsDoesHarm) {
                 case 11:
                 case 12: {
                     Tune tune(Row(static_cast<size_t>(any.Below(12)), 0));
-                    for (NoteItem& item : tune.items) item = {any.Pitch(), any.Time(), any.Time(), 1, 2, 3};
+                    for (NoteItem& item : tune.items) {
+                        item = {any.Pitch(), any.Time(), any.Time(), 1, 2, 3};
+                    }
                     engine.SetMelody(&tune.list, any.Below(2));
                     break;
                 }
@@ -1055,7 +1094,9 @@ TEST(ChoiralizerV2, NoSequenceOfCallsDoesHarm) {
             }
             NoteList* voices = nullptr;
             engine.GetVoices(&voices);
-            for (int32_t row = 0; row < 4; ++row) ASSERT_EQ(voices[row].count, engine.GetMelody().count);
+            for (int32_t row = 0; row < 4; ++row) {
+                ASSERT_EQ(voices[row].count, engine.GetMelody().count);
+            }
         }
     }
 }
@@ -1091,11 +1132,19 @@ void SetTune(CChoiralizerV2& engine, const KeyedTune& keyed) {
 }
 
 ChordInfo ChordOf(const TuneNote& note) {
-    if (note.chordRoot < 0) return {};
+    if (note.chordRoot < 0) {
+        return {};
+    }
     const std::string& quality = note.chordQuality;
-    if (quality == "7" || quality == "9") return {note.chordRoot, ChordNoTriad, ChordDominant7, 0, ""};
-    if (quality == "min7") return {note.chordRoot, ChordNoTriad, ChordMinor7, 0, ""};
-    if (quality == "dim") return {note.chordRoot, ChordDiminished, ChordNoSeventh, 0, ""};
+    if (quality == "7" || quality == "9") {
+        return {note.chordRoot, ChordNoTriad, ChordDominant7, 0, ""};
+    }
+    if (quality == "min7") {
+        return {note.chordRoot, ChordNoTriad, ChordMinor7, 0, ""};
+    }
+    if (quality == "dim") {
+        return {note.chordRoot, ChordDiminished, ChordNoSeventh, 0, ""};
+    }
     return {note.chordRoot, quality.rfind("min", 0) == 0 ? ChordMinor : ChordMajor, ChordNoSeventh, 0, ""};
 }
 
@@ -1107,7 +1156,9 @@ TEST(Tunes, EveryNoteOfEveryTuneGetsItsFourVoicesInModeSeven) {
         ASSERT_EQ(engine.Calculate(), 0) << keyed.tune.name;
         const Chords chords = AllChords(engine);
         for (const Row& row : AllRows(engine)) {
-            for (size_t i = 0; i < row.size(); ++i) EXPECT_NE(row[i], -1) << keyed.tune.name << " note " << i;
+            for (size_t i = 0; i < row.size(); ++i) {
+                EXPECT_NE(row[i], -1) << keyed.tune.name << " note " << i;
+            }
         }
         for (size_t i = 0; i < chords.size(); ++i) {
             EXPECT_EQ(RowOf(engine, 3)[i], keyed.tune.notes[i].pitch);
@@ -1121,14 +1172,18 @@ TEST(Tunes, EveryNoteOfEveryTuneGetsItsVoices) {
     for (const KeyedTune& keyed : tunes) {
         for (int32_t mode : {0, 1, 2}) {
             for (bool withChords : {false, true}) {
-                if (withChords && !keyed.tune.HasChords()) continue;
+                if (withChords && !keyed.tune.HasChords()) {
+                    continue;
+                }
                 CChoiralizerV2 engine;
                 engine.SetMode(mode);
                 engine.SetParams(kOneAbove.data());
                 SetTune(engine, keyed);
                 const std::vector<TuneNote>& notes = keyed.tune.notes;
                 for (size_t i = 0; withChords && i < notes.size(); ++i) {
-                    if (notes[i].chordRoot < 0) continue;  // keeps the tracked chord
+                    if (notes[i].chordRoot < 0) {
+                        continue;  // keeps the tracked chord
+                    }
                     engine.SetChordAt(static_cast<int32_t>(i), ChordOf(notes[i]));
                 }
                 ASSERT_EQ(engine.Calculate(), 0);

@@ -166,8 +166,12 @@ TEST(ChordName, FlatsAreAskedForWithOne) {
 }
 
 TEST(ChordName, SomeTypesHaveNoNameAndSomeAreUnknown) {
-    for (int32_t type : {4, 5, 15}) EXPECT_EQ(ChordName(0, type, 0), "--") << type;
-    for (int32_t type : {6, 7, 8, 16, 17, 18, 1000}) EXPECT_EQ(ChordName(0, type, 0), "") << type;
+    for (int32_t type : {4, 5, 15}) {
+        EXPECT_EQ(ChordName(0, type, 0), "--") << type;
+    }
+    for (int32_t type : {6, 7, 8, 16, 17, 18, 1000}) {
+        EXPECT_EQ(ChordName(0, type, 0), "") << type;
+    }
 }
 
 TEST(ChordName, ANegativeRootIsUnknownWhateverTheType) {
@@ -203,7 +207,9 @@ TEST(ChordToneTable, TonesRiseFromTheRootAndTriadsRepeatIt) {
     for (int32_t type = 0; type < kChordTypeCount; ++type) {
         const int32_t* tones = ChordToneTable[type];
         if (type == 4 || type == 5 || type == 15 || type == 16) {
-            for (int32_t k = 0; k < 4; ++k) EXPECT_EQ(tones[k], -1);
+            for (int32_t k = 0; k < 4; ++k) {
+                EXPECT_EQ(tones[k], -1);
+            }
             continue;
         }
         EXPECT_EQ(tones[0], 0);

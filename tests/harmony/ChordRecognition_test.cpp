@@ -125,22 +125,32 @@ ChordInfo PlainRecognition(Pitches pitches) {
     std::vector<int32_t> notes;
     const auto count = 4 - std::count(pitches.begin(), pitches.end(), -1);
     for (int32_t i = 0; i < count; ++i) {
-        if (std::count(notes.begin(), notes.end(), pitches[i]) == 0) notes.push_back(pitches[i]);
+        if (std::count(notes.begin(), notes.end(), pitches[i]) == 0) {
+            notes.push_back(pitches[i]);
+        }
     }
     const size_t n = notes.size();
-    if (n < 3) return {0, 5, 16, 0, ""};
+    if (n < 3) {
+        return {0, 5, 16, 0, ""};
+    }
     std::sort(notes.begin(), notes.end());
     const int32_t lowest = notes[0];
     for (size_t round = 0; round < n; ++round) {
         for (size_t i = 0; i + 1 < n; ++i) {
-            if (notes[i + 1] - notes[i] == 3 || notes[i + 1] - notes[i] == 4) continue;
-            for (size_t j = i + 1; j < n; ++j) notes[j] -= 12;
+            if (notes[i + 1] - notes[i] == 3 || notes[i + 1] - notes[i] == 4) {
+                continue;
+            }
+            for (size_t j = i + 1; j < n; ++j) {
+                notes[j] -= 12;
+            }
             std::sort(notes.begin(), notes.end());
             break;
         }
     }
     int32_t inversion = 0;
-    while (inversion < static_cast<int32_t>(n) && notes[inversion] % 12 != lowest) ++inversion;
+    while (inversion < static_cast<int32_t>(n) && notes[inversion] % 12 != lowest) {
+        ++inversion;
+    }
     const int32_t root = (notes[0] + 156) % 12;
     const int32_t d1 = notes[1] - notes[0], d2 = notes[2] - notes[0];
     if (n == 3) {
@@ -151,14 +161,18 @@ ChordInfo PlainRecognition(Pitches pitches) {
             return {root, found->second, 16, inversion,
                     ChordName(d1 == 3 ? root + 12 : root, found->second, 0)};
         }
-        if (d2 == 6 || d2 == 7 || d2 == 8) return {root, 4, 16, inversion, "--"};
+        if (d2 == 6 || d2 == 7 || d2 == 8) {
+            return {root, 4, 16, inversion, "--"};
+        }
         return {root, 5, 16, inversion, ""};
     }
     const std::map<std::array<int32_t, 3>, int32_t> sevenths = {{{3, 6, 9}, 13},  {{3, 6, 10}, 12},
                                                                 {{3, 7, 10}, 10}, {{3, 7, 11}, 14},
                                                                 {{4, 7, 10}, 11}, {{4, 7, 11}, 9}};
     const auto found = sevenths.find({d1, d2, notes[3] - notes[0]});
-    if (found == sevenths.end()) return {root, 5, 15, inversion, "--"};
+    if (found == sevenths.end()) {
+        return {root, 5, 15, inversion, "--"};
+    }
     return {root, 5, found->second, inversion, ChordName(d1 == 3 ? root + 12 : root, found->second, 0)};
 }
 
@@ -172,7 +186,9 @@ void ExpectAsByHand(const Pitches& pitches) {
 TEST(ChordFromPitches, AgreesWithRecognitionByHandOnAllThreeLowNotes) {
     for (int32_t a = -2; a < 20; ++a) {
         for (int32_t b = -2; b < 20; ++b) {
-            for (int32_t c = -2; c < 20; ++c) ExpectAsByHand({a, b, c, -1});
+            for (int32_t c = -2; c < 20; ++c) {
+                ExpectAsByHand({a, b, c, -1});
+            }
         }
     }
 }
@@ -181,8 +197,9 @@ TEST(ChordFromPitches, AgreesWithRecognitionByHandOnRandomNotes) {
     std::mt19937 random(11);
     for (int round = 0; round < 30000; ++round) {
         Pitches pitches;
-        for (int32_t& pitch : pitches)
+        for (int32_t& pitch : pitches) {
             pitch = static_cast<int32_t>(random() % 50) + (round % 2 == 0 ? -1 : 40);
+        }
         ExpectAsByHand(pitches);
     }
 }
@@ -191,7 +208,9 @@ TEST(ChordFromPitches, TheOrderOfTheNotesDoesNotMatter) {
     std::mt19937 random(5);
     for (int round = 0; round < 500; ++round) {
         Pitches pitches;
-        for (int32_t& pitch : pitches) pitch = 40 + static_cast<int32_t>(random() % 40);
+        for (int32_t& pitch : pitches) {
+            pitch = 40 + static_cast<int32_t>(random() % 40);
+        }
         Pitches shuffled = pitches;
         std::shuffle(shuffled.begin(), shuffled.end(), random);
         const ChordInfo a = Recognise(pitches), b = Recognise(shuffled);
@@ -209,7 +228,9 @@ TEST(ChordFromPitches, RecognisesEverySpelledChordAndItsInversions) {
                                         : Spell(root, ChordNoTriad, type, inversion);
                 // The spelling turns the order of the notes; lift them into a real inversion.
                 for (int32_t k = 1; k < (triad ? 3 : 4); ++k) {
-                    while (pitches[k] < pitches[k - 1]) pitches[k] += 12;
+                    while (pitches[k] < pitches[k - 1]) {
+                        pitches[k] += 12;
+                    }
                 }
                 const ChordInfo chord = Recognise(pitches);
                 EXPECT_EQ(triad ? chord.triadType : chord.seventhType, type);
@@ -251,12 +272,16 @@ TEST(GetChordPitches, SpellsSeventhChords) {
     const std::map<int32_t, Pitches> spelled = {
         {9, {60, 64, 67, 71}},  {10, {60, 63, 67, 70}}, {11, {60, 64, 67, 70}}, {12, {60, 63, 66, 70}},
         {13, {60, 63, 66, 69}}, {14, {60, 63, 67, 71}}, {17, {60, 64, 68, 71}}};
-    for (const auto& [type, pitches] : spelled) EXPECT_EQ(Spell(0, ChordNoTriad, type), pitches) << type;
+    for (const auto& [type, pitches] : spelled) {
+        EXPECT_EQ(Spell(0, ChordNoTriad, type), pitches) << type;
+    }
 }
 
 TEST(GetChordPitches, WithoutATypeNothingIsSpelled) {
     for (int32_t triad : {4, 5}) {
-        for (int32_t seventh : {15, 16}) EXPECT_EQ(Spell(0, triad, seventh), (Pitches{-1, -1, -1, -1}));
+        for (int32_t seventh : {15, 16}) {
+            EXPECT_EQ(Spell(0, triad, seventh), (Pitches{-1, -1, -1, -1}));
+        }
     }
 }
 
@@ -363,7 +388,9 @@ TEST(ListChordsInScale, StartsAtTheKeyAndReducesTheRoots) {
     const int32_t count = engine.ListChordsInScale(out.data());
     EXPECT_EQ(count, 14);
     EXPECT_EQ(out[0].root, 7);
-    for (int32_t i = 0; i < count; ++i) EXPECT_LT(out[i].root, 12);
+    for (int32_t i = 0; i < count; ++i) {
+        EXPECT_LT(out[i].root, 12);
+    }
 }
 
 TEST(ListChordsInScale, StopsOneRecordBeforeTheRoomEnds) {
@@ -389,11 +416,15 @@ TEST(ListChordsWithTones, HoldsWhatFitsTheScaleAndTheStart) {
                 const Pitches pitches = Spell(chord[0], chord[1], chord[2]);
                 bool fits = pitches[2] >= 0, holds = false;
                 for (int32_t pitch : pitches) {
-                    if (pitch < 0) break;
+                    if (pitch < 0) {
+                        break;
+                    }
                     fits = fits && ScaleTable[ScaleMajor][pitch % 12] == 1;
                     holds = holds || (pitch - start) % 12 == 0;
                 }
-                if (fits && holds) expected.push_back(chord);
+                if (fits && holds) {
+                    expected.push_back(chord);
+                }
             }
         }
         expected.resize(std::min<size_t>(expected.size(), 19));

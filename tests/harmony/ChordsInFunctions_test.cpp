@@ -27,7 +27,9 @@ std::vector<std::string> NamesWithTone(const CChordsInFunctions& chords, int32_t
         static_cast<size_t>(chords.CountChordsWithTone(function, pitchClass)));
     chords.CopyChordsWithTone(entries.data(), function, pitchClass);
     std::vector<std::string> names;
-    for (const ChordFunctionEntry& entry : entries) names.push_back(entry.name);
+    for (const ChordFunctionEntry& entry : entries) {
+        names.push_back(entry.name);
+    }
     return names;
 }
 
@@ -50,7 +52,9 @@ TEST(ChordsInFunctions, AgreesWithASearchOfTheTablesForEveryTone) {
                 std::vector<std::string> expected;
                 for (int32_t i = 0; i < list.count; ++i) {
                     const int32_t* tones = list.entries[i].tones;
-                    if (std::count(tones, tones + 4, tone) > 0) expected.push_back(list.entries[i].name);
+                    if (std::count(tones, tones + 4, tone) > 0) {
+                        expected.push_back(list.entries[i].name);
+                    }
                 }
                 EXPECT_EQ(NamesWithTone(*chords, function, tone), expected);
             }
@@ -61,7 +65,9 @@ TEST(ChordsInFunctions, AgreesWithASearchOfTheTablesForEveryTone) {
 TEST(ChordsInFunctions, NoFunctionAndUnknownFunctionsHoldNothing) {
     const auto chords = Create();
     for (int32_t function : {0, -1, 5, 1000}) {
-        for (int32_t tone = 0; tone < 12; ++tone) EXPECT_EQ(chords->CountChordsWithTone(function, tone), 0);
+        for (int32_t tone = 0; tone < 12; ++tone) {
+            EXPECT_EQ(chords->CountChordsWithTone(function, tone), 0);
+        }
     }
 }
 
@@ -129,7 +135,9 @@ TEST(BuildChordCandidates, PitchesBelowTheKeyCountByTheirDistance) {
     std::vector<int32_t> expected;
     for (int32_t pitch = -3; pitch <= 9; ++pitch) {
         const int32_t distance = std::abs(9 - pitch) % 12;
-        if (distance == 0 || distance == 4 || distance == 7) expected.push_back(pitch);
+        if (distance == 0 || distance == 4 || distance == 7) {
+            expected.push_back(pitch);
+        }
     }
     ASSERT_EQ(candidates[0].pitchCount, static_cast<int32_t>(expected.size()));
     EXPECT_TRUE(std::equal(expected.begin(), expected.end(), candidates[0].pitches.begin()));

@@ -31,11 +31,15 @@ TEST(CommonPrefixes, AgreesWithComparingEveryPlace) {
     std::mt19937 random(5);
     for (int round = 0; round < 4000; ++round) {
         std::string text(1 + random() % 40, 'a');
-        for (char& c : text) c = static_cast<char>('a' + random() % (1 + round % 3));
+        for (char& c : text) {
+            c = static_cast<char>('a' + random() % (1 + round % 3));
+        }
         const std::vector<size_t> prefixes = PrefixesOf(text);
         for (size_t i = 0; i < text.size(); ++i) {
             size_t n = 0;
-            while (i + n < text.size() && text[n] == text[i + n]) ++n;
+            while (i + n < text.size() && text[n] == text[i + n]) {
+                ++n;
+            }
             ASSERT_EQ(prefixes[i], n) << text << " at " << i;
         }
     }

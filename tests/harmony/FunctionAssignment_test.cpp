@@ -99,19 +99,25 @@ TEST(FunctionAssignment, WithOnePhraseOneSearchFillsAllBetweenTheEnds) {
     EXPECT_EQ(result.boundaries, std::vector<int32_t>(8, 0));
     EXPECT_EQ(result.functions.front(), T);
     EXPECT_EQ(result.functions.back(), T);
-    for (int32_t function : result.functions) EXPECT_NE(function, FunctionNone);
+    for (int32_t function : result.functions) {
+        EXPECT_NE(function, FunctionNone);
+    }
 }
 
 TEST(FunctionAssignment, ANoteOutOfTheScaleIsLeftOut) {
     const Functions functions = FunctionsOf({60, 61, 64, 65, 60});
     EXPECT_EQ(functions[1], FunctionNone);
-    for (size_t i : {0u, 2u, 3u, 4u}) EXPECT_NE(functions[i], FunctionNone) << i;
+    for (size_t i : {0u, 2u, 3u, 4u}) {
+        EXPECT_NE(functions[i], FunctionNone) << i;
+    }
 }
 
 TEST(FunctionAssignment, AnAuxiliaryNoteIsLeftOut) {
     const Functions functions = FunctionsOf({60, 64, 65, 64, 67, 60});
     EXPECT_EQ(functions[2], FunctionNone);
-    for (size_t i : {0u, 1u, 3u, 4u, 5u}) EXPECT_NE(functions[i], FunctionNone) << i;
+    for (size_t i : {0u, 1u, 3u, 4u, 5u}) {
+        EXPECT_NE(functions[i], FunctionNone) << i;
+    }
 }
 
 TEST(FunctionAssignment, ARepeatedPitchIsLeftOutButForItsLast) {
@@ -138,7 +144,9 @@ TEST(FunctionAssignment, AnEndThatNoRuleKnowsKeepsNoFunctionButLetsTheNotesBefor
     // In the chromatic scale the fifth above the key is an eighth degree, of which the cadence rules know
     // nothing.
     const Functions functions = FunctionsOf({60, 62, 64, 65, 67}, 0, kChromatic);
-    for (size_t i = 0; i + 1 < functions.size(); ++i) EXPECT_NE(functions[i], FunctionNone) << i;
+    for (size_t i = 0; i + 1 < functions.size(); ++i) {
+        EXPECT_NE(functions[i], FunctionNone) << i;
+    }
     EXPECT_EQ(functions.back(), FunctionNone);
 }
 
@@ -148,7 +156,9 @@ const int32_t kMajorSteps[8] = {0, 2, 4, 5, 7, 9, 11, 12};
 
 float StepWeight(int32_t table, int32_t x, int32_t y, int32_t z, int32_t column, float before) {
     float sum = 0.0f;
-    for (int32_t k = 0; k < 12; ++k) sum = sum + DegreeFitTable[table][y][z][k];
+    for (int32_t k = 0; k < 12; ++k) {
+        sum = sum + DegreeFitTable[table][y][z][k];
+    }
     const float reached = ProgressionTable[x][y][z] * 3.1622777f * before;
     return reached * 3.1622777f * (DegreeFitTable[table][y][z][column] / sum);
 }
@@ -159,7 +169,9 @@ void PlainGap(const CadenceMelody& melody, const std::vector<int32_t>& K, int32_
     const int32_t length = h - k + 1, table = melody.scale == 0 ? 0 : 1;
     std::vector<std::array<std::array<float, 5>, 5>> prob(static_cast<size_t>(length));
     std::vector<std::array<std::array<int32_t, 5>, 5>> from(static_cast<size_t>(length));
-    for (auto& p : prob) p = {};
+    for (auto& p : prob) {
+        p = {};
+    }
     const int32_t x0 = k >= 2 && f[K[k - 2]] != 0 ? f[K[k - 1]] : 0;
     prob[0][x0][f[K[k]]] = 1.0f;
     for (int32_t t = 1; t < length; ++t) {
@@ -185,7 +197,9 @@ void PlainGap(const CadenceMelody& melody, const std::vector<int32_t>& K, int32_
     int32_t x = -1, y = -1;
     for (int32_t a = 0; a < 5; ++a) {
         for (int32_t b = 0; b < 5; ++b) {
-            if (given != 0 && b != given) continue;
+            if (given != 0 && b != given) {
+                continue;
+            }
             if (x < 0 || prob[length - 1][a][b] > prob[length - 1][x][y]) {
                 x = a;
                 y = b;
@@ -220,7 +234,9 @@ PlainResult PlainAssign(const TimedMelody& timed, const std::vector<int32_t>& bo
         melody.duration.push_back(time - start);
         const int32_t above = ((timed.pitch[i] - key) % 12 + 12) % 12;
         int32_t tones = 0;
-        for (int32_t s = 0; s <= above; ++s) tones += row[s];
+        for (int32_t s = 0; s <= above; ++s) {
+            tones += row[s];
+        }
         melody.degree.push_back((tones - 1) % 8);
         melody.alteration.push_back(row[above] == 1 ? 0 : row[(above + 11) % 12] == 1 ? 1 : -1);
     }
@@ -241,7 +257,9 @@ PlainResult PlainAssign(const TimedMelody& timed, const std::vector<int32_t>& bo
         const bool inScale = melody.alteration[i] == 0;
         const int32_t before = K.empty() ? timed.pitch[0] : timed.pitch[K.back()];
         const bool auxiliary = i != 0 && i != n - 1 && before == timed.pitch[i + 1];
-        if (f[i] != 0 || (inScale && !auxiliary)) K.push_back(i);
+        if (f[i] != 0 || (inScale && !auxiliary)) {
+            K.push_back(i);
+        }
     }
     for (int32_t k = 0; k + 1 < static_cast<int32_t>(K.size());) {
         if (f[K[k]] == 0 || f[K[k + 1]] != 0) {
@@ -249,7 +267,9 @@ PlainResult PlainAssign(const TimedMelody& timed, const std::vector<int32_t>& bo
             continue;
         }
         int32_t h = k + 1;
-        while (h + 1 < static_cast<int32_t>(K.size()) && f[K[h]] == 0) ++h;
+        while (h + 1 < static_cast<int32_t>(K.size()) && f[K[h]] == 0) {
+            ++h;
+        }
         PlainGap(melody, K, k, h, f);
         k = h;
     }
@@ -260,7 +280,9 @@ TimedMelody RandomMelody(std::mt19937& random, size_t n, int32_t key, int32_t sc
     TimedMelody melody;
     while (melody.pitch.size() < n) {
         const int32_t pitch = 48 + static_cast<int32_t>(random() % 30);
-        if (!chromatic && ScaleRow(scale)[(pitch - key + 120) % 12] == 0) continue;
+        if (!chromatic && ScaleRow(scale)[(pitch - key + 120) % 12] == 0) {
+            continue;
+        }
         melody.pitch.push_back(pitch);
         melody.duration.push_back(0.5f * static_cast<float>(1 + random() % 4));
     }
@@ -294,11 +316,16 @@ TEST(FunctionAssignment, NoSequenceOfFunctionsIsLikelierThanTheOneFound) {
         bool searched = K.size() >= 4;
         Functions anchors(melody.pitch.size(), 0);
         anchors[0] = result.functions[0];
-        for (size_t i = 0; i < result.boundaries.size(); ++i)
+        for (size_t i = 0; i < result.boundaries.size(); ++i) {
             searched = searched && result.boundaries[i] == 0;
+        }
         AssignCadence(plain.melody, static_cast<int32_t>(melody.pitch.size()) - 1, 0, anchors);
-        for (size_t i = 1; i + 1 < anchors.size(); ++i) searched = searched && anchors[i] == 0;
-        if (!searched) continue;
+        for (size_t i = 1; i + 1 < anchors.size(); ++i) {
+            searched = searched && anchors[i] == 0;
+        }
+        if (!searched) {
+            continue;
+        }
         ++compared;
 
         const auto likelihood = [&](const Functions& path) {
@@ -312,14 +339,19 @@ TEST(FunctionAssignment, NoSequenceOfFunctionsIsLikelierThanTheOneFound) {
             return p;
         };
         Functions found;
-        for (int32_t note : K) found.push_back(result.functions[note]);
+        for (int32_t note : K) {
+            found.push_back(result.functions[note]);
+        }
         float best = 0.0f;
         Functions path = found;
         int32_t sequences = 1;
-        for (size_t i = 0; i < gap; ++i) sequences *= 5;
+        for (size_t i = 0; i < gap; ++i) {
+            sequences *= 5;
+        }
         for (int32_t code = 0; code < sequences; ++code) {
-            for (int32_t i = 0, rest = code; i < static_cast<int32_t>(gap); ++i, rest /= 5)
+            for (int32_t i = 0, rest = code; i < static_cast<int32_t>(gap); ++i, rest /= 5) {
                 path[i + 1] = rest % 5;
+            }
             best = std::max(best, likelihood(path));
         }
         EXPECT_GT(best, 0.0f);
@@ -331,7 +363,9 @@ TEST(FunctionAssignment, NoSequenceOfFunctionsIsLikelierThanTheOneFound) {
 std::vector<int32_t> UpAndDown(int32_t notes) {
     const int32_t line[14] = {60, 62, 64, 65, 67, 69, 71, 72, 71, 69, 67, 65, 64, 62};
     std::vector<int32_t> pitch;
-    for (int32_t i = 0; i < notes; ++i) pitch.push_back(line[i % 14]);
+    for (int32_t i = 0; i < notes; ++i) {
+        pitch.push_back(line[i % 14]);
+    }
     return pitch;
 }
 
@@ -347,7 +381,9 @@ TEST(FunctionAssignment, AGapWhoseLikelihoodIsBeyondTheSmallestFloatKeepsNoFunct
     const Functions functions = FunctionsOf(UpAndDown(1000));
     EXPECT_NE(functions.front(), FunctionNone);
     EXPECT_NE(functions.back(), FunctionNone);
-    for (size_t i = 1; i + 2 < functions.size(); ++i) EXPECT_EQ(functions[i], FunctionNone) << i;
+    for (size_t i = 1; i + 2 < functions.size(); ++i) {
+        EXPECT_EQ(functions[i], FunctionNone) << i;
+    }
 }
 
 TEST(FunctionAssignment, RealTunesGetFunctionsOnAlmostAllNotesOfTheirScale) {
@@ -363,8 +399,9 @@ TEST(FunctionAssignment, RealTunesGetFunctionsOnAlmostAllNotesOfTheirScale) {
         ASSERT_EQ(result.code, 0) << tune.name;
         const PlainResult plain = PlainAssign(melody, result.boundaries, key, scale);
         EXPECT_EQ(result.functions, plain.functions) << tune.name;
-        for (int32_t note : plain.kept)
+        for (int32_t note : plain.kept) {
             EXPECT_NE(result.functions[note], FunctionNone) << tune.name << " " << note;
+        }
     }
 }
 

@@ -24,7 +24,9 @@ std::vector<Row> AllRows() {
     for (int32_t set = 0; set < 2; ++set) {
         for (int32_t function = 0; function < kFunctionCount; ++function) {
             const FunctionChordList& list = FunctionChordTable[set][function];
-            for (int32_t i = 0; i < list.count; ++i) rows.push_back({set, function, &list.entries[i]});
+            for (int32_t i = 0; i < list.count; ++i) {
+                rows.push_back({set, function, &list.entries[i]});
+            }
         }
     }
     return rows;
@@ -34,7 +36,9 @@ std::set<int32_t> ToneSet(const int32_t* tones) { return {tones, tones + 4}; }
 
 std::set<int32_t> ToneSet(int32_t root, int32_t type) {
     std::set<int32_t> tones;
-    for (int32_t tone : ChordToneTable[type]) tones.insert((root + tone) % 12);
+    for (int32_t tone : ChordToneTable[type]) {
+        tones.insert((root + tone) % 12);
+    }
     return tones;
 }
 
@@ -101,7 +105,9 @@ TEST(FunctionChordTable, TonesAndIndicesAreInRange) {
 TEST(FunctionChordTable, TriadsRepeatTheirFirstTone) {
     for (const Row& row : AllRows()) {
         const ChordFunctionEntry& entry = *row.entry;
-        if (row.function == FunctionNone) continue;
+        if (row.function == FunctionNone) {
+            continue;
+        }
         EXPECT_EQ(entry.tones[3] == entry.tones[0], entry.chordType < ChordMajor7) << entry.name;
         EXPECT_EQ(ToneSet(entry.tones).size(), entry.chordType < ChordMajor7 ? 3u : 4u) << entry.name;
     }
@@ -110,13 +116,16 @@ TEST(FunctionChordTable, TriadsRepeatTheirFirstTone) {
 TEST(FunctionChordTable, TonesMakeAChordOfTheType) {
     for (const Row& row : AllRows()) {
         const ChordFunctionEntry& entry = *row.entry;
-        if (row.function == FunctionNone) continue;
+        if (row.function == FunctionNone) {
+            continue;
+        }
         // The minor six-four has its own third.
         const bool minorSixFour = entry.chordType == ChordSixFour && row.set == 1;
         const int32_t type = minorSixFour ? int32_t{ChordMinor} : entry.chordType;
         int32_t roots = 0;
-        for (int32_t root = 0; root < 12; ++root)
+        for (int32_t root = 0; root < 12; ++root) {
             roots += ToneSet(entry.tones) == ToneSet(root, type) ? 1 : 0;
+        }
         EXPECT_EQ(roots, IsDiminishedSeventh(entry) ? 4 : 1) << entry.name;
     }
 }
@@ -124,7 +133,9 @@ TEST(FunctionChordTable, TonesMakeAChordOfTheType) {
 TEST(FunctionChordTable, TheBassIsTheRootUnlessTheTypeIsAnInversion) {
     for (const Row& row : AllRows()) {
         const ChordFunctionEntry& entry = *row.entry;
-        if (entry.bassIndex == -1) continue;
+        if (entry.bassIndex == -1) {
+            continue;
+        }
         const int32_t bass = entry.tones[entry.bassIndex];
         const std::string name = entry.name;
         if (entry.chordType == ChordSixFour) {
@@ -141,7 +152,9 @@ TEST(FunctionChordTable, TheBassIsTheRootUnlessTheTypeIsAnInversion) {
 
 TEST(FunctionChordTable, DiminishedRowsHaveAValueInFrontOfTheirTones) {
     for (const Row& row : AllRows()) {
-        if (!IsDiminishedSeventh(*row.entry)) continue;
+        if (!IsDiminishedSeventh(*row.entry)) {
+            continue;
+        }
         const std::string name = row.entry->name;
         const int32_t front = name == "Seventh Degree Diminished" ? 2
                               : name == "Third Degree Diminished" ? 11
@@ -168,7 +181,9 @@ TEST(FunctionChordTable, NoChordStandsTwiceInAList) {
 TEST(FunctionChordTable, NamesTellTheMode) {
     for (const Row& row : AllRows()) {
         const std::string name = row.entry->name;
-        if (row.function == FunctionNone || IsDiminishedSeventh(*row.entry)) continue;
+        if (row.function == FunctionNone || IsDiminishedSeventh(*row.entry)) {
+            continue;
+        }
         EXPECT_EQ(name.rfind(row.set == 0 ? "Major: " : "Minor: ", 0), 0u) << name;
     }
 }
@@ -176,7 +191,9 @@ TEST(FunctionChordTable, NamesTellTheMode) {
 TEST(DegreeFunctionTable, IsAsSetDown) { EXPECT_EQ(Checksum(DegreeFunctionTable), 11633583395678826949u); }
 
 TEST(DegreeFunctionTable, BothHalvesAreTheSame) {
-    for (int32_t i = 0; i < 21; ++i) EXPECT_EQ(DegreeFunctionTable[i], DegreeFunctionTable[21 + i]) << i;
+    for (int32_t i = 0; i < 21; ++i) {
+        EXPECT_EQ(DegreeFunctionTable[i], DegreeFunctionTable[21 + i]) << i;
+    }
 }
 
 TEST(DegreeFunctionTable, EveryDegreeHasAFunctionOfItsOwn) {

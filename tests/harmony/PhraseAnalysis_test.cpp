@@ -55,7 +55,9 @@ Found Analyse(const std::vector<int32_t>& pitch) {
 
 Marks MarksAt(size_t n, std::initializer_list<size_t> notes) {
     Marks marks(n, 0);
-    for (size_t note : notes) marks[note] = 1;
+    for (size_t note : notes) {
+        marks[note] = 1;
+    }
     return marks;
 }
 
@@ -208,7 +210,9 @@ TEST(PhraseAnalysis, AgreesWithAPlainReadingOnRandomMelodies) {
             PlainPhrases::Analyse(Plain(melody, key, scale), PlainPhrases::RepeatedOpeningByLength);
         ASSERT_EQ(phrases.candidates, expected.candidates) << round;
         ASSERT_EQ(phrases.boundaries, expected.boundaries) << round;
-        for (int32_t boundary : phrases.boundaries) boundaries += boundary;
+        for (int32_t boundary : phrases.boundaries) {
+            boundaries += boundary;
+        }
         recurrences += n >= 8 && round % 2 == 0 ? 1 : 0;
     }
     // The melodies must reach what is compared.
@@ -302,7 +306,9 @@ TEST(PhraseAnalysis, FindsRecurrencesBetweenDurationsThatAreNoNumbers) {
         }
         record.meanDuration = 1.0f;
         std::vector<int32_t> trend(n, 0);
-        for (size_t i = 1; i < n; ++i) trend[i] = record.notePitch[i] - record.notePitch[i - 1];
+        for (size_t i = 1; i < n; ++i) {
+            trend[i] = record.notePitch[i] - record.notePitch[i - 1];
+        }
         ASSERT_EQ(FindRepeatedOpening(record, trend, {0, 0}),
                   PlainPhrases::RepeatedOpeningByPlace(
                       {record.notePitch, record.noteDuration, record.meanDuration, 0, ScaleRow(0)}))
@@ -332,7 +338,9 @@ TEST(PhraseAnalysis, FindsPhrasesInRealTunes) {
         EXPECT_EQ(phrases.boundaries, expected.boundaries) << tune.name;
         EXPECT_EQ(phrases.boundaries[0], 0);
         int32_t count = 0;
-        for (int32_t boundary : phrases.boundaries) count += boundary;
+        for (int32_t boundary : phrases.boundaries) {
+            count += boundary;
+        }
         withPhrases += count > 0 ? 1 : 0;
         EXPECT_LT(count, static_cast<int32_t>(melody.pitch.size()) / 4) << tune.name;
     }

@@ -64,7 +64,9 @@ TEST(DegreeFitTable, TheTonesOfTheMainTriadsFitTheirFunctionBest) {
     const int32_t triads[kFunctionCount][3] = {{}, {0, 4, 7}, {0, 5, 9}, {2, 7, 11}, {0, 4, 9}};
     for (int32_t b = 1; b < kFunctionCount; ++b) {
         for (int32_t c = 1; c < kFunctionCount; ++c) {
-            for (int32_t tone : triads[c]) EXPECT_GE(DegreeFitTable[0][b][c][tone], 0.8f) << b << " " << c;
+            for (int32_t tone : triads[c]) {
+                EXPECT_GE(DegreeFitTable[0][b][c][tone], 0.8f) << b << " " << c;
+            }
             EXPECT_LE(DegreeFitTable[0][b][c][c == 3 ? 9 : 11], 0.2f) << b << " " << c;
         }
     }

@@ -29,7 +29,9 @@ const int32_t* Major() { return ChoiralizerClassic::ScaleTable[ChoiralizerClassi
 const ChordFunctionEntry& Row(bool minor, int32_t function, const std::string& name) {
     const FunctionChordList& list = FunctionChordTable[minor][function];
     for (int32_t k = 0; k < list.count; ++k) {
-        if (name == list.entries[k].name) return list.entries[k];
+        if (name == list.entries[k].name) {
+            return list.entries[k];
+        }
     }
     throw std::logic_error("no chord " + name);
 }
@@ -89,7 +91,9 @@ float Judge(TransitionRule rule, Setting before, Setting now, int32_t leadVoice 
 
 float Product(std::initializer_list<float> factors) {
     float product = 1.0f;
-    for (const float factor : factors) product *= factor;
+    for (const float factor : factors) {
+        product *= factor;
+    }
     return product;
 }
 
@@ -99,7 +103,9 @@ TEST(VoicingRuleSets, HaveSevenAndEightRulesOfWeightOne) {
     EXPECT_EQ(RuleSetTable[kVertical].count, 7);
     EXPECT_EQ(RuleSetTable[kTransition].count, 8);
     for (const VoicingRuleSet& set : RuleSetTable) {
-        for (int32_t k = 0; k < set.count; ++k) EXPECT_EQ(set.weights[k], 1.0f);
+        for (int32_t k = 0; k < set.count; ++k) {
+            EXPECT_EQ(set.weights[k], 1.0f);
+        }
     }
 }
 
@@ -274,7 +280,9 @@ TEST(Parallels, CompoundIntervalsReadOneEntryToTheLeft) {
 TEST(Parallels, HeldPairsGainByThePair) {
     const Voicing v = {48, 55, 64, 72};
     float all = 1.0f;
-    for (int pair = 0; pair < 6; ++pair) all *= 1.5f;
+    for (int pair = 0; pair < 6; ++pair) {
+        all *= 1.5f;
+    }
     EXPECT_EQ(Judge(RuleParallels, Tonic(v), Tonic(v)), all);
     // Two held voices make one held pair; no other pair keeps its interval.
     EXPECT_EQ(Judge(RuleParallels, Tonic({45, 55, 62, 72}), Tonic({48, 55, 64, 72})), 1.5f);
@@ -436,7 +444,9 @@ TEST(ParallelTables, AreOfFifteenWithTheOctaveAtSeven) {
         EXPECT_EQ(StepTable[index], LeapTable[index]);
         EXPECT_EQ(StepTable[index], StepTable[index + 8]);
     }
-    for (int index = 8; index < 12; ++index) EXPECT_EQ(LeapTable[index], 0.0f);
+    for (int index = 8; index < 12; ++index) {
+        EXPECT_EQ(LeapTable[index], 0.0f);
+    }
     EXPECT_EQ(LeapTable[13], 0.001f);
     EXPECT_EQ(LeapTable[14], 0.3f);
 }
@@ -539,7 +549,9 @@ class RandomWindows {
         VoicingWindow window;
         const int present = Number(2, 4);
         Voicing voicing;
-        for (int32_t& pitch : voicing) pitch = Number(40, 76);
+        for (int32_t& pitch : voicing) {
+            pitch = Number(40, 76);
+        }
         for (int k = 0; k < present; ++k) {
             const int32_t function = Number(1, 4);
             const FunctionChordList& list = FunctionChordTable[Number(0, 1)][function];
@@ -547,9 +559,13 @@ class RandomWindows {
             // Often near the setting before, so that held pairs and parallels are common.
             if (Number(0, 2) != 0) {
                 const int32_t shift = Number(-3, 3);
-                for (int32_t& pitch : voicing) pitch += Number(0, 3) != 0 ? shift : Number(-2, 2);
+                for (int32_t& pitch : voicing) {
+                    pitch += Number(0, 3) != 0 ? shift : Number(-2, 2);
+                }
             } else {
-                for (int32_t& pitch : voicing) pitch = Number(40, 76);
+                for (int32_t& pitch : voicing) {
+                    pitch = Number(40, 76);
+                }
             }
             settingsOf_[k] = std::make_unique<Setting>(function, row, voicing, scale);
             settingsOf_[k]->shape = MakeShape(voicing.data(), settings.key, scale);
@@ -599,7 +615,9 @@ TEST(IsBelowScoreFloor, DecidesByTheLogarithmsToTheLastBit) {
         const float score = std::exp(exponent(random));
         const float limit = static_cast<float>(std::exp(-35.0) / double{score});
         float prior = limit;
-        for (int k = 0; k < 40; ++k) prior = std::nextafter(prior, 0.0f);
+        for (int k = 0; k < 40; ++k) {
+            prior = std::nextafter(prior, 0.0f);
+        }
         for (int k = 0; k < 80; ++k) {
             ASSERT_EQ(IsBelowScoreFloor(score, prior), byDefinition(score, prior)) << score << " " << prior;
             prior = std::nextafter(prior, 1.0f);

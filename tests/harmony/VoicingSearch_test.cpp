@@ -64,7 +64,9 @@ class Engine {
         NoteList* rows = nullptr;
         engine_.GetVoices(&rows);
         std::vector<int32_t> pitches;
-        for (int32_t i = 0; i < rows[voice].count; ++i) pitches.push_back(rows[voice].items[i].pitch);
+        for (int32_t i = 0; i < rows[voice].count; ++i) {
+            pitches.push_back(rows[voice].items[i].pitch);
+        }
         return pitches;
     }
     Voicing At(size_t note) { return {Row(0).at(note), Row(1).at(note), Row(2).at(note), Row(3).at(note)}; }
@@ -97,7 +99,9 @@ std::string Describe(const Task& task) {
     std::ostringstream text;
     text << "key " << task.key << " scale " << task.scaleRow << " lead " << task.leadVoice << " style "
          << task.spacingStyle << " range " << task.rangeBelow << " " << task.rangeAbove << " pitches";
-    for (const int32_t pitch : task.pitches) text << " " << pitch;
+    for (const int32_t pitch : task.pitches) {
+        text << " " << pitch;
+    }
     return text.str();
 }
 
@@ -132,10 +136,13 @@ double ExpectSameAsPlain(const Task& task) {
             ExpectSameRecord(fast[k], slow[k]);
         }
         ExpectSameRecord(engine->GetChosen()[i], plain.chosen[i]);
-        if (i > 0)
+        if (i > 0) {
             pairs += static_cast<double>(slow.size()) * static_cast<double>(lists[i - 1].candidates.size());
+        }
     }
-    for (int row = 0; row < 4; ++row) EXPECT_EQ(engine.Row(row), plain.rows[static_cast<size_t>(row)]);
+    for (int row = 0; row < 4; ++row) {
+        EXPECT_EQ(engine.Row(row), plain.rows[static_cast<size_t>(row)]);
+    }
     return pairs;
 }
 
@@ -148,7 +155,9 @@ std::vector<int32_t> RandomTune(std::mt19937& random, size_t notes, int32_t key,
     };
     std::vector<int32_t> tones;
     for (int32_t p = 0; p < 20; ++p) {
-        if (ChoiralizerClassic::ScaleTable[scaleRow][p % 12] != 0) tones.push_back(p + key + 12 * octave);
+        if (ChoiralizerClassic::ScaleTable[scaleRow][p % 12] != 0) {
+            tones.push_back(p + key + 12 * octave);
+        }
     }
     std::vector<int32_t> pitches;
     int32_t at = 0;
@@ -250,12 +259,16 @@ TEST(VoicingSearch, NoPathThroughThreeNotesIsBetter) {
                 for (size_t b = 0; b < own.lists[1].candidates.size(); ++b) {
                     const WindowEntry second = entry(1, b);
                     const float there = step(first.setting->score, first, second);
-                    if (there == 0.0f) continue;
+                    if (there == 0.0f) {
+                        continue;
+                    }
                     for (size_t c = 0; c < own.lists[2].candidates.size(); ++c) {
                         const WindowEntry third = entry(2, c);
                         const float path = step(there, second, third);
                         best = std::max(best, path);
-                        if (isChosen(first, 0) && isChosen(second, 1) && isChosen(third, 2)) chosen = path;
+                        if (isChosen(first, 0) && isChosen(second, 1) && isChosen(third, 2)) {
+                            chosen = path;
+                        }
                     }
                 }
             }
@@ -293,7 +306,9 @@ TEST(VoicingSearch, RescalesByTheScoreOverTheFirstPredecessor) {
     ASSERT_EQ(engine->Calculate(), 0);
     const auto best = [&](size_t note) {
         float score = 0.0f;
-        for (const auto& c : engine->GetCandidateLists()[note].candidates) score = std::max(score, c.score);
+        for (const auto& c : engine->GetCandidateLists()[note].candidates) {
+            score = std::max(score, c.score);
+        }
         return score;
     };
     EXPECT_GT(best(1), best(0) * 1000.0f);
@@ -328,7 +343,9 @@ TEST(VoicingSearch, TakesTheFirstOfEqualSettings) {
     ASSERT_EQ(engine->Calculate(), 0);
     const auto& list = engine->GetCandidateLists()[0].candidates;
     float best = 0.0f;
-    for (const auto& c : list) best = std::max(best, c.score);
+    for (const auto& c : list) {
+        best = std::max(best, c.score);
+    }
     ASSERT_GT(std::count_if(list.begin(), list.end(), [&](const auto& c) { return c.score == best; }), 1);
     const Voicing first = {69, 72, 74, 77};
     EXPECT_EQ(engine.At(0), first);
@@ -342,9 +359,13 @@ TEST(VoicingSearch, RunTwiceGivesTheSame) {
     Engine engine(task);
     ASSERT_EQ(engine->Calculate(), 0);
     std::vector<std::vector<int32_t>> rows;
-    for (int row = 0; row < 4; ++row) rows.push_back(engine.Row(row));
+    for (int row = 0; row < 4; ++row) {
+        rows.push_back(engine.Row(row));
+    }
     ASSERT_EQ(engine->Calculate(), 0);
-    for (int row = 0; row < 4; ++row) EXPECT_EQ(engine.Row(row), rows[static_cast<size_t>(row)]);
+    for (int row = 0; row < 4; ++row) {
+        EXPECT_EQ(engine.Row(row), rows[static_cast<size_t>(row)]);
+    }
 }
 
 TEST(VoicingSearch, MovesWithKeyAndMelody) {
@@ -355,12 +376,16 @@ TEST(VoicingSearch, MovesWithKeyAndMelody) {
     ASSERT_EQ(engine->Calculate(), 0);
     Task moved = task;
     moved.key = 7;
-    for (int32_t& pitch : moved.pitches) pitch += 7;
+    for (int32_t& pitch : moved.pitches) {
+        pitch += 7;
+    }
     Engine other(moved);
     ASSERT_EQ(other->Calculate(), 0);
     for (int row = 0; row < 4; ++row) {
         std::vector<int32_t> expected = engine.Row(row);
-        for (int32_t& pitch : expected) pitch += 7;
+        for (int32_t& pitch : expected) {
+            pitch += 7;
+        }
         EXPECT_EQ(other.Row(row), expected);
     }
 }
@@ -377,7 +402,9 @@ TEST(VoicingSearch, KeepsTheLeadInItsRowAndTheChordInTheOthers) {
         ASSERT_EQ(engine->Calculate(), 0);
         EXPECT_EQ(engine.Row(lead), task.pitches);
         for (size_t note = 0; note < task.pitches.size(); ++note) {
-            if (engine.Chord(note).name == kInherited) continue;
+            if (engine.Chord(note).name == kInherited) {
+                continue;
+            }
             const VoicingCandidate& chosen = engine->GetChosen()[note];
             for (const int32_t pitch : engine.At(note)) {
                 EXPECT_TRUE(HasTone(chosen.tones, PitchClassFromKey(0, pitch)));
@@ -399,7 +426,9 @@ TEST(VoicingSearch, ANoteWithoutAChordInheritsAndSingsItsOwnLead) {
     const Voicing inherited = engine.At(3);
     EXPECT_EQ(before[3], 76);
     EXPECT_EQ(inherited[3], 78);
-    for (size_t row = 0; row < 3; ++row) EXPECT_EQ(inherited[row], before[row]);
+    for (size_t row = 0; row < 3; ++row) {
+        EXPECT_EQ(inherited[row], before[row]);
+    }
     EXPECT_EQ(engine.Chord(3).name, kInherited);
     EXPECT_EQ(engine.Chord(3).inversion, -1);
     EXPECT_EQ(engine.Chord(3).root, engine.Chord(2).root);
@@ -424,9 +453,15 @@ TEST(VoicingSearch, LastNotesWithoutAChordInheritToo) {
     ExpectSameAsPlain(task);
     // Whatever the lists are here, the rows of a note without a chord are those of the one before.
     for (size_t note = 1; note <= last; ++note) {
-        if (lists[note].candidates[0].chordType != ChordUnknownTriad) continue;
-        if (lists[note].candidates[0].gap > static_cast<int32_t>(note)) continue;  // nothing before it
-        for (size_t row = 0; row < 3; ++row) EXPECT_EQ(engine.At(note)[row], engine.At(note - 1)[row]);
+        if (lists[note].candidates[0].chordType != ChordUnknownTriad) {
+            continue;
+        }
+        if (lists[note].candidates[0].gap > static_cast<int32_t>(note)) {
+            continue;  // nothing before it
+        }
+        for (size_t row = 0; row < 3; ++row) {
+            EXPECT_EQ(engine.At(note)[row], engine.At(note - 1)[row]);
+        }
     }
 }
 
@@ -545,9 +580,15 @@ struct Faults {
     void Count(const std::vector<Voicing>& settings) {
         for (size_t i = 0; i < settings.size(); ++i) {
             const Voicing& v = settings[i];
-            for (size_t row = 0; row < 3; ++row) crossings += v[row] > v[row + 1];
-            for (size_t row = 1; row < 3; ++row) gaps += v[row + 1] - v[row] > 12;
-            if (i == 0) continue;
+            for (size_t row = 0; row < 3; ++row) {
+                crossings += v[row] > v[row + 1];
+            }
+            for (size_t row = 1; row < 3; ++row) {
+                gaps += v[row + 1] - v[row] > 12;
+            }
+            if (i == 0) {
+                continue;
+            }
             ++moves;
             const Voicing& p = settings[i - 1];
             for (size_t a = 0; a < 4; ++a) {
@@ -576,18 +617,26 @@ Chorale ReadChorale(const std::filesystem::path& path) {
         if (line.rfind("# key: ", 0) == 0) {
             const char* const names = "C D EF G A B";
             chorale.task.key = static_cast<int32_t>(std::string(names).find(line[7]));
-            if (line[8] == '#') chorale.task.key += 1;
-            if (line[8] == 'b' || line[8] == '-') chorale.task.key += 11;
+            if (line[8] == '#') {
+                chorale.task.key += 1;
+            }
+            if (line[8] == 'b' || line[8] == '-') {
+                chorale.task.key += 11;
+            }
             chorale.task.key %= 12;
             chorale.task.scaleRow = line.find("minor") != std::string::npos ? 5 : 0;
         }
-        if (line.empty() || line[0] == '#') continue;
+        if (line.empty() || line[0] == '#') {
+            continue;
+        }
         std::istringstream row(line);
         std::string onset, duration, soprano, chord, alto, tenor, bass;
         row >> onset >> duration >> soprano >> chord >> alto >> tenor >> bass;
         chorale.task.pitches.push_back(std::stoi(soprano));
         chorale.task.durations.push_back(std::stof(duration));
-        if (alto == "-" || tenor == "-" || bass == "-") continue;
+        if (alto == "-" || tenor == "-" || bass == "-") {
+            continue;
+        }
         chorale.human.push_back({std::stoi(bass), std::stoi(tenor), std::stoi(alto), std::stoi(soprano)});
     }
     return chorale;
@@ -604,8 +653,12 @@ TEST(VoicingSearch, WritesPartsOfRealTunesWithFewerFaultsThanTheComposer) {
             }
         }
     }
-    if (folder.empty()) GTEST_SKIP() << "no chorales: set MLH_MELODIES_DIR to a folder of tunes";
-    if (files.empty()) GTEST_SKIP() << "no chorales in " << folder;
+    if (folder.empty()) {
+        GTEST_SKIP() << "no chorales: set MLH_MELODIES_DIR to a folder of tunes";
+    }
+    if (files.empty()) {
+        GTEST_SKIP() << "no chorales in " << folder;
+    }
 
     Faults human;
     Faults engines;
@@ -616,7 +669,9 @@ TEST(VoicingSearch, WritesPartsOfRealTunesWithFewerFaultsThanTheComposer) {
         ASSERT_EQ(engine->Calculate(), 0) << path;
         std::vector<Voicing> settings;  // passing notes without a chord of their own left out
         for (size_t note = 0; note < chorale.task.pitches.size(); ++note) {
-            if (engine.Chord(note).name != kInherited) settings.push_back(engine.At(note));
+            if (engine.Chord(note).name != kInherited) {
+                settings.push_back(engine.At(note));
+            }
         }
         engines.Count(settings);
     }
@@ -661,14 +716,18 @@ class ChordAtNote : public testing::Test {
         const int32_t type = triad ? chord.triadType : chord.seventhType;
         const int32_t* tones = ChordToneTable[type];
         PlainVoicing::Problem rules = ProblemOf(task, engine);
-        if (task.rangeBelow + task.rangeAbove + 1 <= 13) rules.spacingStyle = 0;
+        if (task.rangeBelow + task.rangeAbove + 1 <= 13) {
+            rules.spacingStyle = 0;
+        }
         const int32_t lead = task.pitches[static_cast<size_t>(note)];
         const std::vector<VoicingCandidate>& chosen = engine->GetChosen();
         const int32_t* scale = ChoiralizerClassic::ScaleTable[task.scaleRow];
         std::vector<int32_t> pitches;
         for (int32_t p = lead - task.rangeBelow; p <= lead + task.rangeAbove; ++p) {
             for (int k = 0; k < 4; ++k) {
-                if (tones[k] == std::abs(chord.root - p) % 12) pitches.push_back(p);
+                if (tones[k] == std::abs(chord.root - p) % 12) {
+                    pitches.push_back(p);
+                }
             }
         }
         Expected result;
@@ -679,14 +738,18 @@ class ChordAtNote : public testing::Test {
                 for (const int32_t c : pitches) {
                     Voicing v = {a, b, c, 0};
                     v[3] = lead;
-                    for (int32_t row = 3; row > task.leadVoice; --row) std::swap(v[row], v[row - 1]);
+                    for (int32_t row = 3; row > task.leadVoice; --row) {
+                        std::swap(v[row], v[row - 1]);
+                    }
                     if (v[0] - 5 >= v[1] || v[0] - 5 >= v[2] || v[1] - 5 >= v[2] || v[2] - 5 >= v[3] ||
                         v[1] - 5 >= v[3]) {
                         continue;
                     }
                     const int32_t lowest = std::abs(chord.root - *std::min_element(v.begin(), v.end())) % 12;
                     const int32_t tone = static_cast<int32_t>(std::find(tones, tones + 4, lowest) - tones);
-                    if (chord.inversion >= 0 && (tone == 4 || tone != chord.inversion)) continue;
+                    if (chord.inversion >= 0 && (tone == 4 || tone != chord.inversion)) {
+                        continue;
+                    }
                     VoicingCandidate candidate;
                     candidate.tones = tones;
                     candidate.bassIndex = 0;
@@ -700,7 +763,9 @@ class ChordAtNote : public testing::Test {
                         VoicingWindow window;
                         VoicingShape shapes[3];
                         for (size_t k = 0; k < 3; ++k) {
-                            if (settings[k] == nullptr) continue;
+                            if (settings[k] == nullptr) {
+                                continue;
+                            }
                             shapes[k] = MakeShape(settings[k]->voicing, task.key, scale);
                             window[k] = {settings[k], &shapes[k]};
                         }
@@ -767,7 +832,9 @@ TEST_F(ChordAtNote, StoresTheChordAndLeavesTheOtherNotes) {
     Engine engine(Tune());
     ASSERT_EQ(engine->Calculate(), 0);
     std::vector<Voicing> before;
-    for (size_t note = 0; note < 10; ++note) before.push_back(engine.At(note));
+    for (size_t note = 0; note < 10; ++note) {
+        before.push_back(engine.At(note));
+    }
     const ChordInfo chord = SeventhChord(9, ChordMinor7, 2);
     ASSERT_EQ(engine->SetChordAtNote(chord, 4), 0);
     EXPECT_EQ(engine.Chord(4).root, 9);
@@ -788,7 +855,9 @@ TEST_F(ChordAtNote, StoresTheChordAndLeavesTheOtherNotes) {
     const Voicing now = engine.At(4);
     EXPECT_EQ(now[3], 79);
     EXPECT_EQ(*std::min_element(now.begin(), now.end()) % 12, 4);  // the fifth of A
-    for (const int32_t pitch : now) EXPECT_TRUE(HasTone(record.tones, (pitch + 3) % 12));
+    for (const int32_t pitch : now) {
+        EXPECT_TRUE(HasTone(record.tones, (pitch + 3) % 12));
+    }
 }
 
 TEST_F(ChordAtNote, MayBeDoneNoteAfterNote) {

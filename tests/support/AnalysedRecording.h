@@ -25,10 +25,13 @@ class AnalysedRecording {
         for (int32_t start = 0;; start += kBlock) {
             const int32_t count = std::clamp(reader.GetLength() - start, 0, kBlock);
             std::vector<const float*> block;
-            for (const auto& row : reader.GetRows())
+            for (const auto& row : reader.GetRows()) {
                 block.push_back(count > 0 ? row.data() + start : row.data());
+            }
             analysis->ProcessInput(block.data(), count);
-            if (count < kBlock) break;
+            if (count < kBlock) {
+                break;
+            }
         }
         analysis->FinishInput();
         analysis->RunAllSteps();

@@ -35,10 +35,14 @@ inline double TrackPeriod(const std::vector<float>& samples, int32_t start, int3
         score[lag] = cross / std::sqrt(a * b + 1e-12);
     }
     const double best = *std::max_element(score.begin(), score.end());
-    if (best < leastLikeness) return 0.0;
+    if (best < leastLikeness) {
+        return 0.0;
+    }
     for (int32_t lag = shortest + 1; lag <= longest; ++lag) {
         const double before = score[lag - 1], here = score[lag], after = score[lag + 1];
-        if (here < 0.93 * best || here < before || here < after) continue;
+        if (here < 0.93 * best || here < before || here < after) {
+            continue;
+        }
         const double curve = before - 2.0 * here + after;
         return lag + (curve < 0.0 ? 0.5 * (before - after) / curve : 0.0);
     }

@@ -16,7 +16,9 @@ class Hash {
   public:
     void Add(const void* data, std::size_t bytes) {
         const auto* byte = static_cast<const unsigned char*>(data);
-        for (std::size_t i = 0; i < bytes; ++i) value_ = (value_ ^ byte[i]) * 0x100000001b3u;
+        for (std::size_t i = 0; i < bytes; ++i) {
+            value_ = (value_ ^ byte[i]) * 0x100000001b3u;
+        }
     }
     template <class T>
     void AddAll(const std::vector<T>& values) {

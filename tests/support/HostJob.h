@@ -76,7 +76,9 @@ HostResult RunHostJob(const std::vector<Sample>& samples, const HostJob& job) {
         } else if (job.channels == 1) {
             result.stems.assign(4, std::vector<float>(static_cast<std::size_t>(frames), 9.0f));
             float* rows[4];
-            for (std::size_t v = 0; v < 4; ++v) rows[v] = result.stems[v].data();
+            for (std::size_t v = 0; v < 4; ++v) {
+                rows[v] = result.stems[v].data();
+            }
             EXPECT_EQ(mlhProcessOutputData32(handle, rows, frames, 1), 0);
         }
         EXPECT_EQ(mlhDestroyInstance(&handle), 0);

@@ -8,8 +8,12 @@ namespace mlh {
 namespace {
 
 int Within(int64_t i, int count) {
-    if (i < 0) return 0;
-    if (i > count - 1) return count - 1;
+    if (i < 0) {
+        return 0;
+    }
+    if (i > count - 1) {
+        return count - 1;
+    }
     return static_cast<int>(i);
 }
 
@@ -50,13 +54,17 @@ std::vector<int> FindTurns(const std::vector<AnalysisFrame>& frames, int first, 
 
 float MeanAt(const std::vector<AnalysisFrame>& frames, const std::vector<int>& at) {
     double sum = 0;
-    for (int i : at) sum += frames[i].pitch;
+    for (int i : at) {
+        sum += frames[i].pitch;
+    }
     return static_cast<float>(sum / static_cast<double>(at.size()));
 }
 
 int SideChange(const std::vector<AnalysisFrame>& frames, int first, int last, float level) {
     for (int i = first + 1; i < last; ++i) {
-        if ((frames[i].pitch - level >= 0) != (frames[first].pitch - level >= 0)) return i;
+        if ((frames[i].pitch - level >= 0) != (frames[first].pitch - level >= 0)) {
+            return i;
+        }
     }
     return -1;
 }
@@ -64,7 +72,9 @@ int SideChange(const std::vector<AnalysisFrame>& frames, int first, int last, fl
 std::vector<float> SortedVoiced(const std::vector<AnalysisFrame>& frames, int first, int end) {
     std::vector<float> pitches;
     for (int i = first; i < end; ++i) {
-        if (frames[i].voiced != 0) pitches.push_back(frames[i].pitch);
+        if (frames[i].voiced != 0) {
+            pitches.push_back(frames[i].pitch);
+        }
     }
     std::sort(pitches.begin(), pitches.end());
     return pitches;
@@ -72,13 +82,17 @@ std::vector<float> SortedVoiced(const std::vector<AnalysisFrame>& frames, int fi
 
 float MeanOf(const std::vector<float>& values, size_t from, size_t to) {
     double sum = 0;
-    for (size_t i = from; i < to; ++i) sum += values[i];
+    for (size_t i = from; i < to; ++i) {
+        sum += values[i];
+    }
     return static_cast<float>(sum / static_cast<double>(to - from));
 }
 
 float MeanOfEnergy(const std::vector<AnalysisFrame>& frames, int first, int last) {
     double sum = 0;
-    for (int i = first; i < last; ++i) sum += frames[i].energy;
+    for (int i = first; i < last; ++i) {
+        sum += frames[i].energy;
+    }
     return static_cast<float>(sum / (last - first));
 }
 
@@ -92,15 +106,21 @@ bool LiteralSegmentation::GoOn(int64_t round) {
 void LiteralSegmentation::Align(const Frames& frames, Window& w, int64_t minLength, int64_t hop) const {
     const int64_t span = w.end - w.start;
     int first = 0;
-    while (first < count - 1 && frames[first].position <= w.start) ++first;
+    while (first < count - 1 && frames[first].position <= w.start) {
+        ++first;
+    }
     first = Within(first - 1, count);
-    while (first < count - 1 && frames[first].voiced == 0) ++first;
+    while (first < count - 1 && frames[first].voiced == 0) {
+        ++first;
+    }
     w.start = frames[first].position;
     int last;
     if (w.end > w.start) {
         w.end = w.start + span;
         last = std::min(first + 1, count - 1);
-        while (last < count && frames[last].voiced != 0 && frames[last].position <= w.end) ++last;
+        while (last < count && frames[last].voiced != 0 && frames[last].position <= w.end) {
+            ++last;
+        }
         --last;
     } else {
         last = first;
@@ -108,11 +128,15 @@ void LiteralSegmentation::Align(const Frames& frames, Window& w, int64_t minLeng
     w.end = frames[last].position;
     if (w.end - w.start < minLength) {
         first = std::min(last + 1, count - 1);
-        while (first < count - 1 && frames[first].voiced == 0) ++first;
+        while (first < count - 1 && frames[first].voiced == 0) {
+            ++first;
+        }
         w.start = frames[first].position;
         w.end = w.start + hop;
         last = std::min(first + 1, count - 1);
-        while (last < count - 1 && frames[last].voiced != 0 && frames[last].position < w.end) ++last;
+        while (last < count - 1 && frames[last].voiced != 0 && frames[last].position < w.end) {
+            ++last;
+        }
     }
     w.first = first;
     w.last = last;
@@ -146,7 +170,9 @@ float LiteralSegmentation::MedianVoiced(const Frames& frames, int first, int las
 float LiteralSegmentation::EstimatePitch(const Frames& frames, int first, int last, bool checkSpread) const {
     const std::vector<float> pitches = SortedVoiced(frames, first, last);
     const size_t n = pitches.size();
-    if (n == 0) return 0.0f;
+    if (n == 0) {
+        return 0.0f;
+    }
     size_t from = 0;
     size_t to = n;
     if (n >= 8) {
@@ -154,24 +180,38 @@ float LiteralSegmentation::EstimatePitch(const Frames& frames, int first, int la
         to = n / 2 + n / 4;
     }
     const float mean = MeanOf(pitches, from, to);
-    if (!checkSpread) return mean;
+    if (!checkSpread) {
+        return mean;
+    }
     double spread = 0;
-    for (size_t i = from; i < to; ++i) spread += std::fabs(pitches[i] - mean);
-    if (!(static_cast<float>(spread / static_cast<double>(to - from)) < 0.1f)) return mean;
+    for (size_t i = from; i < to; ++i) {
+        spread += std::fabs(pitches[i] - mean);
+    }
+    if (!(static_cast<float>(spread / static_cast<double>(to - from)) < 0.1f)) {
+        return mean;
+    }
     return MeanOf(pitches, 0, n);
 }
 
 void LiteralSegmentation::NormalizeFrames() {
     float max = 0;
     for (int i = 0; i < count; ++i) {
-        if (raw[i].energy > max) max = raw[i].energy;
+        if (raw[i].energy > max) {
+            max = raw[i].energy;
+        }
     }
     const float factor = max > 0 ? 1.0f / max : 0.0f;
-    for (int i = 0; i < count; ++i) raw[i].energy = raw[i].energy * factor;
     for (int i = 0; i < count; ++i) {
-        if (raw[i].voiced != 0 && raw[i].energy < 0.0005f) raw[i].voiced = 0;
+        raw[i].energy = raw[i].energy * factor;
+    }
+    for (int i = 0; i < count; ++i) {
+        if (raw[i].voiced != 0 && raw[i].energy < 0.0005f) {
+            raw[i].voiced = 0;
+        }
         if (i > 0 && raw[i].voiced != 0 && raw[i - 1].voiced != 0) {
-            if ((raw[i].energy - raw[i - 1].energy) / raw[i - 1].energy > 0.95f) raw[i - 1].voiced = 0;
+            if ((raw[i].energy - raw[i - 1].energy) / raw[i - 1].energy > 0.95f) {
+                raw[i - 1].voiced = 0;
+            }
         }
     }
 }
@@ -186,11 +226,15 @@ void LiteralSegmentation::RejectJumps() {
             if (!(e.max - e.min > 6)) {
                 window.start += static_cast<int>(set.stepWindow * 0.125f);
                 int first = 0;
-                while (first < count - 1 && raw[first].position < window.start) ++first;
+                while (first < count - 1 && raw[first].position < window.start) {
+                    ++first;
+                }
                 Place(window, first, set.stepWindow);
             } else {
                 int mark = SideChange(raw, window.first, window.last, (e.max + e.min) * 0.5f);
-                if (mark == -1) mark = e.minAt;
+                if (mark == -1) {
+                    mark = e.minAt;
+                }
                 raw[mark].voiced = 0;
                 window.start += set.stepWindow;
                 window.end = window.start + set.stepWindow;
@@ -201,7 +245,9 @@ void LiteralSegmentation::RejectJumps() {
 }
 
 void LiteralSegmentation::FlattenVibrato() {
-    if (count < 2) return;
+    if (count < 2) {
+        return;
+    }
     window = {0, set.vibratoWindow};
     int cursor = 0;
     int64_t round = 0;
@@ -218,8 +264,9 @@ void LiteralSegmentation::FlattenVibrato() {
         const std::vector<int> minima = FindTurns(raw, window.first, window.last, -1);
         if (maxima.size() < 2 || minima.size() < 2) {
             Place(window, int64_t{cursor} + 1, set.vibratoWindow);
-            while (cursor + 1 <= count - 1 && raw[cursor + 1].position < window.start + set.minWindow)
+            while (cursor + 1 <= count - 1 && raw[cursor + 1].position < window.start + set.minWindow) {
                 ++cursor;
+            }
             Align(raw, window, set.minWindow, set.vibratoWindow);
             continue;
         }
@@ -233,7 +280,9 @@ void LiteralSegmentation::FlattenVibrato() {
         for (const std::vector<int>& turns : {maxima, minima}) {
             for (size_t k = 1; k < turns.size(); ++k) {
                 const int64_t distance = int64_t{raw[turns[k]].position} - raw[turns[k - 1]].position;
-                if (set.sampleRate / static_cast<float>(distance) <= 20) ++slow;
+                if (set.sampleRate / static_cast<float>(distance) <= 20) {
+                    ++slow;
+                }
             }
         }
         const float rate = static_cast<float>(slow) / static_cast<float>(maxima.size() + minima.size() - 2);
@@ -251,12 +300,16 @@ void LiteralSegmentation::FlattenVibrato() {
             }
         }
         if (crossings >= 4 && offset <= 0.25f && drift <= 0.5f && !(rate < 0.4f)) {
-            for (int i = window.first; i < window.last; ++i) smoothed[i].pitch = centre;
+            for (int i = window.first; i < window.last; ++i) {
+                smoothed[i].pitch = centre;
+            }
             cursor = window.last;
             const int before = window.last;
             window.end += set.minWindow;
             Align(raw, window, set.minWindow, set.vibratoWindow);
-            if (window.last == before) Place(window, int64_t{window.last} + 1, set.vibratoWindow);
+            if (window.last == before) {
+                Place(window, int64_t{window.last} + 1, set.vibratoWindow);
+            }
         } else {
             Place(window, int64_t{cursor} + 1, set.vibratoWindow);
             Align(raw, window, set.minWindow, set.vibratoWindow);
@@ -272,12 +325,17 @@ void LiteralSegmentation::RepairOutliers() {
             const float frames = std::floor(set.sampleRate * 0.075f / static_cast<float>(distance) + 0.5f);
             const int reach = frames > 32 ? 32 : frames < 2 ? 2 : static_cast<int>(frames);
             for (int j = 1; j <= reach && i + j < count; ++j) {
-                if (!(std::fabs(smoothed[i].pitch - smoothed[i + j].pitch) < 0.5f)) continue;
-                if (smoothed[i].voiced == 0 || smoothed[i + j].voiced == 0 || j <= 1) continue;
+                if (!(std::fabs(smoothed[i].pitch - smoothed[i + j].pitch) < 0.5f)) {
+                    continue;
+                }
+                if (smoothed[i].voiced == 0 || smoothed[i + j].voiced == 0 || j <= 1) {
+                    continue;
+                }
                 const float m = (smoothed[i].pitch + smoothed[i + j].pitch) * 0.5f;
                 for (int k = i + 1; k < i + j; ++k) {
-                    if (smoothed[k].voiced != 0 && std::fabs(smoothed[k].pitch - m) > 1)
+                    if (smoothed[k].voiced != 0 && std::fabs(smoothed[k].pitch - m) > 1) {
                         smoothed[k].pitch = m;
+                    }
                 }
             }
         }
@@ -286,7 +344,9 @@ void LiteralSegmentation::RepairOutliers() {
 }
 
 void LiteralSegmentation::LevelPlateaus() {
-    if (count < 2) return;
+    if (count < 2) {
+        return;
+    }
     window = {0, set.medianWindow};
     int cursor = 0;
     int64_t round = 0;
@@ -302,17 +362,23 @@ void LiteralSegmentation::LevelPlateaus() {
             Align(smoothed, window, set.minWindow, set.medianWindow);
         } else {
             const float median = MedianVoiced(smoothed, window.first, window.last);
-            for (int i = window.first; i < window.last; ++i) clean[i].pitch = median;
+            for (int i = window.first; i < window.last; ++i) {
+                clean[i].pitch = median;
+            }
             cursor = window.last;
             window.end += set.medianWindow;
             Align(smoothed, window, set.minWindow, set.medianWindow);
-            if (window.last == cursor) Place(window, int64_t{window.last} + 1, set.vibratoWindow);
+            if (window.last == cursor) {
+                Place(window, int64_t{window.last} + 1, set.vibratoWindow);
+            }
         }
     } while (GoOn(++round));
 }
 
 void LiteralSegmentation::MarkSteps() {
-    if (count < 2) return;
+    if (count < 2) {
+        return;
+    }
     window = {0, set.stepWindow};
     float bestRange = 0;
     int maxIndex = 0;
@@ -337,7 +403,9 @@ void LiteralSegmentation::MarkSteps() {
                 continue;
             }
             int mark = SideChange(clean, window.first, window.last, mean);
-            if (mark == -1) mark = window.last;
+            if (mark == -1) {
+                mark = window.last;
+            }
             clean[mark].voiced = 0;
             next = int64_t{std::max(maxIndex, minIndex)} + 1;
         }
@@ -351,10 +419,16 @@ void LiteralSegmentation::CutNotes() {
     notes.clear();
     int first = 0;
     while (first < count - 1) {
-        while (first < count - 1 && clean[first].voiced == 0) ++first;
-        if (first >= count - 1) break;
+        while (first < count - 1 && clean[first].voiced == 0) {
+            ++first;
+        }
+        if (first >= count - 1) {
+            break;
+        }
         int last = first + 1;
-        while (clean[last].voiced != 0 && last < count - 1) ++last;
+        while (clean[last].voiced != 0 && last < count - 1) {
+            ++last;
+        }
         AnalysisNote note;
         note.firstFrame = first;
         note.lastFrame = last;
@@ -374,13 +448,17 @@ void LiteralSegmentation::Extend(size_t n, bool bounded) {
     const int right = n == notes.size() - 1 ? count - 1 : notes[n + 1].firstFrame;
     int i = std::max(note.firstFrame - 1, 0);
     while (i > left && raw[i].energy > note.energy * 0.125f) {
-        if (bounded && raw[i].energy >= note.energy * 100.0f) break;
+        if (bounded && raw[i].energy >= note.energy * 100.0f) {
+            break;
+        }
         --i;
     }
     note.firstFrame = Within(std::max(i, left + 1), count);
     i = std::min(note.lastFrame + 1, count - 1);
     while (i < right && raw[i].energy > note.energy * 0.125f) {
-        if (bounded && raw[i].energy >= note.energy * 100.0f) break;
+        if (bounded && raw[i].energy >= note.energy * 100.0f) {
+            break;
+        }
         ++i;
     }
     note.lastFrame = Within(std::min(i, right - 1), count);
@@ -392,30 +470,54 @@ void LiteralSegmentation::Extend(size_t n, bool bounded) {
 bool LiteralSegmentation::IsGlide(const AnalysisNote& note) const {
     int first = note.firstFrame;
     int last = note.lastFrame;
-    while (first < last && raw[first].voiced == 0) ++first;
-    while (last > first && raw[last].voiced == 0) --last;
-    if (raw[last].position - raw[first].position > set.mergeGap) return false;
-    if (first == last) return true;
+    while (first < last && raw[first].voiced == 0) {
+        ++first;
+    }
+    while (last > first && raw[last].voiced == 0) {
+        --last;
+    }
+    if (raw[last].position - raw[first].position > set.mergeGap) {
+        return false;
+    }
+    if (first == last) {
+        return true;
+    }
     const float difference = std::fabs(raw[first].pitch - raw[last].pitch);
-    if (difference < 1 || difference < 0.03f * static_cast<float>(last - first)) return false;
+    if (difference < 1 || difference < 0.03f * static_cast<float>(last - first)) {
+        return false;
+    }
     const float mean = EstimatePitch(raw, note.firstFrame, note.lastFrame, true);
     int crossings = 0, below = 0, total = 0;
     for (int i = first; i < last; ++i) {
-        if (raw[i].voiced == 0) continue;
+        if (raw[i].voiced == 0) {
+            continue;
+        }
         ++total;
-        if (raw[i].pitch < mean) ++below;
-        if (raw[i].pitch < mean && raw[i + 1].pitch > mean) ++crossings;
-        if (raw[i].pitch > mean && raw[i + 1].pitch < mean) ++crossings;
+        if (raw[i].pitch < mean) {
+            ++below;
+        }
+        if (raw[i].pitch < mean && raw[i + 1].pitch > mean) {
+            ++crossings;
+        }
+        if (raw[i].pitch > mean && raw[i + 1].pitch < mean) {
+            ++crossings;
+        }
     }
-    if (crossings > 1) return false;
-    if (2 * total < last - first) return false;
+    if (crossings > 1) {
+        return false;
+    }
+    if (2 * total < last - first) {
+        return false;
+    }
     const float ratio = static_cast<float>(below) / static_cast<float>(total);
     return ratio > 0.4f && ratio < 0.6f;
 }
 
 void LiteralSegmentation::RefineNotes() {
     for (size_t n = 0; n < notes.size(); ++n) {
-        if (notes[n].energy > 0.05f) Extend(n, false);
+        if (notes[n].energy > 0.05f) {
+            Extend(n, false);
+        }
     }
     const auto isNear = [&](const AnalysisNote& a, const AnalysisNote& b) {
         return std::fabs(a.pitch - b.pitch) < set.mergeThreshold &&
@@ -462,7 +564,9 @@ void LiteralSegmentation::RefineNotes() {
             ++i;
         }
     }
-    for (size_t n = 0; n < notes.size(); ++n) Extend(n, true);
+    for (size_t n = 0; n < notes.size(); ++n) {
+        Extend(n, true);
+    }
     for (size_t n = 0; n < notes.size();) {
         if (notes[n].length < set.minNoteLength || IsGlide(notes[n])) {
             notes.erase(notes.begin() + static_cast<std::ptrdiff_t>(n));
@@ -470,10 +574,14 @@ void LiteralSegmentation::RefineNotes() {
             ++n;
         }
     }
-    for (size_t n = notes.size(); n > 0; --n) Extend(n - 1, true);
+    for (size_t n = notes.size(); n > 0; --n) {
+        Extend(n - 1, true);
+    }
     for (AnalysisNote& note : notes) {
         const float p = EstimatePitch(raw, note.firstFrame, note.lastFrame, false);
-        if (p > 0) note.pitch = p;
+        if (p > 0) {
+            note.pitch = p;
+        }
     }
     if (notes.empty()) {
         AnalysisNote note{};

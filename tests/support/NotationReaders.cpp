@@ -33,7 +33,9 @@ MidiLine ParseLine(const std::string& text) {
     cells >> line.track >> comma >> line.time >> comma;
     cells >> std::ws;
     std::getline(cells, line.type, ',');
-    for (int value; cells >> value; cells >> comma) line.values.push_back(value);
+    for (int value; cells >> value; cells >> comma) {
+        line.values.push_back(value);
+    }
     return line;
 }
 
@@ -49,8 +51,12 @@ Part PartOfEvents(const std::string& path) {
         int pitch = 0;
         std::string kind, notation;
         words >> onset >> kind;
-        if (kind == "tie") tied = true;
-        if (kind != "note" || !(words >> pitch >> notation >> length)) continue;
+        if (kind == "tie") {
+            tied = true;
+        }
+        if (kind != "note" || !(words >> pitch >> notation >> length)) {
+            continue;
+        }
         const auto at = [](double wholes) { return static_cast<int>(std::lround(wholes * 4 * kPerQuarter)); };
         const Struck note{at(onset), at(onset + length), pitch};
         if (tied && !part.empty() && part.back().pitch == pitch && part.back().end == note.start) {
@@ -70,17 +76,23 @@ bool HaveLilyPond() { return HaveProgram("lilypond") && HaveProgram("musicxml2ly
 
 std::vector<Part> PartsOfMidi(const std::string& path) {
     const ShellResult read = RunShell("midicsv " + Quoted(path));
-    if (read.status != 0) return {};
+    if (read.status != 0) {
+        return {};
+    }
     std::map<int, Part> parts;
     std::map<int, int> started;
     int ticks = kPerQuarter;
     std::istringstream lines(read.output);
     for (std::string text; std::getline(lines, text);) {
         const MidiLine line = ParseLine(text);
-        if (line.type == "Header") ticks = line.values.at(2);
+        if (line.type == "Header") {
+            ticks = line.values.at(2);
+        }
         const bool on = line.type == "Note_on_c" && line.values.at(2) > 0;
         const bool off = !on && (line.type == "Note_on_c" || line.type == "Note_off_c");
-        if (!on && !off) continue;
+        if (!on && !off) {
+            continue;
+        }
         const int time = static_cast<int>(std::lround(1.0 * line.time * kPerQuarter / ticks));
         const int pitch = line.values.at(1);
         if (on) {
@@ -90,13 +102,17 @@ std::vector<Part> PartsOfMidi(const std::string& path) {
         }
     }
     std::vector<Part> result;
-    for (auto& [track, part] : parts) result.push_back(std::move(part));
+    for (auto& [track, part] : parts) {
+        result.push_back(std::move(part));
+    }
     return result;
 }
 
 std::vector<std::vector<Part>> PartsOfScores(const std::vector<Score>& scores) {
     namespace fs = std::filesystem;
-    if (scores.empty()) return {};
+    if (scores.empty()) {
+        return {};
+    }
     const fs::path folder = fs::path(scores[0].path).parent_path();
     std::string command = "( cd " + Quoted(folder.string());
     std::string files;
@@ -107,7 +123,9 @@ std::vector<std::vector<Part>> PartsOfScores(const std::vector<Score>& scores) {
     }
     // Engraves nothing: the listener writes the events of each staff into <score>-<name>.notes.
     command += " && lilypond -s -dno-print-pages -dinclude-settings=event-listener.ly" + files + " )";
-    if (RunShell(command).status != 0) return {};
+    if (RunShell(command).status != 0) {
+        return {};
+    }
     std::vector<std::vector<Part>> result;
     for (std::size_t s = 0; s < scores.size(); ++s) {
         std::vector<Part> parts;

@@ -58,10 +58,15 @@ std::vector<Chord> ChordsFor(const Problem& problem, size_t note) {
     const FunctionChordList& rows = FunctionChordTable[problem.scaleRow != 0][problem.functions[note]];
     std::vector<Chord> chords;
     for (int32_t k = 0; k < rows.count; ++k) {
-        if (!Contains(rows.entries[k].tones, PitchClass(problem.key, lead))) continue;
+        if (!Contains(rows.entries[k].tones, PitchClass(problem.key, lead))) {
+            continue;
+        }
         Chord chord{&rows.entries[k], {}};
-        for (int32_t p = lead - problem.rangeBelow; p <= lead + problem.rangeAbove; ++p)
-            if (Contains(chord.row->tones, PitchClass(problem.key, p))) chord.pitches.push_back(p);
+        for (int32_t p = lead - problem.rangeBelow; p <= lead + problem.rangeAbove; ++p) {
+            if (Contains(chord.row->tones, PitchClass(problem.key, p))) {
+                chord.pitches.push_back(p);
+            }
+        }
         chords.push_back(chord);
     }
     return chords;
@@ -75,7 +80,9 @@ float MoveScore(const std::array<const VoicingCandidate*, 4>& settings, float pr
     std::array<VoicingShape, 4> shapes;
     VoicingWindow window;
     for (size_t k = 0; k < 4; ++k) {
-        if (settings[k] == nullptr) continue;
+        if (settings[k] == nullptr) {
+            continue;
+        }
         shapes[k] =
             MakeShape(settings[k]->voicing, problem.key, ChoiralizerClassic::ScaleTable[problem.scaleRow]);
         window[k] = {settings[k], &shapes[k]};
@@ -86,19 +93,27 @@ float MoveScore(const std::array<const VoicingCandidate*, 4>& settings, float pr
 }  // namespace
 
 float Score(const VoicingRuleSet& set, const VoicingWindow& window, float prior, const Problem& settings) {
-    if (prior == 0.0f) return 0.0f;
+    if (prior == 0.0f) {
+        return 0.0f;
+    }
     const float logPrior = Log(prior);
     float product = 1.0f;
     int used = 0;
     for (int32_t k = 0; k < set.count; ++k) {
-        if (set.weights[k] == 0.0f) continue;
+        if (set.weights[k] == 0.0f) {
+            continue;
+        }
         const float factor =
             set.rules[k](window, StyleOf(settings), settings.key,
                          ChoiralizerClassic::ScaleTable[settings.scaleRow], settings.leadVoice) *
             set.weights[k];
         product = product * factor;
-        if (product == 0.0f) return 0.0f;
-        if (Log(product) + logPrior < -35.0f) return 0.0f;
+        if (product == 0.0f) {
+            return 0.0f;
+        }
+        if (Log(product) + logPrior < -35.0f) {
+            return 0.0f;
+        }
         ++used;
     }
     return used > 0 ? Exp(Log(product) / static_cast<float>(used)) : product;
@@ -125,9 +140,12 @@ void BuildLists(const Problem& problem, Solution& solution) {
                         for (const int32_t c : chord.pitches) {
                             Voicing v;
                             const int32_t triple[3] = {a, b, c};
-                            for (int row = 0, next = 0; row < 4; ++row)
+                            for (int row = 0, next = 0; row < 4; ++row) {
                                 v[row] = row == problem.leadVoice ? problem.pitches[i] : triple[next++];
-                            if (!NearlyOrdered(v)) continue;
+                            }
+                            if (!NearlyOrdered(v)) {
+                                continue;
+                            }
                             VoicingCandidate candidate;
                             candidate.tones = chord.row->tones;
                             candidate.bassIndex = chord.row->bassIndex;
@@ -157,7 +175,9 @@ void BuildLists(const Problem& problem, Solution& solution) {
             ++gap;
             continue;
         }
-        for (size_t k = 0; k < kept.size(); ++k) kept[k].voicing = list.voicings[k].data();
+        for (size_t k = 0; k < kept.size(); ++k) {
+            kept[k].voicing = list.voicings[k].data();
+        }
         kept[0].listSize = static_cast<int32_t>(kept.size());
         list.candidates = kept;
         gap = 1;
@@ -170,14 +190,18 @@ void Search(const Problem& problem, Solution& solution) {
         return list.size() == 1 && list[0].chordType == ChordUnknownTriad;
     };
     for (int32_t i = 1; i < static_cast<int32_t>(problem.pitches.size()); ++i) {
-        if (noChord(i)) continue;
+        if (noChord(i)) {
+            continue;
+        }
         std::vector<VoicingCandidate>& list = solution.lists[i].candidates;
         float top = 1e-12f;
         float bottom = 1e12f;
         bool scored = false;
         for (VoicingCandidate& c : list) {
             const int32_t j = i - c.gap;
-            if (j < 0) continue;
+            if (j < 0) {
+                continue;
+            }
             scored = true;
             float best = -1.0f;
             int32_t bestIndex = -1;
@@ -189,8 +213,9 @@ void Search(const Problem& problem, Solution& solution) {
                 if (i > 1 && i - q.gap - c.gap > 0) {
                     const int32_t j2 = j - q.gap;
                     before2 = &solution.lists[j2].candidates[q.back];
-                    if (i > 2 && i - before2->gap - q.gap - c.gap > 0)
+                    if (i > 2 && i - before2->gap - q.gap - c.gap > 0) {
                         before3 = &solution.lists[j2 - before2->gap].candidates[before2->back];
+                    }
                 }
                 float s = c.score * q.score;
                 if (s != 0.0f) {
@@ -201,30 +226,38 @@ void Search(const Problem& problem, Solution& solution) {
                     best = s;
                     bestIndex = static_cast<int32_t>(k);
                 }
-                if (best > top)
+                if (best > top) {
                     top = best;
-                else if (best < bottom)
+                } else if (best < bottom) {
                     bottom = best;
+                }
             }
             c.score = best;
             c.back = bestIndex;
         }
-        if (!scored) continue;
+        if (!scored) {
+            continue;
+        }
         for (VoicingCandidate& c : list) {
-            if (top > 1e12f)
+            if (top > 1e12f) {
                 c.score = c.score / 10000.0f;
-            else if (bottom < 1e-12f)
+            } else if (bottom < 1e-12f) {
                 c.score = c.score * 10000.0f;
+            }
         }
     }
 }
 
 void Trace(const Problem& problem, Solution& solution) {
     const int32_t notes = static_cast<int32_t>(problem.pitches.size());
-    for (auto& row : solution.rows) row.assign(notes, -1);
+    for (auto& row : solution.rows) {
+        row.assign(notes, -1);
+    }
     solution.chosen.assign(notes, {});
     const auto record = [&](const VoicingCandidate& c, int32_t note) {
-        for (int row = 0; row < 4; ++row) solution.rows[row][note] = c.voicing[row];
+        for (int row = 0; row < 4; ++row) {
+            solution.rows[row][note] = c.voicing[row];
+        }
         solution.chosen[note] = c;
     };
     const auto best = [&](int32_t note) {
@@ -263,7 +296,9 @@ void Trace(const Problem& problem, Solution& solution) {
         pending = c.gap - 1;
     }
     // What is left in front has no harmonised note before it.
-    for (int32_t note = 0; note < pending; ++note) record(solution.lists[note].candidates[0], note);
+    for (int32_t note = 0; note < pending; ++note) {
+        record(solution.lists[note].candidates[0], note);
+    }
 }
 
 Solution Solve(const Problem& problem) {

@@ -35,7 +35,9 @@ std::vector<AnalysisFrame> FrameMaker::Voice(int32_t count, float sampleRate) {
             }
         }
         const float from = pitch;
-        if (Chance(0.8f)) pitch += Real(-5.0f, 5.0f);
+        if (Chance(0.8f)) {
+            pitch += Real(-5.0f, 5.0f);
+        }
         pitch = std::clamp(pitch, 40.0f, 80.0f);
         const float glide = Real(0.001f, 0.15f);
         const float seconds = std::exp(Real(-4.0f, 0.7f));
@@ -45,7 +47,9 @@ std::vector<AnalysisFrame> FrameMaker::Voice(int32_t count, float sampleRate) {
         for (float time = 0.0f; time < seconds;) {
             float here = from + (pitch - from) * std::min(time / glide, 1.0f);
             here += depth * std::sin(6.2831853f * rate * time) + Real(-jitter, jitter);
-            if (Chance(0.01f)) here += Chance(0.5f) ? 12.0f : -12.0f;
+            if (Chance(0.01f)) {
+                here += Chance(0.5f) ? 12.0f : -12.0f;
+            }
             const float envelope = std::min(1.0f, time / 0.03f) * Real(0.6f, 1.2f);
             frames.push_back({here, level * envelope, Chance(0.98f) ? 1 : 0, position});
             const float period = sampleRate / (440.0f * std::exp2((here - 69.0f) / 12.0f));
@@ -68,7 +72,9 @@ std::vector<AnalysisFrame> FrameMaker::Grid(int32_t count) {
     int32_t cycle = 2;  // frames of a swing of the pitch
     float swing = 0.0f;
     for (int32_t i = 0; i < count; ++i) {
-        if (Chance(0.05f)) base = 60.0f + 0.5f * static_cast<float>(Whole(-8, 8));
+        if (Chance(0.05f)) {
+            base = 60.0f + 0.5f * static_cast<float>(Whole(-8, 8));
+        }
         if (Chance(0.03f)) {
             cycle = Whole(2, 16);
             swing = Chance(0.3f) ? 0.0f : 0.25f * static_cast<float>(Whole(1, 4));
@@ -103,7 +109,9 @@ std::vector<AnalysisNote> FrameMaker::Notes(int32_t count, const std::vector<Ana
 }
 
 void FrameMaker::Shuffle(std::vector<AnalysisFrame>& frames, int32_t swaps) {
-    if (frames.empty()) return;
+    if (frames.empty()) {
+        return;
+    }
     const int32_t last = static_cast<int32_t>(frames.size()) - 1;
     for (int32_t i = 0; i < swaps; ++i) {
         std::swap(frames[static_cast<size_t>(Whole(0, last))], frames[static_cast<size_t>(Whole(0, last))]);

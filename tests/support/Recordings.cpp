@@ -21,17 +21,23 @@ struct Format {
 
 uint32_t LittleEndian(const uint8_t* bytes, int count) {
     uint32_t value = 0;
-    for (int i = count - 1; i >= 0; --i) value = value << 8 | bytes[i];
+    for (int i = count - 1; i >= 0; --i) {
+        value = value << 8 | bytes[i];
+    }
     return value;
 }
 
 bool ReadFormat(const uint8_t* chunk, size_t size, Format& format) {
-    if (size < 16) return false;
+    if (size < 16) {
+        return false;
+    }
     format.tag = LittleEndian(chunk, 2);
     format.channels = LittleEndian(chunk + 2, 2);
     format.sampleRate = LittleEndian(chunk + 4, 4);
     format.bits = LittleEndian(chunk + 14, 2);
-    if (format.tag == kExtensible && size >= 26) format.tag = LittleEndian(chunk + 24, 2);
+    if (format.tag == kExtensible && size >= 26) {
+        format.tag = LittleEndian(chunk + 24, 2);
+    }
     const bool integer =
         format.tag == kInteger && (format.bits == 16 || format.bits == 24 || format.bits == 32);
     const bool floats = format.tag == kFloat && format.bits == 32;
@@ -63,8 +69,9 @@ std::vector<float> Recording::Channel(int32_t channel) const {
 std::vector<float> Recording::Mono() const {
     std::vector<float> mono(static_cast<size_t>(Frames()), 0.0f);
     for (size_t i = 0; i < mono.size(); ++i) {
-        for (int32_t c = 0; c < channels; ++c)
+        for (int32_t c = 0; c < channels; ++c) {
             mono[i] += samples[i * static_cast<size_t>(channels) + static_cast<size_t>(c)];
+        }
         mono[i] /= static_cast<float>(channels);
     }
     return mono;
@@ -74,7 +81,9 @@ std::vector<std::string> ListRecordings(const std::string& folder, std::string& 
     std::vector<std::string> names;
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
-        if (entry.path().extension() == ".wav") names.push_back(entry.path().filename().string());
+        if (entry.path().extension() == ".wav") {
+            names.push_back(entry.path().filename().string());
+        }
     }
     std::sort(names.begin(), names.end());
     if (folder.empty()) {
@@ -119,10 +128,14 @@ bool ParseWav(const std::vector<uint8_t>& bytes, Recording& recording, std::stri
         const size_t size =
             std::min(declared, bytes.size() - at - 8);  // a writer that died leaves a wrong size
         if (std::memcmp(header, "fmt ", 4) == 0) {
-            if (!ReadFormat(header + 8, size, format)) return refuse("a sample format that is not read here");
+            if (!ReadFormat(header + 8, size, format)) {
+                return refuse("a sample format that is not read here");
+            }
             hasFormat = true;
         } else if (std::memcmp(header, "data", 4) == 0) {
-            if (!hasFormat) return refuse("data before its format");
+            if (!hasFormat) {
+                return refuse("data before its format");
+            }
             const size_t width = format.bits / 8;
             const size_t frames = size / (width * format.channels);
             recording.sampleRate = static_cast<int32_t>(format.sampleRate);
@@ -144,8 +157,12 @@ std::vector<AnnotatedPitch> LoadPitchCurve(const std::string& folder, const std:
     std::ifstream file(std::filesystem::path(folder) / name);
     AnnotatedPitch point{};
     char comma = 0;
-    while (file >> point.seconds >> comma >> point.hertz) curve.push_back(point);
-    if (curve.empty()) why = "no pitch annotation " + name;
+    while (file >> point.seconds >> comma >> point.hertz) {
+        curve.push_back(point);
+    }
+    if (curve.empty()) {
+        why = "no pitch annotation " + name;
+    }
     return curve;
 }
 

@@ -20,7 +20,9 @@ struct WavBytes {
         return *this;
     }
     WavBytes& Number(uint32_t value, int width) {
-        for (int i = 0; i < width; ++i) bytes.push_back(static_cast<uint8_t>(value >> (8 * i)));
+        for (int i = 0; i < width; ++i) {
+            bytes.push_back(static_cast<uint8_t>(value >> (8 * i)));
+        }
         return *this;
     }
     WavBytes& Format(uint32_t tag, uint32_t channels, uint32_t bits) {
@@ -94,7 +96,9 @@ TEST(Recordings, ReadsTheExtensibleFormat) {
         .Number(0, 2)
         .Number(24, 2);
     wav.Number(22, 2).Number(24, 2).Number(0, 4).Number(1, 2);
-    for (int i = 0; i < 14; ++i) wav.Number(0, 1);
+    for (int i = 0; i < 14; ++i) {
+        wav.Number(0, 1);
+    }
     wav.Text("data").Number(3, 4).Number(0x200000, 3);
     Recording recording;
     std::string why;
@@ -131,13 +135,17 @@ TEST(Recordings, SaysWhyAFileIsNotRead) {
 TEST(Recordings, ReadsEveryRealOne) {
     std::string why;
     const std::vector<std::string> names = ListRecordings(VoicesDir(), why);
-    if (names.empty()) GTEST_SKIP() << why;
+    if (names.empty()) {
+        GTEST_SKIP() << why;
+    }
     for (const std::string& name : names) {
         Recording recording;
         ASSERT_TRUE(LoadRecording(VoicesDir(), name, recording, why)) << why;
         EXPECT_GT(recording.Frames(), recording.sampleRate) << name << ": all last over a second";
         float loudest = 0.0f;
-        for (const float sample : recording.samples) loudest = std::max(loudest, std::abs(sample));
+        for (const float sample : recording.samples) {
+            loudest = std::max(loudest, std::abs(sample));
+        }
         EXPECT_GT(loudest, 0.01f) << name;
         EXPECT_LE(loudest, 1.5f) << name;
     }

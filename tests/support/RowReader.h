@@ -16,7 +16,9 @@ namespace mlh {
 inline std::vector<float> Interleaved(const std::vector<std::vector<float>>& rows) {
     std::vector<float> samples;
     for (std::size_t i = 0; !rows.empty() && i < rows.front().size(); ++i) {
-        for (const std::vector<float>& row : rows) samples.push_back(row[i]);
+        for (const std::vector<float>& row : rows) {
+            samples.push_back(row[i]);
+        }
     }
     return samples;
 }
@@ -26,8 +28,8 @@ class RowReader final : public CAudioReader {
     RowReader(std::vector<std::vector<float>> rows, int32_t sampleRate)
         : rows_(std::move(rows)), samples_(Interleaved(this->rows_)) {
         const std::size_t frames = this->rows_.empty() ? 0 : this->rows_.front().size();
-        reader_.Assign(samples_.data(), static_cast<int32_t>(frames), static_cast<int32_t>(this->rows_.size()),
-                      sampleRate);
+        reader_.Assign(samples_.data(), static_cast<int32_t>(frames),
+                       static_cast<int32_t>(this->rows_.size()), sampleRate);
     }
     RowReader(const RowReader&) = delete;  // the reader's samples are its own
     RowReader& operator=(const RowReader&) = delete;

@@ -111,7 +111,9 @@ struct ScriptedRecording {
 inline constexpr int32_t kScriptedRate = 10000;
 inline ScriptedRecording RecordingOfNotes(const std::vector<ScriptedNote>& notes) {
     std::vector<ScriptedMark> marks;
-    for (int32_t i = 0; i <= 200; ++i) marks.push_back({100 * i, 0.0f, false});
+    for (int32_t i = 0; i <= 200; ++i) {
+        marks.push_back({100 * i, 0.0f, false});
+    }
     for (const ScriptedNote& note : notes) {
         for (int32_t i = note.firstMark; i <= note.lastMark; ++i) {
             marks[i].pitch = note.pitch;
@@ -137,7 +139,9 @@ inline std::vector<std::vector<float>> Render(CMELODORPitchSynthesizerIf& voice,
                                          std::vector<float>(static_cast<size_t>(frames)));
     for (int32_t start = 0; start < frames; start += block) {
         std::vector<float*> out;
-        for (auto& row : rows) out.push_back(row.data() + start);
+        for (auto& row : rows) {
+            out.push_back(row.data() + start);
+        }
         voice.Process(out.data(), std::min(block, frames - start));
     }
     return rows;

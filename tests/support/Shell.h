@@ -30,8 +30,10 @@ struct ShellResult {
 // one that outlives the command and waits for the caller to end. It keeps the file open too, so each call has
 // its own.
 inline ShellResult RunShell(std::string command) {
-    if (command.rfind("cd ", 0) == 0) command.replace(0, 3, "cd /d ");  // to another drive, too
-    std::replace(command.begin(), command.end(), '\'', '"');            // the quotes that its shell knows
+    if (command.rfind("cd ", 0) == 0) {
+        command.replace(0, 3, "cd /d ");  // to another drive, too
+    }
+    std::replace(command.begin(), command.end(), '\'', '"');  // the quotes that its shell knows
     static int calls = 0;
     const std::string name = "mlh-shell-" + std::to_string(_getpid()) + "-" + std::to_string(++calls);
     const auto file = std::filesystem::temp_directory_path() / name;
@@ -49,11 +51,17 @@ inline ShellResult RunShell(std::string command) {
 inline ShellResult RunShell(const std::string& command) {
     ShellResult result{-1, ""};
     FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-    if (pipe == nullptr) return result;
+    if (pipe == nullptr) {
+        return result;
+    }
     char buffer[4096];
-    for (std::size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) result.output.append(buffer, n);
+    for (std::size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
+        result.output.append(buffer, n);
+    }
     const int status = pclose(pipe);
-    if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
+    if (WIFEXITED(status)) {
+        result.status = WEXITSTATUS(status);
+    }
     return result;
 }
 

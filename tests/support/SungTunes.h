@@ -15,7 +15,9 @@ inline SungRecording SingScale(const std::vector<double>& pitches, double second
     std::vector<SungNote> notes;
     for (std::size_t i = 0; i < pitches.size(); ++i) {
         notes.push_back({pitches[i], seconds, vowels[i % 5], 0, 1.0});
-        if (phrase > 0 && (i + 1) % phrase == 0) notes.push_back({0.0, 0.3, kRest, 0, 1.0});
+        if (phrase > 0 && (i + 1) % phrase == 0) {
+            notes.push_back({0.0, 0.3, kRest, 0, 1.0});
+        }
     }
     SingerSettings settings;
     settings.sampleRate = sampleRate;

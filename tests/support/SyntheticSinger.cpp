@@ -40,7 +40,9 @@ class BandLimitedWave {
         if (third != currentThird_) {
             currentThird_ = third;
             std::vector<float>& table = tables_[third];
-            if (table.empty()) table = MakeTable(static_cast<int32_t>(topFrequency_ / std::exp2(third / 3.0)));
+            if (table.empty()) {
+                table = MakeTable(static_cast<int32_t>(topFrequency_ / std::exp2(third / 3.0)));
+            }
             current_ = &table;
         }
         return *current_;
@@ -216,14 +218,19 @@ class Singer {
     }
 
     double PitchAt(double pitch, double from, int32_t i) const {
-        const double share = settings_.glideTime > 0.0 ? i / (settings_.glideTime * settings_.sampleRate) : 1.0;
-        if (share >= 1.0) return pitch;
+        const double share =
+            settings_.glideTime > 0.0 ? i / (settings_.glideTime * settings_.sampleRate) : 1.0;
+        if (share >= 1.0) {
+            return pitch;
+        }
         return from + (pitch - from) * 0.5 * (1.0 - std::cos(kPi * share));
     }
 
     double VibratoAt(int32_t i) const {
         const double since = i / settings_.sampleRate - settings_.vibratoDelay;
-        if (since <= 0.0) return 0.0;
+        if (since <= 0.0) {
+            return 0.0;
+        }
         const double depth = settings_.vibratoDepth * std::min(since / 0.2, 1.0);
         return depth * std::sin(2.0 * kPi * settings_.vibratoRate * since);
     }
@@ -235,11 +242,15 @@ class Singer {
             const auto now = static_cast<int32_t>(song_.samples.size());
             const Gesture gesture = gestureAt(now);
             const bool voiced = gesture.voice > 0.0;
-            if (now % kControlStep == 0) MoveFormants(voiced && gesture.hum ? kHum : FormantsOf(note.vowel));
+            if (now % kControlStep == 0) {
+                MoveFormants(voiced && gesture.hum ? kHum : FormantsOf(note.vowel));
+            }
             Approach(voiceGain_, gesture.voice, settings_.attackTime);
             Approach(hissGain_, gesture.hiss, 0.005);
             Approach(breathGain_, gesture.breath, 0.01);
-            if (voiced) hertz_ = HertzOf(gesture.pitch);  // a fading voice keeps its pitch
+            if (voiced) {
+                hertz_ = HertzOf(gesture.pitch);  // a fading voice keeps its pitch
+            }
             song_.samples.push_back(static_cast<float>(NextSample()));
             song_.pitch.push_back(voiced ? static_cast<float>(gesture.pitch) : 0.0f);
         }
@@ -248,9 +259,13 @@ class Singer {
     double NextSample() {
         const double white = noise_.Next() * noiseGain_;
         double throat = breathGain_ * white;
-        if (voiceGain_ > 0.0) throat += voiceGain_ * glottis_.At(phase_, hertz_);
+        if (voiceGain_ > 0.0) {
+            throat += voiceGain_ * glottis_.At(phase_, hertz_);
+        }
         AdvancePhase();
-        for (Resonator& formant : tract_) throat = formant.Next(throat);
+        for (Resonator& formant : tract_) {
+            throat = formant.Next(throat);
+        }
         const double hiss = hissFilter_.Next(white);
         const double sharp = (hiss - hissBefore_) * settings_.sampleRate / 44100.0;
         hissBefore_ = hiss;
@@ -282,10 +297,14 @@ class Singer {
 
     void Scale() {
         float loudest = 0.0f;
-        for (const float sample : song_.samples) loudest = std::max(loudest, std::fabs(sample));
+        for (const float sample : song_.samples) {
+            loudest = std::max(loudest, std::fabs(sample));
+        }
         const auto scale = static_cast<float>(loudest > 0.0f ? settings_.peak / loudest : 0.0);
         const auto room = static_cast<float>(settings_.roomNoise);
-        for (float& sample : song_.samples) sample = sample * scale + room * noise_.Next();
+        for (float& sample : song_.samples) {
+            sample = sample * scale + room * noise_.Next();
+        }
     }
 
     const std::vector<SungNote>& notes_;
@@ -311,7 +330,9 @@ SungRecording Sing(const std::vector<SungNote>& notes, const SingerSettings& set
 
 std::vector<float> HarmonicTone(double hertz, double sampleRate, double seconds, double tilt, double peak) {
     std::vector<std::complex<double>> harmonics;
-    for (int h = 1; h <= 512; ++h) harmonics.emplace_back(0.0, -1.0 / std::pow(h, tilt));
+    for (int h = 1; h <= 512; ++h) {
+        harmonics.emplace_back(0.0, -1.0 / std::pow(h, tilt));
+    }
     BandLimitedWave wave(harmonics, sampleRate);
     std::vector<float> tone(static_cast<size_t>(std::lround(seconds * sampleRate)));
     double phase = 0.0;
@@ -322,7 +343,9 @@ std::vector<float> HarmonicTone(double hertz, double sampleRate, double seconds,
         phase += hertz / sampleRate;
         phase -= std::floor(phase);
     }
-    for (float& sample : tone) sample *= static_cast<float>(peak) / loudest;
+    for (float& sample : tone) {
+        sample *= static_cast<float>(peak) / loudest;
+    }
     return tone;
 }
 
@@ -346,7 +369,9 @@ int32_t NoiseSource::Next(int32_t low, int32_t high) {
 std::vector<float> Noise(std::size_t count, uint64_t seed, float peak) {
     NoiseSource source(seed);
     std::vector<float> noise(count);
-    for (float& sample : noise) sample = source.Next() * peak;
+    for (float& sample : noise) {
+        sample = source.Next() * peak;
+    }
     return noise;
 }
 

@@ -46,9 +46,13 @@ TEST(SyntheticSinger, ClosuresAreOnePeriodApartAsThePitchCurveTells) {
         const auto middle = static_cast<size_t>((song.closures[i - 1] + song.closures[i]) / 2.0);
         const auto first = static_cast<size_t>(song.closures[i - 1]);
         const auto last = static_cast<size_t>(song.closures[i]);
-        if (song.pitch[first] == 0.0f || song.pitch[last] == 0.0f || song.pitch[middle] == 0.0f) continue;
+        if (song.pitch[first] == 0.0f || song.pitch[last] == 0.0f || song.pitch[middle] == 0.0f) {
+            continue;
+        }
         const double period = 44100.0 / (440.0 * std::exp2((song.pitch[middle] - 69.0) / 12.0));
-        if (song.closures[i] - song.closures[i - 1] > 1.5 * period) continue;  // across a gap
+        if (song.closures[i] - song.closures[i - 1] > 1.5 * period) {
+            continue;  // across a gap
+        }
         // The curve moves within a period by up to about a quarter of a semitone.
         EXPECT_NEAR(song.closures[i] - song.closures[i - 1], period, 0.015 * period);
         ++checked;
@@ -119,8 +123,12 @@ TEST(SyntheticSinger, NoiseIsUniformAndWithinItsLimits) {
     EXPECT_NEAR(sum / 100000, 0.0, 0.01);  // about five standard errors
     EXPECT_NEAR(square / 100000, 1.0 / 3.0, 0.005);
     int32_t counts[5] = {};
-    for (int i = 0; i < 50000; ++i) ++counts[noise.Next(-2, 2) + 2];
-    for (const int32_t count : counts) EXPECT_NEAR(count, 10000, 500);
+    for (int i = 0; i < 50000; ++i) {
+        ++counts[noise.Next(-2, 2) + 2];
+    }
+    for (const int32_t count : counts) {
+        EXPECT_NEAR(count, 10000, 500);
+    }
 }
 
 }  // namespace

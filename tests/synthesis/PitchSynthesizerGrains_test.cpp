@@ -21,7 +21,9 @@ std::atomic<int64_t> allocations{0};
 
 void* Allocate(std::size_t bytes) {
     ++allocations;
-    if (void* memory = std::malloc(bytes != 0 ? bytes : 1)) return memory;
+    if (void* memory = std::malloc(bytes != 0 ? bytes : 1)) {
+        return memory;
+    }
     throw std::bad_alloc();
 }
 }  // namespace
@@ -94,8 +96,9 @@ ScriptedRecording WildRecording(uint32_t seed, int32_t channels, int32_t noteCou
         notes.push_back({50.0f + static_cast<float>(random() % 200) * 0.1f, 3 + k * step, (k + 1) * step});
     }
     Rows rows;
-    for (int32_t c = 0; c < channels; ++c)
+    for (int32_t c = 0; c < channels; ++c) {
         rows.push_back(Noise(length, seed + 77 * static_cast<uint32_t>(c)));
+    }
     return {std::move(rows), kRate, marks, notes};
 }
 
@@ -127,7 +130,9 @@ Reference RenderPlainly(const ScriptedRecording& recording, const CMELODORPitchS
     const auto nearest = [&](int32_t from, double position) {
         const int32_t whole = static_cast<int32_t>(position);
         int32_t best = from;
-        if (from >= markCount - 1) return -1;
+        if (from >= markCount - 1) {
+            return -1;
+        }
         while (best + 1 < markCount &&
                std::abs(marks[best + 1].position - whole) < std::abs(marks[best].position - whole)) {
             ++best;
@@ -153,9 +158,13 @@ Reference RenderPlainly(const ScriptedRecording& recording, const CMELODORPitchS
             const SynthSegment& candidate = voice.GetSegment(i);
             const double start = static_cast<double>(kRate) * candidate.targetStart * settings.timeScale;
             const double end = static_cast<double>(kRate) * candidate.targetEnd * settings.timeScale;
-            if (static_cast<double>(target) >= start && static_cast<double>(target) <= end) found = i;
+            if (static_cast<double>(target) >= start && static_cast<double>(target) <= end) {
+                found = i;
+            }
         }
-        if (found < 0) break;
+        if (found < 0) {
+            break;
+        }
         const SynthSegment& segment = voice.GetSegment(found);
         const double offset = static_cast<double>(target) -
                               static_cast<double>(kRate) * segment.targetStart * settings.timeScale;
@@ -165,7 +174,9 @@ Reference RenderPlainly(const ScriptedRecording& recording, const CMELODORPitchS
             inside = found;
         }
         const int32_t mark = nearest(segment.firstMark, sourcePosition);
-        if (mark < 0 || mark >= markCount - 1) break;
+        if (mark < 0 || mark >= markCount - 1) {
+            break;
+        }
         const int32_t sourcePeriod = marks[mark + 1].position - marks[mark].position;
 
         const float ratio =
@@ -246,7 +257,9 @@ TEST(Rendering, AgreesWithThePlainReferenceBitByBit) {
             const float detected = Inside(voice).GetSegment(i).detectedPitch;
             voice->SetSegmentParameter(i, SegmentTargetPitch, detected + between(-14.0f, 14.0f));
             voice->SetSegmentParameter(i, SegmentGain, between(0.0f, 1.5f));
-            if (seed > 4) voice->SetSegmentParameter(i, SegmentFormantShift, between(-7.0f, 7.0f));
+            if (seed > 4) {
+                voice->SetSegmentParameter(i, SegmentFormantShift, between(-7.0f, 7.0f));
+            }
         }
         for (int32_t i = 1; seed > 5 && i < voice->GetSegmentCount(); i += 2) {  // stretched and squeezed
             double start = 0.0, end = 0.0;
@@ -255,9 +268,15 @@ TEST(Rendering, AgreesWithThePlainReferenceBitByBit) {
             end += static_cast<double>(between(-0.04f, 0.04f));
             voice->SetSegmentTimes(i, &start, &end, true);
         }
-        if (seed > 6) voice->SetGlobalParameter(GlobalFormantShift, between(-5.0f, 5.0f));
-        if (seed > 8) voice->SetGlobalParameter(GlobalTransposition, between(-12.0f, 12.0f));
-        if (seed > 10) voice->SetGlobalParameter(GlobalTimeScale, between(0.5f, 2.0f));
+        if (seed > 6) {
+            voice->SetGlobalParameter(GlobalFormantShift, between(-5.0f, 5.0f));
+        }
+        if (seed > 8) {
+            voice->SetGlobalParameter(GlobalTransposition, between(-12.0f, 12.0f));
+        }
+        if (seed > 10) {
+            voice->SetGlobalParameter(GlobalTimeScale, between(0.5f, 2.0f));
+        }
 
         const int32_t frames = static_cast<int32_t>(voice->GetDuration() * kRate);
         const Rows rendered = Render(*voice, channels, frames, 1000);
@@ -340,7 +359,9 @@ TEST(Identity, HoldsAtAPeriodOfOneSample) {
     ScriptedRecording recording = SteadyRecording({Noise(3000, 6)}, 1);
     const VoiceOwner voice = recording.MakeVoice();
     const std::vector<float> rendered = Render(*voice, 1, 2999, 100)[0];
-    for (int32_t i = 0; i < 2999; ++i) ASSERT_EQ(rendered[i], recording.reader.GetRows()[0][i]) << i;
+    for (int32_t i = 0; i < 2999; ++i) {
+        ASSERT_EQ(rendered[i], recording.reader.GetRows()[0][i]) << i;
+    }
 }
 
 TEST(Identity, SurvivesSplitsAndMerges) {
@@ -393,7 +414,9 @@ INSTANTIATE_TEST_SUITE_P(Semitones, PitchShift,
 TEST(Rendering, KeepsTheTimeOfEachNoteWhateverItsPitch) {
     // Half the recording is loud, half is faint; shifted, the loudness still changes in the same place.
     std::vector<float> source = Pulses(88200, 147);
-    for (int32_t i = 44100; i < 88200; ++i) source[i] *= 0.1f;
+    for (int32_t i = 44100; i < 88200; ++i) {
+        source[i] *= 0.1f;
+    }
     ScriptedRecording recording = SteadyRecording({source}, 147, 2);
     for (float shift : {-7.0f, 5.0f}) {
         const VoiceOwner voice = recording.MakeVoice();
@@ -401,7 +424,9 @@ TEST(Rendering, KeepsTheTimeOfEachNoteWhateverItsPitch) {
         const std::vector<float> rendered = Render(*voice, 1, 88200)[0];
         const auto power = [&](int32_t from, int32_t to) {
             double sum = 0.0;
-            for (int32_t i = from; i < to; ++i) sum += static_cast<double>(rendered[i]) * rendered[i];
+            for (int32_t i = from; i < to; ++i) {
+                sum += static_cast<double>(rendered[i]) * rendered[i];
+            }
             return sum / (to - from);
         };
         EXPECT_GT(power(43000, 43600), 50.0 * power(44700, 45300));
@@ -411,7 +436,9 @@ TEST(Rendering, KeepsTheTimeOfEachNoteWhateverItsPitch) {
 
 TEST(Rendering, StretchesTimeWithoutTouchingThePitch) {
     std::vector<float> source = Pulses(88200, 147);
-    for (int32_t i = 44100; i < 88200; ++i) source[i] *= 0.1f;
+    for (int32_t i = 44100; i < 88200; ++i) {
+        source[i] *= 0.1f;
+    }
     ScriptedRecording recording = SteadyRecording({source}, 147, 2);
     for (float scale : {0.5f, 1.5f, 2.0f}) {
         const VoiceOwner voice = recording.MakeVoice();
@@ -471,7 +498,9 @@ TEST(Rendering, IsSilentAtGainZeroAndStaysInTime) {
     for (int32_t i = 0; i < muted->GetSegmentCount(); ++i) {
         muted->SetSegmentParameter(i, SegmentTargetPitch, 57.3f);
         sung->SetSegmentParameter(i, SegmentTargetPitch, 57.3f);
-        if (i < 4) muted->SetSegmentParameter(i, SegmentGain, 0.0f);
+        if (i < 4) {
+            muted->SetSegmentParameter(i, SegmentGain, 0.0f);
+        }
     }
     const Rows silent = Render(*muted, 2, 60000), loud = Render(*sung, 2, 60000);
     SegmentInfo fourth;
@@ -479,8 +508,12 @@ TEST(Rendering, IsSilentAtGainZeroAndStaysInTime) {
     const int32_t border = static_cast<int32_t>(fourth.targetStart * kRate);
     constexpr int32_t kTwoGrains = 2 * 1700;  // 400 samples, 25 semitones down
     for (int32_t c = 0; c < 2; ++c) {
-        for (int32_t i = 0; i < border - kTwoGrains; ++i) ASSERT_EQ(silent[c][i], 0.0f) << i;
-        for (int32_t i = border + kTwoGrains; i < 60000; ++i) ASSERT_EQ(silent[c][i], loud[c][i]) << i;
+        for (int32_t i = 0; i < border - kTwoGrains; ++i) {
+            ASSERT_EQ(silent[c][i], 0.0f) << i;
+        }
+        for (int32_t i = border + kTwoGrains; i < 60000; ++i) {
+            ASSERT_EQ(silent[c][i], loud[c][i]) << i;
+        }
     }
 }
 
@@ -581,7 +614,9 @@ TEST(Rendering, IsSilentBehindTheEndAndGoesOnCounting) {
     Render(*voice, 2, 60000);
     recording.reader.SetPosition(5);
     const Rows behind = Render(*voice, 2, 10000);
-    for (const auto& row : behind) EXPECT_EQ(row, std::vector<float>(10000, 0.0f));
+    for (const auto& row : behind) {
+        EXPECT_EQ(row, std::vector<float>(10000, 0.0f));
+    }
     EXPECT_EQ(voice->GetPosition(), 70000.0 / kRate);
     EXPECT_EQ(recording.reader.GetPosition(), 60000);
 }
@@ -633,7 +668,9 @@ TEST(Rendering, GoesOnBehindAGapBetweenSegments) {
 // Marks before the recording come from stored analyses alone.
 TEST(Rendering, HaltsForGoodOnceItHasSungFromInFrontOfTheRecording) {
     std::vector<ScriptedMark> marks;
-    for (int32_t position = -10; position < 30000; position += 300) marks.push_back({position});
+    for (int32_t position = -10; position < 30000; position += 300) {
+        marks.push_back({position});
+    }
     ScriptedRecording recording({Noise(30000, 3)}, kRate, marks, {{60.0f, 2, 90}});
     const VoiceOwner voice = recording.MakeVoice();
     voice->SetGlobalParameter(GlobalTimeScale, 100.0f);  // three samples of the recording per grain
@@ -663,7 +700,9 @@ TEST(Seeking, GoesOnFromThere) {
             difference =
                 std::max(difference, std::abs(static_cast<double>(rendered[i]) - source[30000 + i + late]));
         }
-        if (late == -450 || difference < best) best = difference;
+        if (late == -450 || difference < best) {
+            best = difference;
+        }
     }
     EXPECT_LT(best, 1e-6);
 }
@@ -830,7 +869,9 @@ TEST(Grain, KeepsWithinItsBuffersWhateverIsSet) {
     }
     voice->SetPosition(0.0);
     const std::vector<float> rendered = Render(*voice, 2, 1000)[0];
-    for (float x : rendered) ASSERT_TRUE(std::isfinite(x));
+    for (float x : rendered) {
+        ASSERT_TRUE(std::isfinite(x));
+    }
 }
 
 TEST(Grain, KeepsWithinItsBuffersAfterRandomEdits) {
@@ -936,7 +977,9 @@ TEST(Buffers, AreNotAllocatedInTheSteadyState) {
     float* out[2] = {left.data(), right.data()};
     voice->Process(out, 4096);
     const int64_t before = allocations;
-    for (int32_t block = 0; block < 20; ++block) voice->Process(out, 100 + 200 * block);
+    for (int32_t block = 0; block < 20; ++block) {
+        voice->Process(out, 100 + 200 * block);
+    }
     voice->SetPosition(0.3);
     voice->Process(out, 4096);
     EXPECT_EQ(allocations, before);

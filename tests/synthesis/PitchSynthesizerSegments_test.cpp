@@ -552,10 +552,14 @@ TEST_F(PitchSynthesizerSegments, AreSetTogetherOnlyWhereAllOfThemAre) {
     EXPECT_EQ(voice->SetSegmentParameters(0, 4, -1, 0.5f), 1);
     EXPECT_EQ(voice->SetSegmentParameters(0, 4, kSegmentParameters, 0.5f), 1);
     EXPECT_EQ(voice->SetSegmentParameters(2, 2, SegmentGain, 0.5f), 0);
-    for (int32_t i = 0; i < 4; ++i) EXPECT_EQ(voice->GetSegmentParameter(i, SegmentGain), 1.0f);
+    for (int32_t i = 0; i < 4; ++i) {
+        EXPECT_EQ(voice->GetSegmentParameter(i, SegmentGain), 1.0f);
+    }
     EXPECT_EQ(voice->SetSegmentParameters(1, 3, SegmentGain, 0.5f), 0);
     const float gains[] = {1.0f, 0.5f, 0.5f, 1.0f};
-    for (int32_t i = 0; i < 4; ++i) EXPECT_EQ(voice->GetSegmentParameter(i, SegmentGain), gains[i]);
+    for (int32_t i = 0; i < 4; ++i) {
+        EXPECT_EQ(voice->GetSegmentParameter(i, SegmentGain), gains[i]);
+    }
 }
 
 // Whenever the segments get what they were given, and whatever else is done to them.
@@ -585,13 +589,19 @@ TEST(PitchSynthesizerSegmentsTogether, AreSegmentsSetOneByOne) {
                     both([&](auto& voice) { voice.SplitSegment(index, 0.05); });
                     break;
                 case 1:
-                    if (count > 2) both([&](auto& voice) { voice.MergeSegments(index, index + 1); });
+                    if (count > 2) {
+                        both([&](auto& voice) { voice.MergeSegments(index, index + 1); });
+                    }
                     break;
                 case 2:
-                    if (below(4) == 0) both([&](auto& voice) { voice.Reset(); });
+                    if (below(4) == 0) {
+                        both([&](auto& voice) { voice.Reset(); });
+                    }
                     break;
                 case 3:
-                    if (below(3) == 0) both([&](auto& voice) { voice.QuantizeToScale({0, 4, 7}); });
+                    if (below(3) == 0) {
+                        both([&](auto& voice) { voice.QuantizeToScale({0, 4, 7}); });
+                    }
                     break;
                 case 4:
                     both([&](auto& voice) { voice.SetSegmentParameter(index, which, value); });
@@ -599,13 +609,17 @@ TEST(PitchSynthesizerSegmentsTogether, AreSegmentsSetOneByOne) {
                 case 5:
                     both([&](auto& voice) {
                         SegmentInfo info;
-                        if (voice.GetSegmentInfo(index, &info) != 0) return;
+                        if (voice.GetSegmentInfo(index, &info) != 0) {
+                            return;
+                        }
                         info.gain *= 0.5f;
                         voice.SetSegmentInfo(index, info, true);
                     });
                     break;
                 case 6:
-                    if (count > 2 && below(4) == 0) both([&](auto& voice) { voice.RemoveSegment(index); });
+                    if (count > 2 && below(4) == 0) {
+                        both([&](auto& voice) { voice.RemoveSegment(index); });
+                    }
                     break;
                 case 7:
                     both([&](auto& voice) { voice.SetPosition(seconds); });
@@ -624,7 +638,9 @@ TEST(PitchSynthesizerSegmentsTogether, AreSegmentsSetOneByOne) {
                     const int32_t end = below(4) == 0 ? below(count + 1) : count;
                     const int32_t first = below(end + 1);
                     ASSERT_EQ(together->SetSegmentParameters(first, end, which, value), 0);
-                    for (int32_t i = first; i < end; ++i) single->SetSegmentParameter(i, which, value);
+                    for (int32_t i = first; i < end; ++i) {
+                        single->SetSegmentParameter(i, which, value);
+                    }
                 }
             }
         }

@@ -97,13 +97,17 @@ INSTANTIATE_TEST_SUITE_P(Semitones, ShiftedSungVoice,
 TEST(RealVoices, AreTheRecordingWhenNothingIsChanged) {
     std::string why;
     const std::vector<std::string> names = ListRecordings(VoicesDir(), why);
-    if (names.empty()) GTEST_SKIP() << why;
+    if (names.empty()) {
+        GTEST_SKIP() << why;
+    }
     for (const std::string& name : names) {
         SCOPED_TRACE(name);
         Recording file;
         ASSERT_TRUE(LoadRecording(VoicesDir(), name, file, why)) << why;
         std::vector<std::vector<float>> rows;
-        for (int32_t c = 0; c < file.channels; ++c) rows.push_back(file.Channel(c));
+        for (int32_t c = 0; c < file.channels; ++c) {
+            rows.push_back(file.Channel(c));
+        }
         AnalysedRecording recording(std::move(rows), file.sampleRate);
         ExpectIdentity(recording);
     }
@@ -113,7 +117,9 @@ TEST(RealVoices, AreShiftedByTheSemitonesAsked) {
     std::string why;
     for (const char* name : {"sms_singing-female.wav", "vocadito_10.wav", "gtsinger_zh10_Vibrato.wav"}) {
         Recording file;
-        if (!LoadRecording(VoicesDir(), name, file, why)) GTEST_SKIP() << why;
+        if (!LoadRecording(VoicesDir(), name, file, why)) {
+            GTEST_SKIP() << why;
+        }
         AnalysedRecording recording({file.Mono()}, file.sampleRate);
         const std::vector<float>& source = recording.reader.GetRows()[0];
         const int32_t rate = file.sampleRate, window = rate / 25;
@@ -126,10 +132,13 @@ TEST(RealVoices, AreShiftedByTheSemitonesAsked) {
             for (int32_t at = rate / 10; at + window + rate / 20 < recording.reader.GetLength();
                  at += rate / 20) {
                 double power = 0.0;
-                for (int32_t i = at; i < at + window; ++i)
+                for (int32_t i = at; i < at + window; ++i) {
                     power += static_cast<double>(source[i]) * source[i];
+                }
                 const double period = TrackPeriod(source, at, window, rate / 900, rate / 60, 0.9);
-                if (power < 1e-4 * window || period <= 0.0) continue;
+                if (power < 1e-4 * window || period <= 0.0) {
+                    continue;
+                }
                 const double expected = period * std::pow(2.0, -shift / 12.0);
                 const double shifted = TrackPeriod(rendered, at, window, rate / 1200, rate / 45);
                 // Grains on whole samples, jitter of the marks and the movement within the tracker's window

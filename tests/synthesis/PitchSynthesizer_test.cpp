@@ -115,7 +115,9 @@ TEST_F(PitchSynthesizer, RefusesUnknownGlobalParameters) {
 }
 
 TEST_F(PitchSynthesizer, KeepsTimeScaleAndTranspositionWhenItIsReset) {
-    for (int32_t which = 0; which < 6; ++which) voice->SetGlobalParameter(which, 2.0f);
+    for (int32_t which = 0; which < 6; ++which) {
+        voice->SetGlobalParameter(which, 2.0f);
+    }
     voice->Reset();
     EXPECT_EQ(voice->GetGlobalParameter(GlobalTimeScale), 2.0f);
     EXPECT_FLOAT_EQ(voice->GetGlobalParameter(GlobalTransposition), -0.5f);

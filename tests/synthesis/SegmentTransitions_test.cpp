@@ -81,7 +81,9 @@ TEST(MeasuredGlideIn, IsNoLongerThanAQuarterOfAShortNote) {
     ScriptedRecording recording({std::vector<float>(20000)}, kRate,
                                 [] {
                                     std::vector<ScriptedMark> marks;
-                                    for (int32_t i = 0; i <= 200; ++i) marks.push_back({100 * i, 59.5f});
+                                    for (int32_t i = 0; i <= 200; ++i) {
+                                        marks.push_back({100 * i, 59.5f});
+                                    }
                                     return marks;
                                 }(),
                                 {{60.0f, 20, 36}, {60.0f, 36, 180}});
@@ -172,8 +174,12 @@ class Transitions : public testing::Test {
 };
 
 TEST_F(Transitions, LeaveTheOffsetAloneWithoutGlides) {
-    for (int32_t mark : {21, 40, 69}) EXPECT_NEAR(Shift(mark), 2.0, kSemitones);
-    for (int32_t mark : {71, 100, 149}) EXPECT_NEAR(Shift(mark), -1.0, kSemitones);
+    for (int32_t mark : {21, 40, 69}) {
+        EXPECT_NEAR(Shift(mark), 2.0, kSemitones);
+    }
+    for (int32_t mark : {71, 100, 149}) {
+        EXPECT_NEAR(Shift(mark), -1.0, kSemitones);
+    }
 }
 
 TEST_F(Transitions, MeetHalfwayAtTheBorderOfVoicedNeighbours) {

@@ -36,7 +36,9 @@ TEST(TailRuns, AreARowThatIsWrittenToItsEndAgainAndAgain) {
             const auto first = static_cast<int32_t>(random() % kCount);
             const int value = static_cast<int>(random() % 5);
             runs.Assign(first, value);
-            for (int32_t i = first; i < kCount; ++i) row[i] = value;
+            for (int32_t i = first; i < kCount; ++i) {
+                row[i] = value;
+            }
 
             const auto end = static_cast<int32_t>(random() % (kCount + 1));
             std::map<int32_t, int> visited;

@@ -14,7 +14,9 @@ namespace {
 
 std::vector<int> SemitonesOf(const ChordType& type) {
     std::vector<int> semitones;
-    for (int32_t i = 0; i < type.count; ++i) semitones.push_back(type.tones[i].semitones);
+    for (int32_t i = 0; i < type.count; ++i) {
+        semitones.push_back(type.tones[i].semitones);
+    }
     return semitones;
 }
 
@@ -61,16 +63,21 @@ TEST(ChordTypes, TonesLieOnTheirLetters) {
 TEST(ChordTypes, AreFoundByCodeAndSuffix) {
     EXPECT_STREQ(FindChordType(10)->suffix, "m7");
     EXPECT_EQ(SemitonesOf(*FindChordType(10)), (std::vector<int>{0, 3, 7, 10}));
-    for (int32_t none : {kNoCode, 4, 5, 7, 8, 15, 16, 18, -2})
+    for (int32_t none : {kNoCode, 4, 5, 7, 8, 15, 16, 18, -2}) {
         EXPECT_EQ(FindChordType(none), nullptr) << none;
-    for (const ChordType& type : kChordTypes) EXPECT_EQ(&ChordTypeNamed(type.suffix), &type);
+    }
+    for (const ChordType& type : kChordTypes) {
+        EXPECT_EQ(&ChordTypeNamed(type.suffix), &type);
+    }
     EXPECT_EQ(ToneOfCode(13, 3), 9);
 }
 
 // Triads have codes below those of the seventh chords, as engines that keep two numbers rely on.
 TEST(ChordTypes, CodesTellTriadsFromSeventhChords) {
     for (const ChordType& type : kChordTypes) {
-        if (type.code == kNoCode) continue;
+        if (type.code == kNoCode) {
+            continue;
+        }
         EXPECT_EQ(type.count, type.code < kFirstSeventhCode ? 3 : 4) << type.suffix;
         EXPECT_NE(type.code, kNoTriad);
         EXPECT_NE(type.code, kNoSeventh);

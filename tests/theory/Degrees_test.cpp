@@ -22,7 +22,9 @@ TEST(RomanNumerals, TheLongestOneCounts) {
     EXPECT_EQ(ReadRomanNumeral("viio7").step, 6);
     EXPECT_TRUE(ReadRomanNumeral("viio7").lower);
     EXPECT_EQ(ReadRomanNumeral("iV").step, 0);  // one case only
-    for (const char* none : {"", "X", "7", "bVII"}) EXPECT_EQ(ReadRomanNumeral(none).step, -1) << none;
+    for (const char* none : {"", "X", "7", "bVII"}) {
+        EXPECT_EQ(ReadRomanNumeral(none).step, -1) << none;
+    }
 }
 
 TEST(DegreeRoots, OfMajorAreItsScale) {
@@ -38,7 +40,9 @@ TEST(DegreeRoots, OfMajorAreItsScale) {
 
 TEST(DegreeRoots, OfMinorAreTheNaturalScaleAndTheRaisedOneUnderDiminishedChords) {
     const int32_t roots[kSteps] = {0, 2, 3, 5, 7, 8, 10};
-    for (int32_t step = 0; step < kSteps; ++step) EXPECT_EQ(DegreeRoot(kAMinor, step, 0, false), roots[step]);
+    for (int32_t step = 0; step < kSteps; ++step) {
+        EXPECT_EQ(DegreeRoot(kAMinor, step, 0, false), roots[step]);
+    }
     EXPECT_EQ(DegreeRoot(kAMinor, 6, 0, true), 11);
     EXPECT_EQ(DegreeRoot(kAMinor, 5, 0, true), 9);
     EXPECT_EQ(DegreeRoot(kAMinor, 1, 0, true), 2);

@@ -52,7 +52,9 @@ TEST(Keys, LettersHaveTheirPitchClasses) {
         EXPECT_EQ(PitchClassOfStep(step), classes[step]);
         EXPECT_EQ(std::string(NameOf(PitchClass(classes[step]), false)), std::string(1, kLetters[step]));
     }
-    for (char other : {'H', 'c', '\0', ' '}) EXPECT_EQ(StepOfLetter(other), -1);
+    for (char other : {'H', 'c', '\0', ' '}) {
+        EXPECT_EQ(StepOfLetter(other), -1);
+    }
     EXPECT_STREQ(NameOf(PitchClass(10), true), "Bb");
     EXPECT_STREQ(NameOf(PitchClass(-2), false), "A#");
 }

@@ -21,7 +21,9 @@ TEST(Scales, HaveTheirNumberOfTonesAndNoNameOrRowTwice) {
         const Scale& scale = kScales[row];
         EXPECT_EQ(std::accumulate(scale.flags, scale.flags + 12, 0), sizes[row]) << scale.name;
         EXPECT_EQ(scale.flags[0], 1) << scale.name;
-        for (int32_t flag : scale.flags) EXPECT_TRUE(flag == 0 || flag == 1) << scale.name;
+        for (int32_t flag : scale.flags) {
+            EXPECT_TRUE(flag == 0 || flag == 1) << scale.name;
+        }
         EXPECT_TRUE(names.insert(scale.name).second) << scale.name;
         EXPECT_TRUE(rows.insert({scale.flags, scale.flags + 12}).second) << scale.name;
     }

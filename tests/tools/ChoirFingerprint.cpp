@@ -71,6 +71,8 @@ int Run() {
 }  // namespace mlh
 
 int main(int argc, char** argv) {
-    if (argc == 3 && std::strcmp(argv[1], "--level") == 0) mlh::LimitProcessorLevel(std::atoi(argv[2]));
+    if (argc == 3 && std::strcmp(argv[1], "--level") == 0) {
+        mlh::LimitProcessorLevel(std::atoi(argv[2]));
+    }
     return mlh::Run();
 }

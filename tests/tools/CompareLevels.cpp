@@ -61,7 +61,9 @@ Voice Render(Performance& performance, int32_t v) {
     const auto marks = performance.Marks();
     std::vector<float> row(performance.lead().size());
     std::vector<float*> out;
-    for (float& sample : row) out.push_back(&sample);
+    for (float& sample : row) {
+        out.push_back(&sample);
+    }
     Voice voice;
     for (int32_t i = 0; i < performance.frames(); ++i) {
         synthesizer.Process(out.data(), 1);
@@ -92,7 +94,9 @@ void Write(std::FILE* file, const std::vector<T>& values) {
 template <class T>
 bool Read(std::FILE* file, std::vector<T>& values) {
     std::size_t count = 0;
-    if (std::fread(&count, sizeof count, 1, file) != 1) return false;
+    if (std::fread(&count, sizeof count, 1, file) != 1) {
+        return false;
+    }
     values.resize(count);
     return std::fread(values.data(), sizeof(T), count, file) == count;
 }
@@ -100,11 +104,15 @@ bool Read(std::FILE* file, std::vector<T>& values) {
 // In a process of its own, since a process can only go down with its level. False where the machine lacks it.
 bool AnalyseAt(int32_t level, const Recording& recording, Found& found) {
     std::FILE* const file = std::tmpfile();
-    if (file == nullptr) return false;
+    if (file == nullptr) {
+        return false;
+    }
     const pid_t child = fork();
     if (child == 0) {
         mlh::LimitProcessorLevel(level);
-        if (mlh::GetProcessorLevel() != level) _exit(1);
+        if (mlh::GetProcessorLevel() != level) {
+            _exit(1);
+        }
         const Found own = Analyse(recording);
         Write(file, own.marks);
         Write(file, own.notes);
@@ -168,7 +176,9 @@ void CompareNotes(const Found& a, const Found& b, Alike& alike) {
 // the same place where it begins at the same sample.
 void CompareVoice(const Voice& a, const Voice& b, Alike& alike) {
     float loudest = 1e-9f;
-    for (const float sample : a.samples) loudest = std::max(loudest, std::fabs(sample));
+    for (const float sample : a.samples) {
+        loudest = std::max(loudest, std::fabs(sample));
+    }
     int32_t agreed = 0;  // grains in a row, as of the last beginning
     for (std::size_t i = 0; i < a.samples.size(); ++i) {
         const bool beginsA = i == 0 || !(a.grains[i] == a.grains[i - 1]);
@@ -179,7 +189,9 @@ void CompareVoice(const Voice& a, const Voice& b, Alike& alike) {
             ++agreed;
         }
         ++alike.samples;
-        if (agreed < 3) continue;
+        if (agreed < 3) {
+            continue;
+        }
         ++alike.sameGrains;
         const double difference = std::fabs(static_cast<double>(a.samples[i]) - b.samples[i]);
         alike.difference = std::max(alike.difference, difference / loudest);
@@ -190,7 +202,9 @@ Alike Compare(const Found& a, const Found& b, double rate) {
     Alike alike;
     CompareMarks(a, b, rate, alike);
     CompareNotes(a, b, alike);
-    for (std::size_t v = 0; v < a.voices.size(); ++v) CompareVoice(a.voices[v], b.voices[v], alike);
+    for (std::size_t v = 0; v < a.voices.size(); ++v) {
+        CompareVoice(a.voices[v], b.voices[v], alike);
+    }
     return alike;
 }
 
@@ -252,17 +266,23 @@ int main(int argc, char** argv) {
     constexpr std::size_t kCount = std::size(kLevels);
     Alike sums[kCount];
     for (const std::string& name : names) {
-        if (name.find(only) == std::string::npos) continue;
+        if (name.find(only) == std::string::npos) {
+            continue;
+        }
         Recording recording;
         if (!LoadAudioFile(folder, name, seconds, recording, why)) {
             std::printf("%s\n", why.c_str());
             continue;
         }
         Found plain;
-        if (!AnalyseAt(kLevels[0], recording, plain)) return 2;
+        if (!AnalyseAt(kLevels[0], recording, plain)) {
+            return 2;
+        }
         for (std::size_t l = 1; l < kCount; ++l) {
             Found found;
-            if (!AnalyseAt(kLevels[l], recording, found)) continue;
+            if (!AnalyseAt(kLevels[l], recording, found)) {
+                continue;
+            }
             const Alike alike = Compare(plain, found, recording.sampleRate);
             Print(name, kLevels[l], alike);
             Add(sums[l], alike);
@@ -270,7 +290,9 @@ int main(int argc, char** argv) {
     }
     bool enough = true;
     for (std::size_t l = 1; l < kCount; ++l) {
-        if (sums[l].marks == 0) continue;
+        if (sums[l].marks == 0) {
+            continue;
+        }
         Print("all", kLevels[l], sums[l]);
         enough = enough && Share(sums[l].sameMarks, sums[l].marks) >= kMarksWanted &&
                  sums[l].sameNotes == sums[l].notes;

@@ -53,7 +53,9 @@ std::atomic<int64_t> held{0};
 std::atomic<int64_t> most{0};
 
 void* Count(void* memory) {
-    if (memory == nullptr) return nullptr;
+    if (memory == nullptr) {
+        return nullptr;
+    }
     const int64_t now = held += static_cast<int64_t>(malloc_usable_size(memory));
     int64_t before = most;
     while (now > before && !most.compare_exchange_weak(before, now)) {
@@ -62,7 +64,9 @@ void* Count(void* memory) {
 }
 
 void Discount(void* memory) {
-    if (memory != nullptr) held -= static_cast<int64_t>(malloc_usable_size(memory));
+    if (memory != nullptr) {
+        held -= static_cast<int64_t>(malloc_usable_size(memory));
+    }
 }
 
 }  // namespace
@@ -152,12 +156,18 @@ AddOnIf::ChordElement ChordAt(double seconds, int32_t number) {
 void SetUp(AddOnIf& addOn, const std::string& mode, double seconds) {
     if (mode == "chords") {
         AddOnIf::ChordVector chords;
-        for (int32_t i = 0; 0.5 * i < seconds; ++i) chords.push_back(ChordAt(0.5 * i, i));
+        for (int32_t i = 0; 0.5 * i < seconds; ++i) {
+            chords.push_back(ChordAt(0.5 * i, i));
+        }
         addOn.SetChordVector(chords);
     }
-    if (mode == "pitches" || mode == "midi") addOn.SetHarmonyMode(3);
+    if (mode == "pitches" || mode == "midi") {
+        addOn.SetHarmonyMode(3);
+    }
     if (mode == "pitches") {
-        for (int32_t v = 0; v < 4; ++v) addOn.SetVoicePitchVector(v, addOn.GetLeadPitchVector());
+        for (int32_t v = 0; v < 4; ++v) {
+            addOn.SetVoicePitchVector(v, addOn.GetLeadPitchVector());
+        }
     }
     addOn.Update();
 }
@@ -176,7 +186,9 @@ void RunOnce(const std::vector<float>& loop, int32_t rate, int32_t length, const
 
     const double start = UserSeconds();
     MalleoTuneHarmonyAddOnIf* addOn = nullptr;
-    if (MalleoTuneHarmonyAddOnIf::CreateInstance(&addOn, &reader) != 0 || addOn->Prepare() != 0) std::exit(2);
+    if (MalleoTuneHarmonyAddOnIf::CreateInstance(&addOn, &reader) != 0 || addOn->Prepare() != 0) {
+        std::exit(2);
+    }
     const double analysed = UserSeconds();
     SetUp(*addOn, mode, static_cast<double>(length) / rate);
     const bool queued = mode == "midi" || mode == "unheard";
@@ -221,7 +233,9 @@ int main(int argc, char** argv) {
         } else if (std::strcmp(argv[i], "--minutes") == 0 && i + 1 < argc) {
             std::stringstream list(argv[++i]);
             minutes.clear();
-            for (std::string item; std::getline(list, item, ',');) minutes.push_back(std::atof(item.c_str()));
+            for (std::string item; std::getline(list, item, ',');) {
+                minutes.push_back(std::atof(item.c_str()));
+            }
         } else if (std::strcmp(argv[i], "--mode") == 0 && i + 1 < argc) {
             mode = argv[++i];
             if (!IsMode(mode)) {
@@ -240,7 +254,9 @@ int main(int argc, char** argv) {
             name = recording.name;
         }
     }
-    if (loop.empty()) loop = SingPhrase(rate).samples;
+    if (loop.empty()) {
+        loop = SingPhrase(rate).samples;
+    }
 
     std::vector<Cost> costs(minutes.size());
     for (int run = 0; run < runs; ++run) {  // in turn, so that a busy spell spreads over all lengths
@@ -260,11 +276,15 @@ int main(int argc, char** argv) {
         std::printf("%7.1f  %7.1f  %7.2f  %10.3f  %14.5f  %11.3f  %14.5f  %13.2f  %12.2f\n", minutes[i],
                     cost.marks / seconds, cost.notes / seconds, cost.analysis, cost.analysis / seconds,
                     cost.rendering, cost.rendering / seconds, cost.bytes / 1048576.0, cost.resident);
-        if (minutes[i] > kMinutesInBound || cost.bytes <= kMostBytes) continue;
+        if (minutes[i] > kMinutesInBound || cost.bytes <= kMostBytes) {
+            continue;
+        }
         std::printf("more than 16 MiB for %.1f minutes\n", minutes[i]);
         inBounds = false;
     }
-    if (minutes.size() < 2) return inBounds ? 0 : 1;
+    if (minutes.size() < 2) {
+        return inBounds ? 0 : 1;
+    }
 
     const Cost& shortest = costs.front();
     const Cost& longest = costs.back();
@@ -278,6 +298,8 @@ int main(int argc, char** argv) {
         static_cast<double>(longest.bytes - shortest.bytes) / more,
         static_cast<double>(longest.bytes - shortest.bytes) / (longest.marks - shortest.marks));
     const bool linear = time <= kAllowance * share;
-    if (!linear) std::printf("more than %.2f times\n", kAllowance * share);
+    if (!linear) {
+        std::printf("more than %.2f times\n", kAllowance * share);
+    }
     return linear && inBounds ? 0 : 1;
 }

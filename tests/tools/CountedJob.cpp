@@ -35,11 +35,15 @@ using namespace mlh;
 int main(int argc, char** argv) {
     const int level = argc == 2 ? std::atoi(argv[1]) : -1;
     mlh::LimitProcessorLevel(level);
-    if (mlh::GetProcessorLevel() != level) return 77;
+    if (mlh::GetProcessorLevel() != level) {
+        return 77;
+    }
 
     const SungRecording lead = SingScale({60, 64, 67, 62, 59}, 0.6, 3);
     void* mlh = nullptr;
-    if (mlhCreateInstance(&mlh) != 0 || CountedAnalysis(mlh, lead) != 0) return 1;
+    if (mlhCreateInstance(&mlh) != 0 || CountedAnalysis(mlh, lead) != 0) {
+        return 1;
+    }
     mlhSetParams(mlh, true, 4, 1, 0.5f, 0, false);
     ChordVector* const chords = mlhGetNewChordVector();
     mlhChordVectorAddItem(chords, {0.0f, {60, 64, 67, -1}});
@@ -47,7 +51,9 @@ int main(int argc, char** argv) {
     mlhSetChordVector(mlh, chords);
     mlhDisposeChordVector(chords);
     std::vector<int16_t> out(lead.samples.size());
-    if (CountedRendering(mlh, out) != 0) return 1;
+    if (CountedRendering(mlh, out) != 0) {
+        return 1;
+    }
     mlhDestroyInstance(&mlh);
     std::printf("%.3f\n", static_cast<double>(lead.samples.size()) / 44100.0);
     return 0;

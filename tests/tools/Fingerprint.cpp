@@ -45,7 +45,9 @@ std::vector<Lead> Songs() {
             {"singer at " + std::to_string(static_cast<int>(rate)) + " Hz", {song.samples}, song.sampleRate});
     }
     leads.push_back({"stereo singer", {leads[2].rows[0], leads[2].rows[0]}, leads[2].rate});
-    for (float& sample : leads.back().rows[1]) sample *= 0.5f;
+    for (float& sample : leads.back().rows[1]) {
+        sample *= 0.5f;
+    }
     return leads;
 }
 
@@ -53,17 +55,23 @@ void AddRecordings(const std::string& folder, std::vector<Lead>& leads) {
     std::string why;
     for (const std::string& name : ListRecordings(folder, why)) {
         Recording recording;
-        if (!LoadRecording(folder, name, recording, why)) continue;
+        if (!LoadRecording(folder, name, recording, why)) {
+            continue;
+        }
         Rows rows = RowsOf(recording);
         const auto frames = static_cast<std::size_t>(kSeconds * recording.sampleRate);
-        for (auto& row : rows) row.resize(std::min(row.size(), frames));
+        for (auto& row : rows) {
+            row.resize(std::min(row.size(), frames));
+        }
         leads.push_back({name, std::move(rows), recording.sampleRate});
     }
 }
 
 std::string HashOfVoices(Performance& performance) {
     Hash hash;
-    for (const auto& row : performance.Render()) hash.AddAll(row);
+    for (const auto& row : performance.Render()) {
+        hash.AddAll(row);
+    }
     return hash.Text();
 }
 
@@ -126,7 +134,9 @@ int main(int argc, char** argv) {
     int differences = 0;
     for (auto lead = leads.rbegin(); lead != leads.rend(); ++lead) {
         const std::string again = Fingerprint(*lead);
-        if (again == prints[lead->name]) continue;
+        if (again == prints[lead->name]) {
+            continue;
+        }
         std::printf("%s %s, the second time\n", again.c_str(), lead->name.c_str());
         ++differences;
     }

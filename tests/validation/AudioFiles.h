@@ -33,7 +33,9 @@ inline std::vector<std::string> ListAudioFiles(const std::string& folder, std::s
 #endif
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
-        if (kSuffixes.count(entry.path().extension().string()) == 0) continue;
+        if (kSuffixes.count(entry.path().extension().string()) == 0) {
+            continue;
+        }
         names.push_back(entry.path().filename().string());
     }
     std::sort(names.begin(), names.end());
@@ -65,7 +67,9 @@ inline bool LoadAudioFile(const std::string& folder, const std::string& name, do
     std::vector<float> block(65536 * static_cast<std::size_t>(info.channels));
     while (recording.Frames() < seconds * info.samplerate) {
         const auto frames = sf_readf_float(file, block.data(), 65536);
-        if (frames <= 0) break;
+        if (frames <= 0) {
+            break;
+        }
         recording.samples.insert(recording.samples.end(), block.begin(),
                                  block.begin() + static_cast<std::ptrdiff_t>(frames * info.channels));
     }

@@ -56,8 +56,9 @@ Setting SetTune(const Tune& tune, int32_t spacing, int32_t leadRow) {
     settings.key = std::max(tune.keyTonic, 0);
     const auto& names = mlh::ScaleNames();
     const auto scale = std::find(names.begin(), names.end(), tune.keyMode);
-    if (tune.keyTonic >= 0 && scale != names.end())
+    if (tune.keyTonic >= 0 && scale != names.end()) {
         settings.scale = static_cast<int32_t>(scale - names.begin());
+    }
     setting.key = settings.key;
     setting.scale = settings.scale;
     for (const TuneNote& note : tune.notes) {
@@ -93,7 +94,9 @@ const std::vector<Case>& Cases() {
 
 template <class Check>
 void ForEverySetting(Check check) {
-    for (const Case& c : Cases()) check(c.setting, c.spacing);
+    for (const Case& c : Cases()) {
+        check(c.setting, c.spacing);
+    }
 }
 
 TEST(FourParts, EveryNoteGetsFourVoicesOrThoseOfTheNoteBefore) {
@@ -120,7 +123,9 @@ TEST(FourParts, VoicesSingTheTonesOfTheChordAroundTheLead) {
         const int32_t above = 8 * (kSoprano - setting.leadRow);
         for (std::size_t i = 0; i < setting.notes.size(); ++i) {
             const ArrangedNote& note = setting.notes[i];
-            if (note.inherited) continue;
+            if (note.inherited) {
+                continue;
+            }
             const bool triad = kTriads.count(note.chord.triadType) == 1;
             ASSERT_TRUE(triad || kSevenths.count(note.chord.seventhType) == 1)
                 << setting.name << ", note " << i;
@@ -140,11 +145,16 @@ TEST(FourParts, VoicesSingTheTonesOfTheChordAroundTheLead) {
 TEST(FourParts, VoicesAreNearlyOrderedAndDoNotMeetInOpenSpacing) {
     ForEverySetting([](const Setting& setting, int32_t spacing) {
         for (std::size_t i = 0; i < setting.notes.size(); ++i) {
-            if (setting.notes[i].inherited) continue;
+            if (setting.notes[i].inherited) {
+                continue;
+            }
             const Rows& v = setting.notes[i].rows;
-            for (std::size_t row = 0; row < 3; ++row)
+            for (std::size_t row = 0; row < 3; ++row) {
                 ASSERT_LT(v[row] - 5, v[row + 1]) << setting.name << ", note " << i;
-            if (spacing != kOpen) continue;
+            }
+            if (spacing != kOpen) {
+                continue;
+            }
             ASSERT_EQ(std::set<int32_t>(v.begin(), v.end()).size(), 4u) << setting.name << ", note " << i;
         }
     });
@@ -155,11 +165,15 @@ TEST(FourParts, VoicesAreNearlyOrderedAndDoNotMeetInOpenSpacing) {
 // may leave no move at all, and after such a place all paths are equally bad.
 TEST(FourParts, NoOctavesInParallelFromChordToChord) {
     ForEverySetting([](const Setting& setting, int32_t) {
-        if (setting.leadRow == 0) return;
+        if (setting.leadRow == 0) {
+            return;
+        }
         const ArrangedNote* before = nullptr;
         for (std::size_t i = 0; i < setting.notes.size(); ++i) {
             const ArrangedNote& note = setting.notes[i];
-            if (note.inherited) continue;
+            if (note.inherited) {
+                continue;
+            }
             if (before != nullptr) {
                 Rows v = note.rows, p = before->rows;
                 std::sort(v.begin(), v.end());

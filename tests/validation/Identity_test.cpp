@@ -43,7 +43,9 @@ Difference Compare(const Rows& lead, const Rows& voice, int32_t end, int32_t rat
                 error += d * d;
             }
         }
-        if (power < kSilence * kSilence * (last - first) * static_cast<double>(lead.size())) continue;
+        if (power < kSilence * kSilence * (last - first) * static_cast<double>(lead.size())) {
+            continue;
+        }
         ++difference.stretches;
         const double decibels = error > 0.0 ? 10.0 * std::log10(error / power) : -300.0;
         if (decibels > difference.worst) {
@@ -61,7 +63,9 @@ Rows RenderLeadsOwnLine(Performance& performance) {
     Rows out(performance.lead().size(), std::vector<float>(performance.lead().front().size()));
     for (int32_t first = 0; first < performance.frames(); first += 4096) {
         std::vector<float*> pointers;
-        for (auto& row : out) pointers.push_back(row.data() + first);
+        for (auto& row : out) {
+            pointers.push_back(row.data() + first);
+        }
         voice.Process(pointers.data(), std::min(4096, performance.frames() - first));
     }
     return out;
@@ -85,7 +89,9 @@ void ExpectTheLead(Performance& performance, const std::string& name) {
 TEST(Identity, AVoiceOnTheLeadsOwnPitchesIsTheLeadOnEveryRecording) {
     std::string why;
     const auto names = ListAudioFiles(VoicesDir(), why);
-    if (names.empty()) GTEST_SKIP() << why;
+    if (names.empty()) {
+        GTEST_SKIP() << why;
+    }
     for (const std::string& name : names) {
         Recording recording;
         ASSERT_TRUE(LoadAudioFile(VoicesDir(), name, kLongest, recording, why)) << why;

@@ -53,13 +53,19 @@ struct Comparison {
             double most = 0.5 * (wanted.end - wanted.start);
             bool starts = false;
             for (const Note& note : notes) {
-                if (std::fabs(note.pitch - wanted.pitch) > 0.5) continue;
+                if (std::fabs(note.pitch - wanted.pitch) > 0.5) {
+                    continue;
+                }
                 starts = starts || std::fabs(note.start - wanted.start) < 0.1;
                 const double shared = std::min(note.end, wanted.end) - std::max(note.start, wanted.start);
-                if (shared > most) most = shared, covering = &note;
+                if (shared > most) {
+                    most = shared, covering = &note;
+                }
             }
             begun += starts;
-            if (covering != nullptr) AddCovered(wanted, *covering);
+            if (covering != nullptr) {
+                AddCovered(wanted, *covering);
+            }
         }
     }
 
@@ -71,7 +77,9 @@ struct Comparison {
     }
 
     static double Quantile(std::vector<double> values, double share) {
-        if (values.empty()) return 0.0;
+        if (values.empty()) {
+            return 0.0;
+        }
         std::sort(values.begin(), values.end());
         return values[static_cast<std::size_t>(share * static_cast<double>(values.size() - 1))];
     }
@@ -100,7 +108,9 @@ SungRecording SingTune(double lowest, const Style& style) {
     for (std::size_t i = 0; i < tune.size(); ++i) {
         const char consonant = style.consonants[i % style.consonants.size()];
         score.push_back({lowest + tune[i], 0.45, "aeiou"[i % 5], consonant == '.' ? '\0' : consonant});
-        if (style.phrase > 0 && (i + 1) % style.phrase == 0) score.push_back({0.0, 0.15, kRest});
+        if (style.phrase > 0 && (i + 1) % style.phrase == 0) {
+            score.push_back({0.0, 0.15, kRest});
+        }
     }
     SingerSettings settings;
     settings.vibratoDepth = style.vibrato;
@@ -149,10 +159,14 @@ std::vector<Note> ReadListenersNotes(const std::string& listener) {
 TEST(Notes, OfASongAreThoseThatListenersWrote) {
     Recording voice;
     std::string why;
-    if (!LoadRecording(VoicesDir(), "vocadito_1.wav", voice, why)) GTEST_SKIP() << why;
+    if (!LoadRecording(VoicesDir(), "vocadito_1.wav", voice, why)) {
+        GTEST_SKIP() << why;
+    }
     const auto first = ReadListenersNotes("A1");
     const auto second = ReadListenersNotes("A2");
-    if (first.empty() || second.empty()) GTEST_SKIP() << "the listeners' notes are missing";
+    if (first.empty() || second.empty()) {
+        GTEST_SKIP() << "the listeners' notes are missing";
+    }
     Performance performance(voice);
     const auto found = FoundNotes(performance);
     for (const auto* truth : {&first, &second}) {
@@ -170,14 +184,20 @@ TEST(Notes, OfASongAreThoseThatListenersWrote) {
 TEST(Notes, OfHeldVowelsAreTheMarkedOnes) {
     Recording voice;
     std::string why;
-    if (!LoadAudioFile(VoicesDir(), "vocobox_c2-vowels.mp3", 1e9, voice, why)) GTEST_SKIP() << why;
+    if (!LoadAudioFile(VoicesDir(), "vocobox_c2-vowels.mp3", 1e9, voice, why)) {
+        GTEST_SKIP() << why;
+    }
     constexpr double kPitch = 47.5;  // of all of them, within 20 cents; the labels say C3
     std::vector<Note> truth;
     std::ifstream file(VoicesDir() + "/vocobox_c2-vowels.markers.txt");
     double start, end;
     std::string label;
-    while (file >> start >> end >> label) truth.push_back({start, end, kPitch});
-    if (truth.empty()) GTEST_SKIP() << "the markers are missing";
+    while (file >> start >> end >> label) {
+        truth.push_back({start, end, kPitch});
+    }
+    if (truth.empty()) {
+        GTEST_SKIP() << "the markers are missing";
+    }
     Performance performance(voice);
     Comparison comparison;
     comparison.Add(truth, FoundNotes(performance));

@@ -18,7 +18,9 @@ using Rows = std::vector<std::vector<float>>;  // samples per channel
 
 inline Rows RowsOf(const Recording& recording) {
     Rows rows;
-    for (int32_t c = 0; c < recording.channels; ++c) rows.push_back(recording.Channel(c));
+    for (int32_t c = 0; c < recording.channels; ++c) {
+        rows.push_back(recording.Channel(c));
+    }
     return rows;
 }
 
@@ -61,7 +63,9 @@ class Performance {
         addOn_->SetHarmonyMode(3);
         for (std::size_t v = 0; v < semitones.size(); ++v) {
             auto line = addOn_->GetLeadPitchVector();
-            for (auto& element : line) element.SetPitch(element.GetPitch() + semitones[v]);
+            for (auto& element : line) {
+                element.SetPitch(element.GetPitch() + semitones[v]);
+            }
             addOn_->SetVoicePitchVector(static_cast<int32_t>(v), line);
         }
         addOn_->Update();
@@ -74,7 +78,9 @@ class Performance {
         Rows rows(static_cast<std::size_t>(4 * channels), std::vector<float>(lead().front().size()));
         for (int32_t first = 0; first < frames(); first += kBlock) {
             std::vector<float*> pointers;
-            for (auto& row : rows) pointers.push_back(row.data() + first);
+            for (auto& row : rows) {
+                pointers.push_back(row.data() + first);
+            }
             addOn_->Process(pointers.data(), std::min(kBlock, frames() - first));
         }
         return rows;
@@ -91,8 +97,12 @@ class Performance {
             const int32_t present = std::min(count, GetLength() - position);
             const int32_t copied = std::max(present, 0);
             for (std::size_t c = 0; c < rows.size(); ++c) {
-                if (out[c] == nullptr) continue;
-                if (copied > 0) std::copy_n(rows[c].data() + position, copied, out[c]);
+                if (out[c] == nullptr) {
+                    continue;
+                }
+                if (copied > 0) {
+                    std::copy_n(rows[c].data() + position, copied, out[c]);
+                }
                 std::fill(out[c] + copied, out[c] + std::max(count, 0), 0.0f);
             }
             position += present;

@@ -30,7 +30,9 @@ class PitchMeter {
 
     // Pitches from about 45 Hz up.
     explicit PitchMeter(int32_t sampleRate) : rate_(sampleRate) {
-        while (window_ * 2 <= sampleRate / 21.0) window_ *= 2;
+        while (window_ * 2 <= sampleRate / 21.0) {
+            window_ *= 2;
+        }
     }
 
     int32_t window() const { return window_; }  // [samples]
@@ -49,9 +51,13 @@ class PitchMeter {
         fvec_t* out = new_fvec(1);
         const auto length = static_cast<int32_t>(samples.size());
         for (int32_t end = hop; end <= length; end += hop) {
-            for (int32_t i = 0; i < hop; ++i) in->data[i] = samples[static_cast<std::size_t>(end - hop + i)];
+            for (int32_t i = 0; i < hop; ++i) {
+                in->data[i] = samples[static_cast<std::size_t>(end - hop + i)];
+            }
             aubio_pitch_do(yin, in, out);
-            if (end < window_) continue;  // silence before the start is still in the window
+            if (end < window_) {
+                continue;  // silence before the start is still in the window
+            }
             double power = 0.0;
             for (int32_t i = end - window_; i < end; ++i) {
                 power += static_cast<double>(samples[static_cast<std::size_t>(i)]) *

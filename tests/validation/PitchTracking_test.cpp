@@ -73,11 +73,15 @@ std::vector<Tracked> Track(const SungRecording& song) {
     constexpr double kHalfFrame = 512.0 / 11025.0;  // [s]
     CPitchTrack* tracker = nullptr;
     std::vector<Tracked> frames;
-    if (CPitchTrack::Create(&tracker, song.sampleRate, 1, 1) != 0) return frames;
+    if (CPitchTrack::Create(&tracker, song.sampleRate, 1, 1) != 0) {
+        return frames;
+    }
     PitchTrackResult result;
     for (int32_t at = 0;;) {
         const int32_t hop = tracker->GetHopInInputSamples();
-        if (at + hop > static_cast<int32_t>(song.samples.size())) break;
+        if (at + hop > static_cast<int32_t>(song.samples.size())) {
+            break;
+        }
         tracker->Process(song.samples.data() + at, hop, &result);
         at += hop;
         frames.push_back({static_cast<double>(at) / song.sampleRate - kHalfFrame, result.pitchHz,
@@ -91,18 +95,24 @@ std::vector<Tracked> Track(const SungRecording& song) {
 double MeteredAt(const std::vector<MeteredFrame>& frames, double time) {
     const auto later = std::lower_bound(frames.begin(), frames.end(), time,
                                         [](const MeteredFrame& frame, double t) { return frame.time < t; });
-    if (later == frames.end() || later->pitch <= 0.0f) return 0.0;
+    if (later == frames.end() || later->pitch <= 0.0f) {
+        return 0.0;
+    }
     return HertzOf(later->pitch);
 }
 
 class PitchTracking : public ::testing::TestWithParam<int32_t> {};
 
 TEST(PitchMeter, IsRightOnSteadyVowels) {
-    if (!PitchMeter::kAvailable) GTEST_SKIP() << PitchMeter::kWhyNot;
+    if (!PitchMeter::kAvailable) {
+        GTEST_SKIP() << PitchMeter::kWhyNot;
+    }
     double worst = 0.0;
     for (const Vowel& vowel : SingAll(44100.0, 2)) {
         for (const MeteredFrame& frame : PitchMeter(44100).Measure(vowel.song.samples)) {
-            if (frame.time * 44100.0 < vowel.first || frame.time * 44100.0 > vowel.last) continue;
+            if (frame.time * 44100.0 < vowel.first || frame.time * 44100.0 > vowel.last) {
+                continue;
+            }
             worst = std::max(worst, std::fabs(Cents(HertzOf(frame.pitch), vowel.hertz)));
         }
     }
@@ -111,7 +121,9 @@ TEST(PitchMeter, IsRightOnSteadyVowels) {
 }
 
 TEST_P(PitchTracking, IsWithinFiveCentsOfAnotherTrackerWithoutOctaveErrors) {
-    if (!PitchMeter::kAvailable) GTEST_SKIP() << PitchMeter::kWhyNot;
+    if (!PitchMeter::kAvailable) {
+        GTEST_SKIP() << PitchMeter::kWhyNot;
+    }
     const PitchMeter meter(GetParam());
     int32_t all = 0, good = 0, octaves = 0;
     double worst = 0.0;
@@ -120,7 +132,9 @@ TEST_P(PitchTracking, IsWithinFiveCentsOfAnotherTrackerWithoutOctaveErrors) {
         int32_t frames = 0, near = 0;
         for (const Tracked& frame : Track(vowel.song)) {
             const double at = frame.time * GetParam();
-            if (at < vowel.first || at > vowel.last) continue;
+            if (at < vowel.first || at > vowel.last) {
+                continue;
+            }
             const double hertz = MeteredAt(metered, frame.time);
             ASSERT_GT(hertz, 0.0);
             const double cents = std::fabs(Cents(frame.hertz, hertz));
@@ -149,8 +163,12 @@ TEST_P(PitchTracking, PutsOneMarkIntoEachPeriod) {
         const double period = GetParam() / vowel.hertz;
         int32_t inside = 0, right = 0, from = 0, to = 0;
         for (std::size_t i = 1; i < marks.size(); ++i) {
-            if (marks[i - 1].position < vowel.first || marks[i].position > vowel.last) continue;
-            if (inside == 0) from = marks[i - 1].position;
+            if (marks[i - 1].position < vowel.first || marks[i].position > vowel.last) {
+                continue;
+            }
+            if (inside == 0) {
+                from = marks[i - 1].position;
+            }
             to = marks[i].position;
             const int32_t distance = to - marks[i - 1].position;
             ++inside;
@@ -168,7 +186,9 @@ TEST_P(PitchTracking, PutsOneMarkIntoEachPeriod) {
         // sample is left over in each: the marks slide through the period, slowly.
         const double surplus = std::fabs(inside * period / (to - from) - 1.0);
         EXPECT_LE(surplus, std::max(0.01, 0.6 / period)) << vowel.hertz << " Hz";
-        if (surplus > mostSurplus) mostSurplus = surplus, surplusAt = vowel.hertz;
+        if (surplus > mostSurplus) {
+            mostSurplus = surplus, surplusAt = vowel.hertz;
+        }
     }
     std::sort(cents.begin(), cents.end());
     const auto within =

@@ -56,7 +56,9 @@ class Instance {
         for (int32_t i = 0; i < mlhPitchVectorGetTotal(lead); ++i) {
             PitchItem item = mlhPitchVectorGetItem(lead, static_cast<uint32_t>(i));
             item.pitch = std::floor(item.pitch + 4.5f);
-            if (item.duration > 0.02f) mlhPitchVectorAddItem(notes, item);
+            if (item.duration > 0.02f) {
+                mlhPitchVectorAddItem(notes, item);
+            }
         }
         EXPECT_TRUE(mlhAssignMidi(handle_, notes));
         const float start = mlhPitchVectorGetItem(notes, 0).start;
@@ -75,7 +77,9 @@ class Instance {
         std::vector<std::vector<float>> voices(static_cast<std::size_t>(count),
                                                std::vector<float>(lead_.samples.size()));
         std::vector<float*> pointers;
-        for (auto& voice : voices) pointers.push_back(voice.data());
+        for (auto& voice : voices) {
+            pointers.push_back(voice.data());
+        }
         EXPECT_EQ(mlhProcessOutputData32(handle_, pointers.data(), lead_.Frames(), lead_.channels), MLH_OK);
         return voices;
     }
@@ -87,7 +91,9 @@ class Instance {
 
 float Peak(const std::vector<float>& samples) {
     float peak = 0.0f;
-    for (const float sample : samples) peak = std::max(peak, std::fabs(sample));
+    for (const float sample : samples) {
+        peak = std::max(peak, std::fabs(sample));
+    }
     return peak;
 }
 
@@ -144,7 +150,9 @@ TEST_F(EveryRecording, IsSungByTwoThreeAndFourVoicesWithAndWithoutChords) {
             for (const bool chords : {false, true}) {
                 Instance instance(lead);
                 ASSERT_EQ(mlhSetParams(instance.handle(), true, count, 1, 0.5f, 0, false), MLH_OK);
-                if (chords) instance.SetChords();
+                if (chords) {
+                    instance.SetChords();
+                }
                 PitchVector* own = mlhGetPitchVector(instance.handle(), 0, 0, 0);
                 for (int32_t v = 1; v <= count; ++v) {
                     PitchVector* line = mlhGetPitchVector(instance.handle(), static_cast<uint32_t>(v), 0, 0);

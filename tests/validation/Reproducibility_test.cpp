@@ -39,7 +39,9 @@ TEST(Reproducibility, HoldsAfterManyOtherInstances) {
     std::vector<std::unique_ptr<Performance>> others;  // some stay alive
     for (int i = 0; i < 6; ++i) {
         others.push_back(std::make_unique<Performance>(SingLead(48 + 3 * i, i % 2 == 0 ? 44100 : 22050)));
-        if (i % 3 != 0) others.back()->SingMoved({0.0f, 2.0f * static_cast<float>(i)});
+        if (i % 3 != 0) {
+            others.back()->SingMoved({0.0f, 2.0f * static_cast<float>(i)});
+        }
         others.back()->Render();
     }
     EXPECT_EQ(RenderChoir(lead), first);
@@ -51,7 +53,9 @@ TEST(Reproducibility, HoldsAfterManyOtherInstances) {
 // The choir of a process of its own, since within one process the level only goes down.
 Rows RenderInFreshProcess(const SungRecording& lead, const std::vector<int32_t>& levels) {
     int ends[2];
-    if (pipe(ends) != 0) return {};
+    if (pipe(ends) != 0) {
+        return {};
+    }
     const pid_t child = fork();
     if (child == 0) {
         Rows rows;
@@ -60,13 +64,17 @@ Rows RenderInFreshProcess(const SungRecording& lead, const std::vector<int32_t>&
             rows = RenderChoir(lead);
         }
         FILE* out = fdopen(ends[1], "w");
-        for (const auto& row : rows) fwrite(row.data(), sizeof(float), row.size(), out);
+        for (const auto& row : rows) {
+            fwrite(row.data(), sizeof(float), row.size(), out);
+        }
         _exit(fclose(out) == 0 ? 0 : 1);
     }
     close(ends[1]);
     FILE* in = fdopen(ends[0], "r");
     Rows rows(4, std::vector<float>(lead.samples.size()));
-    for (auto& row : rows) EXPECT_EQ(fread(row.data(), sizeof(float), row.size(), in), row.size());
+    for (auto& row : rows) {
+        EXPECT_EQ(fread(row.data(), sizeof(float), row.size(), in), row.size());
+    }
     fclose(in);
     waitpid(child, nullptr, 0);
     return rows;
@@ -91,12 +99,18 @@ TEST(Reproducibility, HoldsForInstancesThatRenderInTurn) {
         highRows(4, std::vector<float>(high.samples.size()));
     const auto render = [](Performance& performance, Rows& rows, int32_t first) {
         std::vector<float*> pointers;
-        for (auto& row : rows) pointers.push_back(row.data() + first);
+        for (auto& row : rows) {
+            pointers.push_back(row.data() + first);
+        }
         performance.addOn().Process(pointers.data(), std::min(kBlock, performance.frames() - first));
     };
     for (int32_t first = 0; first < std::max(one.frames(), other.frames()); first += kBlock) {
-        if (first < one.frames()) render(one, lowRows, first);
-        if (first < other.frames()) render(other, highRows, first);
+        if (first < one.frames()) {
+            render(one, lowRows, first);
+        }
+        if (first < other.frames()) {
+            render(other, highRows, first);
+        }
     }
     EXPECT_EQ(lowRows, lowAlone);
     EXPECT_EQ(highRows, highAlone);
@@ -105,12 +119,16 @@ TEST(Reproducibility, HoldsForInstancesThatRenderInTurn) {
 TEST(Reproducibility, HoldsForInstancesOnThreadsOfTheirOwn) {
     const std::vector<SungRecording> leads = {SingLead(48, 44100), SingLead(60, 22050), SingLead(67, 48000)};
     std::vector<Rows> alone(leads.size()), together(leads.size());
-    for (std::size_t i = 0; i < leads.size(); ++i) alone[i] = RenderChoir(leads[i]);
+    for (std::size_t i = 0; i < leads.size(); ++i) {
+        alone[i] = RenderChoir(leads[i]);
+    }
     std::vector<std::thread> threads;
     for (std::size_t i = 0; i < leads.size(); ++i) {
         threads.emplace_back([&, i] { together[i] = RenderChoir(leads[i]); });
     }
-    for (auto& thread : threads) thread.join();
+    for (auto& thread : threads) {
+        thread.join();
+    }
     EXPECT_EQ(together, alone);
 }
 

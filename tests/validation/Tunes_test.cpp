@@ -44,14 +44,17 @@ Setting SetTune(const Tune& tune, int32_t mode, int32_t voicesAbove) {
     engine.SetScaleMap(1);
     engine.SetParams(params.data());
     std::vector<NoteItem> items;
-    for (const TuneNote& note : tune.notes)
+    for (const TuneNote& note : tune.notes) {
         items.push_back({note.pitch, note.onset, note.onset + note.duration});
+    }
     NoteList melody;
     melody.items = items.data();
     melody.count = static_cast<int32_t>(items.size());
     EXPECT_EQ(engine.SetMelody(&melody, 1), 0);
     for (std::size_t i = 0; i < tune.notes.size(); ++i) {
-        if (tune.notes[i].chordRoot < 0) continue;  // keeps the tracked chord
+        if (tune.notes[i].chordRoot < 0) {
+            continue;  // keeps the tracked chord
+        }
         int32_t pitches[4];
         const auto& quality = kQualities.at(tune.notes[i].chordQuality);
         for (int t = 0; t < 4; ++t) {
@@ -66,7 +69,9 @@ Setting SetTune(const Tune& tune, int32_t mode, int32_t voicesAbove) {
     engine.GetVoices(&rows);
     Setting setting;
     for (int r = 0; r < 4; ++r) {
-        for (int32_t i = 0; i < rows[r].count; ++i) setting[r].push_back(rows[r].items[i].pitch);
+        for (int32_t i = 0; i < rows[r].count; ++i) {
+            setting[r].push_back(rows[r].items[i].pitch);
+        }
     }
     return setting;
 }
@@ -74,7 +79,9 @@ Setting SetTune(const Tune& tune, int32_t mode, int32_t voicesAbove) {
 std::vector<Tune> TunesWithChords() {
     std::vector<Tune> tunes;
     for (Tune& tune : AllTunes()) {
-        if (tune.HasChords() && tune.keyTonic >= 0) tunes.push_back(std::move(tune));
+        if (tune.HasChords() && tune.keyTonic >= 0) {
+            tunes.push_back(std::move(tune));
+        }
     }
     return tunes;
 }
@@ -93,12 +100,16 @@ void Count(const Setting& setting, Parallels& parallels) {
         ++parallels.moves;
         for (int a = 0; a < 4; ++a) {
             for (int b = a + 1; b < 4; ++b) {
-                if (setting[a][i] < 0 || setting[b][i] < 0) continue;
+                if (setting[a][i] < 0 || setting[b][i] < 0) {
+                    continue;
+                }
                 const int32_t moveA = setting[a][i] - setting[a][i - 1];
                 const int32_t moveB = setting[b][i] - setting[b][i - 1];
                 const int32_t before = std::abs(setting[b][i - 1] - setting[a][i - 1]) % 12;
                 const int32_t now = std::abs(setting[b][i] - setting[a][i]) % 12;
-                if (moveA * moveB <= 0 || before != now) continue;
+                if (moveA * moveB <= 0 || before != now) {
+                    continue;
+                }
                 parallels.fifths += now == 7;
                 const bool unison = setting[a][i] == setting[b][i];
                 parallels.octaves += now == 0 && !unison;
@@ -116,7 +127,9 @@ TEST(Tunes, WithTheirOwnChordsEveryNoteGetsEveryVoice) {
                 const Setting setting = SetTune(tune, mode, voicesAbove);
                 for (std::size_t i = 0; i < tune.notes.size(); ++i) {
                     int32_t voices = 0;
-                    for (int r = 0; r < kLeadRow; ++r) voices += setting[r][i] >= 0;
+                    for (int r = 0; r < kLeadRow; ++r) {
+                        voices += setting[r][i] >= 0;
+                    }
                     ASSERT_EQ(voices, 3 - mode)
                         << tune.name << ", note " << i << ", " << voicesAbove << " above";
                     ASSERT_NEAR(setting[kLeadRow][i], tune.notes[i].pitch, 1) << tune.name << ", note " << i;
@@ -134,7 +147,9 @@ TEST(Tunes, WithTheirOwnChordsKeepParallelsFew) {
     for (int32_t mode = 0; mode < 3; ++mode) {
         for (int32_t voicesAbove = 0; voicesAbove <= 3; ++voicesAbove) {
             Parallels parallels;
-            for (const Tune& tune : tunes) Count(SetTune(tune, mode, voicesAbove), parallels);
+            for (const Tune& tune : tunes) {
+                Count(SetTune(tune, mode, voicesAbove), parallels);
+            }
             const double moves = parallels.moves / 100.0;
             std::printf(
                 "%zu tunes, mode %d, %d above: %d moves, per 100 of them %.2f parallel fifths, %.2f octaves, "

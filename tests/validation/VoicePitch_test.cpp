@@ -36,7 +36,9 @@ const std::set<std::string> kNotOneVoice = {"libtsm_DrumSolo.wav", "sms_orchestr
                                             "sms_whisper-female.wav", "ultrastar_NorthernStar.ogg"};
 
 double Median(std::vector<double> values) {
-    if (values.empty()) return 0.0;
+    if (values.empty()) {
+        return 0.0;
+    }
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
     std::nth_element(values.begin(), middle, values.end());
     return *middle;
@@ -73,12 +75,18 @@ class Listener {
             while (segment + 1 < leadLine_.size() && leadLine_[segment + 1].GetStart() <= frame.time) {
                 ++segment;
             }
-            if (line[segment].GetPitch() == -1.0f || frame.time > leadLine_[segment].GetEnd()) continue;
-            if (frame.level < kSilence || frame.confidence < kPeriodic || frame.pitch <= 0.0f) continue;
+            if (line[segment].GetPitch() == -1.0f || frame.time > leadLine_[segment].GetEnd()) {
+                continue;
+            }
+            if (frame.level < kSilence || frame.confidence < kPeriodic || frame.pitch <= 0.0f) {
+                continue;
+            }
             const float offset =
                 asked != nullptr ? *asked : line[segment].GetPitch() - leadLine_[segment].GetPitch();
             const double target = static_cast<double>(frame.pitch) + offset;
-            if (target < kLowestMeasured || heard[i].confidence < kPeriodic) continue;
+            if (target < kLowestMeasured || heard[i].confidence < kPeriodic) {
+                continue;
+            }
             result.errors.push_back(100.0 * (heard[i].pitch - target));
             result.bounds.push_back(kTolerance + HalfASample(target, performance_.rate()));
         }
@@ -105,7 +113,9 @@ int32_t ExpectVoicesInTune(Performance& performance, const std::string& name,
     for (int32_t v = 0; v < performance.own().GetActiveVoices(); ++v) {
         const auto row = static_cast<std::size_t>(v);
         const Heard heard = listener.Hear(v, rows[row * channels], moves.empty() ? nullptr : &moves[row]);
-        if (heard.errors.size() < kFewestFrames) continue;  // too low to be measured, or at rest
+        if (heard.errors.size() < kFewestFrames) {
+            continue;  // too low to be measured, or at rest
+        }
         const double error = Median(heard.errors);
         const double bound = Median(heard.bounds);
         std::printf("%-42s voice %d: %5zu frames, median %+6.2f of %5.2f cents\n", name.c_str(), v + 1,
@@ -126,13 +136,17 @@ int32_t ExpectMovedVoicesAndChoirInTune(Rows lead, int32_t rate, const std::stri
 }
 
 TEST(VoicePitch, VoicesOfTheSyntheticSingerAreInTune) {
-    if (!PitchMeter::kAvailable) GTEST_SKIP() << PitchMeter::kWhyNot;
+    if (!PitchMeter::kAvailable) {
+        GTEST_SKIP() << PitchMeter::kWhyNot;
+    }
     const std::vector<std::vector<double>> tunes = {
         {40, 43, 45, 47}, {52, 55, 57, 59}, {60, 62.3, 64, 65.2}, {67, 69, 71.4, 72}, {76, 79, 81, 83}};
     for (const double vibrato : {0.0, 0.4}) {
         for (const auto& tune : tunes) {
             std::vector<SungNote> notes;
-            for (std::size_t i = 0; i < tune.size(); ++i) notes.push_back({tune[i], 0.6, "aeiou"[i % 5]});
+            for (std::size_t i = 0; i < tune.size(); ++i) {
+                notes.push_back({tune[i], 0.6, "aeiou"[i % 5]});
+            }
             SingerSettings settings;
             settings.vibratoDepth = vibrato;
             settings.formantScale = tune[0] > 58.0 ? 1.17 : 1.0;
@@ -145,12 +159,18 @@ TEST(VoicePitch, VoicesOfTheSyntheticSingerAreInTune) {
 }
 
 TEST(VoicePitch, VoicesOfRecordingsAreInTune) {
-    if (!PitchMeter::kAvailable) GTEST_SKIP() << PitchMeter::kWhyNot;
+    if (!PitchMeter::kAvailable) {
+        GTEST_SKIP() << PitchMeter::kWhyNot;
+    }
     std::string why;
     const auto names = ListAudioFiles(VoicesDir(), why);
-    if (names.empty()) GTEST_SKIP() << why;
+    if (names.empty()) {
+        GTEST_SKIP() << why;
+    }
     for (const std::string& name : names) {
-        if (kNotOneVoice.count(name) > 0) continue;
+        if (kNotOneVoice.count(name) > 0) {
+            continue;
+        }
         Recording recording;
         ASSERT_TRUE(LoadAudioFile(VoicesDir(), name, kWhole, recording, why)) << why;
         EXPECT_GT(ExpectMovedVoicesAndChoirInTune(RowsOf(recording), recording.sampleRate, name), 0) << name;

@@ -75,12 +75,16 @@ template <class V>
 float AlternatingSum(const float* in, int32_t n) {
     V sums[4] = {V::Broadcast(0.0f), V::Broadcast(0.0f), V::Broadcast(0.0f), V::Broadcast(0.0f)};
     for (int32_t j = 0; j < n; j += 4 * V::lanes) {
-        for (int32_t k = 0; k < 4; ++k) sums[k] = sums[k] + V::Load(in + j + k * V::lanes);
+        for (int32_t k = 0; k < 4; ++k) {
+            sums[k] = sums[k] + V::Load(in + j + k * V::lanes);
+        }
     }
     float lanes[V::lanes];
     ((sums[0] + sums[1]) + (sums[2] + sums[3])).Store(lanes);
     float sum = 0.0f;
-    for (int32_t l = 0; l < V::lanes; l += 2) sum += lanes[l] - lanes[l + 1];
+    for (int32_t l = 0; l < V::lanes; l += 2) {
+        sum += lanes[l] - lanes[l + 1];
+    }
     return sum;
 }
 
@@ -109,7 +113,9 @@ template <>
 float AutocorrelationKernels<MLH_LEVEL, fma>::PowerSpectrum(const QuarterPointPlan& plan, const float* in,
                                                             float* power, float* work) {
 #ifdef __AVX__
-    if (plan.fft.lanes == 8) return mlh::PowerSpectrum<F8>(plan, in, power, work);
+    if (plan.fft.lanes == 8) {
+        return mlh::PowerSpectrum<F8>(plan, in, power, work);
+    }
 #endif
     return mlh::PowerSpectrum<F4>(plan, in, power, work);
 }
@@ -118,7 +124,9 @@ template <>
 void AutocorrelationKernels<MLH_LEVEL, fma>::Lags(float* lags, const float* spectrum, const float* turns,
                                                   float removed, int32_t n) {
     float alternating[V::lanes];
-    for (int32_t l = 0; l < V::lanes; ++l) alternating[l] = l % 2 == 0 ? removed : -removed;
+    for (int32_t l = 0; l < V::lanes; ++l) {
+        alternating[l] = l % 2 == 0 ? removed : -removed;
+    }
     lags[0] = turns[0] * spectrum[0] - removed;
     lags[n / 2] = turns[n] * spectrum[1] - removed;
     for (int32_t l = 1; l < V::lanes; ++l) {

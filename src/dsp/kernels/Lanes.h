@@ -147,7 +147,9 @@ inline void LoadLanes(Square<V>& square, Complex<V>* x) {
     V re[V::lanes], im[V::lanes];
     Lanes<V>::LoadTransposed(square.rows, Square<V>::column, re);
     Lanes<V>::LoadTransposed(square.rows + V::lanes, Square<V>::column, im);
-    for (int32_t l = 0; l < V::lanes; ++l) x[l] = {re[l], im[l]};
+    for (int32_t l = 0; l < V::lanes; ++l) {
+        x[l] = {re[l], im[l]};
+    }
 }
 
 template <class V>

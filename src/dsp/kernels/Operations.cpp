@@ -11,7 +11,9 @@ namespace {
 
 template <class... Pointers>
 int32_t Check(int32_t n, Pointers... pointers) {
-    if ((!pointers || ...)) return kNullVector;
+    if ((!pointers || ...)) {
+        return kNullVector;
+    }
     return n < 1 ? kBadCount : 0;
 }
 
@@ -58,14 +60,22 @@ float Sum(int32_t n, Term term) {
     Eight sums[4] = {zero, zero, zero, zero};
     int32_t i = 0;
     for (; i <= n - 4 * Eight::lanes; i += 4 * Eight::lanes) {
-        for (int32_t k = 0; k < 4; ++k) sums[k] = sums[k] + term(Eight{}, i + k * Eight::lanes);
+        for (int32_t k = 0; k < 4; ++k) {
+            sums[k] = sums[k] + term(Eight{}, i + k * Eight::lanes);
+        }
     }
-    for (; i <= n - Eight::lanes; i += Eight::lanes) sums[0] = sums[0] + term(Eight{}, i);
+    for (; i <= n - Eight::lanes; i += Eight::lanes) {
+        sums[0] = sums[0] + term(Eight{}, i);
+    }
     float lanes[Eight::lanes];
     ((sums[0] + sums[1]) + (sums[2] + sums[3])).Store(lanes);
     float sum = 0.0f;
-    for (float lane : lanes) sum += lane;
-    for (; i < n; ++i) sum += term(F1{}, i).v;
+    for (float lane : lanes) {
+        sum += lane;
+    }
+    for (; i < n; ++i) {
+        sum += term(F1{}, i).v;
+    }
     return sum;
 }
 
@@ -81,15 +91,21 @@ V ComplexMul(V a, V b) { return a * DuplicateEven(b) + NegateEven(SwapPairs(a) *
 
 template <>
 int32_t Kernels<MLH_LEVEL>::VecZero(float* dst, int32_t n) {
-    if (n == 0) return 0;
-    if (const int32_t code = Check(n, dst)) return code;
+    if (n == 0) {
+        return 0;
+    }
+    if (const int32_t code = Check(n, dst)) {
+        return code;
+    }
     __builtin_memset(dst, 0, static_cast<size_t>(n) * sizeof(float));
     return 0;
 }
 
 template <>
 int32_t Kernels<MLH_LEVEL>::VecMaxIndex(const float* src, float* max, int32_t* index, int32_t n) {
-    if (const int32_t code = Check(n, src, max, index)) return code;
+    if (const int32_t code = Check(n, src, max, index)) {
+        return code;
+    }
     const float largest = Extreme(src, n, -__builtin_inff(), [](auto a, auto b) { return Max(a, b); });
     *index = FirstIndexOf(src, n, largest);
     *max = largest;
@@ -98,7 +114,9 @@ int32_t Kernels<MLH_LEVEL>::VecMaxIndex(const float* src, float* max, int32_t* i
 
 template <>
 int32_t Kernels<MLH_LEVEL>::VecMinIndex(const float* src, float* min, int32_t* index, int32_t n) {
-    if (const int32_t code = Check(n, src, min, index)) return code;
+    if (const int32_t code = Check(n, src, min, index)) {
+        return code;
+    }
     constexpr float start = 1e37f;
     const float smallest = Extreme(src, n, start, [](auto a, auto b) { return Min(a, b); });
     *index = smallest < start ? FirstIndexOf(src, n, smallest) : 0;
@@ -108,14 +126,18 @@ int32_t Kernels<MLH_LEVEL>::VecMinIndex(const float* src, float* min, int32_t* i
 
 template <>
 int32_t Kernels<MLH_LEVEL>::VecMean(const float* src, float* mean, int32_t n) {
-    if (const int32_t code = Check(n, src, mean)) return code;
+    if (const int32_t code = Check(n, src, mean)) {
+        return code;
+    }
     *mean = Mean(src, n);
     return 0;
 }
 
 template <>
 int32_t Kernels<MLH_LEVEL>::VecStdDev(const float* src, float* dev, int32_t n) {
-    if (const int32_t code = Check(n, src, dev)) return code;
+    if (const int32_t code = Check(n, src, dev)) {
+        return code;
+    }
     const float mean = Mean(src, n);
     const float sum = Sum(n, [=](auto type, int32_t i) {
         using T = decltype(type);
@@ -128,56 +150,72 @@ int32_t Kernels<MLH_LEVEL>::VecStdDev(const float* src, float* dev, int32_t n) {
 
 template <>
 int32_t Kernels<MLH_LEVEL>::VecMaxInPlace(float* dst, const float* src, int32_t n) {
-    if (const int32_t code = Check(n, dst, src)) return code;
+    if (const int32_t code = Check(n, dst, src)) {
+        return code;
+    }
     Apply(dst, src, n, [](auto d, auto s) { return Max(s, d); });
     return 0;
 }
 
 template <>
 int32_t Kernels<MLH_LEVEL>::VecAdd(float* dst, const float* src, int32_t n) {
-    if (const int32_t code = Check(n, dst, src)) return code;
+    if (const int32_t code = Check(n, dst, src)) {
+        return code;
+    }
     Apply(dst, src, n, [](auto d, auto s) { return d + s; });
     return 0;
 }
 
 template <>
 int32_t Kernels<MLH_LEVEL>::VecAddConst(float* dst, float c, int32_t n) {
-    if (const int32_t code = Check(n, dst)) return code;
+    if (const int32_t code = Check(n, dst)) {
+        return code;
+    }
     Apply(dst, n, [=](auto d) { return d + decltype(d)::Broadcast(c); });
     return 0;
 }
 
 template <>
 int32_t Kernels<MLH_LEVEL>::VecSub(float* dst, const float* src, int32_t n) {
-    if (const int32_t code = Check(n, dst, src)) return code;
+    if (const int32_t code = Check(n, dst, src)) {
+        return code;
+    }
     Apply(dst, src, n, [](auto d, auto s) { return d - s; });
     return 0;
 }
 
 template <>
 int32_t Kernels<MLH_LEVEL>::VecMul(float* dst, const float* src, int32_t n) {
-    if (const int32_t code = Check(n, dst, src)) return code;
+    if (const int32_t code = Check(n, dst, src)) {
+        return code;
+    }
     Apply(dst, src, n, [](auto d, auto s) { return d * s; });
     return 0;
 }
 
 template <>
 int32_t Kernels<MLH_LEVEL>::VecMulConst(float* dst, float c, int32_t n) {
-    if (const int32_t code = Check(n, dst)) return code;
+    if (const int32_t code = Check(n, dst)) {
+        return code;
+    }
     Apply(dst, n, [=](auto d) { return d * decltype(d)::Broadcast(c); });
     return 0;
 }
 
 template <>
 int32_t Kernels<MLH_LEVEL>::VecDiv(float* dst, const float* src, int32_t n) {
-    if (const int32_t code = Check(n, dst, src)) return code;
+    if (const int32_t code = Check(n, dst, src)) {
+        return code;
+    }
     Apply(dst, src, n, [](auto d, auto s) { return d / s; });
     return 0;
 }
 
 template <>
 int32_t Kernels<MLH_LEVEL>::VecMulAcc(float* dst, const float* a, const float* b, int32_t n) {
-    if (const int32_t code = Check(n, dst, a, b)) return code;
+    if (const int32_t code = Check(n, dst, a, b)) {
+        return code;
+    }
     ForEach(0, n, [=](auto type, int32_t i) {
         using T = decltype(type);
         (T::Load(dst + i) + T::Load(a + i) * T::Load(b + i)).Store(dst + i);
@@ -187,21 +225,27 @@ int32_t Kernels<MLH_LEVEL>::VecMulAcc(float* dst, const float* a, const float* b
 
 template <>
 int32_t Kernels<MLH_LEVEL>::VecAbs(float* dst, int32_t n) {
-    if (const int32_t code = Check(n, dst)) return code;
+    if (const int32_t code = Check(n, dst)) {
+        return code;
+    }
     Apply(dst, n, [](auto d) { return Abs(d); });
     return 0;
 }
 
 template <>
 int32_t Kernels<MLH_LEVEL>::VecSqrt(float* dst, int32_t n) {
-    if (const int32_t code = Check(n, dst)) return code;
+    if (const int32_t code = Check(n, dst)) {
+        return code;
+    }
     Apply(dst, n, [](auto d) { return Sqrt(d); });
     return 0;
 }
 
 template <>
 int32_t Kernels<MLH_LEVEL>::VecDot(const float* a, const float* b, float* out, int32_t n) {
-    if (const int32_t code = Check(n, a, b, out)) return code;
+    if (const int32_t code = Check(n, a, b, out)) {
+        return code;
+    }
     *out = Sum(n, [=](auto type, int32_t i) {
         using T = decltype(type);
         return T::Load(a + i) * T::Load(b + i);
@@ -211,7 +255,9 @@ int32_t Kernels<MLH_LEVEL>::VecDot(const float* a, const float* b, float* out, i
 
 template <>
 int32_t Kernels<MLH_LEVEL>::VecThresholdLow(float* dst, float threshold, float value, int32_t n) {
-    if (const int32_t code = Check(n, dst)) return code;
+    if (const int32_t code = Check(n, dst)) {
+        return code;
+    }
     Apply(dst, n, [=](auto d) {
         using T = decltype(d);
         return SelectLess(d, T::Broadcast(threshold), T::Broadcast(value), d);
@@ -221,7 +267,9 @@ int32_t Kernels<MLH_LEVEL>::VecThresholdLow(float* dst, float threshold, float v
 
 template <>
 int32_t Kernels<MLH_LEVEL>::VecThresholdHigh(float* dst, float threshold, float value, int32_t n) {
-    if (const int32_t code = Check(n, dst)) return code;
+    if (const int32_t code = Check(n, dst)) {
+        return code;
+    }
     Apply(dst, n, [=](auto d) {
         using T = decltype(d);
         return SelectLess(T::Broadcast(threshold), d, T::Broadcast(value), d);
@@ -231,12 +279,15 @@ int32_t Kernels<MLH_LEVEL>::VecThresholdHigh(float* dst, float threshold, float 
 
 template <>
 int32_t Kernels<MLH_LEVEL>::SpectrumMul(float* dst, const float* src, int32_t nBins) {
-    if (const int32_t code = Check(nBins, dst, src)) return code;
+    if (const int32_t code = Check(nBins, dst, src)) {
+        return code;
+    }
     const float first = dst[0] * src[0], last = dst[1] * src[1];
     constexpr int32_t bins = V::lanes / 2;
     int32_t k = 0;
-    for (; k <= nBins - bins; k += bins)
+    for (; k <= nBins - bins; k += bins) {
         ComplexMul(V::Load(dst + 2 * k), V::Load(src + 2 * k)).Store(dst + 2 * k);
+    }
     for (; k < nBins; ++k) {
         const float aRe = dst[2 * k], aIm = dst[2 * k + 1];
         const float bRe = src[2 * k], bIm = src[2 * k + 1];
@@ -252,7 +303,9 @@ int32_t Kernels<MLH_LEVEL>::SpectrumMul(float* dst, const float* src, int32_t nB
 // One form, on groups of four floats, serves all the levels.
 template <>
 int32_t Kernels<MLH_LEVEL>::SpectrumMulAcc(float* dst, const float* a, const float* b, int32_t nBins) {
-    if (const int32_t code = Check(nBins, dst, a, b)) return code;
+    if (const int32_t code = Check(nBins, dst, a, b)) {
+        return code;
+    }
     const float first = dst[0] + a[0] * b[0], last = dst[1] + a[1] * b[1];
     int32_t k = 0;
     for (; k <= nBins - 2; k += 2) {
@@ -272,7 +325,9 @@ int32_t Kernels<MLH_LEVEL>::SpectrumMulAcc(float* dst, const float* a, const flo
 
 template <>
 int32_t Kernels<MLH_LEVEL>::SpectrumMagnitude(float* dst, const float* src, int32_t nBins) {
-    if (const int32_t code = Check(nBins, dst, src)) return code;
+    if (const int32_t code = Check(nBins, dst, src)) {
+        return code;
+    }
     const float first = src[0];
     int32_t k = 0;
     // Where dst is src, what is written was read before: bin k of dst lies below bin k of src.
@@ -291,7 +346,9 @@ int32_t Kernels<MLH_LEVEL>::SpectrumMagnitude(float* dst, const float* src, int3
 
 template <>
 int32_t Kernels<MLH_LEVEL>::VecWrapPhase(float* dst, const float* src, int32_t n) {
-    if (const int32_t code = Check(n, dst, src)) return code;
+    if (const int32_t code = Check(n, dst, src)) {
+        return code;
+    }
     const auto wrap = [](auto phase) {
         using T = decltype(phase);
         const T pi = T::Broadcast(kPi32), twoPi = T::Broadcast(2.0f * kPi32);
@@ -299,8 +356,12 @@ int32_t Kernels<MLH_LEVEL>::VecWrapPhase(float* dst, const float* src, int32_t n
         return y + twoPi * Floor(Negate(y) / twoPi) + pi;
     };
     int32_t i = 0;
-    for (; i <= n - V::lanes; i += V::lanes) wrap(V::Load(src + i)).Store(dst + i);
-    for (; i < n; ++i) wrap(F1::Load(src + i)).Store(dst + i);
+    for (; i <= n - V::lanes; i += V::lanes) {
+        wrap(V::Load(src + i)).Store(dst + i);
+    }
+    for (; i < n; ++i) {
+        wrap(F1::Load(src + i)).Store(dst + i);
+    }
     return 0;
 }
 

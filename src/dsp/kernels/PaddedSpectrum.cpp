@@ -83,8 +83,12 @@ void Transform32(Transforms& t, float* data) {
 
 // Depth first, so that each part is worked on while it is in the cache.
 void Transform(Transforms& t, float* data, int32_t points) {
-    if (points == 16) return Transform16(t, data);
-    if (points == 32) return Transform32(t, data);
+    if (points == 16) {
+        return Transform16(t, data);
+    }
+    if (points == 32) {
+        return Transform32(t, data);
+    }
     const int32_t quarter = points / 4;
     Transform(t, data, 2 * quarter);
     Transform(t, data + 2 * quarter, quarter);
@@ -135,7 +139,9 @@ void SpectrumKernels<MLH_LEVEL>::PaddedMagnitudes(const PaddedSpectrumTables& ta
     for (; k <= points / 2 - V::lanes; k += V::lanes) {
         MagnitudePairs<V>(work, t.imaginary, points, k, cosines, out);
     }
-    for (; k < points / 2; ++k) MagnitudePairs<F1>(work, t.imaginary, points, k, cosines, out);
+    for (; k < points / 2; ++k) {
+        MagnitudePairs<F1>(work, t.imaginary, points, k, cosines, out);
+    }
     out[0] = __builtin_fabsf(work[0] + work[t.imaginary]);
     const Complex<F1> middle = Load<F1>(work + points / 2, t.imaginary);
     Magnitude(middle.re, middle.im).Store(out + points / 2);

@@ -18,7 +18,9 @@ inline void ForwardPass(const float* src, int32_t srcStride, float* dst, int32_t
                         const float* twiddles) {
     for (int32_t j = 0; j < count; ++j) {
         Complex<V> x[radix];
-        for (int32_t q = 0; q < radix; ++q) x[q] = Complex<V>::Load(src + q * srcStride);
+        for (int32_t q = 0; q < radix; ++q) {
+            x[q] = Complex<V>::Load(src + q * srcStride);
+        }
         Transform<radix, false>(x);
         x[0].Store(dst);
         for (int32_t q = 1; q < radix; ++q) {
@@ -39,10 +41,14 @@ inline void InversePass(const float* src, int32_t srcStride, float* dst, int32_t
             // Partners of the first butterflies one after the other, so that few of the values wait.
             const int32_t q = i / 2 + i % 2 * (radix / 2);
             x[q] = Complex<V>::Load(src + q * srcStride);
-            if (q > 0) x[q] = MulConj(x[q], Complex<V>::Broadcast(twiddles + 2 * (q - 1)));
+            if (q > 0) {
+                x[q] = MulConj(x[q], Complex<V>::Broadcast(twiddles + 2 * (q - 1)));
+            }
         }
         Transform<radix, true>(x);
-        for (int32_t q = 0; q < radix; ++q) x[q].Store(dst + q * dstStride);
+        for (int32_t q = 0; q < radix; ++q) {
+            x[q].Store(dst + q * dstStride);
+        }
         src += 2 * V::lanes;
         dst += 2 * V::lanes;
         twiddles += 2 * (radix - 1);
@@ -72,16 +78,22 @@ void Leaves(float* data, int32_t count) {
     constexpr int32_t column = 2 * V::lanes;
     for (int32_t i = 0; i < count; ++i, data += radix * column) {
         Complex<V> x[radix];
-        for (int32_t q = 0; q < radix; ++q) x[q] = Complex<V>::Load(data + q * column);
+        for (int32_t q = 0; q < radix; ++q) {
+            x[q] = Complex<V>::Load(data + q * column);
+        }
         Transform<radix, inverse>(x);
-        for (int32_t q = 0; q < radix; ++q) x[q].Store(data + q * column);
+        for (int32_t q = 0; q < radix; ++q) {
+            x[q].Store(data + q * column);
+        }
     }
 }
 
 // All passes from `pass` on, in `count` blocks one after the other.
 template <bool inverse, class V>
 void Blocks(const FftPlan& plan, int32_t pass, float* data, int32_t columns, int32_t count) {
-    if (pass == plan.passes) return;
+    if (pass == plan.passes) {
+        return;
+    }
     const int32_t radix = plan.radix[pass];
     if (pass == plan.passes - 1) {
         const auto function = radix == 4 ? Leaves<inverse, 4, V> : Leaves<inverse, 8, V>;
@@ -89,9 +101,13 @@ void Blocks(const FftPlan& plan, int32_t pass, float* data, int32_t columns, int
     }
     const int32_t inner = columns / radix, stride = inner * 2 * V::lanes;
     for (int32_t i = 0; i < count; ++i, data += radix * stride) {
-        if constexpr (!inverse) Pass<false, V>(plan, pass, data, stride, data, stride, inner);
+        if constexpr (!inverse) {
+            Pass<false, V>(plan, pass, data, stride, data, stride, inner);
+        }
         Blocks<inverse, V>(plan, pass + 1, data, inner, radix);
-        if constexpr (inverse) Pass<true, V>(plan, pass, data, stride, data, stride, inner);
+        if constexpr (inverse) {
+            Pass<true, V>(plan, pass, data, stride, data, stride, inner);
+        }
     }
 }
 

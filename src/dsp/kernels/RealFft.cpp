@@ -36,13 +36,17 @@ template <class V>
 void ForwardColumns(const FftPlan& plan, const float* in, float* work) {
     const int32_t radix = plan.radix[0], inner = plan.columns / radix;
     Pass<false, V>(plan, 0, in, inner * 2 * V::lanes, work, plan.blockStride, inner);
-    for (int32_t q = 0; q < radix; ++q) Blocks<false, V>(plan, 1, work + q * plan.blockStride, inner, 1);
+    for (int32_t q = 0; q < radix; ++q) {
+        Blocks<false, V>(plan, 1, work + q * plan.blockStride, inner, 1);
+    }
 }
 
 template <class V>
 void InverseColumns(const FftPlan& plan, float* work, float* out) {
     const int32_t radix = plan.radix[0], inner = plan.columns / radix;
-    for (int32_t q = 0; q < radix; ++q) Blocks<true, V>(plan, 1, work + q * plan.blockStride, inner, 1);
+    for (int32_t q = 0; q < radix; ++q) {
+        Blocks<true, V>(plan, 1, work + q * plan.blockStride, inner, 1);
+    }
     Pass<true, V>(plan, 0, work, plan.blockStride, out, inner * 2 * V::lanes, inner);
 }
 
@@ -183,7 +187,9 @@ void ForwardMiddle(const FftPlan& plan, const float* work, float* out) {
     const Complex<V> y = Conj(Complex<V>::Load(work + plan.places[plan.columns / 2]));
     (y * Complex<V>::Load(plan.middleTwiddles)).Store(column);
     Complex<F1> x[L];
-    for (int32_t l = 0; l < L; ++l) x[l] = {F1{column[l]}, F1{column[L + l]}};
+    for (int32_t l = 0; l < L; ++l) {
+        x[l] = {F1{column[l]}, F1{column[L + l]}};
+    }
     Transform<L, false>(x);
     for (int32_t q = 0; q < L; ++q) {
         float* const bin = out + 2 * MiddleBin<V>(plan, q);
@@ -231,7 +237,9 @@ void Inverse(const FftPlan& plan, const float* in, float* out, float* work) {
 template <>
 void FftKernels<MLH_LEVEL, fma>::Forward(const FftPlan& plan, const float* in, float* out, float* work) {
 #ifdef __AVX__
-    if (plan.lanes == 8) return mlh::Forward<F8>(plan, in, out, work);
+    if (plan.lanes == 8) {
+        return mlh::Forward<F8>(plan, in, out, work);
+    }
 #endif
     mlh::Forward<F4>(plan, in, out, work);
 }
@@ -239,7 +247,9 @@ void FftKernels<MLH_LEVEL, fma>::Forward(const FftPlan& plan, const float* in, f
 template <>
 void FftKernels<MLH_LEVEL, fma>::Inverse(const FftPlan& plan, const float* in, float* out, float* work) {
 #ifdef __AVX__
-    if (plan.lanes == 8) return mlh::Inverse<F8>(plan, in, out, work);
+    if (plan.lanes == 8) {
+        return mlh::Inverse<F8>(plan, in, out, work);
+    }
 #endif
     mlh::Inverse<F4>(plan, in, out, work);
 }

@@ -16,6 +16,8 @@ int main() {
     const uint64_t functions = JobThroughCFunctions();
     std::printf("%016" PRIx64 " %016" PRIx64 "\n", classes, functions);
     const char* called = CalledNamesake != nullptr ? CalledNamesake() : nullptr;
-    if (called != nullptr) std::printf("the library called the host's %s\n", called);
+    if (called != nullptr) {
+        std::printf("the library called the host's %s\n", called);
+    }
     return classes == 0 || functions == 0 || called != nullptr ? 1 : 0;
 }

@@ -41,7 +41,9 @@ inline std::vector<float> JobLead() {
         for (int i = 0; i < kJobRate / 2; ++i) {
             phase += hertz / kJobRate;
             double sample = 0.0;
-            for (int h = 1; h <= 8 && hertz > 0.0; ++h) sample += std::sin(6.283185307179586 * h * phase) / h;
+            for (int h = 1; h <= 8 && hertz > 0.0; ++h) {
+                sample += std::sin(6.283185307179586 * h * phase) / h;
+            }
             samples.push_back(static_cast<float>(0.2 * sample));
         }
     }
@@ -54,13 +56,21 @@ inline uint64_t JobThroughCFunctions() {
     std::vector<int16_t> mix(lead.size());
     const auto frames = static_cast<int32_t>(lead.size());
     void* mlh = nullptr;
-    if (mlhCreateInstance(&mlh) != MLH_OK) return 0;
-    if (mlhAssignInputData32(mlh, lead.data(), frames, 1, kJobRate) != MLH_OK) return 0;
-    if (mlhSetParams(mlh, true, 4, 1, 0.5f, 0, false) != MLH_OK) return 0;
+    if (mlhCreateInstance(&mlh) != MLH_OK) {
+        return 0;
+    }
+    if (mlhAssignInputData32(mlh, lead.data(), frames, 1, kJobRate) != MLH_OK) {
+        return 0;
+    }
+    if (mlhSetParams(mlh, true, 4, 1, 0.5f, 0, false) != MLH_OK) {
+        return 0;
+    }
     ChordVector* chords = mlhGetNewChordVector();
     mlhChordVectorAddItem(chords, {0.0f, {57, 60, 64, -1}});
     mlhChordVectorAddItem(chords, {1.1f, {60, 64, 67, -1}});
-    if (mlhSetChordVector(mlh, chords) != MLH_OK) return 0;
+    if (mlhSetChordVector(mlh, chords) != MLH_OK) {
+        return 0;
+    }
     mlhDisposeChordVector(chords);
     JobHash hash;
     PitchVector* notes = mlhGetPitchVector(mlh, 0, 0, 0);
@@ -71,7 +81,9 @@ inline uint64_t JobThroughCFunctions() {
         hash.Add(note.pitch);
     }
     mlhDisposePitchVector(notes);
-    if (mlhProcessOutputData16(mlh, mix.data(), frames, 1, nullptr) != MLH_OK) return 0;
+    if (mlhProcessOutputData16(mlh, mix.data(), frames, 1, nullptr) != MLH_OK) {
+        return 0;
+    }
     hash.AddBytes(mix.data(), mix.size() * sizeof(int16_t));
     return mlhDestroyInstance(&mlh) == MLH_OK ? hash.Value() : 0;
 }
@@ -107,11 +119,15 @@ class JobReader final : public mlh::MalleoTuneHarmonyAddOnIf::AudioReader {
 inline uint64_t JobThroughClasses() {
     JobReader lead;
     mlh::MalleoTuneHarmonyAddOnIf* addOn = nullptr;
-    if (mlh::MalleoTuneHarmonyAddOnIf::CreateInstance(&addOn, &lead) != 0 || addOn->Prepare() != 0) return 0;
+    if (mlh::MalleoTuneHarmonyAddOnIf::CreateInstance(&addOn, &lead) != 0 || addOn->Prepare() != 0) {
+        return 0;
+    }
     JobHash hash;
     const mlh::Analysis analysis = mlh::GetAnalysis(*addOn);
     std::vector<mlh::ArrangeNote> melody;
-    for (const mlh::PitchPoint& point : analysis.curve) hash.Add(point.pitch);
+    for (const mlh::PitchPoint& point : analysis.curve) {
+        hash.Add(point.pitch);
+    }
     for (const mlh::Note& note : analysis.notes) {
         hash.Add(note.start);
         mlh::ArrangeNote sung;
@@ -127,7 +143,9 @@ inline uint64_t JobThroughClasses() {
     mlh::MalleoTuneHarmonyAddOnIf::ChordVector chords;
     chords.emplace_back(0.0f, 57, 60, 64);
     chords.emplace_back(1.1f, 60, 64, 67);
-    if (addOn->SetChordVector(chords) != 0 || addOn->Update() != 0) return 0;
+    if (addOn->SetChordVector(chords) != 0 || addOn->Update() != 0) {
+        return 0;
+    }
     addOn->SetPosition(0.0);
     std::vector<float> voice[4];
     float* rows[4];
@@ -137,15 +155,21 @@ inline uint64_t JobThroughClasses() {
     }
     for (int32_t at = 0; at < lead.GetLength(); at += 1024) {
         addOn->Process(rows, 1024);
-        for (const float* row : rows) hash.AddBytes(row, 1024 * sizeof(float));
+        for (const float* row : rows) {
+            hash.AddBytes(row, 1024 * sizeof(float));
+        }
     }
-    if (mlh::MalleoTuneHarmonyAddOnIf::DestroyInstance(&addOn) != 0) return 0;
+    if (mlh::MalleoTuneHarmonyAddOnIf::DestroyInstance(&addOn) != 0) {
+        return 0;
+    }
 
     for (int style = 0; style < 7; ++style) {
         mlh::ArrangeSettings settings;
         settings.style = static_cast<mlh::ArrangeStyle>(style);
         for (const mlh::ArrangedNote& note : mlh::Arrange(melody, settings)) {
-            for (const int32_t row : note.rows) hash.Add(row);
+            for (const int32_t row : note.rows) {
+                hash.Add(row);
+            }
             hash.AddBytes(note.chordName.data(), note.chordName.size());
         }
     }

@@ -9,7 +9,9 @@ class Silence final : public mlh::MalleoTuneHarmonyAddOnIf::AudioReader {
   public:
     int32_t SetPosition(int32_t) override { return 0; }
     int32_t Read(float** channels, int32_t frames) override {
-        for (int32_t i = 0; i < frames; ++i) channels[0][i] = 0.0f;
+        for (int32_t i = 0; i < frames; ++i) {
+            channels[0][i] = 0.0f;
+        }
         return 0;
     }
     int32_t GetLength() override { return 0; }
@@ -22,7 +24,9 @@ class Silence final : public mlh::MalleoTuneHarmonyAddOnIf::AudioReader {
 int main() {
     Silence silence;
     mlh::MalleoTuneHarmonyAddOnIf* mlh = nullptr;
-    if (mlh::MalleoTuneHarmonyAddOnIf::CreateInstance(&mlh, &silence) != 0 || mlh->Prepare() != 0) return 1;
+    if (mlh::MalleoTuneHarmonyAddOnIf::CreateInstance(&mlh, &silence) != 0 || mlh->Prepare() != 0) {
+        return 1;
+    }
     const bool isSilence = mlh::GetAnalysis(*mlh).key == -1;
     return mlh::MalleoTuneHarmonyAddOnIf::DestroyInstance(&mlh) == 0 && isSilence ? 0 : 1;
 }
