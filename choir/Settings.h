@@ -46,7 +46,7 @@ struct Edit {
 };
 
 struct Settings {
-    Style style = Style::Core;
+    Style style = Style::Choir;
     int voices = 4;       // beside the lead, the first on the lead's own line: 2 to 4; with tracks 1 to 4
     int above = 1;        // harmony voices above the lead, 0 to 3
     double spread = 0.5;  // 0 close to 1 wide

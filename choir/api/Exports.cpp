@@ -166,7 +166,9 @@ void CopyName(const std::string& name, char (&to)[kSize]) {
     std::fill(to + size, to + kSize, '\0');
 }
 
-Settings SettingsOf(const char* text) { return text == nullptr ? Settings() : ReadSettings(text); }
+Settings SettingsOf(const char* text, const Settings& defaults = {}) {
+    return text == nullptr ? defaults : ReadSettings(text, "settings", defaults);
+}
 
 const Voice& VoiceOf(const mlhChoir* choir, int32_t voice) {
     Need(choir != nullptr, "the choir is null");
@@ -456,7 +458,9 @@ int32_t mlhScoreCreateFromMelody(mlhScore** outScore, const char* melody, const 
         Need(outScore != nullptr, "there is no place for the score");
         *outScore = nullptr;
         Need(melody != nullptr, "the melody is null");
-        const Settings wanted = SettingsOf(settings);
+        Settings defaults;
+        defaults.style = Style::Core;  // a choir needs a recording
+        const Settings wanted = SettingsOf(settings, defaults);
         auto score = std::make_unique<mlhScore>();
         const Arrangement arrangement = Arrange(ReadMelodyDocument(melody), wanted);
         score->score = ToScore(arrangement);

@@ -313,7 +313,9 @@ struct Setting {
 };
 
 const Setting kSettings[] = {
-    {"style", "how the voices are found: core, choir, four-part, intervals, block, fourths, fixed, double",
+    {"style",
+     "how the voices are found: choir (the default), core, four-part, intervals, block, fourths, fixed, "
+     "double",
      [](const Json& j, Settings& s) { s.style = ToStyle(j); },
      [](const Settings& s) { return Json(StyleNames()[static_cast<std::size_t>(s.style)]); }},
     {"voices", "voices beside the lead, the first on the lead's own line: 2 to 4, with tracks 1 to 4",
@@ -514,10 +516,10 @@ void CheckHead(const Json& json, const std::string& source) {
 
 }  // namespace
 
-Settings ReadSettings(const std::string& json, const std::string& source) {
+Settings ReadSettings(const std::string& json, const std::string& source, const Settings& defaults) {
     const Json document = Parse(json, source);
     CheckHead(document, source);
-    Settings settings;
+    Settings settings = defaults;
     for (const Setting& setting : kSettings) {
         const auto found = document.find(setting.name);
         if (found == document.end()) {

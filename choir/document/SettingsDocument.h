@@ -14,8 +14,10 @@ namespace mlh::choir {
 inline constexpr int kSchema = 2;
 
 // Throws UsageError with one line: for broken JSON where, for a name that is not known the nearest one, for a
-// value what is asked for. `source` names the text in messages.
-Settings ReadSettings(const std::string& json, const std::string& source = "settings");
+// value what is asked for. `source` names the text in messages; what the document leaves out is as in
+// `defaults`.
+Settings ReadSettings(const std::string& json, const std::string& source = "settings",
+                      const Settings& defaults = {});
 
 // Each setting as it is, defaults included; read again it gives the same settings.
 std::string WriteSettings(const Settings& settings);

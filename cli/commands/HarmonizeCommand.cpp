@@ -121,8 +121,15 @@ void CheckStyle(const HarmonizeOptions& options, const Settings& settings) {
     for (const TypedOption& option : kTypedOptions) {
         const bool mixes = std::string(option.setting) == "mix" || std::string(option.setting) == "pan" ||
                            std::string(option.setting) == "level_db";
-        if (settings.style != Style::Choir && !mixes && options.typed.count(option.setting) > 0) {
+        if (mixes || options.typed.count(option.setting) == 0) {
+            continue;
+        }
+        if (settings.style != Style::Choir) {
             throw UsageError(std::string(option.option) + " is for --style choir");
+        }
+        if (!options.midi.empty()) {
+            throw UsageError(std::string(option.option) +
+                             " does not go with --midi, whose notes are sung as they are");
         }
     }
     if (settings.style == Style::Core || settings.style == Style::Choir) {
@@ -376,7 +383,7 @@ void Run(const HarmonizeOptions& options) {
 
 void AddHarmonizeCommand(CLI::App& app) {
     auto options = std::make_shared<HarmonizeOptions>();
-    options->style.style = "core";
+    options->style.style = "choir";
     CLI::App* command = app.add_subcommand("harmonize", "Turn a sung line into a choir of the same singer");
     command->footer(kExamples);
     command->add_option("LEAD", options->lead, "The recording: any file that libsndfile reads")->required();

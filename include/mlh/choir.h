@@ -274,8 +274,8 @@ MLH_CHOIR_EXPORT int32_t mlhScoreCreateFromChoir(mlhScore** outScore, const mlhC
    melody    a document of kind "melody": {"notes": [{"onset_beats": 0, "length_beats": 1, "pitch_midi": 60,
              "chord": "C"}], "tempo": [{"beat": 0, "bpm": 96, "metre": "3/4"}], "key": "C major"}; all but
              the notes, and of these chords, is optional
-   settings  as for choirs; the style core takes the chords of the melody, or of the settings (in seconds of
-             its tempo)
+   settings  as for choirs, but the style is core where none is given: it takes the chords of the melody, or
+             of the settings (in seconds of its tempo)
    returns   0 and a score in *outScore; else *outScore is null: MLH_CHOIR_ARGUMENT, MLH_CHOIR_SETTINGS,
              MLH_CHOIR_FAILED, MLH_CHOIR_MEMORY  [any] */
 MLH_CHOIR_EXPORT int32_t mlhScoreCreateFromMelody(mlhScore** outScore, const char* melody,

@@ -353,7 +353,7 @@ TEST_F(Boundary, TakesOfNothingAreTakes) {
         int64_t size = 0;
         EXPECT_EQ(mlhChoirGetDocument(choir, 1, nullptr, 0, &size), MLH_CHOIR_OK);
         mlhChoirDestroy(&choir);
-        ASSERT_EQ(mlhChoirCreate(&choir, take, "{\"style\": \"choir\"}", nullptr, nullptr), MLH_CHOIR_OK)
+        ASSERT_EQ(mlhChoirCreate(&choir, take, "{\"style\": \"core\"}", nullptr, nullptr), MLH_CHOIR_OK)
             << mlhChoirGetErrorText();
         EXPECT_EQ(mlhChoirRenderMix(choir, 0, 40000, 1, mix.data(), nullptr, nullptr), MLH_CHOIR_OK);
         EXPECT_EQ(mix.back(), 0.0f);
@@ -369,6 +369,9 @@ TEST_F(Boundary, RowsVoicesAndMixAreOfOnePass) {
     for (std::vector<float>& line : lines) {
         rows.push_back(line.data());
     }
+    ASSERT_EQ(mlhChoirSetSettings(choir_, "{\"gains\": [0.5, [0.5, 0], [0, 0.5], [0.3, 0.2], [0.2, 0.3]]}",
+                                  nullptr, nullptr),
+              MLH_CHOIR_OK);
     std::vector<float> mix(size);
     ASSERT_EQ(mlhChoirRenderAll(choir_, 0, Frames(), rows.data(), 1, mix.data(), nullptr, nullptr),
               MLH_CHOIR_OK);

@@ -214,10 +214,26 @@ TEST_F(Command, StemsAreAsLongAsTheLeadAndTheLeadIsUntouched) {
     }
 }
 
-// The 16-bit stereo mix of the command is that of the C interface, sample for sample.
-TEST_F(Command, TheMixIsThatOfTheLibrary) {
+TEST_F(Command, TheSingersOwnChoirIsTheDefault) {
+    WriteLead("lead.wav");
+    ASSERT_EQ(Run("harmonize lead.wav -q -o default.wav --report a.json").status, 0);
+    ASSERT_EQ(Run("harmonize lead.wav -q -o choir.wav --style choir").status, 0);
+    ASSERT_EQ(Run("harmonize lead.wav -q -o core.wav --style core").status, 0);
+    EXPECT_EQ(Text("default.wav"), Text("choir.wav"));
+    EXPECT_NE(Text("default.wav"), Text("core.wav"));
+    EXPECT_EQ(Json::parse(Text("a.json"))["style"], "choir");
+    // A settings document may ask for another one, and an option for another one still.
+    std::ofstream(Path("core.json")) << "{\"style\": \"core\"}";
+    ASSERT_EQ(Run("harmonize lead.wav -q -o document.wav --settings core.json").status, 0);
+    EXPECT_EQ(Text("document.wav"), Text("core.wav"));
+    ASSERT_EQ(Run("harmonize lead.wav -q -o typed.wav --settings core.json --style choir").status, 0);
+    EXPECT_EQ(Text("typed.wav"), Text("choir.wav"));
+}
+
+// The 16-bit stereo mix of the core's style is that of the C interface, sample for sample.
+TEST_F(Command, TheMixOfTheCoreIsThatOfTheLibrary) {
     WriteLead("lead.wav", 2);
-    ASSERT_EQ(Run("harmonize lead.wav -o mix.wav --key C").status, 0);
+    ASSERT_EQ(Run("harmonize lead.wav --style core -o mix.wav --key C").status, 0);
     const Audio lead = ReadAudio(Path("lead.wav"));
     const Audio mix = ReadAudio(Path("mix.wav"));
 

@@ -23,6 +23,7 @@ namespace {
 
 std::string HashOfChoir(choir::Take& take, const std::string& chords) {
     choir::Settings settings;
+    settings.style = choir::Style::Core;
     if (!chords.empty()) {
         settings.chords = choir::ReadChordSheet(chords, "chords").chords;
     }
