@@ -93,6 +93,7 @@ void Choir::Change(Settings settings, const ProgressCallback& progress) {
     decided_ = std::move(decided);
     singers_ = std::move(singers);
     scratch_ = std::move(scratch);
+    kept_ = {};
 }
 
 const std::vector<SungNote>& Choir::lead() const {
@@ -421,6 +422,33 @@ void Choir::Render(int64_t first, int64_t count, float* const* rows, float* mix,
             progress(static_cast<double>(done) / static_cast<double>(count));
         }
     }
+}
+
+void Choir::RenderKept(int64_t first, int64_t count, float* const* rows, float* mix, int32_t mixChannels,
+                       const ProgressCallback& progress) {
+    const bool keeps = settings_.clip == Clip::Scale || settings_.clip == Clip::Limit;
+    if (mix == nullptr || count == 0 || !keeps) {
+        Render(first, count, rows, mix, mixChannels, progress);
+        return;
+    }
+    std::optional<FullScale>& kept = kept_[static_cast<std::size_t>(mixChannels - 1)];
+    const double looked = kept ? 0.0 : 0.5;  // the share of the work that looking is
+    if (!kept) {
+        PeakCurve peaks(take_.audio().sampleRate);
+        std::vector<float> block(static_cast<std::size_t>(kBlock) * static_cast<std::size_t>(mixChannels));
+        for (int64_t at = 0; at < take_.audio().frames; at += kBlock) {
+            const int64_t frames = std::min<int64_t>(kBlock, take_.audio().frames - at);
+            Render(at, frames, nullptr, block.data(), mixChannels);
+            peaks.Add(block.data(), static_cast<int32_t>(frames), mixChannels);
+            if (progress) {
+                progress(looked * static_cast<double>(at) / take_.audio().frames);
+            }
+        }
+        kept = settings_.clip == Clip::Scale ? FullScale(peaks.Peak()) : FullScale(peaks);
+    }
+    const auto report = [&](double share) { progress(looked + (1.0 - looked) * share); };
+    Render(first, count, rows, mix, mixChannels, progress ? ProgressCallback(report) : nullptr);
+    kept->Apply(first, static_cast<int32_t>(count), mixChannels, mix);
 }
 
 }  // namespace mlh::choir

@@ -9,6 +9,7 @@
 // any stretch.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -70,6 +71,10 @@ class Choir {
     //   mix   `mixChannels` (1 or 2) interleaved
     void Render(int64_t first, int64_t count, float* const* rows, float* mix, int32_t mixChannels,
                 const ProgressCallback& progress = {});
+    // The same, and the mix is kept within full scale where the settings ask for it by name (clip scale or
+    // limit). For that the first call for so many channels renders the whole mix once to look at its peaks.
+    void RenderKept(int64_t first, int64_t count, float* const* rows, float* mix, int32_t mixChannels,
+                    const ProgressCallback& progress = {});
 
   private:
     // All that follows from take and settings.
@@ -109,9 +114,10 @@ class Choir {
     Take& take_;
     Settings settings_;
     Decided decided_;
-    std::unique_ptr<Singers> singers_;    // of the other styles
-    std::unique_ptr<Renderer> renderer_;  // of style choir
-    std::vector<float> scratch_;          // a block of every row
+    std::unique_ptr<Singers> singers_;              // of the other styles
+    std::unique_ptr<Renderer> renderer_;            // of style choir
+    std::vector<float> scratch_;                    // a block of every row
+    std::array<std::optional<FullScale>, 2> kept_;  // of the mix, by channels less 1, once it was looked at
 };
 
 }  // namespace mlh::choir

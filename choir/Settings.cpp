@@ -44,6 +44,11 @@ const Names& QualityNames() {
     return names;
 }
 
+const Names& ClipNames() {
+    static const Names names = {"auto", "scale", "limit", "none"};
+    return names;
+}
+
 std::string Joined(const Names& names) {
     std::string text;
     for (const std::string& name : names) {

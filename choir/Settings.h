@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "choir/Types.h"
+#include "choir/mix/FullScale.h"
 #include "choir/mix/Mix.h"
 #include "choir/render/Renderer.h"
 #include "choir/score/Melody.h"
@@ -85,6 +86,7 @@ struct Settings {
     std::vector<std::optional<double>> pan;       // per line, the lead first: -1 left to 1 right
     std::vector<std::optional<double>> levelDb;   // per line, the lead first: [dB] on top
     std::optional<std::vector<SideGains>> gains;  // per line, the lead first; instead of a preset
+    Clip clip = Clip::Auto;                       // what becomes of what is above full scale
     Quality quality = Quality::Auto;
 
     std::vector<Edit> edits;
@@ -99,6 +101,7 @@ const Names& SpacingNames();
 // Of Block, Fourths and Fixed; null for the other styles.
 const Names* VariantNames(Style style);
 const Names& QualityNames();
+const Names& ClipNames();
 
 // "a, b, c".
 std::string Joined(const Names& names);

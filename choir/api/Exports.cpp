@@ -388,7 +388,7 @@ int32_t mlhChoirRenderMix(mlhChoir* choir, int64_t firstFrame, int64_t frames, i
         CheckStretch(choir, firstFrame, frames);
         Need(channels == 1 || channels == 2, "the channels of a mix are 1 or 2");
         Need(outMix != nullptr || frames == 0, "there is no room for the mix");
-        choir->choir->Render(firstFrame, frames, nullptr, outMix, channels, Reporting(progress, user));
+        choir->choir->RenderKept(firstFrame, frames, nullptr, outMix, channels, Reporting(progress, user));
     });
 }
 
@@ -436,7 +436,7 @@ int32_t mlhChoirRenderAll(mlhChoir* choir, int64_t firstFrame, int64_t frames, f
     return Guarded([&] {
         CheckStretch(choir, firstFrame, frames);
         Need(outMix == nullptr || mixChannels == 1 || mixChannels == 2, "the channels of a mix are 1 or 2");
-        choir->choir->Render(firstFrame, frames, outRows, outMix, mixChannels, Reporting(progress, user));
+        choir->choir->RenderKept(firstFrame, frames, outRows, outMix, mixChannels, Reporting(progress, user));
     });
 }
 

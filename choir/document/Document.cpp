@@ -70,6 +70,9 @@ Json TuningAsJson(double semitones) {
             {"reference_hz", Milli(ReferencePitch(semitones))}};
 }
 
+// Null for silence.
+Json DecibelsAsJson(double gain) { return gain > 0.0 ? Json(Milli(20.0 * std::log10(gain))) : Json(nullptr); }
+
 Json NoteAsJson(const TimedNote& note) {
     return {{"start_s", Milli(note.start)},
             {"end_s", Milli(note.end)},
@@ -245,8 +248,17 @@ std::string ChoirDocument(const Choir& choir, const RecordingInfo& recording, bo
     json["voices"] = VoicesAsJson(choir);
     json["settings"] = Json::parse(WriteSettings(choir.settings()));
     if (output != nullptr) {
+        Json levels = Json::array();
+        for (const OutputLevel& level : output->levels) {
+            levels.push_back({{"file", level.file},
+                              {"peak_db", DecibelsAsJson(level.peak)},
+                              {"samples_above", level.above},
+                              {"gain_db", DecibelsAsJson(level.leastGain)}});
+        }
         json["output"] = {{"mix", output->mix},
                           {"stems", output->stems},
+                          {"clip", ClipNames()[static_cast<std::size_t>(output->clip)]},
+                          {"levels", std::move(levels)},
                           {"saturated_samples", output->saturated},
                           {"analysis_seconds", Milli(output->analysisSeconds)},
                           {"rendering_seconds", Milli(output->renderingSeconds)}};

@@ -20,7 +20,10 @@
 //     pitch_midi,
 //                         note, level; in scores onset_beats, length_beats
 //     settings            of choirs, as a settings document has them
-//     output              of the command: mix, stems, saturated_samples, analysis_seconds, rendering_seconds
+//     output              of the command: mix, stems, clip (scale, limit or none), levels (of the mix, then
+//     the
+//                         stems: file, peak_db, samples_above as rendered, gain_db that it was lowered by),
+//                         saturated_samples that were cut off, analysis_seconds, rendering_seconds
 //     warnings            lines for people
 #pragma once
 
@@ -42,11 +45,21 @@ struct RecordingInfo {
     int32_t channels = 0;  // of the file; 0: as the take has
 };
 
+// A file that was written of a choir, and how loud it would have been.
+struct OutputLevel {
+    std::string file = {};
+    double peak = 0.0;       // the highest absolute sample, 1 is full scale
+    int64_t above = 0;       // how many samples were above full scale
+    double leastGain = 1.0;  // what the policy multiplied with at most
+};
+
 // Files that were written of a choir.
 struct OutputInfo {
     std::string mix = {};
     std::vector<std::string> stems = {};
-    int64_t saturated = 0;  // samples of the mix and the stems that were limited
+    Clip clip = Clip::None;                // what was done about samples above full scale
+    std::vector<OutputLevel> levels = {};  // the mix first, then the stems
+    int64_t saturated = 0;                 // samples of the mix and the stems that were cut off at full scale
     double analysisSeconds = 0.0;
     double renderingSeconds = 0.0;
 };

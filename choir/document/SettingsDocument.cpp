@@ -458,6 +458,12 @@ const Setting kSettings[] = {
     {"gains", "per line, the lead first: a factor or [left, right], or a text like \"0.5, 0.5:0, -6dB\"",
      [](const Json& j, Settings& s) { s.gains = j.is_null() ? std::nullopt : std::optional(ToGains(j)); },
      [](const Settings& s) { return s.gains ? Written(*s.gains) : Json(nullptr); }},
+    {"clip",
+     "what is above full scale: scale: the whole file lowered; limit: lowered where it is too loud; none: "
+     "cut off; auto: "
+     "scale for integer samples, none for floats and the other styles",
+     [](const Json& j, Settings& s) { s.clip = static_cast<Clip>(OneOf(j, ClipNames())); },
+     [](const Settings& s) { return Json(ClipNames()[static_cast<std::size_t>(s.clip)]); }},
     {"quality", "how finely voices are rendered: fast, normal, high, auto",
      [](const Json& j, Settings& s) { s.quality = static_cast<Quality>(OneOf(j, QualityNames())); },
      [](const Settings& s) { return Json(QualityNames()[static_cast<std::size_t>(s.quality)]); }},

@@ -1,9 +1,11 @@
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 
@@ -13,6 +15,7 @@
 #include "choir/Choir.h"
 #include "choir/document/Document.h"
 #include "choir/document/SettingsDocument.h"
+#include "choir/mix/FullScale.h"
 #include "choir/voicing/NoteDealing.h"
 #include "commands/Commands.h"
 #include "commands/StyleOptions.h"
@@ -105,7 +108,8 @@ constexpr TypedOption kTypedOptions[] = {
     {"--seed", "seed", "NUMBER"},       {"--consonants", "consonants", "NAME"},
     {"--range", "range", "LIST"},       {"--chords-from", "chords_from", "NAME"},
     {"--mix", "mix", "NAME"},           {"--pan", "pan", "LIST"},
-    {"--level-db", "level_db", "LIST"}, {"--quality", "quality", "NAME"},
+    {"--level-db", "level_db", "LIST"}, {"--clip", "clip", "NAME"},
+    {"--quality", "quality", "NAME"},
 };
 
 // Options of the styles that sing chords mean nothing to those that find their voices in the notes alone.
@@ -119,8 +123,8 @@ void CheckStyle(const HarmonizeOptions& options, const Settings& settings) {
         }
     }
     for (const TypedOption& option : kTypedOptions) {
-        const bool mixes = std::string(option.setting) == "mix" || std::string(option.setting) == "pan" ||
-                           std::string(option.setting) == "level_db";
+        const std::string name = option.setting;
+        const bool mixes = name == "mix" || name == "pan" || name == "level_db" || name == "clip";
         if (mixes || options.typed.count(option.setting) == 0) {
             continue;
         }
@@ -228,31 +232,127 @@ void AddNotes(const HarmonizeOptions& options, Settings& settings) {
     }
 }
 
-// Writes the mix and the stems while they are rendered, so that no voice is held in memory.
+// What is done about samples above full scale. The styles of the core stay as they are.
+Clip ClipFor(const Settings& settings, const HarmonizeOptions& options) {
+    if (settings.clip != Clip::Auto) {
+        return settings.clip;
+    }
+    const bool integers = ToFormat(options.format) != SampleFormat::Float;
+    return integers && settings.style == Style::Choir ? Clip::Scale : Clip::None;
+}
+
+// Writes the mix and the stems while they are rendered, so that no voice is held in memory. Files that turn
+// out to go above full scale are rendered and written again, lowered or limited; what goes into a pipe is
+// looked at first. The stems are lowered together, so that they keep their balance.
 class Outputs {
   public:
     Outputs(const HarmonizeOptions& options, Choir& choir)
         : choir_(choir),
+          clip_(ClipFor(choir.settings(), options)),
+          format_(ToFormat(options.format)),
           channels_(choir.take().audio().channels),
-          mixChannels_(options.mono ? 1 : 2),
-          mixPath_(MixPath(options)),
-          mix_(mixPath_, ToFormat(options.format), mixChannels_, choir.take().audio().sampleRate) {
+          mixChannels_(options.mono ? 1 : 2) {
+        if (!options.stems.empty()) {
+            std::error_code error;
+            fs::create_directories(PathOf(options.stems), error);
+            if (error) {
+                throw Failure("cannot make the folder " + options.stems + ": " + error.message());
+            }
+        }
+        AddFile(MixPath(options), mixChannels_);
         if (options.stems.empty()) {
             return;
         }
-        std::error_code error;
-        fs::create_directories(PathOf(options.stems), error);
-        if (error) {
-            throw Failure("cannot make the folder " + options.stems + ": " + error.message());
-        }
-        stemPaths_ = StemPaths(options, static_cast<int>(choir.voices().size()));
-        for (const std::string& path : stemPaths_) {
-            stems_.push_back(std::make_unique<AudioWriter>(path, ToFormat(options.format), channels_,
-                                                           choir.take().audio().sampleRate));
+        for (const std::string& path : StemPaths(options, static_cast<int>(choir.voices().size()))) {
+            AddFile(path, channels_);
         }
     }
 
-    void Write(Progress& progress) {
+    void Write(bool quiet) {
+        Render("rendering", quiet);
+        std::vector<bool> again = FitIn();
+        for (std::size_t f = 0; f < files_.size(); ++f) {
+            again[f] = again[f] || files_[f].writer == nullptr;
+        }
+        for (std::size_t f = 0; f < files_.size(); ++f) {
+            if (again[f]) {
+                files_[f].writer.reset();  // and with it what is unfinished
+                Open(files_[f]);
+            } else {
+                Finish(files_[f]);
+            }
+        }
+        if (std::find(again.begin(), again.end(), true) == again.end()) {
+            return;
+        }
+        Render("rendering again", quiet);
+        for (File& file : files_) {
+            if (file.writer != nullptr) {
+                Finish(file);
+            }
+        }
+    }
+
+    void Report(OutputInfo& report) const {
+        report.mix = files_[0].path;
+        report.clip = clip_;
+        for (const File& file : files_) {
+            if (&file != files_.data()) {
+                report.stems.push_back(file.path);
+            }
+            const double gain = file.kept ? static_cast<double>(file.kept->LeastGain()) : 1.0;
+            report.levels.push_back({file.path, file.peaks.Peak(), file.peaks.Above(), gain});
+            report.saturated += file.saturated;
+        }
+    }
+
+  private:
+    struct File {
+        std::string path;
+        int32_t channels;
+        PeakCurve peaks;  // of what was rendered first
+        std::unique_ptr<AudioWriter> writer = nullptr;
+        std::optional<FullScale> kept = std::nullopt;
+        int64_t saturated = 0;
+    };
+
+    void AddFile(const std::string& path, int32_t channels) {
+        files_.push_back({path, channels, PeakCurve(choir_.take().audio().sampleRate)});
+        if (clip_ == Clip::None || !IsWrittenOnce(path)) {
+            Open(files_.back());
+        }
+    }
+
+    void Open(File& file) {
+        file.writer = std::make_unique<AudioWriter>(file.path, format_, file.channels,
+                                                    choir_.take().audio().sampleRate);
+    }
+
+    static void Finish(File& file) {
+        file.writer->Finish();
+        file.saturated = file.writer->Saturated();
+        file.writer.reset();
+    }
+
+    // Which files change, once all peaks are known.
+    std::vector<bool> FitIn() {
+        std::vector<bool> changes(files_.size());
+        float highest = 0.0f;
+        for (std::size_t f = 1; f < files_.size(); ++f) {
+            highest = std::max(highest, files_[f].peaks.Peak());
+        }
+        looked_ = true;
+        for (std::size_t f = 0; f < files_.size() && clip_ != Clip::None; ++f) {
+            File& file = files_[f];
+            const float peak = f == 0 ? file.peaks.Peak() : highest;
+            file.kept = clip_ == Clip::Scale ? FullScale(peak) : FullScale(file.peaks);
+            changes[f] = file.kept->LeastGain() < 1.0f;
+        }
+        return changes;
+    }
+
+    void Render(const char* what, bool quiet) {
+        Progress progress(what, quiet);
         constexpr int32_t kBlock = 4096;  // [frames]
         const int32_t frames = choir_.take().audio().frames;
         std::vector<float> samples(static_cast<std::size_t>(kBlock) * channels_ *
@@ -265,8 +365,8 @@ class Outputs {
         for (int32_t first = 0; first < frames; first += kBlock) {
             const int32_t count = std::min(kBlock, frames - first);
             choir_.Render(first, count, rows.data(), block.data(), mixChannels_);
-            mix_.Write(block.data(), count);
-            for (std::size_t v = 0; v < stems_.size(); ++v) {
+            Take(files_[0], first, count, block.data());
+            for (std::size_t v = 0; v + 1 < files_.size(); ++v) {
                 for (int32_t c = 0; c < channels_; ++c) {
                     const float* row =
                         rows[v * static_cast<std::size_t>(channels_) + static_cast<std::size_t>(c)];
@@ -274,46 +374,64 @@ class Outputs {
                         block[static_cast<std::size_t>(i * channels_ + c)] = row[i];
                     }
                 }
-                stems_[v]->Write(block.data(), count);
+                Take(files_[v + 1], first, count, block.data());
             }
             progress.Update(static_cast<double>(first + count) / frames);
         }
-        Finish();
     }
 
-    int64_t Saturated() const {
-        int64_t sum = mix_.Saturated();
-        for (const auto& stem : stems_) {
-            sum += stem->Saturated();
+    void Take(File& file, int32_t first, int32_t count, float* samples) const {
+        if (!looked_) {
+            file.peaks.Add(samples, count, file.channels);
+        } else if (file.kept) {
+            file.kept->Apply(first, count, file.channels, samples);
         }
-        return sum;
-    }
-    const std::string& mixPath() const { return mixPath_; }
-    const std::vector<std::string>& stemPaths() const { return stemPaths_; }
-
-  private:
-    void Finish() {
-        mix_.Finish();
-        for (auto& stem : stems_) {
-            stem->Finish();
+        if (file.writer != nullptr) {
+            file.writer->Write(samples, count);
         }
     }
 
     Choir& choir_;
+    Clip clip_;
+    SampleFormat format_;
     int32_t channels_;
     int32_t mixChannels_;
-    std::string mixPath_;
-    AudioWriter mix_;
-    std::vector<std::string> stemPaths_;
-    std::vector<std::unique_ptr<AudioWriter>> stems_;
+    bool looked_ = false;      // all peaks are known
+    std::vector<File> files_;  // the mix, then the stems
 };
+
+std::string InDecibels(double gain) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%+.1f dB", 20.0 * std::log10(gain));
+    return text;
+}
+
+// "mix.wav 95 samples, peak +0.6 dB": the files that went above full scale, and what was done about it.
+void SayWhatWasTooLoud(const OutputInfo& report) {
+    std::string files;
+    for (const OutputLevel& level : report.levels) {
+        if (level.above > 0) {
+            files += (files.empty() ? "" : "; ") + NameOf(PathOf(level.file).filename()) + " " +
+                     std::to_string(level.above) + (level.above == 1 ? " sample" : " samples") + ", peak " +
+                     InDecibels(level.peak);
+        }
+    }
+    if (report.clip == Clip::None && report.saturated == 0) {
+        return;  // floats
+    }
+    if (files.empty()) {
+        return;
+    }
+    const char* what = report.clip == Clip::Scale ? "lowered to full scale as a whole"
+                       : report.clip == Clip::Limit
+                           ? "limited to full scale where it was too loud"
+                           : "too loud and cut off; try --clip scale or limit, or --format float";
+    Say("above full scale: " + files + ": " + what);
+}
 
 void Tell(const HarmonizeOptions& options, const OutputInfo& report, const Audio& audio,
           const Performance& performance, const std::vector<std::string>& warnings) {
-    if (report.saturated > 0) {
-        Say(std::to_string(report.saturated) +
-            " samples were too loud and limited; use lower --gains or --format float");
-    }
+    SayWhatWasTooLoud(report);
     for (const std::string& warning : warnings) {
         Say(warning);
     }
@@ -358,15 +476,10 @@ void Run(const HarmonizeOptions& options) {
     }
     Choir choir(take, settings);
     Outputs outputs(options, choir);
-    {
-        Progress progress("rendering", options.quiet);
-        const Stopwatch watch;
-        outputs.Write(progress);
-        report.renderingSeconds = watch.Seconds();
-    }
-    report.mix = outputs.mixPath();
-    report.stems = outputs.stemPaths();
-    report.saturated = outputs.Saturated();
+    const Stopwatch renderingWatch;
+    outputs.Write(options.quiet);
+    report.renderingSeconds = renderingWatch.Seconds();
+    outputs.Report(report);
     Performance performance = choir.ToPerformance();
     performance.title = AsUtf8(NameOf(PathOf(options.lead).filename()));
     if (!options.picture.empty()) {

@@ -142,6 +142,8 @@ Failure OutputFile::CannotWrite() const {
     return Failure("cannot write " + path_ + reason);
 }
 
+bool IsWrittenOnce(const std::string& path) { return IsDevice(path); }
+
 void CheckOutputs(const std::vector<std::string>& inputs, const std::vector<std::string>& outputs) {
     std::set<fs::path> taken;
     for (const std::string& input : inputs) {

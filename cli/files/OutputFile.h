@@ -31,6 +31,9 @@ class OutputFile {
     bool committed_ = false;
 };
 
+// A pipe or another device: what was written there cannot be written again.
+bool IsWrittenOnce(const std::string& path);
+
 // Called before any work is done: refuses outputs that cannot be written or that would overwrite an input or
 // each other. Empty names are passed over. Throws UsageError or Failure.
 void CheckOutputs(const std::vector<std::string>& inputs, const std::vector<std::string>& outputs);

@@ -230,7 +230,9 @@ MLH_CHOIR_EXPORT int32_t mlhChoirGetDocument(const mlhChoir* choir, int32_t with
    firstFrame  0 and up
    frames      0 to 2^30
    channels    of the mix, 1 or 2
-   outMix      [frames * channels] interleaved, written whole
+   outMix      [frames * channels] interleaved, written whole. Samples may be above full scale, unless the
+               settings have "clip" "scale" or "limit": then the first call for so many channels renders the
+               whole mix once more, to find its peaks, and a stretch has what the whole has
    returns     0, MLH_CHOIR_ARGUMENT, MLH_CHOIR_CANCELLED (what was rendered so far is written),
                MLH_CHOIR_MEMORY
   [choir] */

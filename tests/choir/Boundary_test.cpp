@@ -385,6 +385,40 @@ TEST_F(Boundary, RowsVoicesAndMixAreOfOnePass) {
     EXPECT_EQ(voice, lines[0]);
 }
 
+TEST_F(Boundary, AMixIsKeptWithinFullScaleWhereTheSettingsAskForIt) {
+    const std::string loud = "{\"gains\": [4, 4, 4, 4, 4]";
+    ASSERT_EQ(mlhChoirSetSettings(choir_, (loud + "}").c_str(), nullptr, nullptr), MLH_CHOIR_OK);
+    const std::vector<float> as_it_is = Mix();
+    float peak = 0.0f;
+    for (const float sample : as_it_is) {
+        peak = std::max(peak, std::fabs(sample));
+    }
+    ASSERT_GT(peak, 1.2f);
+    for (const std::string clip : {"scale", "limit"}) {
+        const std::string settings = loud + ", \"clip\": \"" + clip + "\"}";
+        ASSERT_EQ(mlhChoirSetSettings(choir_, settings.c_str(), nullptr, nullptr), MLH_CHOIR_OK);
+        // A stretch first: it has the bits of the whole.
+        const int64_t first = Frames() / 3;
+        std::vector<float> stretch(2 * 5000);
+        ASSERT_EQ(mlhChoirRenderMix(choir_, first, 5000, 2, stretch.data(), nullptr, nullptr), MLH_CHOIR_OK);
+        const std::vector<float> mix = Mix();
+        float highest = 0.0f;
+        for (const float sample : mix) {
+            highest = std::max(highest, std::fabs(sample));
+        }
+        EXPECT_LE(highest, 1.0f) << clip;
+        EXPECT_GT(highest, 0.95f) << clip;
+        EXPECT_EQ(stretch, std::vector<float>(mix.begin() + 2 * first, mix.begin() + 2 * (first + 5000)))
+            << clip;
+        for (std::size_t i = 0; clip == "scale" && i < mix.size(); ++i) {
+            ASSERT_NEAR(mix[i], as_it_is[i] / peak, 1e-6) << i;
+        }
+    }
+    ASSERT_EQ(mlhChoirSetSettings(choir_, (loud + ", \"clip\": \"none\"}").c_str(), nullptr, nullptr),
+              MLH_CHOIR_OK);
+    EXPECT_EQ(Mix(), as_it_is);
+}
+
 TEST_F(Boundary, SettingsComeBackAsTheyAreInUse) {
     int64_t size = 0;
     ASSERT_EQ(mlhChoirGetSettings(choir_, nullptr, 0, &size), MLH_CHOIR_OK);

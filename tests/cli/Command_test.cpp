@@ -279,13 +279,92 @@ TEST_F(Command, FilesDoNotTellWhenTheyWereWritten) {
     EXPECT_THAT(header, Not(HasSubstr("PEAK")));
 }
 
-TEST_F(Command, SaysHowManySamplesWereLimited) {
+const Json& LevelOf(const Json& report, const std::string& file) {
+    for (const Json& level : report["output"]["levels"]) {
+        if (level["file"] == file) {
+            return level;
+        }
+    }
+    ADD_FAILURE() << file << " is not in the report";
+    return report;
+}
+
+TEST_F(Command, AMixThatIsTooLoudIsLoweredAsAWholeLimitedOrCutOff) {
     WriteLead("lead.wav");
-    const auto loud = Run("harmonize lead.wav -o mix.wav --gains 8 --quiet");
-    EXPECT_EQ(loud.status, 0);
-    EXPECT_THAT(loud.output, HasSubstr("too loud"));
-    EXPECT_EQ(Run("harmonize lead.wav -o mix.wav --gains 8 --format float --quiet").output, "");
-    EXPECT_GT(Peak(ReadAudio(Path("mix.wav")).samples), 1.0);
+    const std::string call = "harmonize lead.wav --gains 8 --quiet --format ";
+    // Floats hold what is above full scale, so nothing is done unless asked for.
+    EXPECT_EQ(Run(call + "float -o loud.wav --report loud.json").output, "");
+    const std::vector<float> loud = ReadAudio(Path("loud.wav")).samples;
+    const double peak = Peak(loud);
+    const auto above = std::count_if(loud.begin(), loud.end(), [](float s) { return std::fabs(s) > 1.0f; });
+    ASSERT_GT(peak, 1.5);
+    struct Case {
+        const char* options;
+        const char* clip;
+        const char* said;
+    };
+    for (const Case& c : {Case{"16", "scale", "lowered to full scale as a whole"},
+                          Case{"float --clip scale", "scale", "lowered to full scale as a whole"},
+                          Case{"24 --clip limit", "limit", "limited to full scale"},
+                          Case{"float --clip limit", "limit", "limited to full scale"},
+                          Case{"16 --clip none", "none", "too loud and cut off"}}) {
+        const auto result = Run(call + c.options + " -o mix.wav --report r.json");
+        EXPECT_EQ(result.status, 0);
+        EXPECT_THAT(result.output, HasSubstr(c.said)) << c.options;
+        EXPECT_THAT(result.output, HasSubstr("mix.wav " + std::to_string(above) + " samples, peak +"))
+            << c.options;
+        EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 1) << result.output;
+        const std::vector<float> mix = ReadAudio(Path("mix.wav")).samples;
+        EXPECT_LE(Peak(mix), 1.0);
+        const Json report = Json::parse(Text("r.json"));
+        EXPECT_EQ(report["output"]["clip"], c.clip);
+        const Json& level = LevelOf(report, "mix.wav");
+        EXPECT_EQ(level["samples_above"], above);
+        EXPECT_NEAR(level["peak_db"].get<double>(), 20.0 * std::log10(peak), 0.001);
+        const bool scaled = std::string(c.clip) == "scale";
+        for (std::size_t i = 0; scaled && i < mix.size(); ++i) {
+            ASSERT_NEAR(mix[i] * peak, loud[i], 2.0 * peak / 32767) << c.options << " " << i;
+        }
+        EXPECT_NEAR(level["gain_db"].get<double>(),
+                    c.clip == std::string("none") ? 0.0 : -20.0 * std::log10(peak), 0.5);
+        EXPECT_EQ(report["output"]["saturated_samples"] > 0, c.clip == std::string("none"));
+    }
+    EXPECT_EQ(LevelOf(Json::parse(Text("loud.json")), "loud.wav")["samples_above"], above);
+    // The style of the core stays as it is, unless asked otherwise.
+    EXPECT_THAT(Run(call + "16 -o mix.wav --style core").output, HasSubstr("too loud and cut off"));
+    EXPECT_THAT(Run(call + "16 -o mix.wav --style core --clip scale").output, HasSubstr("lowered"));
+    EXPECT_EQ(Run("harmonize lead.wav --clip loud").status, 2);
+}
+
+// A lead at full scale, for stems that go above it.
+TEST_F(Command, StemsAreLoweredTogetherSoThatTheyKeepTheirBalance) {
+    SungRecording song = SingPhrase();
+    const auto highest = static_cast<float>(Peak(song.samples));
+    {
+        AudioWriter writer(Path("lead.wav"), SampleFormat::Float, 1, 44100);
+        for (float& sample : song.samples) {
+            sample *= 1.25f / highest;
+        }
+        writer.Write(song.samples.data(), static_cast<int32_t>(song.samples.size()));
+        writer.Finish();
+    }
+    const std::string call = "harmonize lead.wav -q --voices 2 --gains 0.1 --format float -o m.wav ";
+    ASSERT_EQ(Run(call + "--stems none --clip none").output, "");
+    const auto result = Run(call + "--stems scale --clip scale --report r.json");
+    EXPECT_THAT(result.output, HasSubstr("lead.wav "));
+    const Json report = Json::parse(Text("r.json"));
+    const double gain = std::pow(10.0, LevelOf(report, "scale/lead.wav")["gain_db"].get<double>() / 20.0);
+    EXPECT_LE(gain, 0.8001);
+    double peak = 0.0;
+    for (const std::string name : {"lead", "voice1", "voice2"}) {
+        const std::vector<float> before = ReadAudio(Path("none/" + name + ".wav")).samples;
+        const std::vector<float> after = ReadAudio(Path("scale/" + name + ".wav")).samples;
+        peak = std::max(peak, Peak(after));
+        for (std::size_t i = 0; i < before.size(); ++i) {
+            ASSERT_NEAR(after[i], before[i] * gain, 2e-4) << name << i;
+        }
+    }
+    EXPECT_NEAR(peak, 1.0, 1e-6);
 }
 
 TEST_F(Command, ChordsComeAsTextOrFile) {
