@@ -243,7 +243,8 @@ void Choir::TellSingers(const Settings& settings, const Decided& decided, const 
     }
     const int oversampling = OversamplingFor(settings.quality, take_.audio().sampleRate, highest);
     if (renderer_ == nullptr || renderer_->oversampling() != oversampling) {
-        renderer_ = std::make_unique<Renderer>(take_.audio(), take_.measuredNotes(), oversampling, progress);
+        renderer_ = std::make_unique<Renderer>(take_.audio(), take_.measuredNotes(), take_.measuredPeriods(),
+                                               oversampling, progress);
     }
     renderer_->SetVoiceCount(static_cast<int>(decided.voices.size()));
     for (std::size_t v = 0; v < decided.voices.size(); ++v) {
@@ -384,7 +385,8 @@ void Choir::Render(int64_t first, int64_t count, float* const* rows, float* mix,
                    const ProgressCallback& progress) {
     const AudioView& audio = take_.audio();
     const auto channels = static_cast<std::size_t>(audio.channels);
-    std::vector<float*> block(Rows());
+    std::vector<float*>& block = block_;
+    block.resize(Rows());
     for (int64_t done = 0; done < count;) {
         const int64_t at = first + done;
         const auto frames = static_cast<int32_t>(std::min<int64_t>(kBlock, count - done));

@@ -117,6 +117,7 @@ class Choir {
     std::unique_ptr<Singers> singers_;              // of the other styles
     std::unique_ptr<Renderer> renderer_;            // of style choir
     std::vector<float> scratch_;                    // a block of every row
+    std::vector<float*> block_;                     // where the rows are at the moment
     std::array<std::optional<FullScale>, 2> kept_;  // of the mix, by channels less 1, once it was looked at
 };
 

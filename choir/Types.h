@@ -49,6 +49,7 @@ struct VoiceNote {
     int note = -1;       // MIDI number on the choir's grid: what scores and names show; -1 rests
     double pitch = 0.0;  // MIDI scale: what sounds, with tuning, drift, just intonation and detune
     double level = 1.0;  // linear, 1 as the lead
+    friend bool operator==(const VoiceNote&, const VoiceNote&) = default;
 };
 
 struct Voice {

@@ -36,6 +36,7 @@ struct NoteManner {
     double levelAtEnd = 0.0;    // [dB]
     double vibrato = 1.0;       // factor on the movement of the pitch
     double formant = 0.0;       // [semitones]
+    friend bool operator==(const NoteManner&, const NoteManner&) = default;
 };
 
 // One manner per note of the voice. `person` distinguishes the voices; it should go with the part, so that a

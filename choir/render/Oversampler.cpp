@@ -2,15 +2,20 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstdlib>
 #include <numbers>
+
+#include "choir/FourFloats.h"
 
 namespace mlh::choir {
 
 namespace {
 
-constexpr int32_t kReach = 34;    // samples of the recording to each side
+constexpr int32_t kLong = 34;     // samples of the coarser side to each side
+constexpr int32_t kShort = 10;    // the same of the second step, an even number
 constexpr double kKaiser = 10.6;  // for 105 dB
-constexpr int32_t kBlock = 1024;  // outputs that are summed side by side
+constexpr int32_t kBlock = 512;   // samples of the coarser side that are filtered at a time
 
 // The modified Bessel function of the first kind and order 0.
 double Bessel(double x) {
@@ -22,70 +27,125 @@ double Bessel(double x) {
     return sum;
 }
 
-// sum[n] += tap * in[n]; has the compiler's vectors without reordering any output's sum.
-void Accumulate(float* sum, const float* in, float tap, int32_t count) {
+// One side of a half-band filter of so many taps a side, at distances 1, 3, 5 ... fine samples. Both sides
+// sum to 1, so that a steady signal comes out at its height.
+std::vector<float> HalfBand(int32_t taps) {
+    std::vector<double> wanted;
+    double sum = 0.0;
+    for (int32_t j = 0; j < taps; ++j) {
+        const double distance = 2.0 * j + 1.0;
+        const double place = distance / (2.0 * taps);
+        const double window = Bessel(kKaiser * std::sqrt(1.0 - place * place)) / Bessel(kKaiser);
+        const double x = 0.5 * std::numbers::pi * distance;
+        wanted.push_back(std::sin(x) / x * window);
+        sum += 2.0 * wanted.back();
+    }
+    std::vector<float> values;
+    for (const double tap : wanted) {
+        values.push_back(static_cast<float>(tap / sum));
+    }
+    return values;
+}
+
+// out[n] = sum over j of taps[j] * (in[n - 1 - j] + in[n + j]): what lies midway between in[n - 1] and in[n].
+void Between(const float* in, const float* taps, int32_t tapCount, int32_t count, float* out) {
+    int32_t n = 0;
+    for (; n + 16 <= count; n += 16) {
+        FourFloats a = {}, b = {}, c = {}, d = {};
+        for (int32_t j = 0; j < tapCount; ++j) {
+            const float* before = in + n - 1 - j;
+            const float* after = in + n + j;
+            const FourFloats tap = AllFour(taps[j]);
+            a += tap * (LoadFour(before) + LoadFour(after));
+            b += tap * (LoadFour(before + 4) + LoadFour(after + 4));
+            c += tap * (LoadFour(before + 8) + LoadFour(after + 8));
+            d += tap * (LoadFour(before + 12) + LoadFour(after + 12));
+        }
+        StoreFour(a, out + n);
+        StoreFour(b, out + n + 4);
+        StoreFour(c, out + n + 8);
+        StoreFour(d, out + n + 12);
+    }
+    for (; n < count; ++n) {
+        float sum = 0.0f;
+        for (int32_t j = 0; j < tapCount; ++j) {
+            sum += taps[j] * (in[n - 1 - j] + in[n + j]);
+        }
+        out[n] = sum;
+    }
+}
+
+// out[2n] = in[n], and what lies between; reads `taps` samples more to each side. At most 2 * kBlock at a
+// time.
+void Double(const float* in, const std::vector<float>& taps, int32_t count, float* out) {
+    float between[2 * kBlock + 2 * kLong];
+    Between(in + 1, taps.data(), static_cast<int32_t>(taps.size()), count, between);
     for (int32_t n = 0; n < count; ++n) {
-        sum[n] += tap * in[n];
+        out[2 * n] = in[n];
+        out[2 * n + 1] = between[n];
+    }
+}
+
+// out[n] = half of in[2n] and half of what the odd samples say of the same place; reads 2 * taps - 1 samples
+// more to each side. At most 2 * kBlock + 4 * kLong outputs at a time.
+void Halve(const float* in, const std::vector<float>& taps, int32_t count, float* out) {
+    constexpr int32_t kMost = 2 * kBlock + 4 * kLong;
+    float odd[kMost + 2 * kLong];
+    const auto reach = static_cast<int32_t>(taps.size());
+    for (int32_t m = -reach; m < count + reach - 1; ++m) {
+        odd[m + reach] = in[2 * m + 1];
+    }
+    float between[kMost];
+    Between(odd + reach, taps.data(), reach, count, between);
+    for (int32_t n = 0; n < count; ++n) {
+        out[n] = 0.5f * (in[2 * n] + between[n]);
     }
 }
 
 }  // namespace
 
-Oversampler::Oversampler(int factor)
-    : factor_(std::clamp(factor, 1, 4)), reach_(factor_ == 1 ? 0 : kReach * factor_ - 1) {
-    taps_.resize(static_cast<std::size_t>(2 * reach_ + 1));
-    const double end = kReach * factor_;
-    std::vector<double> wanted(taps_.size());
-    for (int32_t d = -reach_; d <= reach_; ++d) {
-        const double place = d / end;
-        const double window = Bessel(kKaiser * std::sqrt(1.0 - place * place)) / Bessel(kKaiser);
-        const double x = std::numbers::pi * d / factor_;
-        const double sinc = d == 0 ? 1.0 : d % factor_ == 0 ? 0.0 : std::sin(x) / x;
-        wanted[static_cast<std::size_t>(d + reach_)] = factor_ == 1 ? 1.0 : sinc * window;
+Oversampler::Oversampler(int factor) : factor_(factor >= 4 ? 4 : factor >= 2 ? 2 : 1), reach_(0) {
+    if (factor_ >= 2) {
+        long_ = HalfBand(kLong);
+        reach_ = 2 * kLong - 1;
     }
-    // A steady signal comes out at its height in every phase.
-    for (int phase = 0; phase < factor_; ++phase) {
-        double sum = 0.0;
-        for (std::size_t i = static_cast<std::size_t>(phase); i < wanted.size(); i += factor_) {
-            sum += wanted[i];
-        }
-        for (std::size_t i = static_cast<std::size_t>(phase); i < wanted.size(); i += factor_) {
-            taps_[i] = static_cast<float>(wanted[i] / sum);
-        }
+    if (factor_ == 4) {
+        short_ = HalfBand(kShort);
+        reach_ = 2 * reach_ + 2 * kShort - 1;
     }
 }
 
 double Oversampler::Tap(int32_t distance) const {
-    if (distance < -reach_ || distance > reach_) {
-        return 0.0;
+    const auto of = [](const std::vector<float>& taps, int32_t at) {
+        const auto index = static_cast<std::size_t>(std::abs(at) / 2);
+        return at == 0 ? 1.0 : at % 2 == 0 || index >= taps.size() ? 0.0 : static_cast<double>(taps[index]);
+    };
+    if (factor_ < 4) {
+        return of(long_, distance);
     }
-    return taps_[static_cast<std::size_t>(distance + reach_)];
+    double sum = 0.0;
+    for (int32_t k = -2 * kLong; k <= 2 * kLong; ++k) {
+        sum += of(long_, k) * of(short_, distance - 2 * k);
+    }
+    return sum;
 }
 
 void Oversampler::Up(const float* in, int32_t count, float* out) const {
+    in += margin();
     if (factor_ == 1) {
-        std::copy_n(in + margin(), count, out);
+        std::copy_n(in, count, out);
         return;
     }
-    std::vector<float> sums(kBlock);
     for (int32_t first = 0; first < count; first += kBlock) {
         const int32_t length = std::min(kBlock, count - first);
-        for (int phase = 0; phase < factor_; ++phase) {
-            std::fill(sums.begin(), sums.end(), 0.0f);
-            // Fine sample n * factor + phase takes the recording's sample n + k with the tap at
-            // phase - k * factor.
-            for (int32_t k = -margin(); k <= margin(); ++k) {
-                const double tap = Tap(phase - k * factor_);
-                if (tap == 0.0) {
-                    continue;
-                }
-                Accumulate(sums.data(), in + margin() + first + k, static_cast<float>(tap), length);
-            }
-            for (int32_t n = 0; n < length; ++n) {
-                out[static_cast<std::ptrdiff_t>(first + n) * factor_ + phase] =
-                    sums[static_cast<std::size_t>(n)];
-            }
+        if (factor_ == 2) {
+            Double(in + first, long_, length, out + 2 * static_cast<std::ptrdiff_t>(first));
+            continue;
         }
+        // The second step reads kShort samples of the first to each side.
+        float twice[2 * (kBlock + kShort)];
+        Double(in + first - kShort / 2, long_, length + kShort, twice);
+        Double(twice + kShort, short_, 2 * length, out + 4 * static_cast<std::ptrdiff_t>(first));
     }
 }
 
@@ -94,28 +154,18 @@ void Oversampler::Down(const float* in, int32_t count, float* out) const {
         std::copy_n(in, count, out);
         return;
     }
-    // The fine samples are dealt to `factor` rows, so that each tap meets neighbours.
-    const int32_t rowLength = kBlock + 2 * reach_ / factor_ + 1;
-    std::vector<float> row(static_cast<std::size_t>(rowLength));
-    const float share = 1.0f / static_cast<float>(factor_);
+    in += reach_;
     for (int32_t first = 0; first < count; first += kBlock) {
         const int32_t length = std::min(kBlock, count - first);
-        float* sums = out + first;
-        std::fill_n(sums, length, 0.0f);
-        const float* start = in + static_cast<std::ptrdiff_t>(first) * factor_;
-        for (int phase = 0; phase < factor_ && phase <= 2 * reach_; ++phase) {
-            const int32_t taps = (2 * reach_ - phase) / factor_ + 1;
-            for (int32_t i = 0; i < length + taps - 1; ++i) {
-                row[static_cast<std::size_t>(i)] = start[static_cast<std::ptrdiff_t>(i) * factor_ + phase];
-            }
-            for (int32_t k = 0; k < taps; ++k) {
-                const float tap = taps_[static_cast<std::size_t>(k * factor_ + phase)] * share;
-                if (tap == 0.0f) {
-                    continue;
-                }
-                Accumulate(sums, row.data() + k, tap, length);
-            }
+        if (factor_ == 2) {
+            Halve(in + 2 * static_cast<std::ptrdiff_t>(first), long_, length, out + first);
+            continue;
         }
+        constexpr int32_t kReach = 2 * kLong - 1;  // of the second step, on the first one's samples
+        float twice[2 * kBlock + 2 * kReach];
+        const int32_t needed = 2 * (length - 1) + 1 + 2 * kReach;
+        Halve(in + 4 * static_cast<std::ptrdiff_t>(first) - 2 * kReach, short_, needed, twice);
+        Halve(twice + kReach, long_, length, out + first);
     }
 }
 

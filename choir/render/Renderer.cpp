@@ -21,8 +21,11 @@ constexpr int32_t kLowestRate = 32000;       // [Hz] below which the core is coa
 constexpr int32_t kFineRate = 64000;         // [Hz] from which low voices gain nothing
 constexpr double kLeastPeriod = 80.0;        // fine samples of a period of the highest note
 constexpr double kShortestUnvoiced = 0.025;  // [s]
-constexpr double kMeasured = 0.25;           // [s] of a note that its loudness is measured over
-constexpr double kShortestMeasured = 0.06;   // [s]
+constexpr double kMeasured = 0.08;           // [s] of a note that its loudness is measured over
+constexpr double kShortestMeasured = 0.1;    // [s] shorter notes are as the one before
+constexpr int32_t kCoreBlock = 4096;         // fine frames that the core renders at a time
+constexpr double kMoved = 0.5;               // [semitones] of pitch from which a voice's loudness changes ...
+constexpr double kReshaped = 1.0;            // ... and of formants
 constexpr double kSoftestEvening = 0.4, kLoudestEvening = 3.0;
 constexpr int32_t kFrames = 4096;  // of a pass
 
@@ -149,12 +152,12 @@ int OversamplingFor(Quality quality, int32_t sampleRate, double highestPitch) {
 
 class Renderer::Impl {
   public:
-    Impl(const AudioView& audio, const std::vector<SungNote>& lead, int oversampling,
-         const ProgressCallback& progress)
+    Impl(const AudioView& audio, const std::vector<SungNote>& lead,
+         const std::vector<MeasuredPeriod>& periods, int oversampling, const ProgressCallback& progress)
         : audio_(audio),
           oversampler_(oversampling),
-          silence_(static_cast<int32_t>(std::ceil(kSilence * audio.sampleRate))),
-          analysed_(audio, oversampler_, silence_),
+          samples_(audio, oversampler_, static_cast<int32_t>(std::ceil(kSilence * audio.sampleRate))),
+          analysed_(samples_),
           watched_(analysed_, progress) {
         MalleoTuneHarmonyAddOnIf* addOn = nullptr;
         const int32_t code = MalleoTuneHarmonyAddOnIf::CreateInstance(&addOn, &watched_);
@@ -165,12 +168,6 @@ class Renderer::Impl {
         watched_.StopProgress();
 
         const Analysis analysis = GetAnalysis(*addOn_);
-        std::vector<CurvePoint> marks;
-        marks.reserve(analysis.curve.size());
-        for (const PitchPoint& point : analysis.curve) {
-            marks.push_back({point.time, point.pitch, point.voiced});
-        }
-        const auto periods = MeasurePeriods(audio, marks);
         seconds_ = static_cast<double>(analysed_.GetLength()) / analysed_.GetSampleRate();
         unvoiced_ = FindUnvoiced(analysis.curve, periods, seconds_);
         for (const SungNote& note : lead) {
@@ -186,7 +183,7 @@ class Renderer::Impl {
     void SetVoice(int index, const VoiceOrder& order) {
         Voice& voice = voices_.at(static_cast<std::size_t>(index));
         if (!voice.voice) {
-            voice.reader = std::make_unique<FineReader>(audio_, oversampler_, silence_);
+            voice.reader = std::make_unique<FineReader>(samples_);
             HarmonyVoiceIf* made = nullptr;
             if (HarmonyVoiceIf::CreateInstance(&made, addOn_.get(), voice.reader.get()) != 0) {
                 throw Failure("the library cannot make a voice");
@@ -194,6 +191,10 @@ class Renderer::Impl {
             voice.voice.reset(made);
             voice.voice->CarryRounding(true);
         }
+        if (voice.isSet && order == voice.order) {
+            return;
+        }
+        voice.isSet = false;
         voice.order = order;
         voice.plan = PlanVoice(order, lead_, unvoiced_, {}, seconds_);
         if (voice.voice->SetSegments(voice.plan.segments) != 0) {
@@ -203,6 +204,7 @@ class Renderer::Impl {
             ScaleGlides(voice);
         }
         voice.plan.level = PlanLevel(order, voice.plan, Even(voice));
+        voice.isSet = true;
     }
 
     const VoicePlan& plan(int index) const { return voices_.at(static_cast<std::size_t>(index)).plan; }
@@ -228,6 +230,7 @@ class Renderer::Impl {
         VoicePlan plan;
         std::unique_ptr<FineReader> reader;
         std::unique_ptr<HarmonyVoiceIf, VoiceDeleter> voice;
+        bool isSet = false;  // to the order, all of it
     };
 
     // Glides that the core measured become shorter or longer.
@@ -283,36 +286,37 @@ class Renderer::Impl {
     // Multiplies by a curve; each value depends on its frame alone.
     void Apply(const std::vector<GainPoint>& curve, int64_t first, std::vector<float>& gains) const {
         const double rate = audio_.sampleRate;
-        std::size_t next = 0;
-        for (std::size_t i = 0; i < gains.size(); ++i) {
-            const double time = static_cast<double>(first + static_cast<int64_t>(i)) / rate;
-            if (i == 0) {
-                next = static_cast<std::size_t>(
-                    std::upper_bound(curve.begin(), curve.end(), time,
-                                     [](double t, const GainPoint& point) { return t < point.time; }) -
-                    curve.begin());
-            }
-            while (next < curve.size() && curve[next].time <= time) {
-                ++next;
-            }
-            double gain = 0.0;
-            if (next == 0) {
-                gain = curve.front().gain;
-            } else if (next == curve.size()) {
-                gain = curve.back().gain;
-            } else {
+        const auto start = static_cast<double>(first);
+        const auto count = static_cast<int32_t>(gains.size());
+        auto next = static_cast<std::size_t>(std::upper_bound(curve.begin(), curve.end(), start,
+                                                              [&](double frame, const GainPoint& point) {
+                                                                  return frame < point.time * rate;
+                                                              }) -
+                                             curve.begin());
+        for (int32_t i = 0; i < count; ++next) {
+            const bool isLast = next == curve.size();
+            // Up to the first frame at the next point or after it.
+            const double left = isLast ? count : std::ceil(curve[next].time * rate) - start;
+            const auto end = static_cast<int32_t>(std::clamp<double>(left, i, count));
+            double gain = isLast ? curve.back().gain : curve.front().gain, slope = 0.0, from = 0.0;
+            if (!isLast && next > 0) {
                 const GainPoint& a = curve[next - 1];
                 const GainPoint& b = curve[next];
-                gain = a.gain + (b.gain - a.gain) * (time - a.time) / (b.time - a.time);
+                gain = a.gain;
+                slope = (b.gain - a.gain) / ((b.time - a.time) * rate);
+                from = a.time * rate;
             }
-            gains[i] *= static_cast<float>(gain);
+            for (; i < end; ++i) {
+                gains[static_cast<std::size_t>(i)] *= static_cast<float>(gain + slope * ((start + i) - from));
+            }
         }
     }
 
-    // What makes each note as loud as the lead: root mean squares over the middle of the note.
+    // What makes each note as loud as the lead: root mean squares over the middle of the note. A voice that
+    // sings the lead's own pitch is as loud already.
     std::vector<double> Even(Voice& voice) {
         std::vector<double> evening(voice.plan.notes.size(), 1.0);
-        const double rate = analysed_.GetSampleRate();
+        const double fineRate = analysed_.GetSampleRate();
         double last = 1.0;
         for (std::size_t i = 0; i < evening.size(); ++i) {
             const VoicePlan::Stretch& note = voice.plan.notes[i];
@@ -320,23 +324,16 @@ class Renderer::Impl {
             if (!note.sounds) {
                 continue;
             }
-            if (length >= kShortestMeasured) {
-                const double measured = std::min(kMeasured, 0.7 * length);
-                const double start = 0.5 * (note.start + note.end - measured);
-                const double source = SourceOf(voice.plan.times, start);
-                const double sourceEnd = SourceOf(voice.plan.times, start + measured);
-                RenderFine(voice, static_cast<int64_t>(start * rate), static_cast<int32_t>(measured * rate),
-                           fine_);
+            if (std::fabs(note.moved) < kMoved && std::fabs(note.reshaped) < kReshaped) {
+                last = 1.0;
+            } else if (length >= kShortestMeasured) {
+                const auto [first, count] = StretchToMeasure(note);
+                const double source = SourceOf(voice.plan.times, static_cast<double>(first) / fineRate);
+                const double sourceEnd =
+                    SourceOf(voice.plan.times, static_cast<double>(first + count) / fineRate);
+                RenderFine(voice, first, count, fine_);
                 const double sung = MeanSquare(fine_);
-                const auto count = static_cast<std::size_t>(std::max((sourceEnd - source) * rate, 1.0));
-                float* rows[2] = {nullptr, nullptr};
-                for (int32_t c = 0; c < audio_.channels; ++c) {
-                    fine_[c].assign(count, 0.0f);
-                    rows[c] = fine_[c].data();
-                }
-                voice.reader->SetPosition(static_cast<int32_t>(source * rate));
-                voice.reader->Read(rows, static_cast<int32_t>(count));
-                const double wanted = MeanSquare(fine_);
+                const double wanted = MeanSquareOfLead(source, sourceEnd);
                 if (sung > 1e-12 && wanted > 1e-12) {
                     last = std::clamp(std::sqrt(wanted / sung), kSoftestEvening, kLoudestEvening);
                 }
@@ -344,6 +341,30 @@ class Renderer::Impl {
             evening[i] = last;
         }
         return evening;
+    }
+
+    // Fine frames in the middle of a note; where they fit in, whole blocks of the core, which cost least.
+    std::pair<int64_t, int32_t> StretchToMeasure(const VoicePlan::Stretch& note) const {
+        const double rate = samples_.sampleRate();
+        const double measured = std::min(kMeasured, 0.7 * (note.end - note.start));
+        const double middle = 0.5 * (note.start + note.end) * rate;
+        const double blocks = std::max(std::round(kMeasured * rate / kCoreBlock), 1.0);
+        const double aligned = kCoreBlock * std::round(middle / kCoreBlock - 0.5 * blocks);
+        const double inset = 0.1 * (note.end - note.start) * rate;
+        if (aligned > note.start * rate + inset && aligned + blocks * kCoreBlock < note.end * rate - inset) {
+            return {static_cast<int64_t>(aligned), static_cast<int32_t>(blocks) * kCoreBlock};
+        }
+        return {static_cast<int64_t>(middle - 0.5 * measured * rate), static_cast<int32_t>(measured * rate)};
+    }
+
+    double MeanSquareOfLead(double start, double end) const {
+        const auto first = std::clamp<int64_t>(std::llround(start * audio_.sampleRate), 0, audio_.frames);
+        const auto last = std::clamp<int64_t>(std::llround(end * audio_.sampleRate), first, audio_.frames);
+        double sum = 0.0;
+        for (int64_t i = first * audio_.channels; i < last * audio_.channels; ++i) {
+            sum += static_cast<double>(audio_.samples[i]) * audio_.samples[i];
+        }
+        return sum / static_cast<double>(std::max<int64_t>(last - first, 1));
     }
 
     double MeanSquare(const std::vector<float> (&rows)[2]) const {
@@ -358,7 +379,7 @@ class Renderer::Impl {
 
     AudioView audio_;
     Oversampler oversampler_;
-    int32_t silence_;  // [frames of the recording]
+    FineSamples samples_;
     FineReader analysed_;
     WatchedReader watched_;
     std::unique_ptr<MalleoTuneHarmonyAddOnIf, AddOnDeleter> addOn_;
@@ -370,9 +391,10 @@ class Renderer::Impl {
     std::vector<float> gains_;
 };
 
-Renderer::Renderer(const AudioView& audio, const std::vector<SungNote>& lead, int oversampling,
+Renderer::Renderer(const AudioView& audio, const std::vector<SungNote>& lead,
+                   const std::vector<MeasuredPeriod>& periods, int oversampling,
                    const ProgressCallback& progress)
-    : impl_(std::make_unique<Impl>(audio, lead, oversampling, progress)) {}
+    : impl_(std::make_unique<Impl>(audio, lead, periods, oversampling, progress)) {}
 
 Renderer::~Renderer() = default;
 

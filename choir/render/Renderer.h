@@ -14,7 +14,7 @@
 // less.
 //
 // Cost: linear in the recording for the analysis, in the stretch for rendering. Preparing a voice renders up
-// to a quarter of a second of each note to measure its loudness.
+// to 80 ms of each note to measure its loudness. Rendering allocates nothing once it has begun.
 #pragma once
 
 #include <cstdint>
@@ -24,6 +24,7 @@
 #include "choir/Types.h"
 #include "choir/render/VoicePlan.h"
 #include "choir/take/AddOn.h"
+#include "choir/take/PeriodMeter.h"
 
 namespace mlh::choir {
 
@@ -37,9 +38,10 @@ int OversamplingFor(Quality quality, int32_t sampleRate, double highestPitch);
 class Renderer {
   public:
     // Analyses the recording, whose samples must outlive the renderer. `lead` are its notes as sung, which
-    // VoiceNote::lead counts. Throws Failure when the core cannot analyse it, std::bad_alloc, and what
-    // `progress` throws.
-    Renderer(const AudioView& audio, const std::vector<SungNote>& lead, int oversampling,
+    // VoiceNote::lead counts, `periods` what was measured on its waveform. Throws Failure when the core
+    // cannot analyse it, std::bad_alloc, and what `progress` throws.
+    Renderer(const AudioView& audio, const std::vector<SungNote>& lead,
+             const std::vector<MeasuredPeriod>& periods, int oversampling,
              const ProgressCallback& progress = {});
     ~Renderer();
     Renderer(const Renderer&) = delete;
@@ -51,7 +53,8 @@ class Renderer {
 
     // Number of voices; new ones are silent. Voices keep their orders.
     void SetVoiceCount(int count);
-    // Sets what a voice (from 0) sings. Other voices are not touched.
+    // Sets what a voice (from 0) sings; costs nothing if it is what it sang before. Other voices are not
+    // touched.
     void SetVoice(int voice, const VoiceOrder& order);
     // What became of it: segments, times and levels.
     const VoicePlan& plan(int voice) const;

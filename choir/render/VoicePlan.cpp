@@ -282,8 +282,17 @@ VoicePlan PlanVoice(const VoiceOrder& order, const std::vector<LeadNote>& lead,
             ++next;
         }
         const double stops = next < unvoiced.size() ? std::max(unvoiced[next].start, notes[i].end) : seconds;
-        plan.notes.push_back({TargetOf(plan.times, notes[i].start),
-                              TargetOf(plan.times, std::min(stops, most)), Sounds(notes[i], lead)});
+        VoicePlan::Stretch stretch;
+        stretch.start = TargetOf(plan.times, notes[i].start);
+        stretch.end = TargetOf(plan.times, std::min(stops, most));
+        stretch.sounds = Sounds(notes[i], lead);
+        if (stretch.sounds) {
+            const NoteManner manner = MannerOf(order, i);
+            const double sung = lead[static_cast<std::size_t>(notes[i].lead)].sung.pitch;
+            stretch.moved = notes[i].pitch + manner.detune - sung;
+            stretch.reshaped = order.formant + manner.formant;
+        }
+        plan.notes.push_back(stretch);
     }
     plan.level = PlanLevel(order, plan, evening);
     if (order.consonants != 1.0) {

@@ -24,6 +24,7 @@ struct VoiceOrder {
     double glide = 1.0;                    // length of the glides against the singer's own, 0 to 2
     double formant = 0.0;                  // [semitones]
     double consonants = 1.0;               // level of what is unvoiced, linear
+    friend bool operator==(const VoiceOrder&, const VoiceOrder&) = default;
 };
 
 // What the marks say about a note of the lead.
@@ -61,6 +62,8 @@ struct VoicePlan {
         double start = 0.0;  // [s]
         double end = 0.0;    // [s]
         bool sounds = false;
+        double moved = 0.0;     // [semitones] from the lead's pitch
+        double reshaped = 0.0;  // [semitones] from the lead's formants
     };
     std::vector<Stretch> notes;
 };

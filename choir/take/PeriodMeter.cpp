@@ -4,6 +4,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "choir/FourFloats.h"
+
 namespace mlh::choir {
 
 namespace {
@@ -23,16 +25,37 @@ double PitchOf(double period) { return 69.0 + 12.0 * std::log2(1.0 / (440.0 * pe
 
 // Sum of the channels from `first` on, zeros outside the recording.
 void ReadSum(const AudioView& audio, int64_t first, std::vector<float>& out) {
-    for (std::size_t i = 0; i < out.size(); ++i) {
-        const int64_t frame = first + static_cast<int64_t>(i);
-        float sum = 0.0f;
-        if (frame >= 0 && frame < audio.frames) {
-            for (int32_t c = 0; c < audio.channels; ++c) {
-                sum += audio.samples[frame * audio.channels + c];
-            }
+    const auto size = static_cast<int64_t>(out.size());
+    const int64_t start = std::clamp<int64_t>(-first, 0, size);
+    const int64_t end = std::clamp<int64_t>(audio.frames - first, start, size);
+    std::fill(out.begin(), out.begin() + start, 0.0f);
+    if (start < end) {
+        const float* in = audio.samples + (first + start) * audio.channels;
+        for (int64_t i = start; i < end; ++i, in += audio.channels) {
+            out[static_cast<std::size_t>(i)] = audio.channels == 1 ? in[0] : in[0] + in[1];
         }
-        out[i] = sum;
     }
+    std::fill(out.begin() + end, out.end(), 0.0f);
+}
+
+double Dot(const float* x, const float* y, int count) {
+    FourFloats a = {}, b = {}, c = {}, d = {};
+    int i = 0;
+    for (; i + 16 <= count; i += 16) {
+        a += LoadFour(x + i) * LoadFour(y + i);
+        b += LoadFour(x + i + 4) * LoadFour(y + i + 4);
+        c += LoadFour(x + i + 8) * LoadFour(y + i + 8);
+        d += LoadFour(x + i + 12) * LoadFour(y + i + 12);
+    }
+    double sum = 0.0;
+    for (; i < count; ++i) {
+        sum += static_cast<double>(x[i]) * y[i];
+    }
+    const FourFloats ab = a + b, cd = c + d;
+    for (int k = 0; k < 4; ++k) {
+        sum += static_cast<double>(ab[k]) + static_cast<double>(cd[k]);
+    }
+    return sum;
 }
 
 class Correlator {
@@ -48,30 +71,14 @@ class Correlator {
     Best Search(int64_t centre, int width, int lag, int slack) {
         const int least = std::max(lag - slack, 1);
         const int most = lag + slack;
-        samples_.resize(static_cast<std::size_t>(width + most));
-        ReadSum(audio_, centre - width / 2, samples_);
-        const float* x = samples_.data();
-        double own = 0.0, other = 0.0;
-        for (int i = 0; i < width; ++i) {
-            own += static_cast<double>(x[i]) * x[i];
-            other += static_cast<double>(x[least + i]) * x[least + i];
-        }
+        const float* x = Samples(centre - width / 2, width + most);
+        const double own = Dot(x, x, width);
+        double other = Dot(x + least, x + least, width);
         agreements_.clear();
         for (int shift = least; shift <= most; ++shift) {
             const float* y = x + shift;
-            double both[4] = {};
-            int i = 0;
-            for (; i + 4 <= width; i += 4) {
-                for (int k = 0; k < 4; ++k) {
-                    both[k] += static_cast<double>(x[i + k] * y[i + k]);
-                }
-            }
-            for (; i < width; ++i) {
-                both[0] += static_cast<double>(x[i] * y[i]);
-            }
             const double energy = own * other;
-            const double sum = (both[0] + both[1]) + (both[2] + both[3]);
-            agreements_.push_back(energy > 1e-20 ? sum / std::sqrt(energy) : 0.0);
+            agreements_.push_back(energy > 1e-20 ? Dot(x, y, width) / std::sqrt(energy) : 0.0);
             if (shift < most) {
                 other += static_cast<double>(y[width]) * y[width] - static_cast<double>(y[0]) * y[0];
                 other = std::max(other, 0.0);
@@ -90,6 +97,16 @@ class Correlator {
     }
 
   private:
+    // Where `count` samples of the sum of the channels are, those of a mono recording in their own place.
+    const float* Samples(int64_t first, int count) {
+        if (audio_.channels == 1 && first >= 0 && first + count <= audio_.frames) {
+            return audio_.samples + first;
+        }
+        samples_.resize(static_cast<std::size_t>(count));
+        ReadSum(audio_, first, samples_);
+        return samples_.data();
+    }
+
     AudioView audio_;
     std::vector<float> samples_;
     std::vector<double> agreements_;

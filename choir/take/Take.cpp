@@ -27,19 +27,29 @@ Take::Take(const AudioView& audio, const ProgressCallback& progress)
 }
 
 const std::vector<SungNote>& Take::measuredNotes() const {
-    if (!isMeasured_) {
-        const std::vector<MeasuredPeriod> periods = MeasurePeriods(audio_, curve_);
-        const auto sung = std::count_if(periods.begin(), periods.end(), [](const MeasuredPeriod& period) {
-            return period.agreement >= kSungAgreement;
-        });
-        if (sung >= kLeastSung) {
-            std::vector<SungNote> notes = notes_;
-            RefinePitches(notes, periods);
-            measured_ = std::move(notes);
-        }
-        isMeasured_ = true;
-    }
+    Measure();
     return measured_;
+}
+
+const std::vector<MeasuredPeriod>& Take::measuredPeriods() const {
+    Measure();
+    return periods_;
+}
+
+void Take::Measure() const {
+    if (isMeasured_) {
+        return;
+    }
+    periods_ = MeasurePeriods(audio_, curve_);
+    const auto sung = std::count_if(periods_.begin(), periods_.end(), [](const MeasuredPeriod& period) {
+        return period.agreement >= kSungAgreement;
+    });
+    if (sung >= kLeastSung) {
+        std::vector<SungNote> notes = notes_;
+        RefinePitches(notes, periods_);
+        measured_ = std::move(notes);
+    }
+    isMeasured_ = true;
 }
 
 std::unique_ptr<AddOn> Take::ReleaseAddOn(const ProgressCallback& progress) {

@@ -6,6 +6,7 @@
 
 #include "choir/Types.h"
 #include "choir/take/AddOn.h"
+#include "choir/take/PeriodMeter.h"
 #include "mlh/analysis.h"
 
 namespace mlh::choir {
@@ -25,17 +26,22 @@ class Take {
     // The notes with the pitch that really sounds, measured on the waveform when first asked for: the core's
     // marks lie on whole samples and lean by some cents. None where no voice can be found.
     const std::vector<SungNote>& measuredNotes() const;
+    // What was measured for it.
+    const std::vector<MeasuredPeriod>& measuredPeriods() const;
 
     // An add-on that has analysed the take. The first call hands out the one that the take was made with,
     // each further one analyses the recording again.
     std::unique_ptr<AddOn> ReleaseAddOn(const ProgressCallback& progress = {});
 
   private:
+    void Measure() const;
+
     AudioView audio_;
     std::unique_ptr<AddOn> addOn_;
     Analysis analysis_;
     std::vector<SungNote> notes_;
     std::vector<CurvePoint> curve_;
+    mutable std::vector<MeasuredPeriod> periods_;
     mutable std::vector<SungNote> measured_;
     mutable bool isMeasured_ = false;
 };

@@ -5,12 +5,36 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
+#include <new>
 #include <vector>
 
 #include "choir/people/RandomSource.h"
 #include "choir/take/PeriodMeter.h"
 #include "choir/take/Take.h"
 #include "support/SyntheticSinger.h"
+
+namespace {
+
+int64_t allocations = 0;
+
+void* Allocate(std::size_t bytes) {
+    ++allocations;
+    void* const memory = std::malloc(bytes);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+}  // namespace
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"  // inlining shows the malloc inside operator new
+void* operator new(std::size_t bytes) { return Allocate(bytes); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+#pragma GCC diagnostic pop
 
 namespace mlh::choir {
 
@@ -22,12 +46,14 @@ struct Sung {
         : song(std::move(recording)),
           view{song.samples.data(), static_cast<int32_t>(song.samples.size()), 1, song.sampleRate},
           take(view),
+          periods(take.measuredPeriods()),
           notes(take.notes()) {
-        RefinePitches(notes, MeasurePeriods(view, take.curve()));
+        RefinePitches(notes, periods);
     }
     SungRecording song;
     AudioView view;
     Take take;
+    std::vector<MeasuredPeriod> periods;
     std::vector<SungNote> notes;
 };
 
@@ -85,7 +111,7 @@ double PitchIn(const std::vector<float>& samples, int32_t rate, double start, do
 TEST(Renderer, AVoiceOnTheLeadsOwnPitchIsTheLead) {
     for (const int factor : {1, 2, 4}) {
         const Sung sung(Tune(44100.0));
-        Renderer renderer(sung.view, sung.notes, factor);
+        Renderer renderer(sung.view, sung.notes, sung.periods, factor);
         renderer.SetVoiceCount(1);
         renderer.SetVoice(0, Moved(sung.notes, 0.0));
         const auto voice = Render(renderer, 0, 0, sung.view.frames);
@@ -108,7 +134,7 @@ TEST(Renderer, AVoiceOnTheLeadsOwnPitchIsTheLead) {
 TEST(Renderer, AnyStretchHasTheBitsOfTheWhole) {
     const Sung sung(Tune(44100.0, 0.3));
     for (const int factor : {1, 2}) {
-        Renderer renderer(sung.view, sung.notes, factor);
+        Renderer renderer(sung.view, sung.notes, sung.periods, factor);
         renderer.SetVoiceCount(2);
         auto order = Moved(sung.notes, 5.0);
         order.manners = Humanize(order.notes, 1, {0.5, 4});
@@ -128,16 +154,52 @@ TEST(Renderer, AnyStretchHasTheBitsOfTheWhole) {
     }
 }
 
+TEST(Renderer, RenderingAllocatesNothingOnceItHasBegun) {
+    const Sung sung(Tune(44100.0, 0.3));
+    for (const int factor : {1, 2, 4}) {
+        Renderer renderer(sung.view, sung.notes, sung.periods, factor);
+        renderer.SetVoiceCount(2);
+        auto order = Moved(sung.notes, -4.0);
+        order.manners = Humanize(order.notes, 1, {0.5, 4});
+        order.consonants = 0.5;
+        renderer.SetVoice(0, order);
+        renderer.SetVoice(1, Moved(sung.notes, 5.0));
+        std::vector<float> samples(4096);
+        float* rows[] = {samples.data()};
+        const auto renderAll = [&] {
+            for (int32_t first = 0; first < sung.view.frames; first += 4096) {
+                renderer.Render(0, first, 4096, rows);
+                renderer.Render(1, first, 4096, rows);
+            }
+        };
+        renderAll();
+        const int64_t before = allocations;
+        renderAll();
+        EXPECT_EQ(allocations - before, 0) << factor;
+    }
+}
+
+TEST(Renderer, AVoiceThatSingsWhatItSangIsNotPreparedAgain) {
+    const Sung sung(Tune(44100.0));
+    Renderer renderer(sung.view, sung.notes, sung.periods, 2);
+    renderer.SetVoiceCount(1);
+    const auto order = Moved(sung.notes, 5.0);
+    renderer.SetVoice(0, order);
+    const int64_t before = allocations;
+    renderer.SetVoice(0, order);
+    EXPECT_EQ(allocations - before, 0);
+}
+
 TEST(Renderer, ChangingOneVoiceLeavesTheOthersBits) {
     const Sung sung(Tune(44100.0));
-    Renderer renderer(sung.view, sung.notes, 1);
+    Renderer renderer(sung.view, sung.notes, sung.periods, 1);
     renderer.SetVoiceCount(2);
     renderer.SetVoice(0, Moved(sung.notes, 4.0));
     renderer.SetVoice(1, Moved(sung.notes, -3.0));
     const auto before = Render(renderer, 0, 0, sung.view.frames);
     renderer.SetVoice(1, Moved(sung.notes, -5.0));
     EXPECT_EQ(Render(renderer, 0, 0, sung.view.frames), before);
-    Renderer again(sung.view, sung.notes, 1);
+    Renderer again(sung.view, sung.notes, sung.periods, 1);
     again.SetVoiceCount(1);
     again.SetVoice(0, Moved(sung.notes, 4.0));
     EXPECT_EQ(Render(again, 0, 0, sung.view.frames), before);
@@ -148,7 +210,7 @@ TEST(Renderer, NotesSoundAtThePitchTheyAreAskedFor) {
         const Sung sung(Tune(rate));
         for (const double semitones : {-5.0, 3.0, 7.0}) {
             const int factor = OversamplingFor(Quality::Auto, sung.view.sampleRate, 64.0 + semitones);
-            Renderer renderer(sung.view, sung.notes, factor);
+            Renderer renderer(sung.view, sung.notes, sung.periods, factor);
             renderer.SetVoiceCount(1);
             renderer.SetVoice(0, Moved(sung.notes, semitones));
             const auto voice = Render(renderer, 0, 0, sung.view.frames);
@@ -168,7 +230,7 @@ TEST(Renderer, NotesSoundAtThePitchTheyAreAskedFor) {
 
 TEST(Renderer, VoicesAreAsLoudAsTheLeadNoteByNote) {
     const Sung sung(Tune(44100.0));
-    Renderer renderer(sung.view, sung.notes, 1);
+    Renderer renderer(sung.view, sung.notes, sung.periods, 1);
     renderer.SetVoiceCount(1);
     for (const double semitones : {-12.0, -5.0, 4.0, 9.0}) {
         renderer.SetVoice(0, Moved(sung.notes, semitones));
@@ -193,7 +255,7 @@ TEST(Renderer, ANoteHeldToTheEndOfACoarseRecordingStaysLoud) {
         const Sung sung(std::move(song));
         ASSERT_GE(sung.notes.size(), 1u);
         for (const double semitones : {4.0, -5.0}) {
-            Renderer renderer(sung.view, sung.notes,
+            Renderer renderer(sung.view, sung.notes, sung.periods,
                               OversamplingFor(Quality::Auto, sung.view.sampleRate, 61.0));
             renderer.SetVoiceCount(1);
             renderer.SetVoice(0, Moved(sung.notes, semitones));
@@ -207,7 +269,7 @@ TEST(Renderer, ANoteHeldToTheEndOfACoarseRecordingStaysLoud) {
 
 TEST(Renderer, RestsAreSilentAndVoicesWithoutNotesToo) {
     const Sung sung(Tune(44100.0));
-    Renderer renderer(sung.view, sung.notes, 1);
+    Renderer renderer(sung.view, sung.notes, sung.periods, 1);
     renderer.SetVoiceCount(2);
     auto order = Moved(sung.notes, 4.0);
     order.notes[1].note = -1;
@@ -227,7 +289,7 @@ TEST(Renderer, StereoKeepsItsChannels) {
     }
     const AudioView view{interleaved.data(), static_cast<int32_t>(song.samples.size()), 2, 44100};
     const Take take(view);
-    Renderer renderer(view, take.notes(), 2);
+    Renderer renderer(view, take.notes(), take.measuredPeriods(), 2);
     renderer.SetVoiceCount(1);
     renderer.SetVoice(0, Moved(take.notes(), 3.0));
     std::vector<float> left(40000), right(40000);
@@ -256,7 +318,7 @@ TEST(Renderer, OversamplingFollowsTheHighestPitchAndTheLimitsOfTheCore) {
 TEST(Renderer, NothingIsNoTrouble) {
     const std::vector<float> silence(3000);
     const AudioView view{silence.data(), 3000, 1, 16000};
-    Renderer renderer(view, {}, 2);
+    Renderer renderer(view, {}, {}, 2);
     renderer.SetVoiceCount(1);
     renderer.SetVoice(0, {});
     EXPECT_EQ(Render(renderer, 0, 0, 4000), std::vector<float>(4000));

@@ -76,7 +76,8 @@ VoiceOrder Moved(const std::vector<SungNote>& notes, double semitones) {
 
 std::vector<float> Sing(const Lead& lead, const std::vector<VoiceOrder>& orders, double highest,
                         std::vector<std::vector<float>>* all = nullptr) {
-    Renderer renderer(lead.view, lead.notes, OversamplingFor(Quality::Auto, lead.view.sampleRate, highest));
+    Renderer renderer(lead.view, lead.notes, lead.take.measuredPeriods(),
+                      OversamplingFor(Quality::Auto, lead.view.sampleRate, highest));
     renderer.SetVoiceCount(static_cast<int>(orders.size()));
     std::vector<float> samples;
     for (std::size_t v = 0; v < orders.size(); ++v) {
