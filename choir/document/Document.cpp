@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
 
 #include "choir/Errors.h"
 #include "choir/Text.h"
 #include "choir/chords/ChordText.h"
+#include "choir/document/Json.h"
 #include "choir/score/Music.h"
 #include "choir/score/Tables.h"
 
@@ -17,16 +17,11 @@ namespace mlh::choir {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 // JSON shows these as short decimals.
 double Milli(double value) { return std::round(value * 1e3) / 1e3; }
 double Micro(double value) { return std::round(value * 1e6) / 1e6; }
 
-// The names of files may be any bytes.
-std::string Written(const Json& json) {
-    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
-}
+std::string Written(const Json& json) { return json.Written() + "\n"; }
 
 Json Head(const char* kind) { return {{"schema", kSchema}, {"kind", kind}}; }
 
@@ -294,7 +289,7 @@ class MelodyReader {
     MelodyReader(const std::string& text, const std::string& source) : source_(source) {
         try {
             json_ = Json::parse(text);
-        } catch (const Json::exception& error) {
+        } catch (const UsageError& error) {
             Complain(error.what());
         }
         if (!json_.is_object() || !json_.contains("notes") || !json_["notes"].is_array()) {
@@ -325,8 +320,8 @@ class MelodyReader {
     }
 
     double Number(const Json& from, const char* name, double least, double most) const {
-        const auto found = from.find(name);
-        const double value = found != from.end() && found->is_number() ? found->get<double>() : NAN;
+        const Json* const found = from.find(name);
+        const double value = found != nullptr && found->is_number() ? found->get<double>() : NAN;
         if (!(value >= least && value <= most)) {
             Complain(std::string(name) + " is a number from " + Format("%g to %g", least, most));
         }
@@ -334,8 +329,8 @@ class MelodyReader {
     }
 
     std::string Text(const Json& from, const char* name) const {
-        const auto found = from.find(name);
-        if (found == from.end() || found->is_null()) {
+        const Json* const found = from.find(name);
+        if (found == nullptr || found->is_null()) {
             return "";
         }
         if (!found->is_string()) {
@@ -345,8 +340,8 @@ class MelodyReader {
     }
 
     void ReadKey(Melody& melody) const {
-        const auto key = json_.find("key");
-        if (key == json_.end() || key->is_null()) {
+        const Json* const key = json_.find("key");
+        if (key == nullptr || key->is_null()) {
             return;
         }
         const std::string name = key->is_object() ? Text(*key, "name") : Text(json_, "key");

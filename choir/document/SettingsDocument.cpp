@@ -5,19 +5,17 @@
 #include <cstdint>
 #include <cstdlib>
 #include <iterator>
-#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "choir/Errors.h"
 #include "choir/Text.h"
 #include "choir/chords/ChordText.h"
+#include "choir/document/Json.h"
 #include "choir/score/Music.h"
 
 namespace mlh::choir {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 // A value is not what its setting takes; the text says what it takes.
 [[noreturn]] void Refuse(const std::string& wanted) { throw UsageError(wanted); }
@@ -280,19 +278,19 @@ Json Written(const std::vector<SideGains>& gains) {
 }
 
 const Names& NoneAndScale() {
-    static const Names names = {"none", "scale"};
+    static const Names& names = *new Names{"none", "scale"};
     return names;
 }
 const Names& EqualAndJust() {
-    static const Names names = {"equal", "just"};
+    static const Names& names = *new Names{"equal", "just"};
     return names;
 }
 const Names& Sources() {
-    static const Names names = {"tracker", "core"};
+    static const Names& names = *new Names{"tracker", "core"};
     return names;
 }
 const Names& Consonants() {
-    static const Names names = {"all", "thin"};
+    static const Names& names = *new Names{"all", "thin"};
     return names;
 }
 
@@ -445,7 +443,7 @@ const Setting kSettings[] = {
      [](const Settings& s) { return Json(s.ranges); }},
     {"mix", "a preset: wide, choir, backing, mono; empty: as the style has it",
      [](const Json& j, Settings& s) {
-         static const Names kPresets = {"", "wide", "choir", "backing", "mono"};
+         static const Names& kPresets = *new Names{"", "wide", "choir", "backing", "mono"};
          s.mix = kPresets[static_cast<std::size_t>(OneOf(j, kPresets))];
      },
      [](const Settings& s) { return Json(s.mix); }},
@@ -474,33 +472,25 @@ const Setting kSettings[] = {
 };
 
 const Names& AllNames() {
-    static const Names names = [] {
+    static const Names& names = *[] {
         Names all = {"schema", "kind"};
         for (const Setting& setting : kSettings) {
             all.emplace_back(setting.name);
         }
-        return all;
+        return new Names(std::move(all));
     }();
     return names;
-}
-
-// What went wrong, without the parser's own numbering.
-std::string Reason(const nlohmann::json::exception& error) {
-    std::string text = error.what();
-    if (const auto end = text.find("] "); end != std::string::npos) {
-        text.erase(0, end + 2);
-    }
-    constexpr std::size_t kLongest = 200;
-    return OneLine(text.size() > kLongest ? text.substr(0, kLongest) + "..." : text);
 }
 
 Json Parse(const std::string& text, const std::string& source) {
     try {
         return Json::parse(text);
-    } catch (const Json::exception& error) {
-        throw UsageError(source + ": " + Reason(error));
+    } catch (const UsageError& error) {
+        throw UsageError(source + ": " + error.what());
     }
 }
+
+bool IsNumber(const Json& json, int number) { return json.is_number() && json.get<double>() == number; }
 
 void CheckHead(const Json& json, const std::string& source) {
     if (!json.is_object()) {
@@ -512,10 +502,11 @@ void CheckHead(const Json& json, const std::string& source) {
                              "'; did you mean '" + Nearest(AllNames(), name) + "'?");
         }
     }
-    if (json.contains("schema") && json["schema"] != kSchema) {
+    if (json.contains("schema") && !IsNumber(json["schema"], kSchema)) {
         throw UsageError(source + ": this version reads schema " + std::to_string(kSchema));
     }
-    if (json.contains("kind") && json["kind"] != "settings") {
+    if (json.contains("kind") &&
+        (!json["kind"].is_string() || json["kind"].get<std::string>() != "settings")) {
         throw UsageError(source + ": its kind is not settings");
     }
 }
@@ -527,16 +518,14 @@ Settings ReadSettings(const std::string& json, const std::string& source, const 
     CheckHead(document, source);
     Settings settings = defaults;
     for (const Setting& setting : kSettings) {
-        const auto found = document.find(setting.name);
-        if (found == document.end()) {
+        const Json* const found = document.find(setting.name);
+        if (found == nullptr) {
             continue;
         }
         try {
             setting.read(*found, settings);
         } catch (const UsageError& error) {
             throw UsageError(source + ", " + setting.name + ": " + error.what());
-        } catch (const Json::exception& error) {
-            throw UsageError(source + ", " + setting.name + ": " + Reason(error));
         }
     }
     return settings;
@@ -547,7 +536,7 @@ std::string WriteSettings(const Settings& settings) {
     for (const Setting& setting : kSettings) {
         json[setting.name] = setting.write(settings);
     }
-    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    return json.Written() + "\n";
 }
 
 namespace {
@@ -592,8 +581,6 @@ void TypeSetting(Settings& settings, const std::string& name, const std::string&
         Find(name).read(value, settings);
     } catch (const UsageError& error) {
         throw UsageError(name + ": " + error.what());
-    } catch (const Json::exception& error) {
-        throw UsageError(name + ": " + Reason(error));
     }
 }
 

@@ -37,8 +37,7 @@
  * (69 is A4 at 440 Hz, fractions allowed), samples are floats, full scale is 1.
  *
  * Errors. Every function with a code answers one of those below, and for all but success there is a line of
- * text that says what to do. No C++ exception leaves the library. One thing is not caught: when memory runs
- * out in the very moment in which a document is let go of, the process ends.
+ * text that says what to do. No C++ exception leaves the library, also when memory runs out.
  *
  * Documents. Settings and results are JSON with one schema, whose number is 2: see docs/documents.md.
  */
