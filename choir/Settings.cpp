@@ -6,27 +6,28 @@
 namespace mlh::choir {
 
 const Names& StyleNames() {
-    static const Names names = {"core",  "choir",   "four-part", "intervals",
-                                "block", "fourths", "fixed",     "double"};
+    static const Names& names =
+        *new Names{"core", "choir", "four-part", "intervals", "block", "fourths", "fixed", "double"};
     return names;
 }
 
 const Names& LeadRowNames() {
-    static const Names names = {"bass", "tenor", "alto", "soprano"};
+    static const Names& names = *new Names{"bass", "tenor", "alto", "soprano"};
     return names;
 }
 
 const Names& SpacingNames() {
-    static const Names names = {"close", "open", "wide"};
+    static const Names& names = *new Names{"close", "open", "wide"};
     return names;
 }
 
 const Names* VariantNames(Style style) {
-    static const Names block = {"closed",       "closed-passing", "octave",       "octave-passing", "open",
-                                "open-passing", "stack-narrow",   "stack-octave", "stack-wide"};
-    static const Names fourths = {"above", "above-perfect", "below", "below-perfect"};
-    static const Names fixed = {"fourth-above", "fourth-below", "fifth-above",     "fifth-below",
-                                "octave-above", "octave-below", "fourth-and-fifth"};
+    static const Names& block =
+        *new Names{"closed",       "closed-passing", "octave",       "octave-passing", "open",
+                   "open-passing", "stack-narrow",   "stack-octave", "stack-wide"};
+    static const Names& fourths = *new Names{"above", "above-perfect", "below", "below-perfect"};
+    static const Names& fixed = *new Names{"fourth-above", "fourth-below", "fifth-above",     "fifth-below",
+                                           "octave-above", "octave-below", "fourth-and-fifth"};
     switch (style) {
         case Style::Block:
             return &block;
@@ -40,7 +41,7 @@ const Names* VariantNames(Style style) {
 }
 
 const Names& QualityNames() {
-    static const Names names = {"fast", "normal", "high", "auto"};
+    static const Names& names = *new Names{"fast", "normal", "high", "auto"};
     return names;
 }
 

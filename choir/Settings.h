@@ -92,7 +92,8 @@ struct Settings {
     std::vector<Edit> edits;
 };
 
-// The names that documents and options use, in the order of their enumerators or numbers.
+// The names that documents and options use, in the order of their enumerators or numbers. They are never
+// freed, so that a host may ask until the process is gone.
 using Names = std::vector<std::string>;
 const Names& StyleNames();  // without the other name of Core, kOldNameOfCore
 inline constexpr const char* kOldNameOfCore = "chords";

@@ -53,7 +53,7 @@ int ReadNote(const std::string& text) {
 }  // namespace
 
 const std::vector<VoiceType>& VoiceTypes() {
-    static const std::vector<VoiceType> types = {
+    static const auto& types = *new std::vector<VoiceType>{
         {"soprano", {60, 81}}, {"mezzo", {57, 77}},    {"alto", {53, 74}},
         {"tenor", {48, 69}},   {"baritone", {43, 65}}, {"bass", {40, 62}},
     };

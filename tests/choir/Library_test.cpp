@@ -9,6 +9,7 @@
 #include <string>
 
 #include "support/Paths.h"
+#include "support/ProcessMemory.h"
 #include "support/Shell.h"
 
 #ifndef _WIN32
@@ -55,6 +56,17 @@ TEST(ChoirLibrary, DeclaresEachFunctionOfTheList) {
             EXPECT_NE(text.find(" " + line + "("), std::string::npos) << line;
         }
     }
+}
+
+// Hosts may use it in exit handlers and on threads that outlive main.
+TEST(ChoirLibrary, LeavesNothingToDestroy) {
+    if (!kMemoryIsMeasurable) {
+        GTEST_SKIP() << "sanitizers register destructors of their own";
+    }
+    const auto nm = RunShell("nm -D --undefined-only " + (fs::path(BinaryDir()) / "libmlhchoir.so").string());
+    ASSERT_EQ(nm.status, 0) << nm.output;
+    EXPECT_NE(nm.output.find("memcpy"), std::string::npos);  // what is imported is listed
+    EXPECT_EQ(nm.output.find("atexit"), std::string::npos) << nm.output;
 }
 
 // Beside libmlh in one process each calls its own functions.
