@@ -22,16 +22,20 @@ install(FILES ${PROJECT_BINARY_DIR}/mlhConfig.cmake ${PROJECT_BINARY_DIR}/mlhCon
 
 # The file finds its prefix from where it lies: packages are made for another one than the build was.
 file(RELATIVE_PATH MLH_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
-set(MLH_PC_SHARED "-lmlh")
-set(MLH_PC_STATIC "-l:libmlh.a -lstdc++ -lm")
-if(CMAKE_EXECUTABLE_FORMAT STREQUAL "ELF")
-  # With --static the shared library is named before the static one; a program that has no use for it must not ask for
-  # it when it starts.
-  set(MLH_PC_SHARED "-Wl,--push-state,--as-needed -lmlh -Wl,--pop-state")
-endif()
-foreach(pc mlh mlh-static)
-  configure_file(${PROJECT_SOURCE_DIR}/cmake/${pc}.pc.in ${PROJECT_BINARY_DIR}/${pc}.pc @ONLY)
-endforeach()
+# How a library is named, shared and static.
+function(mlh_pkg_config library)
+  set(MLH_PC_SHARED "-l${library}")
+  set(MLH_PC_STATIC "-l:lib${library}.a -lstdc++ -lm")
+  if(CMAKE_EXECUTABLE_FORMAT STREQUAL "ELF")
+    # With --static the shared library is named before the static one; a program that has no use for it must not ask for
+    # it when it starts.
+    set(MLH_PC_SHARED "-Wl,--push-state,--as-needed -l${library} -Wl,--pop-state")
+  endif()
+  foreach(pc ${ARGN})
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/${pc}.pc.in ${PROJECT_BINARY_DIR}/${pc}.pc @ONLY)
+  endforeach()
+endfunction()
+mlh_pkg_config(mlh mlh mlh-static)
 install(FILES ${PROJECT_BINARY_DIR}/mlh.pc ${PROJECT_BINARY_DIR}/mlh-static.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 if(WIN32)
   install(FILES ${PROJECT_BINARY_DIR}/mlh.def ${PROJECT_BINARY_DIR}/mlh.lib DESTINATION ${CMAKE_INSTALL_LIBDIR})
@@ -46,8 +50,11 @@ if(TARGET mlhchoir_shared)
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-  configure_file(${PROJECT_SOURCE_DIR}/cmake/mlhchoir.pc.in ${PROJECT_BINARY_DIR}/mlhchoir.pc @ONLY)
-  install(FILES ${PROJECT_BINARY_DIR}/mlhchoir.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  mlh_pkg_config(mlhchoir mlhchoir mlhchoir-static)
+  install(FILES ${PROJECT_BINARY_DIR}/mlhchoir.pc ${PROJECT_BINARY_DIR}/mlhchoir-static.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  if(WIN32)
+    install(FILES ${PROJECT_BINARY_DIR}/mlhchoir.def ${PROJECT_BINARY_DIR}/mlhchoir.lib DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  endif()
 endif()
 
 # Documents; the licences of the libraries are there where they are parts of the command.

@@ -50,15 +50,5 @@ if(MLH_COVERAGE)
   target_link_options(mlh_shared PRIVATE --coverage)
 endif()
 
-# Only the functions of the list leave the shared library.
-file(STRINGS ${MLH_EXPORT_LIST} MLH_EXPORTS REGEX "^[A-Za-z]")
-set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${MLH_EXPORT_LIST})
-if(WIN32)
-  include(${CMAKE_CURRENT_LIST_DIR}/windows/Dll.cmake)
-else()
-  list(JOIN MLH_EXPORTS ";\n    " exports)
-  file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/mlh.symbols CONTENT "MLH_1 {\n  global:\n    ${exports};\n  local:\n    *;\n};\n")
-  # What the library calls is its own, whatever functions of these names a host may have.
-  target_link_options(mlh_shared PRIVATE LINKER:--version-script=${PROJECT_BINARY_DIR}/mlh.symbols LINKER:-Bsymbolic-functions)
-  set_target_properties(mlh_shared PROPERTIES LINK_DEPENDS ${PROJECT_BINARY_DIR}/mlh.symbols)
-endif()
+include(${CMAKE_CURRENT_LIST_DIR}/Exports.cmake)
+mlh_export(mlh_shared mlh LIST ${MLH_EXPORT_LIST} NODE MLH_1 SHARED MLH_SHARED)

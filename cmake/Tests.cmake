@@ -139,8 +139,13 @@ if(MLH_KERNEL_OBJECTS AND CMAKE_NM AND NOT MLH_SANITIZE AND NOT MLH_COVERAGE)
             -P ${PROJECT_SOURCE_DIR}/cmake/CheckKernelSymbols.cmake)
 endif()
 
-# The static library's names are those of the lists.
+# The static libraries' names are those of the lists.
 if(MLH_LOCALISED AND CMAKE_NM)
+  if(TARGET mlhchoir_static)
+    add_test(NAME choir/StaticSymbols
+      COMMAND ${CMAKE_COMMAND} -DNM=${CMAKE_NM} -DARCHIVE=$<TARGET_FILE:mlhchoir_static> "-DLISTS=${MLH_CHOIR_LIST}"
+              -P ${PROJECT_SOURCE_DIR}/cmake/CheckStaticSymbols.cmake)
+  endif()
   add_test(NAME api/StaticSymbols
     COMMAND ${CMAKE_COMMAND} -DNM=${CMAKE_NM} -DARCHIVE=$<TARGET_FILE:mlh_static> "-DLISTS=${MLH_EXPORT_LIST}|${MLH_CLASS_LIST}"
             -P ${PROJECT_SOURCE_DIR}/cmake/CheckStaticSymbols.cmake)
@@ -148,13 +153,19 @@ endif()
 
 if(WIN32)
   add_test(NAME api/Dll COMMAND ${CMAKE_COMMAND} -DOBJDUMP=${CMAKE_OBJDUMP} -DDLL=$<TARGET_FILE:mlh_shared>
-    -DLIST=${PROJECT_SOURCE_DIR}/cmake/exports.txt -P ${PROJECT_SOURCE_DIR}/cmake/windows/CheckDll.cmake)
+    -DLIST=${MLH_EXPORT_LIST} -P ${PROJECT_SOURCE_DIR}/cmake/windows/CheckDll.cmake)
+  if(TARGET mlhchoir_shared)
+    add_test(NAME choir/Dll COMMAND ${CMAKE_COMMAND} -DOBJDUMP=${CMAKE_OBJDUMP} -DDLL=$<TARGET_FILE:mlhchoir_shared>
+      -DLIST=${MLH_CHOIR_LIST} -P ${PROJECT_SOURCE_DIR}/cmake/windows/CheckDll.cmake)
+  endif()
 endif()
 
 # An outside project finds, links and runs what was installed.
 if(NOT MLH_SANITIZE AND NOT MLH_COVERAGE AND NOT CMAKE_CROSSCOMPILING)
+  set(choir_internal $<$<TARGET_EXISTS:mlhchoir_internal>:|$<TARGET_FILE:mlhchoir_internal>>)
   add_test(NAME install/OutsideProject
     COMMAND ${CMAKE_COMMAND} -DBINARIES=${PROJECT_BINARY_DIR} -DSOURCE=${PROJECT_SOURCE_DIR}/tests/install/outside
             -DWORK=${PROJECT_BINARY_DIR}/install-test "-DLISTS=${MLH_EXPORT_LIST}|${MLH_CLASS_LIST}"
-            -DINTERNAL=$<$<BOOL:${MLH_LOCALISED}>:$<TARGET_FILE:mlh_internal>> -DNM=${CMAKE_NM} -P ${PROJECT_SOURCE_DIR}/tests/install/check.cmake)
+            "-DINTERNAL=$<$<BOOL:${MLH_LOCALISED}>:$<TARGET_FILE:mlh_internal>${choir_internal}>"
+            -DCHOIR_LIST=$<$<TARGET_EXISTS:mlhchoir_shared>:${MLH_CHOIR_LIST}> -DNM=${CMAKE_NM} -P ${PROJECT_SOURCE_DIR}/tests/install/check.cmake)
 endif()

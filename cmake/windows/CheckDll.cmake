@@ -1,4 +1,4 @@
-# Fails unless mlh.dll exports the functions of the list and nothing else, imports from Windows alone, and does
+# Fails unless a library exports the functions of the list and nothing else, imports from Windows alone, and does
 # not move vectors of 32 bytes as if its stack were aligned for them.
 #   cmake -DOBJDUMP=objdump -DDLL=mlh.dll -DLIST=exports.txt -P CheckDll.cmake
 file(STRINGS ${LIST} wanted REGEX "^[A-Za-z]")

@@ -47,7 +47,9 @@
 
 #include <stdint.h>
 
-#if defined(_WIN32) && defined(MLH_SHARED)
+/* A host of mlhchoir.dll may define MLH_CHOIR_SHARED: calls then take no detour through the import
+   library. */
+#if defined(_WIN32) && defined(MLH_CHOIR_SHARED)
 #define MLH_CHOIR_EXPORT __declspec(dllimport)
 #elif defined(__GNUC__) && !defined(_WIN32)
 #define MLH_CHOIR_EXPORT __attribute__((visibility("default")))

@@ -2,7 +2,8 @@
 # against it.
 #   cmake -DBINARIES=... -DSOURCE=... -DWORK=... -DLISTS=exports.txt|classes.txt -P check.cmake
 #   cmake -DPACKAGE=mlh.deb -DSOURCE=... -DWORK=... -DLISTS=... -P check.cmake
-# With -DINTERNAL=libmlh_internal.a -DNM=nm the project also has hosts that define every name inside the library.
+# With "-DINTERNAL=libmlh_internal.a|libmlhchoir_internal.a" -DNM=nm the project also has hosts that define every name
+# inside the libraries, with -DCHOIR_LIST=choir-exports.txt hosts of the choir library.
 cmake_policy(VERSION 3.21)
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE output ERROR_VARIABLE output)
@@ -25,7 +26,8 @@ endif()
 # standard library's templates belong to both.
 set(names "")
 if(INTERNAL)
-  run(${NM} --defined-only --extern-only ${INTERNAL})
+  string(REPLACE "|" ";" archives "${INTERNAL}")
+  run(${NM} --defined-only --extern-only ${archives})
   string(REGEX MATCHALL " [A-Zu] _Z[^\n]+" lines "${run_output}")
   list(REMOVE_DUPLICATES lines)
   set(number 0)
@@ -48,7 +50,7 @@ endif()
 
 string(REPLACE "|" ";" lists "${LISTS}")
 run(${CMAKE_COMMAND} -S ${SOURCE} -B ${WORK}/build -DCMAKE_BUILD_TYPE=Debug -DCMAKE_PREFIX_PATH=${WORK}/prefix
-    "-DMLH_LISTS=${lists}" -DMLH_NAMES=${names})
+    "-DMLH_LISTS=${lists}" -DMLH_NAMES=${names} -DMLH_CHOIR_LIST=${CHOIR_LIST})
 run(${CMAKE_COMMAND} --build ${WORK}/build --parallel 2)
 run(${WORK}/build/with_shared)
 run(${WORK}/build/with_static)
@@ -67,6 +69,20 @@ foreach(kind static shared)
   endforeach()
   message("${kind}: ${plain}")
 endforeach()
+
+if(CHOIR_LIST)
+  foreach(kind static shared)
+    run(${WORK}/build/choir_${kind})
+    set(plain "${run_output}")
+    if(EXISTS ${WORK}/build/choir_all_names_${kind})
+      run(${WORK}/build/choir_all_names_${kind})
+      if(NOT run_output STREQUAL plain)
+        message(FATAL_ERROR "choir_all_names_${kind}: ${run_output}without namesakes: ${plain}")
+      endif()
+    endif()
+    message("choir, ${kind}: ${plain}")
+  endforeach()
+endif()
 
 # The same through pkg-config: by itself it names the shared library, with --static, or as mlh-static, the static one,
 # and the program needs no other.
@@ -88,4 +104,15 @@ foreach(static "--static mlh" "mlh-static")
     message(FATAL_ERROR "${static}: linked with the shared library\n${run_output}")
   endif()
 endforeach()
+if(CHOIR_LIST)
+  foreach(package mlhchoir mlhchoir-static)
+    run(sh -c "cc ${WORK}/build/with_choir.c -DPACKAGE_VERSION=\\\"$(PKG_CONFIG_PATH=${pc_dir} pkg-config --modversion mlhchoir)\\\" $(${pkg_config} ${package}) -Wl,-rpath,${lib_dir} -o ${WORK}/with_pkg_config")
+    run(${WORK}/with_pkg_config)
+    run(ldd ${WORK}/with_pkg_config)
+    string(REGEX MATCH "${lib_dir}/libmlhchoir\\.so\\." shared "${run_output}")
+    if(package STREQUAL "mlhchoir" AND NOT shared OR package STREQUAL "mlhchoir-static" AND run_output MATCHES "libmlh")
+      message(FATAL_ERROR "${package}: linked with the wrong library\n${run_output}")
+    endif()
+  endforeach()
+endif()
 file(REMOVE_RECURSE ${WORK})
