@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "base/Numbering.h"
 #include "choir/chords/CoreTones.h"
 #include "choir/chords/Placement.h"
 #include "choir/score/Music.h"
@@ -16,9 +17,7 @@ namespace {
 
 using AddOnIf = MalleoTuneHarmonyAddOnIf;
 
-constexpr int32_t kMaxVoices = 4;
-constexpr int32_t kManualMode = 3;
-
+constexpr int32_t kManualMode = NumberOf(AddOnMode::Manual);
 constexpr int32_t kMiddleC = 60;
 
 // The library takes the tones from the scale, on the chord's root.
@@ -45,7 +44,7 @@ int32_t CoreChoir::FrameOf(double seconds) const {
 
 void CoreChoir::SingChords(const CoreSettings& settings, const std::vector<TimedChord>& chords) {
     voices_ = settings.voices;
-    addOn()->SetHarmonyMode(kMaxVoices - settings.voices);
+    addOn()->SetHarmonyMode(NumberOf(ModeOfVoices(settings.voices)));
     addOn()->SetSpread(static_cast<float>(settings.spread));
     addOn()->SetVoicesAbove(settings.voicesAbove);
     if (settings.key) {
@@ -80,7 +79,7 @@ void CoreChoir::SingRows(const std::vector<std::vector<int>>& rows, const std::v
     chords_ = chords;
     manual_ = true;
     addOn()->SetHarmonyMode(kManualMode);
-    for (int32_t v = 0; v < kMaxVoices; ++v) {
+    for (int32_t v = 0; v < kVoiceCount; ++v) {
         auto pitches = addOn()->GetVoicePitchVector(v);
         // The first element leads in to the first note, so there is one more of them than notes.
         for (std::size_t i = 0; i < pitches.size(); ++i) {
@@ -233,7 +232,7 @@ void CoreChoir::Render(int32_t first, int32_t count, float* const* rows) {
         MoveTo(first);
     }
     const auto sung = static_cast<std::size_t>(voices_) * static_cast<std::size_t>(take_.audio().channels);
-    std::vector<float*> pointers(static_cast<std::size_t>(kMaxVoices) *
+    std::vector<float*> pointers(static_cast<std::size_t>(kVoiceCount) *
                                  static_cast<std::size_t>(take_.audio().channels));
     unused_.resize((pointers.size() - sung) * static_cast<std::size_t>(count));
     for (std::size_t r = sung; r < pointers.size(); ++r) {

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <utility>
 
+#include "base/Numbering.h"
 #include "choir/Errors.h"
 #include "choir/Text.h"
 #include "choir/chords/ChordText.h"
@@ -63,7 +64,7 @@ void EachOf(const Json& json, std::size_t most, const std::string& wanted, Read 
     }
 }
 
-constexpr std::size_t kMostVoices = 4;
+constexpr std::size_t kMostVoices = kVoiceCount;
 constexpr std::size_t kMostItems = 1000000;  // chords, notes, edits: what is longer is a mistake
 constexpr double kLongest = 1e6;             // [s]
 

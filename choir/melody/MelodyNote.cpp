@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/Pi.h"
+
 namespace mlh::choir {
 
 namespace {
@@ -49,7 +51,7 @@ std::vector<MelodyNote> OneLine(const std::vector<MelodyNote>& notes) {
 }
 
 double TuningOf(const std::vector<MelodyNote>& notes) {
-    constexpr double kTurn = 6.283185307179586;
+    constexpr double kTurn = 2.0 * kPi;
     double x = 0.0;
     double y = 0.0;
     for (const MelodyNote& note : notes) {

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "base/Pi.h"
+
 namespace mlh::choir {
 
 namespace {
@@ -100,7 +102,7 @@ class Steps {
 };
 
 CombPath FollowComb(const std::vector<MelodyNote>& notes, double low, double high) {
-    constexpr double kTurn = 6.283185307179586;
+    constexpr double kTurn = 2.0 * kPi;
     const size_t count = notes.size();
     double meanWeight = 0.0;
     for (size_t i = 0; i < count; ++i) {

@@ -4,11 +4,14 @@
 #include <array>
 #include <cmath>
 
+#include "base/Numbering.h"
+#include "base/Pi.h"
+
 namespace mlh::choir {
 
 namespace {
 
-constexpr std::size_t kLines = 5;
+constexpr std::size_t kLines = kMixRows;
 
 struct Preset {
     MixPreset preset;
@@ -48,7 +51,7 @@ std::optional<MixPreset> ReadMixPreset(const std::string& name) {
 const char* NameOf(MixPreset preset) { return kPresets[static_cast<std::size_t>(preset)].name; }
 
 std::vector<StereoGain> GainsOf(const MixSettings& settings, int voices) {
-    constexpr double kQuarterTurn = 1.5707963267948966;
+    constexpr double kQuarterTurn = 0.5 * kPi;
     const Preset& preset = kPresets[static_cast<std::size_t>(settings.preset)];
     std::vector<StereoGain> gains;
     for (std::size_t line = 0; line <= static_cast<std::size_t>(voices); ++line) {

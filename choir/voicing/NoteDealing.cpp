@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "base/Numbering.h"
+
 namespace mlh::choir {
 
 namespace {
-
-constexpr int kMaxVoices = 4;
 
 struct NoteEvent {
     double time;
@@ -80,10 +80,10 @@ std::vector<PitchChange> DealNotes(const std::vector<NoteLine>& tracks, int voic
 
 int CountVoices(const std::vector<NoteLine>& tracks) {
     if (tracks.size() != 1) {
-        return std::clamp(static_cast<int>(tracks.size()), 1, kMaxVoices);
+        return std::clamp(static_cast<int>(tracks.size()), 1, kVoiceCount);
     }
     std::ptrdiff_t most = 1;
-    for (const PitchChange& change : DealNotes(tracks, kMaxVoices)) {
+    for (const PitchChange& change : DealNotes(tracks, kVoiceCount)) {
         most = std::max(most, std::count_if(change.pitches.begin(), change.pitches.end(),
                                             [](double pitch) { return pitch >= 0.0; }));
     }

@@ -113,8 +113,10 @@ class CResample final : public CResampleBase {
     void Drop(int32_t passed, int32_t channels);
     Sample* Buffer() { return storage_.data() + dropped + historySize - historyOffset; }
 
-    std::vector<Sample> table_;    ///< one wing of the filter, 256 entries per zero crossing
-    std::vector<Sample> delta_;    ///< table[i + 1] - table[i], 0 at the end
+    std::vector<Sample> table_;  ///< one wing of the filter, 256 entries per zero crossing
+    std::vector<Sample> delta_;  ///< table[i + 1] - table[i], 0 at the end
+    // Not a SampleQueue: its frames are interleaved by the channels of each call, which may differ, and those
+    // before the first are read again when the margin grows.
     std::vector<Sample> storage_;  ///< history and buffer, interleaved, with as much room again to move on in
 
     std::vector<Weight> leftTaps_, rightTaps_;  ///< the filter at tapFraction, away from the read time
