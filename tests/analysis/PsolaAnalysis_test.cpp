@@ -109,15 +109,6 @@ void ExpectSound(const Marks& marks, size_t length) {
     }
 }
 
-Samples Noise(size_t n, float level, uint64_t seed) {
-    NoiseSource random(seed);
-    Samples noise(n);
-    for (float& value : noise) {
-        value = level * random.Next();
-    }
-    return noise;
-}
-
 SungRecording SingSomething(double rate, double breath = 0.01) {
     SingerSettings settings;
     settings.sampleRate = rate;
@@ -238,7 +229,7 @@ TEST(PsolaAnalysis, ARecordingOfNoFramesEndsWithExactlyOneMark) {
 TEST(PsolaAnalysis, ShortRecordingsGetMarksAndEndExactly) {
     for (const double rate : {16000.0, 44100.0, 96000.0}) {
         for (const size_t length : {1, 2, 7, 8, 9, 100, 1000, 4095, 4096, 4097, 8191, 9000}) {
-            ExpectSound(PlaceMarks(rate, Noise(length, 0.3f, length)), length);
+            ExpectSound(PlaceMarks(rate, Noise(length, length, 0.3f)), length);
             const Marks silent = PlaceMarks(rate, Samples(length, 0.0f));
             ExpectSound(silent, length);
             if (length >= 1000 && length < 4000) {
@@ -471,7 +462,7 @@ TEST(PsolaAnalysis, EachMarkMovesToAHigherPeakAtOnceOrByTwoSamples) {
         voice.insert(voice.end(), sharp.begin(), sharp.end());
     }
     // In noise the highest sample may be anywhere, the ends of the range included.
-    const Samples noise = Noise(3 * 44100, 0.5f, 8);
+    const Samples noise = Noise(3 * 44100, 8, 0.5f);
     const Samples tone = HarmonicTone(320.0, 44100.0, 3.0);
     for (size_t i = 0; i < noise.size(); ++i) {
         voice.push_back(noise[i] + tone[i]);
@@ -576,7 +567,7 @@ TEST(PsolaAnalysis, ACandidateTooNearMovesOnWithoutAMark) {
 TEST(PsolaAnalysis, LevelsBelowTheGridOfTheCorrelationStillAdvance) {
     for (const float level : {1e-12f, 1e-8f, 1e-6f, 1e-5f, 1e-4f}) {
         Samples samples = HarmonicTone(80.0, 44100.0, 0.5);
-        const Samples faint = Noise(22050, level, 4);
+        const Samples faint = Noise(22050, 4, level);
         samples.insert(samples.end(), faint.begin(), faint.end());
         const Samples high = HarmonicTone(900.0, 44100.0, 0.4, 1.0, level);
         samples.insert(samples.end(), high.begin(), high.end());
@@ -978,7 +969,7 @@ TEST(PsolaAnalysis, WhateverComesInMarksRiseFromTheStartToTheEnd) {
     NoiseSource random(31);
     for (const double rate : {8000.0, 11025.0, 44100.0, 255000.0}) {
         for (int32_t round = 0; round < 8; ++round) {
-            Samples samples = Noise(30000, round == 0 ? 1.0f : 3e-5f, static_cast<uint64_t>(round));
+            Samples samples = Noise(30000, static_cast<uint64_t>(round), round == 0 ? 1.0f : 3e-5f);
             for (int32_t place = 0; place < 12 && round > 1; ++place) {
                 float* at = &samples[static_cast<size_t>(random.Next(0, 29000))];
                 switch (round) {

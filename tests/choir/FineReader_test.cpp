@@ -7,6 +7,7 @@
 
 #include "choir/Errors.h"
 #include "choir/people/RandomSource.h"
+#include "support/SyntheticSinger.h"
 
 namespace mlh::choir {
 
@@ -14,15 +15,6 @@ namespace {
 
 constexpr int32_t kFrames = 60000;
 constexpr int32_t kSilence = 3000;
-
-std::vector<float> Noise(std::size_t count) {
-    RandomSource random(3);
-    std::vector<float> samples;
-    for (std::size_t i = 0; i < count; ++i) {
-        samples.push_back(static_cast<float>(2.0 * random.Uniform() - 1.0));
-    }
-    return samples;
-}
 
 // All fine samples of one channel at once.
 std::vector<float> Whole(const std::vector<float>& interleaved, int channels, int channel,

@@ -6,8 +6,9 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <random>
 #include <vector>
+
+#include "support/SyntheticSinger.h"
 
 namespace mlh::choir {
 
@@ -35,15 +36,6 @@ std::vector<float> Limited(std::vector<float> samples, int32_t channels, int32_t
     return samples;
 }
 
-std::vector<float> Noise(std::size_t count, float amplitude, unsigned seed) {
-    std::mt19937 random(seed);
-    std::vector<float> noise(count);
-    for (float& sample : noise) {
-        sample = amplitude * (static_cast<float>(random() % 20001) / 10000.0f - 1.0f);
-    }
-    return noise;
-}
-
 float HighestOf(const std::vector<float>& samples) {
     float highest = 0.0f;
     for (const float sample : samples) {
@@ -55,7 +47,7 @@ float HighestOf(const std::vector<float>& samples) {
 }  // namespace
 
 TEST(FullScale, LeavesWhatFitsAsItIs) {
-    const auto quiet = Noise(20000, 1.0f, 1);
+    const auto quiet = Noise(20000, 1, 1.0f);
     EXPECT_EQ(Limited(quiet, 2), quiet);
     auto scaled = quiet;
     FullScale(PeaksOf(quiet, 2).Peak()).Apply(0, 10000, 2, scaled.data());
@@ -66,7 +58,7 @@ TEST(FullScale, LeavesWhatFitsAsItIs) {
 
 TEST(FullScale, ScaledStreamsKeepTheirShapeAndPeakAtFullScale) {
     for (unsigned seed = 0; seed < 20; ++seed) {
-        const auto loud = Noise(5000, 1.1f + 0.37f * static_cast<float>(seed), seed);
+        const auto loud = Noise(5000, seed, 1.1f + 0.37f * static_cast<float>(seed));
         const FullScale scale(PeaksOf(loud, 1).Peak());
         auto scaled = loud;
         scale.Apply(0, 5000, 1, scaled.data());
@@ -81,7 +73,7 @@ TEST(FullScale, ScaledStreamsKeepTheirShapeAndPeakAtFullScale) {
 TEST(FullScale, NothingLimitedIsAboveFullScaleAndLittleIsLostThere) {
     for (unsigned seed = 0; seed < 5; ++seed) {
         const int32_t channels = 1 + static_cast<int32_t>(seed % 2);
-        const auto loud = Noise(30000, 3.0f, seed);
+        const auto loud = Noise(30000, seed, 3.0f);
         const auto limited = Limited(loud, channels);
         EXPECT_LE(HighestOf(limited), 1.0f);
         EXPECT_GT(HighestOf(limited), 0.95f);
@@ -113,7 +105,7 @@ TEST(FullScale, ALoneClickIsReachedByAGainThatMovesGently) {
 }
 
 TEST(FullScale, AStretchHasTheBitsOfTheWhole) {
-    const auto loud = Noise(10000, 2.0f, 9);
+    const auto loud = Noise(10000, 9, 2.0f);
     const auto whole = Limited(loud, 2);
     for (const int32_t block : {1, 7, 512}) {
         EXPECT_EQ(Limited(loud, 2, block), whole) << block;
@@ -140,13 +132,13 @@ TEST(FullScale, PeaksAreCountedHoweverTheStreamIsCut) {
         EXPECT_EQ(peaks.Above(), 2);
         EXPECT_EQ(peaks.Peak(), 2.5f);
     }
-    const auto noise = Noise(3001, 1.0f, 3);
+    const auto noise = Noise(3001, 3, 1.0f);
     EXPECT_EQ(PeaksOf(noise, 1, 17).Entries(), PeaksOf(noise, 1).Entries());
     EXPECT_EQ(PeaksOf(noise, 1).Entries().size(), 69u);  // of 44 frames
 }
 
 TEST(FullScale, WhatIsPastTheStreamStaysWithin) {
-    const FullScale limit(PeaksOf(Noise(1000, 2.0f, 4), 1));
+    const FullScale limit(PeaksOf(Noise(1000, 4, 2.0f), 1));
     std::vector<float> more(2000, 5.0f);
     limit.Apply(0, 2000, 1, more.data());
     EXPECT_LE(HighestOf(more), 1.0f);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "choir/people/RandomSource.h"
+#include "support/SyntheticSinger.h"
 
 namespace mlh::choir {
 
@@ -18,15 +19,6 @@ std::vector<float> Sine(double cyclesPerSample, int32_t count) {
     std::vector<float> samples;
     for (int32_t i = 0; i < count; ++i) {
         samples.push_back(static_cast<float>(std::sin(2.0 * std::numbers::pi * cyclesPerSample * i)));
-    }
-    return samples;
-}
-
-std::vector<float> Noise(int32_t count) {
-    RandomSource random(5);
-    std::vector<float> samples;
-    for (int32_t i = 0; i < count; ++i) {
-        samples.push_back(static_cast<float>(2.0 * random.Uniform() - 1.0));
     }
     return samples;
 }

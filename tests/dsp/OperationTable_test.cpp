@@ -13,6 +13,7 @@
 
 #include "LevelMain.h"
 #include "dsp/VecMemory.h"
+#include "support/SyntheticSinger.h"
 
 namespace mlh {
 
@@ -66,10 +67,9 @@ std::vector<int32_t> Counts() {
 }
 
 std::vector<float> Noise(int32_t n, unsigned seed, float low = -2.0f, float high = 2.0f) {
-    std::mt19937 random(seed);
-    std::vector<float> x(static_cast<size_t>(n));
+    std::vector<float> x = mlh::Noise(static_cast<size_t>(n), seed);
     for (float& v : x) {
-        v = low + (high - low) * (static_cast<float>(random()) / 4294967296.0f);
+        v = low + (high - low) * 0.5f * (v + 1.0f);
     }
     return x;
 }
