@@ -11,8 +11,8 @@
 #include "choir/mix/Mix.h"
 #include "choir/mix/Presets.h"
 #include "choir/plan/Plan.h"
+#include "choir/plan/SettingsOfPlan.h"
 #include "choir/score/Music.h"
-#include "choir/voicing/Ranges.h"
 
 namespace mlh::choir {
 
@@ -32,6 +32,8 @@ void CheckSettings(const Settings& settings) {
     Check(settings.above >= 0 && settings.above <= 3, "above: from 0 to 3");
     Check(settings.edits.empty() || (settings.style == Style::Choir && settings.tracks.empty()),
           "edits: only of style choir");
+    Check(settings.chordsFrom != ChordSource::Given || !settings.chords.empty(),
+          "chords_from: a recording comes with no chords");
     Check(settings.spread >= 0.0 && settings.spread <= 1.0, "spread: from 0 to 1");
 }
 
@@ -71,7 +73,7 @@ void Choir::Change(Settings settings, const ProgressCallback& progress) {
         singers = SingTracks(settings, decided, progress);
     } else if (settings.style == Style::Core) {
         singers = SingCore(settings, decided, progress);
-    } else if (settings.style != Style::Choir) {
+    } else if (!IsPlanned(settings)) {
         singers = SingArrangement(settings, decided, progress);
     } else {
         DecideTuning(settings, decided);
@@ -158,25 +160,14 @@ void Choir::DecideKeyAndChords(const Settings& settings, Decided& decided) const
 }
 
 void Choir::DecideVoices(const Settings& settings, Decided& decided) const {
-    PlanSettings plan;
-    plan.voices = settings.voices;
-    plan.above = settings.above;
-    plan.spread = settings.spread;
-    plan.intonation = settings.just ? Intonation::Just : Intonation::Equal;
-    plan.correction = settings.correction.value_or(plan.correction);
+    PlanSettings plan =
+        ToPlanSettings(settings, GridNotes(take_.measuredNotes(), *decided.tuning, std::nullopt));
     const bool sure = settings.key || (decided.keyEstimate && decided.keyEstimate->Sure());
     if (settings.snap == Snap::Scale && sure && decided.key >= 0) {
         plan.snapToKey = settings.key ? ModeKey(*settings.key) : decided.key;
     }
-    // Ranges are given for the voices, the doubling first; the plan asks for those of the harmony.
-    for (int voice = 1; voice < settings.voices && !settings.ranges.empty(); ++voice) {
-        const auto at = settings.ranges.size() == 1 ? 0 : static_cast<std::size_t>(voice);
-        const std::string text = at < settings.ranges.size() ? settings.ranges[at] : "auto";
-        const auto range = ReadRange(text);
-        Check(range || text == "auto" || text.empty(), "range: a voice type like alto, or notes like E2-C5");
-        plan.ranges.push_back(range);
-    }
     decided.voices = PlanChoir(take_.measuredNotes(), *decided.tuning, decided.chords, plan).voices;
+    NameParts(settings, decided.voices);
 }
 
 void Choir::ApplyEdits(const Settings& settings, Decided& decided) const {
@@ -263,7 +254,7 @@ void Choir::TellSingers(const Settings& settings, const Decided& decided, const 
 
 void Choir::DecideMix(const Settings& settings, Decided& decided) const {
     const bool placed = !settings.mix.empty() || !settings.pan.empty() || !settings.levelDb.empty();
-    const bool own = settings.gains || (!placed && settings.style != Style::Choir);
+    const bool own = settings.gains || (!placed && !IsPlanned(settings));
     if (own) {
         decided.gains = settings.gains.value_or(DefaultGains());
         return;
@@ -372,7 +363,8 @@ Performance Choir::ToPerformance() const {
             if (note.note < 0) {
                 continue;
             }
-            const double level = note.lead < 0 ? 1.0 : lead()[static_cast<std::size_t>(note.lead)].level;
+            const double level =
+                note.lead < 0 ? 1.0 : take_.analysis().notes[static_cast<std::size_t>(note.lead)].energy;
             line.notes.push_back({note.start, note.end, note.pitch, level * note.level});
         }
         performance.voices.push_back(std::move(line));

@@ -33,7 +33,10 @@ enum class Style {
 
 enum class TuningGrid { Singer, Reference };
 enum class Snap { None, Scale };
-enum class ChordSource { Tracker, Core };
+// Where chords come from when none are typed. Auto: as the style has it, which for the choir is what comes
+// with the melody (Given), else what its notes suggest (Tracker), and for four parts the engine's own harmony
+// (Core).
+enum class ChordSource { Auto, Tracker, Core, Given };
 
 // A change of what one voice sings, by hand.
 struct Edit {
@@ -55,7 +58,7 @@ struct Settings {
     std::optional<int> scale;      // row of ScaleNames(), else that of the key
 
     std::vector<TimedChord> chords;  // else from the melody alone
-    ChordSource chordsFrom = ChordSource::Tracker;
+    ChordSource chordsFrom = ChordSource::Auto;
     double bpm = 0.0;  // 0 none
     int beatsPerBar = 4;
     std::vector<NoteLine>

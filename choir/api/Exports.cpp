@@ -18,6 +18,7 @@
 #include "choir/Errors.h"
 #include "choir/document/Document.h"
 #include "choir/document/SettingsDocument.h"
+#include "choir/plan/SettingsOfPlan.h"
 #include "choir/score/Score.h"
 #include "choir/take/Take.h"
 #include "mlh/choir.h"
@@ -445,7 +446,8 @@ int32_t mlhScoreCreateFromChoir(mlhScore** outScore, const mlhChoir* choir, doub
         Need(outScore != nullptr, "there is no place for the score");
         *outScore = nullptr;
         Need(choir != nullptr, "the choir is null");
-        Need(bpm >= 1.0 && bpm <= 1000.0, "the tempo is from 1 to 1000 quarter notes a minute");
+        Need(bpm == 0.0 || (bpm >= 1.0 && bpm <= 1000.0),
+             "the tempo is from 1 to 1000 quarter notes a minute, or 0");
         auto score = std::make_unique<mlhScore>();
         score->score = ToScore(*choir->choir, bpm);
         score->document = ScoreDocument(score->score);
@@ -458,13 +460,16 @@ int32_t mlhScoreCreateFromMelody(mlhScore** outScore, const char* melody, const 
         Need(outScore != nullptr, "there is no place for the score");
         *outScore = nullptr;
         Need(melody != nullptr, "the melody is null");
-        Settings defaults;
-        defaults.style = Style::Core;  // a choir needs a recording
-        const Settings wanted = SettingsOf(settings, defaults);
+        const Settings wanted = SettingsOf(settings);
         auto score = std::make_unique<mlhScore>();
-        const Arrangement arrangement = Arrange(ReadMelodyDocument(melody), wanted);
-        score->score = ToScore(arrangement);
-        score->document = ScoreDocument(arrangement);
+        if (IsPlanned(wanted)) {
+            score->score = PlanScore(ReadMelodyDocument(melody), wanted);
+            score->document = ScoreDocument(score->score);
+        } else {
+            const Arrangement arrangement = Arrange(ReadMelodyDocument(melody), wanted);
+            score->score = ToScore(arrangement);
+            score->document = ScoreDocument(arrangement);
+        }
         *outScore = score.release();
     });
 }

@@ -287,7 +287,7 @@ const Names& EqualAndJust() {
     return names;
 }
 const Names& Sources() {
-    static const Names& names = *new Names{"tracker", "core"};
+    static const Names& names = *new Names{"auto", "tracker", "core", "given"};
     return names;
 }
 const Names& Consonants() {
@@ -344,7 +344,7 @@ const Setting kSettings[] = {
     {"chords", "a chord sheet as text, or a list of {time_s, name}; null: from the melody alone",
      [](const Json& j, Settings& s) { s.chords = ToChords(j, s); },
      [](const Settings& s) { return Written(s.chords); }},
-    {"chords_from", "who finds chords in a melody: tracker, core",
+    {"chords_from", "where chords come from that nobody typed: auto, tracker, core, given",
      [](const Json& j, Settings& s) { s.chordsFrom = static_cast<ChordSource>(OneOf(j, Sources())); },
      [](const Settings& s) { return Json(Sources()[static_cast<std::size_t>(s.chordsFrom)]); }},
     {"tracks",

@@ -129,8 +129,11 @@ Arrangement ArrangeMelody(Melody melody, const MelodyKey& key, mlh::ArrangeSetti
     HoldChords(melody.notes);
     std::vector<mlh::ArrangeNote> notes;
     for (const WrittenNote& note : melody.notes) {
-        notes.push_back({note.pitch, static_cast<float>(note.onset),
-                         static_cast<float>(note.onset + note.length), ToLibrary(note.chord)});
+        // As sung, so that a recording is set on paper as it is sung.
+        const bool sung = note.start >= 0.0;
+        notes.push_back({note.pitch, static_cast<float>(sung ? note.start : note.onset),
+                         static_cast<float>(sung ? note.end : note.onset + note.length),
+                         ToLibrary(note.chord)});
     }
     arrangement.notes = mlh::Arrange(notes, settings);
     if (arrangement.notes.empty()) {
@@ -224,20 +227,6 @@ std::string ArrangementTable(const Arrangement& arrangement) {
         table += row + "\n";
     }
     return table;
-}
-
-Song ToSong(const Arrangement& arrangement) {
-    Performance performance = ToPerformance(arrangement);
-    Song song;
-    song.tracks = std::move(performance.voices);
-    song.tempo = arrangement.melody.tempo;
-    song.key = SignatureKey(arrangement.key);
-    // Chords that were given stand in the file as they were written.
-    for (const TimedChord& chord : performance.chords) {
-        const std::string& written = chord.chord.written;
-        song.texts.push_back({chord.time, written.empty() ? chord.chord.name : written});
-    }
-    return song;
 }
 
 }  // namespace mlh::choir

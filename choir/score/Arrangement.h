@@ -47,8 +47,5 @@ Performance ToPerformance(const Arrangement& arrangement);
 
 // A table for people: beats, chords, functions, a mark where a phrase starts, the note names of all voices.
 std::string ArrangementTable(const Arrangement& arrangement);
-// The score as a MIDI file holds it: a track for each voice, chord names as texts, key, tempo and metre of
-// the melody.
-Song ToSong(const Arrangement& arrangement);
 
 }  // namespace mlh::choir

@@ -3,8 +3,6 @@
 
 #include <vector>
 
-#include "choir/score/Melody.h"
-
 namespace mlh::choir {
 
 // Divisions of a quarter note: 32nd notes and triplets of 16ths are whole numbers.
@@ -16,8 +14,16 @@ struct GridNote {
     int end = 0;
 };
 
-// The nearest 32nd or sixteenth triplet, for a sung melody the nearest 16th. Notes keep their order and a
-// length above 0, and do not overlap.
-std::vector<GridNote> PutOnGrid(const Melody& melody);
+// Onset and length in quarter notes.
+struct BeatSpan {
+    double onset = 0.0;
+    double length = 0.0;
+};
+
+// The nearest 32nd or sixteenth triplet, in divisions.
+int NearestDivision(double beat);
+
+// Spans of one line on such lines. They keep their order and a length above 0, and do not overlap.
+std::vector<GridNote> PutOnGrid(const std::vector<BeatSpan>& spans);
 
 }  // namespace mlh::choir

@@ -28,6 +28,16 @@ double TimeOn(const std::vector<WrittenNote>& notes, int tonic, Counts counts) {
 
 }  // namespace
 
+double Melody::Start(std::size_t note) const {
+    const WrittenNote& written = notes[note];
+    return written.start >= 0.0 ? written.start : Seconds(written.onset);
+}
+
+double Melody::End(std::size_t note) const {
+    const WrittenNote& written = notes[note];
+    return written.start >= 0.0 ? written.end : Seconds(written.onset + written.length);
+}
+
 Melody MelodyOf(const Take& take, double bpm) {
     const Analysis& analysis = take.analysis();
     Melody melody;

@@ -17,6 +17,10 @@ struct WrittenNote {
     double length = 0.0;
     int pitch = 60;
     Chord chord = {};  // root -1 for none
+    // Of a note that was sung and then put on beats: when it was sung [s]. Below 0: when the tempo says.
+    double start = -1.0;
+    double end = -1.0;
+    int lead = -1;  // index of the sung note that it is
 };
 
 // Rows of ScaleNames().
@@ -35,12 +39,15 @@ struct Melody {
     TempoMap tempo = {{}};
     std::optional<MelodyKey> key;   // where the source says one
     double upbeat = 0.0;            // [beats] before the first full bar
-    bool sung = false;              // from a recording: its times follow no grid
+    bool sung = false;              // from a recording
     std::vector<CurvePoint> curve;  // of a recording
+    // Of a recording on beats: the chords that the notes suggest, by the seconds at which they are sung.
+    std::vector<TimedChord> heard;
 
     double Seconds(double beat) const { return SecondsAt(tempo, beat); }
-    double Start(std::size_t note) const { return Seconds(notes[note].onset); }
-    double End(std::size_t note) const { return Seconds(notes[note].onset + notes[note].length); }
+    // [s] as sung, else as the tempo says.
+    double Start(std::size_t note) const;
+    double End(std::size_t note) const;
 };
 
 // The notes of a take, with their pitches rounded to the nearest note.

@@ -11,6 +11,7 @@
 #include "Progress.h"
 #include "Say.h"
 #include "choir/chords/ChordSymbol.h"
+#include "choir/score/Transcribe.h"
 #include "files/AudioFile.h"
 #include "files/InputFile.h"
 #include "files/MidiFile.h"
@@ -209,10 +210,14 @@ Melody FromRecording(const MelodySource& source) {
     const Audio audio = ReadAudio(source.path);
     Progress progress("analysing", source.quiet);
     const Take take(audio.View(), [&](double share) { progress.Update(share); });
-    if (take.notes().empty()) {
+    TranscribeOptions options;
+    options.bpm = source.bpm;
+    options.key = source.key;
+    Melody melody = TranscribeTake(take, options);
+    if (melody.notes.empty()) {
         throw Failure(source.path + ": no note was found in it");
     }
-    return MelodyOf(take, source.bpm > 0.0 ? source.bpm : TempoChange().bpm);
+    return melody;
 }
 
 bool LooksLikeText(const std::string& text) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <optional>
 #include <pugixml.hpp>
 #include <sstream>
 
@@ -92,12 +93,12 @@ int BarLength(const TempoChange& metre) {
     return length == std::floor(length) ? static_cast<int>(length) : 4 * kDivisions;
 }
 
-std::vector<Bar> BarsOf(const Melody& melody, int end) {
+std::vector<Bar> BarsOf(const Score& score, int end) {
     std::vector<Bar> bars;
-    const int upbeat = static_cast<int>(std::lround(melody.upbeat * kDivisions));
+    const int upbeat = static_cast<int>(std::lround(score.upbeat * kDivisions));
     for (int start = 0; start < end || bars.empty();) {
         Bar bar;
-        for (const TempoChange& change : melody.tempo) {
+        for (const TempoChange& change : score.tempo) {
             if (change.beat * kDivisions <= start + 0.5) {
                 bar.metre = change;
             }
@@ -122,13 +123,84 @@ std::string Decimal(double value) {
     return text.str();
 }
 
+// A note or, with pitch -1, a rest of one staff.
+struct StaffNote {
+    GridNote at;
+    int pitch = -1;
+    std::optional<Spelling> spelling = {};
+};
+
+// A voice on the grid of the melody. What the melody has a note for and the voice has none is a rest of its
+// own.
+std::vector<StaffNote> StaffOf(const Score& score, const ScoreVoice& voice,
+                               const std::vector<GridNote>& melody) {
+    std::vector<StaffNote> staff;
+    std::size_t next = 0;
+    const auto restUntil = [&](std::size_t lead) {
+        for (; next < lead; ++next) {
+            staff.push_back({melody[next]});
+        }
+    };
+    for (const ScoreNote& note : voice.notes) {
+        const auto lead = static_cast<std::size_t>(note.lead);
+        restUntil(lead);
+        next = lead + 1;
+        const ScoreNote& with = score.melody[lead];
+        const GridNote& at = melody[lead];
+        const double withEnd = with.onset + with.length;
+        const double end = note.onset + note.length;
+        const int from = note.onset == with.onset ? at.start : NearestDivision(note.onset);
+        const int to = end == withEnd ? at.end : NearestDivision(end);
+        staff.push_back({{std::clamp(from, at.start, at.end), std::clamp(to, at.start, at.end)},
+                         note.note,
+                         note.spelling});
+    }
+    restUntil(melody.size());
+    return staff;
+}
+
+// Parts of a note or rest as they are read at sight: one that starts off the beat ends with it, but for a
+// quarter note between eighths; one on a beat is as long as one sign can be. `beat` is the length of what is
+// counted, `middle` that of half a bar, where there is one [divisions]; times count from the bar's start.
+std::vector<int> PartsAtSight(int from, int to, int beat, int middle) {
+    std::vector<int> parts;
+    for (int at = from; at < to;) {
+        const int off = at % beat;
+        const int left = to - at;
+        int length = left;
+        if (off != 0) {
+            const int toBeat = beat - off;
+            const bool syncopated = beat == kDivisions && off == beat / 2 && left == beat &&
+                                    (middle == 0 || (at + toBeat) % middle != 0);
+            length = syncopated ? left : std::min(left, toBeat);
+        } else if (left > beat && left != beat * 3 / 2) {
+            const int beats = left / beat;
+            length = beat * (beats >= 4 ? 4 : beats == 3 && beat == kDivisions ? 3 : std::min(beats, 2));
+        } else if (left == beat * 3 / 2 && beat != kDivisions) {
+            length = beat;
+        }
+        parts.push_back(length);
+        at += length;
+    }
+    return parts;
+}
+
 class ScoreWriter {
   public:
-    explicit ScoreWriter(const Arrangement& arrangement)
-        : arrangement_(arrangement),
-          grid_(PutOnGrid(arrangement.melody)),
-          bars_(BarsOf(arrangement.melody, grid_.empty() ? 0 : grid_.back().end)),
-          key_(SignatureKey(arrangement.key)) {}
+    explicit ScoreWriter(const Score& score) : score_(score), key_(score.key ? SignatureKey(*score.key) : 0) {
+        std::vector<BeatSpan> spans;
+        for (const ScoreNote& note : score.melody) {
+            spans.push_back({note.onset, note.length});
+        }
+        grid_ = PutOnGrid(spans);
+        for (const ScoreVoice& voice : score.voices) {
+            staves_.push_back(StaffOf(score, voice, grid_));
+        }
+        bars_ = BarsOf(score, grid_.empty() ? 0 : grid_.back().end);
+        for (const ScoreChord& symbol : score.symbols) {
+            symbolTimes_.push_back(TimeOf(symbol.beat));
+        }
+    }
 
     void Write(const std::string& path) {
         xml_node declaration = document_.append_child(pugi::node_declaration);
@@ -140,9 +212,9 @@ class ScoreWriter {
                 "\"http://www.musicxml.org/dtds/partwise.dtd\"");
         xml_node score = document_.append_child("score-partwise");
         score.append_attribute("version") = "4.0";
-        Add(score.append_child("work"), "work-title", arrangement_.melody.title);
+        Add(score.append_child("work"), "work-title", score_.title);
         AddPartList(score.append_child("part-list"));
-        for (std::size_t v = 0; v < arrangement_.voices.size(); ++v) {
+        for (std::size_t v = 0; v < score_.voices.size(); ++v) {
             AddPart(score, v);
         }
 
@@ -165,10 +237,10 @@ class ScoreWriter {
         xml_node open = list.append_child("part-group");
         open.append_attribute("type") = "start";
         Add(open, "group-symbol", "bracket");
-        for (std::size_t v = 0; v < arrangement_.voices.size(); ++v) {
+        for (std::size_t v = 0; v < score_.voices.size(); ++v) {
             xml_node part = list.append_child("score-part");
             part.append_attribute("id") = PartName(v).c_str();
-            Add(part, "part-name", arrangement_.voices[v].name);
+            Add(part, "part-name", score_.voices[v].name);
         }
         list.append_child("part-group").append_attribute("type") = "stop";
     }
@@ -217,14 +289,14 @@ class ScoreWriter {
         Add(time, "beats", writable ? metre.beatsPerBar : 4);
         Add(time, "beat-type", writable ? metre.beatUnit : 4);
         if (b == 0) {
-            AddClef(attributes, arrangement_.voices[voice]);
+            AddClef(attributes, score_.voices[voice]);
         }
     }
 
     // Church modes have names in the format; other scales go by their third.
     std::string ModeName() const {
         constexpr int kLastChurchMode = 6;
-        const int scale = arrangement_.key.scale;
+        const int scale = score_.key ? score_.key->scale : 0;
         if (scale <= kLastChurchMode) {
             return mlh::ScaleNames()[static_cast<std::size_t>(scale)];
         }
@@ -232,8 +304,12 @@ class ScoreWriter {
     }
 
     // The one with the fewest ledger lines: treble, treble an octave down, or bass.
-    static void AddClef(xml_node attributes, const ArrangedVoice& voice) {
-        const double mean = voice.MeanPitch() < 0.0 ? 71.0 : voice.MeanPitch();
+    static void AddClef(xml_node attributes, const ScoreVoice& voice) {
+        double sum = 0.0;
+        for (const ScoreNote& note : voice.notes) {
+            sum += note.note;
+        }
+        const double mean = voice.notes.empty() ? 71.0 : sum / static_cast<double>(voice.notes.size());
         xml_node clef = attributes.append_child("clef");
         Add(clef, "sign", mean < 53.0 ? "F" : "G");
         Add(clef, "line", mean < 53.0 ? 4 : 2);
@@ -243,16 +319,26 @@ class ScoreWriter {
     }
 
     void AddTempo(xml_node measure, const Bar& bar) {
-        for (const TempoChange& change : arrangement_.melody.tempo) {
+        for (const TempoChange& change : score_.tempo) {
             const int at = static_cast<int>(std::lround(change.beat * kDivisions));
             if (at < bar.start || at >= bar.end) {
                 continue;
             }
+            // How a singer drifts is played, but nobody reads it.
+            if (score_.sung && change.beat > 0.0) {
+                measure.append_child("sound").append_attribute("tempo") = Decimal(change.bpm).c_str();
+                continue;
+            }
+            const bool dotted = score_.sung && change.beatUnit == 8;
+            const double shown = score_.sung ? std::round(MeanTempo() / (dotted ? 1.5 : 1.0)) : change.bpm;
             xml_node direction = measure.append_child("direction");
             direction.append_attribute("placement") = "above";
             xml_node metronome = direction.append_child("direction-type").append_child("metronome");
             Add(metronome, "beat-unit", "quarter");
-            Add(metronome, "per-minute", Decimal(change.bpm));
+            if (dotted) {
+                metronome.append_child("beat-unit-dot");
+            }
+            Add(metronome, "per-minute", Decimal(shown));
             if (at > bar.start) {
                 Add(direction, "offset", at - bar.start);
             }
@@ -260,37 +346,67 @@ class ScoreWriter {
         }
     }
 
-    // Notes and rests from the bar's start to its end. `note` is the first that does not end before it.
+    // Of the whole score, in quarter notes a minute.
+    double MeanTempo() const {
+        const double beats = grid_.empty() ? 0.0 : 1.0 * grid_.back().end / kDivisions;
+        const double seconds = SecondsAt(score_.tempo, beats);
+        return seconds > 0.0 ? 60.0 * beats / seconds : score_.tempo[0].bpm;
+    }
+
+    // Notes and rests from the bar's start to its end. `note` is the first of the staff that does not end
+    // before it.
     void AddBar(xml_node measure, const Bar& bar, std::size_t voice, std::size_t& note) {
+        const std::vector<StaffNote>& staff = staves_[voice];
         int at = bar.start;
         while (at < bar.end) {
-            while (note < grid_.size() && grid_[note].end <= at) {
+            while (note < staff.size() && staff[note].at.end <= at) {
                 ++note;
             }
-            const bool rests = note == grid_.size() || grid_[note].start > at;
-            const int next = note == grid_.size() ? bar.end : rests ? grid_[note].start : grid_[note].end;
+            const bool rests = note == staff.size() || staff[note].at.start > at;
+            const int next = note == staff.size() ? bar.end
+                             : rests              ? staff[note].at.start
+                                                  : staff[note].at.end;
             const int end = std::min(next, bar.end);
+            if (voice == 0) {
+                AddHarmonies(measure, at, end);
+            }
             if (rests) {
-                AddRest(measure, end - at, end - at == bar.end - bar.start);
+                AddRest(measure, bar, at, end, end - at == bar.end - bar.start);
             } else {
-                if (voice == 0 && at == grid_[note].start) {
-                    AddHarmony(measure, note);
-                }
-                AddNote(measure, note, voice, at, end);
+                AddNote(measure, bar, staff[note], at, end);
             }
             at = end;
         }
     }
 
-    void AddRest(xml_node measure, int length, bool wholeBar) {
+    // The signs of a stretch of a bar. What was written keeps the fewest signs; what was sung is cut so that
+    // it can be read.
+    std::vector<NoteValue> Signs(const Bar& bar, int from, int to) const {
+        if (!score_.sung) {
+            return ValuesFor(to - from);
+        }
+        const int length = BarLength(bar.metre);
+        const int counted = bar.end - length;  // where the bar would start if it were full
+        const int beat = bar.metre.beatUnit == 8 ? 3 * kDivisions / 2 : kDivisions;
+        const int middle = length == 4 * kDivisions ? length / 2 : 0;
+        std::vector<NoteValue> signs;
+        for (const int part : PartsAtSight(from - counted, to - counted, beat, middle)) {
+            for (const NoteValue& value : ValuesFor(part)) {
+                signs.push_back(value);
+            }
+        }
+        return signs;
+    }
+
+    void AddRest(xml_node measure, const Bar& bar, int from, int to, bool wholeBar) {
         if (wholeBar) {
             xml_node note = measure.append_child("note");
             note.append_child("rest").append_attribute("measure") = "yes";
-            Add(note, "duration", length);
+            Add(note, "duration", to - from);
             Add(note, "voice", 1);
             return;
         }
-        for (const NoteValue& value : ValuesFor(length)) {
+        for (const NoteValue& value : Signs(bar, from, to)) {
             xml_node note = measure.append_child("note");
             note.append_child("rest");
             Add(note, "duration", value.length);
@@ -298,18 +414,17 @@ class ScoreWriter {
         }
     }
 
-    void AddNote(xml_node measure, std::size_t index, std::size_t voice, int start, int end) {
-        const int pitch = arrangement_.voices[voice].pitches[index];
-        if (pitch < 0) {
-            return AddRest(measure, end - start, false);
+    void AddNote(xml_node measure, const Bar& bar, const StaffNote& staffNote, int start, int end) {
+        if (staffNote.pitch < 0) {
+            return AddRest(measure, bar, start, end, false);
         }
         int at = start;
-        for (const NoteValue& value : ValuesFor(end - start)) {
-            const bool fromBefore = at > grid_[index].start;
+        for (const NoteValue& value : Signs(bar, start, end)) {
+            const bool fromBefore = at > staffNote.at.start;
             at += value.length;
-            const bool goesOn = at < grid_[index].end;
+            const bool goesOn = at < staffNote.at.end;
             xml_node note = measure.append_child("note");
-            AddPitch(note.append_child("pitch"), pitch);
+            AddPitch(note.append_child("pitch"), staffNote);
             Add(note, "duration", value.length);
             if (fromBefore) {
                 note.append_child("tie").append_attribute("type") = "stop";
@@ -377,52 +492,73 @@ class ScoreWriter {
         notations.append_child("tuplet").append_attribute("type") = type;
     }
 
-    void AddPitch(xml_node node, int pitch) {
-        const Spelling spelling = Spell(pitch % 12, key_);
+    void AddPitch(xml_node node, const StaffNote& note) {
+        const Spelling spelling = note.spelling.value_or(Spell(note.pitch % 12, key_));
         Add(node, "step", std::string(1, spelling.step));
         if (spelling.alter != 0) {
             Add(node, "alter", spelling.alter);
         }
-        Add(node, "octave", (pitch - spelling.alter + 12) / 12 - 2);
+        Add(node, "octave", (note.pitch - spelling.alter + 12) / 12 - 2);
     }
 
-    void AddHarmony(xml_node measure, std::size_t note) {
-        const Chord& chord = arrangement_.chords[note];
+    // A symbol is where its note is.
+    int TimeOf(double beat) const {
+        const auto& notes = score_.melody;
+        const auto note = std::lower_bound(notes.begin(), notes.end(), beat,
+                                           [](const ScoreNote& n, double b) { return n.onset < b; });
+        const bool starts = note != notes.end() && note->onset == beat;
+        return starts ? grid_[static_cast<std::size_t>(note - notes.begin())].start : NearestDivision(beat);
+    }
+
+    // The symbols from `from` on and before `to`, from where the element is.
+    void AddHarmonies(xml_node measure, int from, int to) {
+        for (; nextSymbol_ < symbolTimes_.size() && symbolTimes_[nextSymbol_] < to; ++nextSymbol_) {
+            AddHarmony(measure, score_.symbols[nextSymbol_], std::max(symbolTimes_[nextSymbol_] - from, 0));
+        }
+    }
+
+    void AddHarmony(xml_node measure, const ScoreChord& symbol, int offset) {
+        const Chord& chord = symbol.chord;
         if (chord.root < 0) {
             return;
         }
-        if (note > 0 && arrangement_.chords[note - 1].name == chord.name) {
-            return;
-        }
         xml_node harmony = measure.append_child("harmony");
-        AddDegree(harmony.append_child("root"), "root-step", "root-alter", chord.root);
+        AddDegree(harmony.append_child("root"), "root-step", "root-alter",
+                  symbol.root.value_or(Spell(chord.root, key_)));
         xml_node kind = harmony.append_child("kind");
-        kind.text().set(HarmonyKindOf(chord.intervals));
-        if (chord.bass < 0 || chord.bass == chord.root) {
-            return;
+        const std::string name = HarmonyKindOf(chord.intervals);
+        kind.text().set(name.c_str());
+        if (name == "other") {
+            kind.append_attribute("text") = ChordSuffix(chord.intervals).c_str();
         }
-        AddDegree(harmony.append_child("bass"), "bass-step", "bass-alter", chord.bass);
+        if (chord.bass >= 0 && chord.bass != chord.root) {
+            AddDegree(harmony.append_child("bass"), "bass-step", "bass-alter",
+                      symbol.bass.value_or(Spell(chord.bass, key_)));
+        }
+        if (offset > 0) {
+            Add(harmony, "offset", offset);
+        }
     }
 
-    void AddDegree(xml_node node, const char* step, const char* alter, int pitchClass) {
-        const Spelling spelling = Spell(pitchClass, key_);
+    static void AddDegree(xml_node node, const char* step, const char* alter, const Spelling& spelling) {
         Add(node, step, std::string(1, spelling.step));
         if (spelling.alter != 0) {
             Add(node, alter, spelling.alter);
         }
     }
 
-    const Arrangement& arrangement_;
-    std::vector<GridNote> grid_;
+    const Score& score_;
+    std::vector<GridNote> grid_;                  // of the melody
+    std::vector<std::vector<StaffNote>> staves_;  // of the voices
     std::vector<Bar> bars_;
+    std::vector<int> symbolTimes_;  // [divisions]
+    std::size_t nextSymbol_ = 0;
     int key_;
     pugi::xml_document document_;
 };
 
 }  // namespace
 
-void WriteMusicXml(const std::string& path, const Arrangement& arrangement) {
-    ScoreWriter(arrangement).Write(path);
-}
+void WriteMusicXml(const std::string& path, const Score& score) { ScoreWriter(score).Write(path); }
 
 }  // namespace mlh::cli

@@ -269,16 +269,17 @@ typedef struct mlhScoreNote {
     int32_t lead;  /* index of the melody's note that it goes with; -1 none */
 } mlhScoreNote;
 
-/* The score of a choir. It keeps nothing of it.
-   bpm  quarter notes a minute, 1 to 1000  [choir] */
+/* The score of a choir: what it sings on the beats of its lead, in a metre and key that were found. It keeps
+   nothing of the choir. Notes so short that they only lead to others are not in it.
+   bpm  quarter notes a minute, 1 to 1000; 0: found in the notes  [choir] */
 MLH_CHOIR_EXPORT int32_t mlhScoreCreateFromChoir(mlhScore** outScore, const mlhChoir* choir, double bpm);
 
 /* Sets a written melody in voices, without a recording.
    melody    a document of kind "melody": {"notes": [{"onset_beats": 0, "length_beats": 1, "pitch_midi": 60,
              "chord": "C"}], "tempo": [{"beat": 0, "bpm": 96, "metre": "3/4"}], "key": "C major"}; all but
              the notes, and of these chords, is optional
-   settings  as for choirs, but the style is core where none is given: it takes the chords of the melody, or
-             of the settings (in seconds of its tempo)
+   settings  as for choirs; the chords are those of the settings (in seconds of the melody's tempo), else
+             those of the melody, else those that its notes suggest
    returns   0 and a score in *outScore; else *outScore is null: MLH_CHOIR_ARGUMENT, MLH_CHOIR_SETTINGS,
              MLH_CHOIR_FAILED, MLH_CHOIR_MEMORY  [any] */
 MLH_CHOIR_EXPORT int32_t mlhScoreCreateFromMelody(mlhScore** outScore, const char* melody,

@@ -163,7 +163,8 @@ TEST_F(Boundary, WhatIsNullOrOutOfRangeIsABadArgument) {
          [&] { return mlhChoirRenderAll(choir_, 0, 1, nullptr, 0, samples, nullptr, nullptr); }},
         {"no place for a score", [&] { return mlhScoreCreateFromChoir(nullptr, choir_, 100.0); }},
         {"score of null", [&] { return mlhScoreCreateFromChoir(&score, nullptr, 100.0); }},
-        {"tempo 0", [&] { return mlhScoreCreateFromChoir(&score, choir_, 0.0); }},
+        {"tempo 0.5", [&] { return mlhScoreCreateFromChoir(&score, choir_, 0.5); }},
+        {"tempo -1", [&] { return mlhScoreCreateFromChoir(&score, choir_, -1.0); }},
         {"tempo NaN", [&] { return mlhScoreCreateFromChoir(&score, choir_, NAN); }},
         {"no melody", [&] { return mlhScoreCreateFromMelody(&score, nullptr, nullptr); }},
         {"destroy no score", [&] { return mlhScoreDestroy(&score); }},
@@ -501,7 +502,8 @@ TEST_F(Boundary, AWrittenMelodyIsSetInVoices) {
         "{\"tempo\": [{\"beat\": 0, \"bpm\": 60, \"metre\": \"3/4\"}], \"key\": \"G major\", \"notes\": ["
         "{\"onset_beats\": 0, \"length_beats\": 1, \"pitch_midi\": 67, \"chord\": \"G\"},"
         "{\"onset_beats\": 1, \"length_beats\": 2, \"pitch_midi\": 69, \"chord\": \"D7\"}]}";
-    for (const char* style : {"core", "four-part", "intervals", "block", "fourths", "fixed", "double"}) {
+    for (const char* style :
+         {"core", "choir", "four-part", "intervals", "block", "fourths", "fixed", "double"}) {
         const std::string settings = std::string("{\"style\": \"") + style + "\"}";
         ASSERT_EQ(mlhScoreCreateFromMelody(&score, melody, settings.c_str()), MLH_CHOIR_OK)
             << mlhChoirGetErrorText();

@@ -132,4 +132,52 @@ TEST(Quantize, ThirdsAndHalvesAreNotMixedInABeatForLittle) {
     EXPECT_EQ(spans[2].start, 16);
 }
 
+TEST(Quantize, ADottedBeatIsDividedIntoThirds) {
+    const auto beats = Beats(80.0, 20, 0.3);
+    // Six eighths, a quarter and an eighth, a dotted quarter, 16ths.
+    const std::vector<int> ticks = {0, 8, 16, 24, 32, 40, 48, 64, 72, 96, 100, 104, 112, 120, 144};
+    EXPECT_EQ(Quantize(Sung(ticks, beats), beats, BeatDivision::Thirds), Spans(ticks));
+}
+
+TEST(Quantize, NothingIsASplinterOfATripletOrA64th) {
+    std::mt19937 random(11);
+    for (int round = 0; round < 200; ++round) {
+        const auto beats = Beats(60.0 + 80.0 * static_cast<double>(random() % 100) / 100.0, 40);
+        std::vector<SungSpan> notes;
+        double at = 0.0;
+        for (int i = 0; i < 30; ++i) {
+            const double length = 0.15 + 0.01 * static_cast<double>(random() % 60);
+            notes.push_back({at, at + length * (0.5 + 0.005 * static_cast<double>(random() % 100))});
+            at += length;
+        }
+        for (const TickSpan& span : Quantize(notes, beats)) {
+            EXPECT_GE(span.end - span.start, 2) << round;
+        }
+    }
+}
+
+// A song of eighths that a restless singer sings has no 16ths in it.
+TEST(Quantize, TheSongSaysWhichLinesAreRare) {
+    std::mt19937 random(5);
+    const auto beats = Beats(100.0, 70);
+    std::vector<int> ticks;
+    for (int i = 0; i <= 120; ++i) {
+        ticks.push_back(12 * i);
+    }
+    auto notes = Sung(ticks, beats);
+    for (SungSpan& note : notes) {
+        double bell = 0.0;
+        for (int k = 0; k < 4; ++k) {
+            bell += static_cast<double>(random() % 10001) / 10000.0 - 0.5;
+        }
+        note.start += 0.045 * 1.7 * bell;
+    }
+    const auto spans = Quantize(notes, beats);
+    int right = 0;
+    for (std::size_t i = 0; i < spans.size(); ++i) {
+        right += spans[i].start == ticks[i] ? 1 : 0;
+    }
+    EXPECT_GT(right, 114);
+}
+
 }  // namespace mlh::choir

@@ -105,9 +105,13 @@ class Arrange : public CommandFolder {
     }
 };
 
-const std::vector<std::string> kStyles = {"four-part",
+const std::vector<std::string> kStyles = {"choir",
+                                          "choir --voices 3 --above 2 --spread 1",
+                                          "four-part",
                                           "four-part --lead bass --spacing close",
                                           "four-part --lead tenor --spacing wide",
+                                          "four-part --chords-from given --lead alto",
+                                          "four-part --chords-from tracker",
                                           "chords",
                                           "chords --voices 2",
                                           "intervals",
@@ -165,10 +169,11 @@ TEST_F(Arrange, NotationSoftwareReadsTheSameNotes) {
         wanted.push_back(PartsOfJson(json));
         EXPECT_EQ(PartsOfMidi(Path(name + ".mid")), wanted.back()) << arguments;
     };
-    for (const std::size_t style : {0, 2, 4, 9, 12}) {
+    for (const std::size_t style : {0, 1, 2, 4, 5, 8, 13, 16}) {
         add("tune.tsv --upbeat 1 --style " + kStyles.at(style));
     }
     add("rhythm.tsv");
+    add("rhythm.tsv --style four-part");
     add("rhythm.tsv --key 'Eb mixolydian' --style block");
     const auto read = PartsOfScores(scores);
     ASSERT_EQ(read.size(), scores.size());
@@ -220,7 +225,7 @@ TEST_F(Arrange, EveryScaleIsTakenByNameAndWithTheKey) {
 // Signature, mode, metre, clefs, names, bracket, chord symbols and spelling of a score, as notation programs
 // take them over.
 TEST_F(Arrange, SheetMusicSaysKeyMetreClefsNamesAndChords) {
-    ASSERT_EQ(Run("arrange tune.tsv -q --upbeat 1 --musicxml a.musicxml").status, 0);
+    ASSERT_EQ(Run("arrange tune.tsv -q --upbeat 1 --style four-part --musicxml a.musicxml").status, 0);
     pugi::xml_document document;
     ASSERT_TRUE(document.load_file(Path("a.musicxml").c_str()));
     const auto score = document.child("score-partwise");
@@ -305,12 +310,17 @@ TEST_F(Arrange, AMidiFileKeepsTempoMetreAndKey) {
 
 TEST_F(Arrange, MistakesAreToldInOneLine) {
     std::ofstream(Path("bad.tsv")) << "0 1 60\n1 x 62\n";
+    std::ofstream(Path("bare.tsv")) << "0 1 60\n1 1 62\n";
     std::ofstream(Path("chord.tsv")) << "0 1 60\n0 1 64\n";
     const std::pair<const char*, int> calls[] = {{"arrange", 2},
                                                  {"arrange tune.tsv --style jazz", 2},
                                                  {"arrange tune.tsv --style block --variant above", 2},
                                                  {"arrange tune.tsv --style block --lead alto", 2},
-                                                 {"arrange tune.tsv --voices 3", 2},
+                                                 {"arrange tune.tsv --style block --voices 3", 2},
+                                                 {"arrange tune.tsv --style four-part --voices 3", 2},
+                                                 {"arrange tune.tsv --style block --chords C", 2},
+                                                 {"arrange tune.tsv --chords-from radio", 2},
+                                                 {"arrange bare.tsv --chords-from given", 1},
                                                  {"arrange tune.tsv --key H", 2},
                                                  {"arrange tune.tsv --scale blues", 2},
                                                  {"arrange tune.tsv --style intervals --intervals 1,2", 2},
@@ -334,7 +344,8 @@ TEST_F(Arrange, ARecordingIsArrangedAndEveryStyleIsSung) {
         writer.Write(song.samples.data(), static_cast<int32_t>(song.samples.size()));
         writer.Finish();
     }
-    ASSERT_EQ(Run("arrange lead.wav -q --bpm 100 --json a.json --musicxml a.musicxml").status, 0);
+    ASSERT_EQ(
+        Run("arrange lead.wav -q --style four-part --bpm 100 --json a.json --musicxml a.musicxml").status, 0);
     const Json arranged = Json::parse(Text("a.json"));
     PartsOfMusicXml(Path("a.musicxml"));
     for (const std::string style : {"four-part", "intervals", "block", "fourths", "fixed", "double"}) {

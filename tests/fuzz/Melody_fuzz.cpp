@@ -67,8 +67,8 @@ void SetTable(Bytes& bytes) {
         Require(!ScoreDocument(arrangement).empty());
         ToPerformance(arrangement);
         const TemporaryFile midi(".mid"), score(".musicxml");
-        WriteMidiFile(midi.path, ToSong(arrangement));
-        WriteMusicXml(score.path, arrangement);
+        WriteMidiFile(midi.path, ToSong(ToScore(arrangement)));
+        WriteMusicXml(score.path, ToScore(arrangement));
         Require(ReadMidiFile(midi.path).tracks.size() <= 4);
     } catch (const Failure&) {
     } catch (const UsageError&) {
