@@ -27,6 +27,7 @@ struct AnalyzeOptions {
     std::string f0;
     std::string midi;
     std::string picture;
+    bool acceptDamage = false;
     bool quiet = false;
 };
 
@@ -39,7 +40,7 @@ void Run(const AnalyzeOptions& options) {
     CheckPicture(options.picture);
     CheckOutputs({options.lead},
                  {options.json, options.csv, options.labels, options.f0, options.midi, options.picture});
-    const Audio audio = ReadAudio(options.lead);
+    const Audio audio = ReadAudio(options.lead, ToOnDamage(options.acceptDamage));
     Progress progress("analysing", options.quiet);
     const Take take(audio.View(), [&](double share) { progress.Update(share); });
     progress.Finish();
@@ -102,6 +103,7 @@ void AddAnalyzeCommand(CLI::App& app) {
         ->type_name("FILE");
     command->add_option("--midi", options->midi, "Write the notes as a MIDI file")->type_name("FILE");
     command->add_option("--picture", options->picture, "Draw a piano roll, .svg or .png")->type_name("FILE");
+    command->add_flag("--accept-damage", options->acceptDamage, kAcceptDamageHelp);
     command->add_flag("--quiet,-q", options->quiet, "Print nothing");
     command->callback([options] { Run(*options); });
 }

@@ -232,6 +232,7 @@ void AddArrangeCommand(CLI::App& app) {
     command->add_option("--csv", options->csv, "Write the notes of all voices as a table")->type_name("FILE");
     command->add_option("--json", options->json, "Write everything found as JSON")->type_name("FILE");
     command->add_option("--picture", options->picture, "Draw a piano roll, .svg or .png")->type_name("FILE");
+    command->add_flag("--accept-damage", options->source.acceptDamage, kAcceptDamageHelp);
     command->add_flag("--quiet,-q", options->source.quiet, "Print nothing");
     auto* style = command->get_option("--style");
     command->callback([options, style] {

@@ -12,6 +12,9 @@ void AddHarmonizeCommand(CLI::App& app);
 void AddAnalyzeCommand(CLI::App& app);
 void AddArrangeCommand(CLI::App& app);
 
+// Of every command that reads a recording.
+inline constexpr const char* kAcceptDamageHelp = "Go on with what can be read of a damaged recording";
+
 // Lets numbers from `least` to `most` through; NaN does not pass.
 inline CLI::Validator Between(double least, double most) {
     std::ostringstream range;

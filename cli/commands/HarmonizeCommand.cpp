@@ -56,6 +56,7 @@ struct HarmonizeOptions {
     bool mono = false;
     std::string picture;
     std::string report;
+    bool acceptDamage = false;
     bool quiet = false;
 };
 
@@ -470,7 +471,7 @@ void Run(const HarmonizeOptions& options) {
     Settings settings = ToSettings(options);
     CheckFiles(options);
     AddNotes(options, settings);
-    const Audio audio = ReadAudio(options.lead);
+    const Audio audio = ReadAudio(options.lead, ToOnDamage(options.acceptDamage));
 
     OutputInfo report;
     Progress analysing("analysing", options.quiet);
@@ -558,6 +559,7 @@ void AddHarmonizeCommand(CLI::App& app) {
     command->add_option("--picture", options->picture, "Draw a piano roll, .svg or .png")->type_name("FILE");
     command->add_option("--report", options->report, "Write what was found and made as JSON")
         ->type_name("FILE");
+    command->add_flag("--accept-damage", options->acceptDamage, kAcceptDamageHelp);
     command->add_flag("--quiet,-q", options->quiet, "Print nothing but warnings");
     command->callback([options, voices, above, spread, style] {
         options->voicesGiven = voices->count() > 0;

@@ -4,10 +4,12 @@
 
 #include <algorithm>
 #include <cctype>
+#include <fstream>
 #include <limits>
 
 #include "Errors.h"
 #include "Say.h"
+#include "files/Damage.h"
 #include "files/InputFile.h"
 #include "files/OutputFile.h"
 
@@ -21,6 +23,7 @@ struct CloseFile {
 using File = std::unique_ptr<SNDFILE, CloseFile>;
 
 constexpr int32_t kBlock = 65536;          // [frames]
+constexpr int32_t kSlipsASecond = 100;     // lengths in headers are wrong by a frame or two now and then
 constexpr int32_t kMinSampleRate = 11025;  // [Hz] what the library analyses
 constexpr int32_t kMaxSampleRate = 255999;
 
@@ -101,18 +104,43 @@ std::string AdviceForPipes(const std::string& path) {
     return IsPipe(path) ? "; a pipe can only carry WAV, so make it a file first" : "";
 }
 
-// Where reading ended early. What a stream or a compressed file says of its length is an estimate.
-void CheckLength(const std::string& path, const SF_INFO& info, int64_t frames) {
-    const bool known = info.seekable != 0 && (info.format & SF_FORMAT_TYPEMASK) != SF_FORMAT_MPEG;
-    if (frames == 0) {
-        throw Failure(path + (known && info.frames > 0 ? ": it is damaged; nothing of it can be read"
-                                                       : ": there is no sound in it"));
+// Whether the length that was announced is more than an estimate: streams have none, and an MP3 says it in
+// its first frame or not at all.
+bool KnowsItsLength(const std::string& path, const SF_INFO& info) {
+    if (info.seekable == 0) {
+        return false;
     }
-    if (!known || frames >= info.frames) {
-        return;
+    if ((info.format & SF_FORMAT_TYPEMASK) != SF_FORMAT_MPEG) {
+        return true;
     }
-    Say(path + Format(" is damaged: %.1f of its %.1f s can be read", 1.0 * frames / info.samplerate,
-                      1.0 * info.frames / info.samplerate));
+    std::string head(65536, '\0');
+    std::ifstream file = OpenInput(path);
+    file.read(head.data(), static_cast<std::streamsize>(head.size()));
+    return head.find("Xing") != std::string::npos || head.find("Info") != std::string::npos ||
+           head.find("VBRI") != std::string::npos;
+}
+
+// The frames that a file announces: from what its header was found to promise, or as many as there are.
+int64_t PromisedFrames(const std::string& path, SNDFILE* file, const SF_INFO& info, int64_t frames) {
+    std::string account(16384, '\0');
+    account.resize(static_cast<std::size_t>(
+        std::max(0, sf_command(file, SFC_GET_LOG_INFO, account.data(), static_cast<int>(account.size())))));
+    const double share = PromisedShare(account);
+    if (share > 1.0) {
+        return static_cast<int64_t>(share * static_cast<double>(info.frames));
+    }
+    return KnowsItsLength(path, info) ? std::max(info.frames, frames) : frames;
+}
+
+// Says what is damaged, a line each; the last one with what to do, if it is not accepted.
+void Judge(const std::string& path, const std::vector<std::string>& damage, OnDamage onDamage) {
+    for (std::size_t i = 0; i < damage.size(); ++i) {
+        const std::string line = path + " is damaged: " + damage[i];
+        if (onDamage == OnDamage::Refuse && i + 1 == damage.size()) {
+            throw Failure(line + ", or take what there is with --accept-damage");
+        }
+        Say(line);
+    }
 }
 
 SF_INFO OutputInfo(const std::string& path, SampleFormat format, int32_t channels, int32_t sampleRate) {
@@ -128,9 +156,10 @@ SF_INFO OutputInfo(const std::string& path, SampleFormat format, int32_t channel
 
 }  // namespace
 
-Audio ReadAudio(const std::string& path) {
+Audio ReadAudio(const std::string& path, OnDamage onDamage) {
     CheckInput(path);
     SF_INFO info{};
+    auto quiet = std::make_unique<QuietStandardError>();  // decoders talk to the terminal
     File file(sf_open(path.c_str(), SFM_READ, &info));
     if (!file) {
         throw Failure("cannot read " + path + ": " + Reason(sf_strerror(nullptr)) + AdviceForPipes(path));
@@ -160,7 +189,30 @@ Audio ReadAudio(const std::string& path) {
             audio.samples.insert(audio.samples.end(), block.begin(), block.begin() + frames * info.channels);
         }
     }
-    CheckLength(path, info, audio.Frames());
+    const bool broken = sf_error(file.get()) != SF_ERR_NO_ERROR;
+    const int64_t promised = PromisedFrames(path, file.get(), info, audio.Frames());
+    file.reset();
+    quiet.reset();
+
+    if (audio.Frames() == 0) {
+        throw Failure(path + (broken || promised > 0 ? ": it is damaged; nothing of it can be read"
+                                                     : ": there is no sound in it"));
+    }
+    std::vector<std::string> damage;
+    std::vector<std::string> warnings;
+    if (broken || promised > audio.Frames() + info.samplerate / kSlipsASecond) {
+        damage.push_back(
+            promised > audio.Frames()
+                ? Format("%.1f of its %.1f s can be read; get a whole copy", audio.Seconds(),
+                         static_cast<double>(promised) / info.samplerate)
+                : Format("only its first %.1f s can be read; get a whole copy", audio.Seconds()));
+    }
+    SilenceNonNumbers(audio, damage);
+    FindClipping(audio, damage, warnings);
+    Judge(path, damage, onDamage);
+    for (const std::string& warning : warnings) {
+        Say(path + ": " + warning);
+    }
     if (info.channels > 2) {
         Say(path + Format(" has %d channels; they are mixed down to one", info.channels));
     }

@@ -23,9 +23,14 @@ struct Audio {
     double Seconds() const { return sampleRate > 0 ? static_cast<double>(Frames()) / sampleRate : 0.0; }
 };
 
-// Reads any file that libsndfile knows. Says so on standard error when it mixes channels down. Throws
-// Failure, with what to do, for a file that can't be read, or that the library can't analyse (rate, length).
-Audio ReadAudio(const std::string& path);
+// What to do with a recording that is damaged: cut off, with samples that are no numbers, badly clipped.
+enum class OnDamage { Refuse, Accept };
+inline OnDamage ToOnDamage(bool accept) { return accept ? OnDamage::Accept : OnDamage::Refuse; }
+
+// Reads any file that libsndfile knows. Says so on standard error when it mixes channels down, and what is
+// damaged when it goes on with it. Throws Failure, with what to do, for a file that can't be read, that the
+// library can't analyse (rate, length), or that is damaged.
+Audio ReadAudio(const std::string& path, OnDamage onDamage = OnDamage::Refuse);
 
 enum class SampleFormat { Int16, Int24, Float };
 

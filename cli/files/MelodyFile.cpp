@@ -207,7 +207,7 @@ Melody FromMidi(const MelodySource& source) {
 }
 
 Melody FromRecording(const MelodySource& source) {
-    const Audio audio = ReadAudio(source.path);
+    const Audio audio = ReadAudio(source.path, ToOnDamage(source.acceptDamage));
     Progress progress("analysing", source.quiet);
     const Take take(audio.View(), [&](double share) { progress.Update(share); });
     TranscribeOptions options;

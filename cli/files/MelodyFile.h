@@ -15,6 +15,7 @@ struct MelodySource {
     double bpm = 0.0;                   // 0: of the source, found in a recording, or 120
     std::optional<MelodyKey> key = {};  // of a recording, if it is known
     bool quiet = false;
+    bool acceptDamage = false;  // of a recording
 };
 
 // Reads a MIDI file, a table or a recording, distinguished by their first bytes. A recording is put on beats.

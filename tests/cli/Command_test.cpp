@@ -294,7 +294,7 @@ TEST_F(Command, AMixThatIsTooLoudIsLoweredAsAWholeLimitedOrCutOff) {
     const std::string call = "harmonize lead.wav --gains 8 --quiet --format ";
     // Floats hold what is above full scale, so nothing is done unless asked for.
     EXPECT_EQ(Run(call + "float -o loud.wav --report loud.json").output, "");
-    const std::vector<float> loud = ReadAudio(Path("loud.wav")).samples;
+    const std::vector<float> loud = ReadAudio(Path("loud.wav"), OnDamage::Accept).samples;
     const double peak = Peak(loud);
     const auto above = std::count_if(loud.begin(), loud.end(), [](float s) { return std::fabs(s) > 1.0f; });
     ASSERT_GT(peak, 1.5);
@@ -314,7 +314,7 @@ TEST_F(Command, AMixThatIsTooLoudIsLoweredAsAWholeLimitedOrCutOff) {
         EXPECT_THAT(result.output, HasSubstr("mix.wav " + std::to_string(above) + " samples, peak +"))
             << c.options;
         EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 1) << result.output;
-        const std::vector<float> mix = ReadAudio(Path("mix.wav")).samples;
+        const std::vector<float> mix = ReadAudio(Path("mix.wav"), OnDamage::Accept).samples;
         EXPECT_LE(Peak(mix), 1.0);
         const Json report = Json::parse(Text("r.json"));
         EXPECT_EQ(report["output"]["clip"], c.clip);
@@ -666,7 +666,7 @@ TEST_F(Command, ChordsMayComeThroughAPipe) {
 
 #endif
 
-TEST_F(Command, ADamagedRecordingIsReadAsFarAsItGoesAndThatIsSaid) {
+TEST_F(Command, ADamagedRecordingIsRefusedOrReadAsFarAsItGoes) {
     WriteLead("lead.wav");
     ASSERT_EQ(Run("harmonize lead.wav -o whole.flac -q").output, "");
     EXPECT_EQ(Run("analyze whole.flac -q").output, "");
@@ -680,8 +680,12 @@ TEST_F(Command, ADamagedRecordingIsReadAsFarAsItGoesAndThatIsSaid) {
         return Run("analyze damaged.flac -q");
     };
     const auto half = damage(whole.size() / 2, whole.size() / 2 + 100);
-    EXPECT_EQ(half.status, 0);
+    EXPECT_EQ(half.status, 1);
     EXPECT_THAT(half.output, testing::StartsWith("mlh: damaged.flac is damaged: "));
+    EXPECT_THAT(half.output, testing::HasSubstr("--accept-damage"));
+    const auto accepted = Run("analyze damaged.flac -q --accept-damage");
+    EXPECT_EQ(accepted.status, 0);
+    EXPECT_THAT(accepted.output, testing::StartsWith("mlh: damaged.flac is damaged: "));
     const auto none = damage(200, whole.size());  // all but the header
     EXPECT_EQ(none.status, 1);
     EXPECT_EQ(none.output, "mlh: damaged.flac: it is damaged; nothing of it can be read\n");
