@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <string>
 #include <utility>
 
 #include "choir/Errors.h"
 #include "choir/core/CoreChoir.h"
 #include "choir/melody/MelodyTracker.h"
+#include "choir/melody/SungMelody.h"
 #include "choir/mix/Mix.h"
 #include "choir/mix/Presets.h"
 #include "choir/plan/Plan.h"
@@ -83,8 +85,8 @@ void Choir::Change(Settings settings, const ProgressCallback& progress) {
         DecidePeople(settings, decided);
     }
     DecideMix(settings, decided);
-    if (decided.tuning ? take_.measuredNotes().empty() : take_.notes().empty()) {
-        decided.warnings.emplace_back("no voice was found in the recording");
+    if (take_.notes().empty()) {
+        decided.warnings.emplace_back(kNoVoice);
     }
     std::vector<float> scratch((1 + decided.voices.size()) *
                                static_cast<std::size_t>(take_.audio().channels) * kBlock);
@@ -99,7 +101,11 @@ void Choir::Change(Settings settings, const ProgressCallback& progress) {
 }
 
 const std::vector<SungNote>& Choir::lead() const {
-    return decided_.tuning ? take_.measuredNotes() : take_.notes();
+    if (decided_.tuning) {
+        return take_.measuredNotes();
+    }
+    const bool core = settings_.style == Style::Core || !settings_.tracks.empty();
+    return core ? take_.coreNotes() : take_.notes();
 }
 
 void Choir::DecideTuning(const Settings& settings, Decided& decided) const {
@@ -108,11 +114,7 @@ void Choir::DecideTuning(const Settings& settings, Decided& decided) const {
 }
 
 void Choir::DecideKeyAndChords(const Settings& settings, Decided& decided) const {
-    std::vector<MelodyNote> melody;
-    for (const SungNote& note : take_.measuredNotes()) {
-        const double middle = 0.5 * (note.start + note.end);
-        melody.push_back({note.start, note.end, note.pitch - decided.tuning->OffsetAt(middle)});
-    }
+    const std::vector<MelodyNote> melody = SungMelody(take_, *decided.tuning);
     TrackOptions options;
     options.tuning = 0.0;  // it is taken off, with its drift
     if (settings.bpm > 0.0) {
@@ -134,8 +136,7 @@ void Choir::DecideKeyAndChords(const Settings& settings, Decided& decided) const
         decided.key = track.usedKey;
         decided.keyName = KeyName(track.usedKey);
         if (!track.key.Sure()) {
-            decided.warnings.push_back("not sure of the key: " + KeyName(track.key.best) + ", or " +
-                                       KeyName(track.key.second));
+            decided.warnings.push_back(KeyDoubt(track.key));
         }
     }
     if (!settings.chords.empty()) {
@@ -301,7 +302,11 @@ std::unique_ptr<Singers> Choir::SingArrangement(const Settings& settings, Decide
                                                 const ProgressCallback& progress) const {
     Melody melody = MelodyOf(take_, 60.0);
     if (melody.notes.empty()) {
-        throw Failure("no note was found in it");
+        for (int v = 1; v <= settings.voices; ++v) {
+            decided.voices.push_back({VoicePart::Doubling, "Voice " + std::to_string(v), {}});
+        }
+        decided.manners.resize(decided.voices.size());
+        return nullptr;
     }
     const MelodyKey key = KeyFor(settings, melody);
     decided.arrangement = ArrangeMelody(std::move(melody), key, ToArrangeSettings(settings),
@@ -324,7 +329,7 @@ std::unique_ptr<Singers> Choir::SingArrangement(const Settings& settings, Decide
 }
 
 void Choir::TakeLines(const std::vector<NoteLine>& lines, Decided& decided) const {
-    const std::vector<SungNote>& lead = take_.notes();
+    const std::vector<SungNote>& lead = take_.coreNotes();
     for (const NoteLine& line : lines) {
         Voice voice;
         voice.name = line.name;

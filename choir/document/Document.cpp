@@ -10,6 +10,7 @@
 #include "choir/Text.h"
 #include "choir/chords/ChordText.h"
 #include "choir/document/Json.h"
+#include "choir/melody/SungMelody.h"
 #include "choir/score/Music.h"
 #include "choir/score/Tables.h"
 
@@ -193,6 +194,9 @@ Json ScoreAsJson(const Score& score) {
         voices.push_back({{"name", voice.name}, {"notes", std::move(line)}});
     }
     json["voices"] = std::move(voices);
+    if (score.sung && score.melody.empty()) {
+        json["warnings"] = {kNoVoice};
+    }
     return json;
 }
 
@@ -202,14 +206,25 @@ std::string TakeDocument(const Take& take, const RecordingInfo& recording, bool 
     const Analysis& analysis = take.analysis();
     Json json = Head("take");
     json["recording"] = RecordingAsJson(recording, take.audio());
-    json["key"] = KeyAsJson(KeyName(analysis.key), analysis.key, false);
+    json["key"] = KeyAsJson("", -1, false);
     json["core_key"] = CoreKeyAsJson(analysis.key);
-    json["tuning"] = TuningAsJson(analysis.tuning);
+    json["tuning"] = nullptr;
+    json["warnings"] = Json::array();
+    if (take.hasVoice()) {
+        const KeyEstimate key = KeyOf(take);
+        json["key"] = KeyAsJson(KeyName(key.best), key.best, false);
+        AddEstimate(key, false, json["key"]);
+        json["tuning"] = TuningAsJson(analysis.tuning);
+        if (const std::string doubt = KeyDoubt(key); !doubt.empty()) {
+            json["warnings"].push_back(doubt);
+        }
+    } else {
+        json["warnings"].push_back(kNoVoice);
+    }
     json["notes"] = NotesAsJson(take.notes());
     if (withCurve) {
         json["curve"] = CurveAsJson(take.curve());
     }
-    json["warnings"] = Json::array();
     return Written(json);
 }
 
@@ -228,6 +243,9 @@ std::string ChoirDocument(const Choir& choir, const RecordingInfo& recording, bo
     if (choir.tuning()) {
         json["tuning"] = TuningAsJson(choir.tuning()->offset());
         json["tuning"]["drift_cents"] = std::round(1000.0 * choir.tuning()->drift()) / 10.0;
+    }
+    if (choir.lead().empty()) {
+        json["tuning"] = nullptr;
     }
     json["notes"] = NotesAsJson(choir.lead());
     for (std::size_t i = 0; choir.tuning() && i < choir.lead().size(); ++i) {

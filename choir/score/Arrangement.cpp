@@ -124,6 +124,12 @@ void SetChords(Melody& melody, const std::vector<TimedChord>& chords) {
 Arrangement ArrangeMelody(Melody melody, const MelodyKey& key, mlh::ArrangeSettings settings,
                           const std::string& style) {
     Arrangement arrangement;
+    if (melody.notes.empty()) {
+        arrangement.melody = std::move(melody);
+        arrangement.key = key;
+        arrangement.style = style;
+        return arrangement;
+    }
     settings.key = key.tonic;
     settings.scale = key.scale;
     HoldChords(melody.notes);

@@ -44,10 +44,10 @@ Melody MelodyOf(const Take& take, double bpm) {
     melody.sung = true;
     melody.tempo[0].bpm = bpm;
     melody.curve = take.curve();
-    if (analysis.key >= 0) {
+    if (take.hasVoice() && analysis.key >= 0) {
         melody.key = MelodyKey{analysis.key % 12, analysis.key < 12 ? kMajor : kMinor};
     }
-    for (const Note& note : analysis.notes) {
+    for (const SungNote& note : take.notes()) {
         const double onset = BeatAt(melody.tempo, note.start);
         melody.notes.push_back({onset,
                                 BeatAt(melody.tempo, note.end) - onset,

@@ -35,6 +35,11 @@ Score ScoreOf(const Melody& melody, const std::string& style) {
     return score;
 }
 
+// A key that was given stays; in nothing, none is found.
+std::optional<MelodyKey> KeyOfScore(const Melody& melody, const MelodyKey& key) {
+    return melody.notes.empty() && key.found ? std::nullopt : std::optional<MelodyKey>(key);
+}
+
 // Where a change inside a note is written: on a beat or an eighth inside it, else at its start or end.
 double BeatInside(const ScoreNote& note, double time) {
     const double share = (time - note.start) / std::max(note.end - note.start, kSame);
@@ -247,7 +252,7 @@ Arrangement Arrange(Melody melody, const Settings& settings) {
 Score PlanScore(const Melody& melody, const Settings& settings) {
     const MelodyKey key = KeyFor(settings, melody);
     Score score = ScoreOf(melody, StyleNames()[static_cast<std::size_t>(settings.style)]);
-    score.key = key;
+    score.key = KeyOfScore(melody, key);
     score.chords = ChordsFor(melody, key, settings);
     score.symbols = SymbolsOf(score);
 
@@ -276,7 +281,7 @@ Score PlanScore(const Melody& melody, const Settings& settings) {
 
 Score ToScore(const Arrangement& arrangement) {
     Score score = ScoreOf(arrangement.melody, arrangement.style);
-    score.key = arrangement.key;
+    score.key = KeyOfScore(arrangement.melody, arrangement.key);
     score.chords = arrangement.ChordChanges();
     for (std::size_t i = 0; i < arrangement.chords.size(); ++i) {
         const Chord& chord = arrangement.chords[i];

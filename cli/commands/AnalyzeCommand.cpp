@@ -5,7 +5,9 @@
 
 #include "Progress.h"
 #include "Say.h"
+#include "choir/Text.h"
 #include "choir/document/Document.h"
+#include "choir/melody/SungMelody.h"
 #include "choir/score/Music.h"
 #include "choir/score/Tables.h"
 #include "commands/Commands.h"
@@ -35,6 +37,13 @@ constexpr const char* kExamples = R"(Examples:
   mlh analyze lead.wav
   mlh analyze lead.wav --csv notes.csv --f0 pitch.csv
   mlh analyze lead.wav --midi melody.mid --picture lead.svg)";
+
+// "A minor (0.93), or C major (0.05)"
+std::string KeyLine(const KeyEstimate& key) {
+    const auto share = [&](int index) { return key.posterior[static_cast<std::size_t>(index)]; };
+    return KeyName(key.best) + Format(" (%.2f), or ", share(key.best)) + KeyName(key.second) +
+           Format(" (%.2f)", share(key.second));
+}
 
 void Run(const AnalyzeOptions& options) {
     CheckPicture(options.picture);
@@ -74,11 +83,18 @@ void Run(const AnalyzeOptions& options) {
         performance.lead = notes;
         DrawPicture(performance, options.picture);
     }
+    const KeyEstimate key = KeyOf(take);
+    if (!take.hasVoice()) {
+        Say(kNoVoice);
+    } else if (const std::string doubt = KeyDoubt(key); !doubt.empty()) {
+        Say(doubt);
+    }
     if (options.quiet) {
         return;
     }
-    std::printf("key     %s\n", analysis.key < 0 ? "none found" : KeyName(analysis.key).c_str());
-    if (std::isfinite(analysis.tuning)) {
+    std::printf("key     %s\n", take.hasVoice() ? KeyLine(key).c_str() : "none found");
+    std::printf("core    %s\n", analysis.key < 0 ? "none found" : KeyName(analysis.key).c_str());
+    if (take.hasVoice() && std::isfinite(analysis.tuning)) {
         std::printf("tuning  %+.0f cents (A4 = %.1f Hz)\n", 100.0 * analysis.tuning,
                     ReferencePitch(analysis.tuning));
     } else {

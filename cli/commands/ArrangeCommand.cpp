@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "Errors.h"
+#include "Say.h"
 #include "choir/document/Document.h"
 #include "choir/document/SettingsDocument.h"
 #include "choir/plan/SettingsOfPlan.h"
@@ -100,7 +101,8 @@ void MoveByOctaves(Melody& melody, int octaves) {
 }
 
 void TellHead(const Score& score) {
-    std::printf("key     %s%s\n", ScaleKeyName(*score.key).c_str(), score.key->found ? " (estimated)" : "");
+    std::printf("key     %s%s\n", score.key ? ScaleKeyName(*score.key).c_str() : "none found",
+                score.key && score.key->found ? " (estimated)" : "");
     const TempoChange& start = score.tempo[0];
     std::printf("tempo   %g, %d/%d%s\n", score.sung ? std::round(start.bpm) : start.bpm, start.beatsPerBar,
                 start.beatUnit, score.sung && score.tempo.size() > 1 ? ", not steady" : "");
@@ -160,6 +162,9 @@ void Run(const ArrangeOptions& options) {
         source.key = KeyFor(settings, {});
     }
     Melody melody = ReadMelody(source);
+    if (melody.sung && melody.notes.empty()) {
+        Say(choir::kNoVoice);
+    }
     if (options.upbeat) {
         melody.upbeat = *options.upbeat;
     }

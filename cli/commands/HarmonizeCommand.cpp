@@ -479,9 +479,6 @@ void Run(const HarmonizeOptions& options) {
     Take take(audio.View(), [&](double share) { analysing.Update(share); });
     report.analysisSeconds = analysisWatch.Seconds();
     analysing.Finish();
-    if (settings.style != Style::Core && !IsPlanned(settings) && take.notes().empty()) {
-        throw Failure(options.lead + ": no note was found in it");
-    }
     Choir choir(take, settings);
     Outputs outputs(options, choir);
     const Stopwatch renderingWatch;

@@ -213,11 +213,7 @@ Melody FromRecording(const MelodySource& source) {
     TranscribeOptions options;
     options.bpm = source.bpm;
     options.key = source.key;
-    Melody melody = TranscribeTake(take, options);
-    if (melody.notes.empty()) {
-        throw Failure(source.path + ": no note was found in it");
-    }
-    return melody;
+    return TranscribeTake(take, options);
 }
 
 bool LooksLikeText(const std::string& text) {

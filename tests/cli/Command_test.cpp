@@ -19,6 +19,7 @@
 #include "support/CommandFolder.h"
 #include "support/Paths.h"
 #include "support/SungTunes.h"
+#include "support/SyntheticSinger.h"
 
 namespace mlh::cli {
 
@@ -456,6 +457,10 @@ TEST_F(Command, AnalyzeFindsTheNotesThatWereSung) {
     EXPECT_EQ(json["schema"], 2);
     EXPECT_EQ(json["kind"], "take");
     EXPECT_EQ(json["key"]["name"], "C major");
+    EXPECT_EQ(json["core_key"]["name"], "C major");
+    ASSERT_EQ(json["key"]["candidates"].size(), 2u);
+    EXPECT_EQ(json["key"]["candidates"][0]["confidence"], json["key"]["confidence"]);
+    EXPECT_THAT(result.output, HasSubstr("), or ")) << "the runner-up";
     const int sung[] = {60, 62, 64, 65, 67, 64, 62, 60, 59, 60};
     ASSERT_EQ(json["notes"].size(), 10u);
     for (std::size_t i = 0; i < 10; ++i) {
@@ -468,6 +473,53 @@ TEST_F(Command, AnalyzeFindsTheNotesThatWereSung) {
     ASSERT_EQ(song.tracks.at(0).notes.size(), 10u);
     EXPECT_EQ(song.tracks[0].notes[4].pitch, 67.0);
     EXPECT_THAT(Text("a.svg"), HasSubstr("<svg"));
+}
+
+// A warning, status 0, and no note anywhere.
+TEST_F(Command, ARecordingWithoutAVoiceHasNoNotes) {
+    AudioWriter writer(Path("noise.wav"), SampleFormat::Float, 1, 44100);
+    const std::vector<float> noise = Noise(2 * 44100, 4, 0.3f);
+    writer.Write(noise.data(), static_cast<int32_t>(noise.size()));
+    writer.Finish();
+    const std::string warning = "mlh: no voice was found in the recording\n";
+
+    auto result = Run("analyze noise.wav --json a.json --csv a.csv --labels a.txt --midi a.mid -q");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, warning);
+    Json json = Json::parse(Text("a.json"));
+    EXPECT_TRUE(json["notes"].empty());
+    EXPECT_TRUE(json["key"]["name"].is_null());
+    EXPECT_TRUE(json["tuning"].is_null());
+    EXPECT_EQ(json["warnings"].size(), 1u);
+    EXPECT_EQ(Text("a.csv"), "start_s,end_s,pitch_midi,frequency_hz,note,cents,level\n");
+    EXPECT_EQ(Text("a.txt"), "");
+    const auto notes = [&](const std::string& name) {
+        std::size_t count = 0;
+        for (const auto& track : ReadMidiFile(Path(name)).tracks) {
+            count += track.notes.size();
+        }
+        return count;
+    };
+    EXPECT_EQ(notes("a.mid"), 0u);
+    EXPECT_THAT(Run("analyze noise.wav").output, HasSubstr("key     none found\n"));
+
+    for (const std::string style : {"choir", "four-part"}) {
+        result = Run("harmonize noise.wav --style " + style + " -o c.wav --report c.json -q");
+        EXPECT_EQ(result.status, 0) << style;
+        EXPECT_EQ(result.output, warning) << style;
+        json = Json::parse(Text("c.json"));
+        EXPECT_TRUE(json["notes"].empty());
+        for (const Json& voice : json["voices"]) {
+            EXPECT_TRUE(voice["notes"].empty());
+        }
+    }
+    result = Run("arrange noise.wav --json d.json --midi d.mid -q");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, warning);
+    json = Json::parse(Text("d.json"));
+    EXPECT_TRUE(json["notes"].empty());
+    EXPECT_TRUE(json["key"]["name"].is_null());
+    EXPECT_EQ(notes("d.mid"), 0u);
 }
 
 TEST_F(Command, PicturesAreSvgOrPng) {
@@ -668,7 +720,7 @@ TEST_F(Command, ChordsMayComeThroughAPipe) {
 
 TEST_F(Command, ADamagedRecordingIsRefusedOrReadAsFarAsItGoes) {
     WriteLead("lead.wav");
-    ASSERT_EQ(Run("harmonize lead.wav -o whole.flac -q").output, "");
+    ASSERT_EQ(Run("harmonize lead.wav --gains 1,0,0,0,0 -o whole.flac -q").output, "");
     EXPECT_EQ(Run("analyze whole.flac -q").output, "");
     const std::string whole = Text("whole.flac");
     const auto damage = [&](std::size_t from, std::size_t to) {
