@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 namespace mlh::choir {
 
@@ -31,6 +32,32 @@ void Normalize(Degrees& tones) {
     }
 }
 
+// Lengths from which a note counts no more, in medians: a last note held long is one arrival.
+constexpr double kLongest = 3.0;
+
+// How often each pitch class is come to by a fourth up or a fifth down, and by a semitone up: a share of the
+// notes, longer ones counting for more.
+void CountArrivals(const std::vector<MelodyNote>& notes, double tuning, Degrees& fourths,
+                   Degrees& semitones) {
+    std::vector<double> lengths;
+    for (const MelodyNote& note : notes) {
+        lengths.push_back(note.end - note.start);
+    }
+    std::sort(lengths.begin(), lengths.end());
+    const double median = 0.5 * (lengths[(lengths.size() - 1) / 2] + lengths[lengths.size() / 2]);
+    for (size_t i = 1; i < notes.size(); ++i) {
+        const int from = WholePitch(notes[i - 1].pitch - tuning);
+        const int to = WholePitch(notes[i].pitch - tuning);
+        const double weight = std::min((notes[i].end - notes[i].start) / std::max(median, 1e-12), kLongest) /
+                              static_cast<double>(notes.size());
+        if (to - from == 1) {
+            semitones[static_cast<size_t>(DegreeOf(to, 0))] += weight;
+        } else if (DegreeOf(to, from) == 5) {
+            fourths[static_cast<size_t>(DegreeOf(to, 0))] += weight;
+        }
+    }
+}
+
 }  // namespace
 
 KeyEstimate FindKey(const std::vector<MelodyNote>& notes, double tuning) {
@@ -40,7 +67,8 @@ KeyEstimate FindKey(const std::vector<MelodyNote>& notes, double tuning) {
         return key;
     }
     key.tuning = tuning;
-    std::array<Degrees, 4> parts = {};  // all notes, the first, the last, the ending
+    constexpr size_t kParts = 6;
+    std::array<Degrees, kParts> parts = {};  // all notes, the first, the last, the ending; arrivals
     const size_t tail = std::max<size_t>(1, (notes.size() + 7) / 8);
     for (size_t i = 0; i < notes.size(); ++i) {
         const double pitch = notes[i].pitch - tuning;
@@ -56,12 +84,14 @@ KeyEstimate FindKey(const std::vector<MelodyNote>& notes, double tuning) {
             AddTone(parts[3], pitch, duration);
         }
     }
-    for (Degrees& part : parts) {
-        Normalize(part);
+    for (size_t part = 0; part < 4; ++part) {
+        Normalize(parts[part]);
     }
+    CountArrivals(notes, tuning, parts[4], parts[5]);
+    static_assert(std::size(kKeyMajor) == 12 * kParts + 1 && std::size(kKeyMinor) == std::size(kKeyMajor));
     for (int k = 0; k < 24; ++k) {
         const short* weight = k < 12 ? kKeyMajor : kKeyMinor;
-        double score = weight[48];
+        double score = weight[12 * kParts];
         for (size_t part = 0; part < parts.size(); ++part) {
             for (size_t degree = 0; degree < 12; ++degree) {
                 score += weight[part * 12 + degree] * parts[part][(degree + static_cast<size_t>(k)) % 12];

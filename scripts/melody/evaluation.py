@@ -94,8 +94,12 @@ def key_examples(training):
     return out
 
 
+def learn_key(training):
+    return np.floor(keys.train(key_examples(training), 0.05) * 100 + 0.5) / 100
+
+
 def learn(training, pool):
-    models = {"key": np.floor(keys.train(key_examples(training), 0.05) * 100 + 0.5) / 100}
+    models = {"key": learn_key(training)}
     jobs = [(tune, name, seed_of(tune)) for name in LEARNED_FROM for tune in training]
     performed = pool.map(perform, jobs, chunksize=8)
     examples = []
@@ -137,22 +141,38 @@ def found_chords(model, p, times, tonic):
     return [(t, (model.states[s][0] + tonic) % 12, model.states[s][1]) for t, s in zip(times, path)]
 
 
-def judge_tune(job):
-    models, tune = job
-    rows = {}
+def judge_key(weights, tune, rows):
+    """Adds to rows whether the key was found, and how surely; returns the key found."""
     duration = tune.end - tune.start
     random = np.random.default_rng([seed_of(tune), 99])
     truth = tune.key[0] + 12 * tune.key[1]
 
-    def judge_key(name, pitch, d):
-        q = keys.posterior(models["key"], keys.features(keys.free_of_tuning(pitch, d), d))
+    def judge_one(name, pitch, d):
+        q = keys.posterior(weights, keys.features(keys.free_of_tuning(pitch, d), d))
         rows.setdefault("key " + name, []).append((float(q.argmax() == truth), float(q.max())))
         return int(q.argmax())
 
-    found = judge_key("clean", tune.pitch, duration)
+    found = judge_one("clean", tune.pitch, duration)
     for _ in range(3):
-        judge_key("noise", *keys.sing(random, tune.pitch, duration))
-    judge_key("first 30", tune.pitch[:30], duration[:30])
+        judge_one("noise", *keys.sing(random, tune.pitch, duration))
+    judge_one("first 30", tune.pitch[:30], duration[:30])
+    return found
+
+
+def judge_keys(weights, kept):
+    out = []
+    for tune in kept:
+        rows = {}
+        judge_key(weights, tune, rows)
+        out.append((tune.family, tune.key[1], rows))
+    return out
+
+
+def judge_tune(job):
+    models, tune = job
+    rows = {}
+    truth = tune.key[0] + 12 * tune.key[1]
+    found = judge_key(models["key"], tune, rows)
     bars = (tune.end[-1] - tune.start[0]) / tunes.METERS[tune.meter][0]
     if not tune.chords:
         return tune.family, tune.key[1], rows

@@ -1,7 +1,8 @@
-"""The key finder's model: a softmax over 24 keys of 48 numbers relative to each tonic, and a bias, per mode."""
+"""The key finder's model: a softmax over 24 keys of 72 numbers relative to each tonic, and a bias, per mode."""
 import numpy as np
 
-SIZE = 48
+SIZE = 72
+ARRIVALS = (5, 1)  # a fourth up or a fifth down, as a dominant's root falls; a semitone up, as a leading note rises
 
 
 def features(pitch, duration):
@@ -17,12 +18,23 @@ def features(pitch, duration):
     tail = max(1, -(-len(pitch) // 8))
     parts = [duration @ tones, tones[0], tones[-1], duration[-tail:] @ tones[-tail:]]
     parts = [v / max(v.sum(), 1e-12) for v in parts]
+    parts += [arrivals(whole, duration, interval) for interval in ARRIVALS]
     out = np.zeros((24, 2 * (SIZE + 1)))
     for tonic in range(12):
         x = np.concatenate([np.roll(v, -tonic) for v in parts] + [[1.0]])
         out[tonic, : SIZE + 1] = x
         out[tonic + 12, SIZE + 1:] = x
     return out
+
+
+def arrivals(whole, duration, interval):
+    """How often each pitch class is come to by an interval (a step up as it is, others whatever the octave), longer notes
+    counting for more; a share of the notes."""
+    step = np.diff(whole)
+    come = np.flatnonzero((step if interval < 3 else step % 12) == interval) + 1
+    weight = np.zeros(12)
+    np.add.at(weight, whole[come] % 12, np.minimum(duration[come] / max(np.median(duration), 1e-12), 3))
+    return weight / len(whole)
 
 
 def free_of_tuning(pitch, duration):

@@ -29,14 +29,17 @@ def whole(values, unit):
     return np.floor(np.asarray(values) * unit + 0.5)
 
 
-def write(folder, models, command):
+def write_key(folder, w, command):
     folder.mkdir(parents=True, exist_ok=True)
-    w = models["key"]
     half = len(w) // 2
-    text = head(command, [f"Key finder: {len(w)} numbers in hundredths. Per mode: histogram, first note, last note, ending (12 degrees each), bias."])
+    text = head(command, [f"Key finder: {len(w)} numbers in hundredths. Per mode: histogram, first note, last note, ending, arrivals",
+                          "by a fourth up or a fifth down, by a semitone up (12 degrees each), bias."])
     text += array("kKeyMajor", "short", whole(w[:half], 100)) + array("kKeyMinor", "short", whole(w[half:], 100))
     (folder / "KeyTables.inc").write_text(text)
 
+
+def write(folder, models, command):
+    write_key(folder, models["key"], command)
     w = models["pulse"]
     text = head(command, [f"Pulse finder: four times {len(w)} numbers in hundredths, in the order of PulseFinder.cpp. For half bars; for bars;",
                           "for half bars, then bars, of a known metre whose upbeat is not known."])
