@@ -125,6 +125,8 @@ Arrangement ArrangeMelody(Melody melody, const MelodyKey& key, mlh::ArrangeSetti
                           const std::string& style) {
     Arrangement arrangement;
     if (melody.notes.empty()) {
+        const bool parts = settings.style == ArrangeStyle::FourPart;
+        arrangement.voices = parts ? FourParts({}) : std::vector<ArrangedVoice>{{"Melody", {}}};
         arrangement.melody = std::move(melody);
         arrangement.key = key;
         arrangement.style = style;

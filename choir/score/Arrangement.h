@@ -35,7 +35,7 @@ void SetChords(Melody& melody, const std::vector<TimedChord>& chords);
 
 // Sets the melody. `settings.key` and `settings.scale` are overwritten from `key`. A note without a chord
 // goes on with that of the note before it, the first ones with the first chord there is. Throws Failure when
-// the library refuses. A melody without notes gives no voices.
+// the library refuses. Without notes the voices rest.
 Arrangement ArrangeMelody(Melody melody, const MelodyKey& key, mlh::ArrangeSettings settings,
                           const std::string& style);
 
