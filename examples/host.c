@@ -14,11 +14,10 @@ typedef struct {
 
 /* Finds format and data of a WAV file; other chunks are skipped. Returns 0 if it is not one of 16 bits. */
 static int read_wav(const char* path, Sound* sound) {
-    unsigned char head[12], chunk[8], format[16];
+    unsigned char head[12], chunk[8], format[16] = {0};
     FILE* file = fopen(path, "rb");
     int found = 0;
     memset(sound, 0, sizeof *sound);
-    memset(format, 0, sizeof format);
     if (file == NULL) {
         return 0;
     }
@@ -27,17 +26,12 @@ static int read_wav(const char* path, Sound* sound) {
             uint32_t size = chunk[4] | chunk[5] << 8 | chunk[6] << 16 | (uint32_t)chunk[7] << 24;
             if (memcmp(chunk, "fmt ", 4) == 0 && size >= 16 && fread(format, 1, 16, file) == 16) {
                 fseek(file, (long)(size - 16 + (size & 1)), SEEK_CUR);
-            } else if (memcmp(chunk, "data", 4) == 0 && format[14] == 16 && format[2] >= 1 &&
-                       format[2] <= 2) {
+            } else if (memcmp(chunk, "data", 4) == 0 && format[14] == 16 && format[2] - 1u < 2) {
                 sound->channels = format[2];
                 sound->rate = format[4] | format[5] << 8 | format[6] << 16;
                 sound->samples = malloc((size_t)size + 1);
-                if (sound->samples == NULL) {
-                    break;
-                }
-                sound->frames = (int32_t)fread(sound->samples, 2u * (unsigned)sound->channels,
-                                               size / 2 / (uint32_t)sound->channels, file);
-                found = 1;
+                found = sound->samples != NULL;
+                sound->frames = !found ? 0 : (int32_t)(fread(sound->samples, 1, size, file) / 2 / format[2]);
             } else {
                 fseek(file, (long)(size + (size & 1)), SEEK_CUR);
             }
@@ -70,7 +64,6 @@ static int write_wav(const char* path, const Sound* sound) {
 int main(int argc, char** argv) {
     Sound lead, mix;
     void* mlh = NULL;
-    PitchVector* notes;
     if (argc != 3 || !read_wav(argv[1], &lead)) {
         fprintf(stderr, "usage: host LEAD.wav MIX.wav (16 bit, mono or stereo)\n");
         return 2;
@@ -88,8 +81,7 @@ int main(int argc, char** argv) {
     mlhChordVectorAddItem(chords, c_major);
     mlhSetChordVector(mlh, chords);
     mlhDisposeChordVector(chords);
-
-    notes = mlhGetPitchVector(mlh, 0, 0, 0);
+    PitchVector* notes = mlhGetPitchVector(mlh, 0, 0, 0);
     printf("%s: %d segments\n", mlhGetVersionString(), (int)mlhPitchVectorGetTotal(notes));
     mlhDisposePitchVector(notes);
 

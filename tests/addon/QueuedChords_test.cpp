@@ -3,10 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <functional>
-#include <limits>
 #include <memory>
 #include <random>
 #include <utility>
@@ -357,56 +355,6 @@ TEST(AutomaticMode, IsThatOfCalculatingAnewAtEveryChord) {
             }
         }
         ExpectSameSegments(singer, plain);
-    }
-}
-
-// [s] for each chord, of many that follow each other through the song.
-double TimeOfAChord(Singer& singer, int32_t mode) {
-    using Clock = std::chrono::steady_clock;
-    constexpr int kTimes = 50;
-    const auto lead = singer.addOn->GetLeadPitchVector();
-    double least = std::numeric_limits<double>::max();
-    for (int run = 0; run < 5; ++run) {
-        singer.addOn->SetHarmonyMode(mode);
-        singer.addOn->SetPosition(0.0);
-        // The first ones after a change do look at the whole song.
-        for (int i = 0; i < 5; ++i) {
-            singer.addOn->ApplyChord(AddOnIf::ChordElement(0.0f, 60));
-        }
-        Clock::duration spent{};
-        for (int part = 1; part < 20; ++part) {
-            const auto& element = lead[lead.size() * static_cast<std::size_t>(part) / 20];
-            singer.addOn->SetPosition(element.GetStart() + 0.5 * element.GetDuration());
-            const auto start = Clock::now();
-            for (int i = 0; i < kTimes; ++i) {
-                singer.addOn->ApplyChord(AddOnIf::ChordElement(0.0f, 60 + i));
-            }
-            spent += Clock::now() - start;
-        }
-        least = std::min(least, std::chrono::duration<double>(spent).count() / (19 * kTimes));
-    }
-    return least;
-}
-
-// In a song sixteen times as long a chord that is written to its end takes sixteen times as long.
-TEST(QueuedChords, CostTheSameInALongSong) {
-    std::vector<double> scale;
-    for (int i = 0; i < 30; ++i) {
-        scale.push_back(i % 2 == 0 ? 60 : 67);
-    }
-    const std::vector<float> part = SingScale(scale, 0.15, 1, kRate).samples;
-    std::vector<float> whole;
-    for (int i = 0; i < 16; ++i) {
-        whole.insert(whole.end(), part.begin(), part.end());
-    }
-    Singer shortSong(part);
-    Singer longSong(whole);
-    const auto notes = shortSong.addOn->GetLeadPitchVector().size();
-    ASSERT_GT(notes, 25u);
-    ASSERT_GT(longSong.addOn->GetLeadPitchVector().size(), 14 * notes);
-    for (const int32_t mode : {kManualMode, 0}) {
-        const double bound = 4.0 * TimeOfAChord(shortSong, mode) + 1e-6;
-        EXPECT_LT(TimeOfAChord(longSong, mode), bound) << mode;
     }
 }
 

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cmath>
 #include <random>
 #include <set>
@@ -217,29 +216,6 @@ TEST(MelodyTracker, KnowsCommonMetres) {
     expect(6, 4, 3.0, 3, 2);
     expect(3, 8, 1.5, 3, 1);
     EXPECT_GT(MetreOf(0, 0, 1.0).half, 0.0);
-}
-
-TEST(MelodyTracker, TakesTimeInProportionToTheNotes) {
-    std::vector<std::pair<int, double>> tune;
-    const auto timeOf = [&](int copies) {
-        tune.clear();
-        for (int k = 0; k < copies; ++k) {
-            const auto once = MajorTune();
-            tune.insert(tune.end(), once.begin(), once.end());
-        }
-        const auto notes = Sung(Line(tune), 0.02, 0.02);
-        double best = 1e9;
-        for (int round = 0; round < 3; ++round) {
-            const auto begin = std::chrono::steady_clock::now();
-            TrackMelody(notes);
-            best = std::min(best,
-                            std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
-        }
-        return best;
-    };
-    const double small = timeOf(4);
-    const double large = timeOf(32);
-    EXPECT_LT(large, small * 8 * 4) << small << " s for 216 notes, " << large << " s for 1728";
 }
 
 }  // namespace
