@@ -368,8 +368,7 @@ Performance Choir::ToPerformance() const {
             if (note.note < 0) {
                 continue;
             }
-            const double level =
-                note.lead < 0 ? 1.0 : take_.analysis().notes[static_cast<std::size_t>(note.lead)].energy;
+            const double level = note.lead < 0 ? 1.0 : lead()[static_cast<std::size_t>(note.lead)].level;
             line.notes.push_back({note.start, note.end, note.pitch, level * note.level});
         }
         performance.voices.push_back(std::move(line));

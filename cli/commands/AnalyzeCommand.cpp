@@ -117,7 +117,8 @@ void AddAnalyzeCommand(CLI::App& app) {
         ->type_name("FILE");
     command->add_option("--f0", options->f0, "Write the pitch curve: seconds, hertz (0 unvoiced)")
         ->type_name("FILE");
-    command->add_option("--midi", options->midi, "Write the notes as a MIDI file")->type_name("FILE");
+    command->add_option("--midi,--midi-out", options->midi, "Write the notes as a MIDI file")
+        ->type_name("FILE");
     command->add_option("--picture", options->picture, "Draw a piano roll, .svg or .png")->type_name("FILE");
     command->add_flag("--accept-damage", options->acceptDamage, kAcceptDamageHelp);
     command->add_flag("--quiet,-q", options->quiet, "Print nothing");

@@ -230,7 +230,7 @@ void AddArrangeCommand(CLI::App& app) {
         ->add_option("--track", options->source.track,
                      "Which of a MIDI file's tracks with notes is the melody (default 1)")
         ->check(Between(1, 1000));
-    command->add_option("--midi", options->midi, "Write a MIDI file, a track for each voice")
+    command->add_option("--midi,--midi-out", options->midi, "Write a MIDI file, a track for each voice")
         ->type_name("FILE");
     command->add_option("--musicxml", options->musicXml, "Write sheet music for notation programs")
         ->type_name("FILE");

@@ -8,6 +8,8 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "Errors.h"
 #include "Progress.h"
@@ -17,6 +19,7 @@
 #include "choir/document/SettingsDocument.h"
 #include "choir/mix/FullScale.h"
 #include "choir/plan/SettingsOfPlan.h"
+#include "choir/score/SungSong.h"
 #include "choir/voicing/NoteDealing.h"
 #include "commands/Commands.h"
 #include "commands/StyleOptions.h"
@@ -42,7 +45,7 @@ struct HarmonizeOptions {
     std::string chords;
     double bpm = 0.0;
     int beatsPerBar = 0;  // 0: not given
-    std::string midi;
+    std::string notes;    // to read
     int voices = 4;
     bool voicesGiven = false;
     bool aboveGiven = false;
@@ -54,6 +57,9 @@ struct HarmonizeOptions {
     std::map<std::string, std::string> typed;  // further settings by name
     std::string gains;
     bool mono = false;
+    std::string midiOut;
+    bool bends = false;
+    std::string csv;
     std::string picture;
     std::string report;
     bool acceptDamage = false;
@@ -64,7 +70,8 @@ constexpr const char* kExamples = R"(Examples:
   mlh harmonize lead.wav
   mlh harmonize lead.wav --chords "0 C, 2.5 Am, 5 F, 7.5 G" --voices 3 -o choir.wav
   mlh harmonize lead.wav --bpm 96 --chords "C | Am F | G | C" --picture choir.svg
-  mlh harmonize lead.wav --midi voices.mid --stems stems/ --format 24
+  mlh harmonize lead.wav --notes voices.mid --stems stems/ --format 24
+  mlh harmonize lead.wav --midi-out choir.mid --bends --csv choir.csv
   mlh harmonize lead.wav --style four-part --lead tenor --key "D dorian" --picture choir.svg)";
 
 // A monotonic clock, for the figures at the end.
@@ -89,7 +96,7 @@ SampleFormat ToFormat(const std::string& name) {
 }
 
 void CheckVoices(const HarmonizeOptions& options) {
-    const int least = options.midi.empty() ? 2 : 1;
+    const int least = options.notes.empty() ? 2 : 1;
     if (options.voices < least || options.voices > 4) {
         throw UsageError("--voices: " + std::to_string(options.voices) + " is not from " +
                          std::to_string(least) + " to 4; voice 1 sings the lead's own line");
@@ -137,9 +144,9 @@ void CheckStyle(const HarmonizeOptions& options, const Settings& settings) {
             throw UsageError(std::string(option.option) + " is for --style choir" +
                              (name == "range" ? "" : ", and four-part on chords"));
         }
-        if (!options.midi.empty()) {
+        if (!options.notes.empty()) {
             throw UsageError(std::string(option.option) +
-                             " does not go with --midi, whose notes are sung as they are");
+                             " does not go with --notes, which are sung as they are");
         }
     }
     if (settings.style == Style::Core || settings.style == Style::Choir) {
@@ -150,7 +157,7 @@ void CheckStyle(const HarmonizeOptions& options, const Settings& settings) {
             throw UsageError(std::string(option) + " is for --style core and choir");
         }
     };
-    refuse(!options.midi.empty(), "--midi");
+    refuse(!options.notes.empty(), "--notes");
     if (!options.chords.empty() && !parts) {
         throw UsageError("--chords is for --style core, choir and four-part");
     }
@@ -179,13 +186,14 @@ std::string MixPath(const HarmonizeOptions& options) {
 void CheckFiles(const HarmonizeOptions& options) {
     CheckPicture(options.picture);
     CheckAudioOutput(MixPath(options), ToFormat(options.format));
-    std::vector<std::string> outputs = {MixPath(options), options.picture, options.report};
+    std::vector<std::string> outputs = {MixPath(options), options.midiOut, options.csv, options.picture,
+                                        options.report};
     std::error_code ignored;
     if (fs::is_directory(PathOf(options.stems), ignored)) {
         const auto stems = StemPaths(options, options.voices);
         outputs.insert(outputs.end(), stems.begin(), stems.end());
     }
-    CheckOutputs({options.lead, options.chords, options.midi, options.settings}, outputs);
+    CheckOutputs({options.lead, options.chords, options.notes, options.settings}, outputs);
 }
 
 // All but chords and tracks.
@@ -228,12 +236,12 @@ void AddNotes(const HarmonizeOptions& options, Settings& settings) {
         settings.chords = ReadChordOption(options.chords, settings.bpm, settings.beatsPerBar,
                                           settings.key ? ModeKey(*settings.key) : -1);
     }
-    if (options.midi.empty()) {
+    if (options.notes.empty()) {
         return;
     }
-    settings.tracks = ReadMidiFile(options.midi).tracks;
+    settings.tracks = ReadMidiFile(options.notes).tracks;
     if (settings.tracks.empty()) {
-        throw Failure(options.midi + ": there is no note in it");
+        throw Failure(options.notes + ": there is no note in it");
     }
     if (!options.voicesGiven) {
         settings.voices = CountVoices(settings.tracks);
@@ -251,7 +259,7 @@ Clip ClipFor(const Settings& settings, const HarmonizeOptions& options) {
 
 // Writes the mix and the stems while they are rendered, so that no voice is held in memory. Files that turn
 // out to go above full scale are rendered and written again, lowered or limited; what goes into a pipe is
-// examined before. The stems are lowered together, so that they keep their balance.
+// rendered once before that. The stems are lowered together, so that they keep their balance.
 class Outputs {
   public:
     Outputs(const HarmonizeOptions& options, Choir& choir)
@@ -458,11 +466,28 @@ void Tell(const HarmonizeOptions& options, const OutputInfo& report, const Audio
     if (!options.stems.empty()) {
         std::printf("stems   %s\n", options.stems.c_str());
     }
+    for (const auto& [what, file] : {std::pair{"midi", options.midiOut}, {"table", options.csv}}) {
+        if (!file.empty()) {
+            std::printf("%-7s %s\n", what, file.c_str());
+        }
+    }
     if (!options.picture.empty()) {
         std::printf("picture %s\n", options.picture.c_str());
     }
     if (!options.report.empty()) {
         std::printf("report  %s\n", options.report.c_str());
+    }
+}
+
+void WriteNotes(const HarmonizeOptions& options, const Choir& choir) {
+    constexpr double kUsualTempo = 120.0;
+    if (!options.midiOut.empty()) {
+        const double bpm = choir.settings().bpm > 0.0 ? choir.settings().bpm : kUsualTempo;
+        WriteMidiFile(options.midiOut, ToSungSong(choir, bpm),
+                      options.bends ? MidiBends::Yes : MidiBends::No);
+    }
+    if (!options.csv.empty()) {
+        WriteTextFile(options.csv, SungNotesAsCsv(choir));
     }
 }
 
@@ -487,6 +512,7 @@ void Run(const HarmonizeOptions& options) {
     outputs.Report(report);
     Performance performance = choir.ToPerformance();
     performance.title = AsUtf8(NameOf(PathOf(options.lead).filename()));
+    WriteNotes(options, choir);
     if (!options.picture.empty()) {
         DrawPicture(performance, options.picture);
     }
@@ -518,22 +544,27 @@ void AddHarmonizeCommand(CLI::App& app) {
         ->check(Between(1.0, 1000.0));
     command->add_option("--beats", options->beatsPerBar, "Beats in a bar of a chord grid (default 4)")
         ->check(Between(1, 32));
-    auto* midi =
-        command->add_option("--midi", options->midi, "Notes for the voices, a track each, instead of chords")
-            ->type_name("FILE");
-    midi->excludes(chords);
+    auto* notes = command
+                      ->add_option("--notes", options->notes,
+                                   "Notes for the voices instead of chords: a MIDI file, a "
+                                   "track each")
+                      ->type_name("FILE");
+    notes->excludes(chords);
+    auto* midi = command->add_option("--midi", options->notes, "The old name of --notes")->type_name("FILE");
+    midi->excludes(chords)->excludes(notes);
     auto* voices = command->add_option(
         "--voices", options->voices, "Voices beside the lead, the first on its own line: 2 to 4 (default 4)");
     auto* above =
         command->add_option("--above", options->above, "Harmony voices above the lead: 0 to 3 (default 1)");
-    above->check(Between(0, 3))->excludes(midi);
+    above->check(Between(0, 3))->excludes(notes)->excludes(midi);
     auto* spread = command->add_option("--spread", options->spread,
                                        "How widely the voices are set: 0 to 1 (default 0.5)");
-    spread->check(Between(0.0, 1.0))->excludes(midi);
+    spread->check(Between(0.0, 1.0))->excludes(notes)->excludes(midi);
     command
         ->add_option("--key", options->style.key,
                      "C, F#m, Bb minor ..., for other styles than core D dorian ... too (default: the one "
                      "that is found)")
+        ->excludes(notes)
         ->excludes(midi);
     AddStyleOptions(*command, options->style);
     auto* style = command->get_option("--style");
@@ -553,12 +584,26 @@ void AddHarmonizeCommand(CLI::App& app) {
         "--gains", options->gains,
         "Gains of lead and voices, each one or left:right (default 0.5, 0.5:0, 0:0.5, 0.3:0.2, 0.2:0.3)");
     command->add_flag("--mono", options->mono, "Mix to one channel, with the left gains");
+    command
+        ->add_option("--midi-out", options->midiOut,
+                     "Write what lead and voices sing as MIDI, on the recording's clock")
+        ->type_name("FILE");
+    command->add_flag("--bends", options->bends,
+                      "With --midi-out: pitch bends for what sounds beside the notes");
+    command->add_option("--csv", options->csv, "Write the notes of lead and voices as a table")
+        ->type_name("FILE");
     command->add_option("--picture", options->picture, "Draw a piano roll, .svg or .png")->type_name("FILE");
     command->add_option("--report", options->report, "Write what was found and made as JSON")
         ->type_name("FILE");
     command->add_flag("--accept-damage", options->acceptDamage, kAcceptDamageHelp);
     command->add_flag("--quiet,-q", options->quiet, "Print nothing but warnings");
-    command->callback([options, voices, above, spread, style] {
+    command->callback([options, voices, above, spread, style, midi] {
+        if (midi->count() > 0) {
+            Say("--midi reads notes for the voices; write --notes for that, and --midi-out to write MIDI");
+        }
+        if (options->bends && options->midiOut.empty()) {
+            throw UsageError("--bends is for --midi-out");
+        }
         options->voicesGiven = voices->count() > 0;
         // The style of a settings document counts where none is typed.
         if (!options->settings.empty() && style->count() == 0) {

@@ -30,6 +30,7 @@ constexpr double kLongestQuarter = 0xFFFFFF;  // [microseconds]
 // Meta events.
 constexpr int kText = 0x01;
 constexpr int kTrackName = 0x03;
+constexpr int kMarker = 0x06;
 constexpr int kKeySignature = 0x59;
 
 void Ignore(const gchar*, GLogLevelFlags, const gchar*, gpointer) {}
@@ -82,29 +83,72 @@ void AddTempoTrack(smf_t* song, const Song& from) {
     for (const TimedLabel& text : from.texts) {
         AddEvent(track, Meta(kText, text.text), BeatAt(from.tempo, text.time));
     }
+    for (const TimedLabel& marker : from.markers) {
+        AddEvent(track, Meta(kMarker, marker.text), BeatAt(from.tempo, marker.time));
+    }
 }
 
 struct KeyEvent {
     double time;
+    int order;  // of events at the same time: ends, bends, starts
     std::vector<uint8_t> bytes;
 };
 
-void AddNoteTrack(smf_t* song, const NoteLine& from, int channel, const TempoMap& tempo) {
+constexpr double kUsualWheelRange = 2.0;  // [semitones] up and down, what synthesizers start with
+constexpr double kMostWheelRange = 24.0;
+constexpr int kWheelMiddle = 8192;
+
+// The range that the pitch wheel needs for these bends.
+double WheelRange(const std::vector<double>& bends) {
+    double range = kUsualWheelRange;
+    for (const double bend : bends) {
+        range = std::max(range, std::min(std::ceil(std::fabs(bend)), kMostWheelRange));
+    }
+    return range;
+}
+
+std::vector<uint8_t> Wheel(int channel, double bend, double range) {
+    const long place =
+        std::clamp<long>(std::lround(kWheelMiddle * (1.0 + bend / range)), 0, 2 * kWheelMiddle - 1);
+    return {static_cast<uint8_t>(0xE0 | channel), static_cast<uint8_t>(place & 0x7F),
+            static_cast<uint8_t>(place >> 7)};
+}
+
+// Registered parameter 0, the wheel's range in semitones, and then no parameter.
+void SetWheelRange(smf_track_t* track, int channel, double range) {
+    const auto controller = static_cast<uint8_t>(0xB0 | channel);
+    const std::vector<uint8_t> steps[] = {{101, 0}, {100, 0},   {6, static_cast<uint8_t>(range)},
+                                          {38, 0},  {101, 127}, {100, 127}};
+    for (const std::vector<uint8_t>& step : steps) {
+        AddEvent(track, {controller, step[0], step[1]}, 0.0);
+    }
+}
+
+// `bends` by note, empty for none.
+void AddNoteTrack(smf_t* song, const NoteLine& from, const std::vector<double>& bends, int channel,
+                  const TempoMap& tempo) {
     smf_track_t* track = smf_track_new();
     smf_add_track(song, track);
     if (!from.name.empty()) {
         AddEvent(track, Meta(kTrackName, from.name), 0.0);
     }
+    const double range = WheelRange(bends);
+    if (!bends.empty()) {
+        SetWheelRange(track, channel, range);
+    }
     std::vector<KeyEvent> events;
-    for (const TimedNote& note : from.notes) {
+    for (std::size_t n = 0; n < from.notes.size(); ++n) {
+        const TimedNote& note = from.notes[n];
         const auto key = static_cast<uint8_t>(std::clamp<long>(std::lround(note.pitch), 0, 127));
         const auto velocity = static_cast<uint8_t>(std::clamp<long>(std::lround(127.0 * note.level), 1, 127));
-        events.push_back({note.start, {static_cast<uint8_t>(0x90 | channel), key, velocity}});
-        events.push_back({note.end, {static_cast<uint8_t>(0x80 | channel), key, 64}});
+        if (n < bends.size()) {
+            events.push_back({note.start, 1, Wheel(channel, bends[n], range)});
+        }
+        events.push_back({note.start, 2, {static_cast<uint8_t>(0x90 | channel), key, velocity}});
+        events.push_back({note.end, 0, {static_cast<uint8_t>(0x80 | channel), key, 64}});
     }
-    // Ends (0x80) before starts (0x90) at the same time.
     std::stable_sort(events.begin(), events.end(), [](const KeyEvent& a, const KeyEvent& b) {
-        return a.time != b.time ? a.time < b.time : a.bytes[0] < b.bytes[0];
+        return a.time != b.time ? a.time < b.time : a.order < b.order;
     });
     for (KeyEvent& event : events) {
         AddEvent(track, std::move(event.bytes), BeatAt(tempo, event.time));
@@ -113,7 +157,7 @@ void AddNoteTrack(smf_t* song, const NoteLine& from, int channel, const TempoMap
 
 }  // namespace
 
-void WriteMidiFile(const std::string& path, const Song& song) {
+void WriteMidiFile(const std::string& path, const Song& song, MidiBends bends) {
     SilenceLibrary();
     const SmfSong out(smf_new());
     if (!out || smf_set_ppqn(out.get(), kTicksPerQuarter) != 0) {
@@ -121,7 +165,9 @@ void WriteMidiFile(const std::string& path, const Song& song) {
     }
     AddTempoTrack(out.get(), song);
     for (std::size_t t = 0; t < song.tracks.size(); ++t) {
-        AddNoteTrack(out.get(), song.tracks[t], static_cast<int>(t % 16), song.tempo);
+        const bool bent = bends == MidiBends::Yes && t < song.bends.size();
+        AddNoteTrack(out.get(), song.tracks[t], bent ? song.bends[t] : std::vector<double>(),
+                     static_cast<int>(t % 16), song.tempo);
     }
     OutputFile file(path);
     if (smf_save(out.get(), file.temporaryPath().c_str()) != 0) {

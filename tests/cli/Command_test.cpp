@@ -17,6 +17,7 @@
 #include "mlh/analysis.h"
 #include "mlh/mlh.h"
 #include "support/CommandFolder.h"
+#include "support/NotationReaders.h"
 #include "support/Paths.h"
 #include "support/SungTunes.h"
 #include "support/SyntheticSinger.h"
@@ -421,7 +422,7 @@ TEST_F(Command, MidiNotesDriveTheVoices) {
     song.tracks.push_back({"high", {{1.0, 2.0, 72.0, 1.0}}});
     WriteMidiFile(Path("voices.mid"), song);
     const auto result =
-        Run("harmonize lead.wav --midi voices.mid --stems stems --format float -o mix.wav --report r.json");
+        Run("harmonize lead.wav --notes voices.mid --stems stems --format float -o mix.wav --report r.json");
     ASSERT_EQ(result.status, 0) << result.output;
     EXPECT_FALSE(fs::exists(Path("stems/voice3.wav")));
     const Audio low = ReadAudio(Path("stems/voice1.wav"));
@@ -438,6 +439,99 @@ TEST_F(Command, MidiNotesDriveTheVoices) {
     EXPECT_GT(level(high, 1.1, 1.9), 1.0);
     EXPECT_EQ(level(low, 3.0, 6.0), 0.0);
     EXPECT_EQ(SungAt(Json::parse(Text("r.json")), 1.5), (std::vector<int>{48, 72}));
+}
+
+// A singer 40 cents flat, so that notes and what sounds are well apart.
+TEST_F(Command, HarmonizeWritesWhatIsSungAsMidiAndAsATable) {
+    const SungRecording song = SingScale({59.6, 63.6, 66.6, 64.6, 61.6, 59.6}, 0.6, 3);
+    {
+        AudioWriter writer(Path("lead.wav"), SampleFormat::Float, 1, song.sampleRate);
+        writer.Write(song.samples.data(), static_cast<int32_t>(song.samples.size()));
+        writer.Finish();
+    }
+    const std::string call = "harmonize lead.wav -q -o m.wav --chords '0 C, 1.9 G7, 2.9 C' ";
+    ASSERT_EQ(Run(call + "--midi-out bent.mid --bends --csv a.csv --report r.json --bpm 90").status, 0);
+    ASSERT_EQ(Run(call + "--midi-out plain.mid").status, 0);
+    const Json report = Json::parse(Text("r.json"));
+    std::vector<std::vector<Json>> lines(1);
+    for (const Json& note : report["notes"]) {
+        lines[0].push_back(note);
+    }
+    for (const Json& voice : report["voices"]) {
+        lines.emplace_back(voice["notes"].begin(), voice["notes"].end());
+    }
+    ASSERT_EQ(lines.size(), 5u);
+    EXPECT_LT(lines[0][0]["pitch_midi"], 59.7);
+    EXPECT_EQ(lines[0][0]["note_midi"], 60);
+
+    // The table has the report's notes, row by row.
+    std::istringstream table(Text("a.csv"));
+    std::string row;
+    ASSERT_TRUE(std::getline(table, row));
+    EXPECT_EQ(row, "voice,start_s,end_s,note_midi,note,cents,pitch_midi,frequency_hz,level");
+    for (std::size_t v = 0; v < lines.size(); ++v) {
+        const std::string name = v == 0 ? "Lead" : report["voices"][v - 1]["name"].get<std::string>();
+        for (const Json& note : lines[v]) {
+            ASSERT_TRUE(std::getline(table, row));
+            std::vector<std::string> cells;
+            std::istringstream text(row);
+            for (std::string cell; std::getline(text, cell, ',');) {
+                cells.push_back(cell);
+            }
+            ASSERT_EQ(cells.size(), 9u) << row;
+            EXPECT_EQ(cells[0], name);
+            EXPECT_NEAR(std::stod(cells[1]), note["start_s"], 0.0006);
+            EXPECT_NEAR(std::stod(cells[2]), note["end_s"], 0.0006);
+            EXPECT_EQ(std::stoi(cells[3]), note["note_midi"]);
+            EXPECT_NEAR(std::stod(cells[6]), note["pitch_midi"], 0.0006);
+            EXPECT_NEAR(std::stod(cells[5]), 100.0 * (std::stod(cells[6]) - std::stoi(cells[3])), 0.1);
+            EXPECT_NEAR(std::stod(cells[7]), 440.0 * std::exp2((std::stod(cells[6]) - 69.0) / 12.0), 0.01);
+        }
+    }
+    EXPECT_FALSE(std::getline(table, row));
+
+    if (!HaveMidicsv()) {
+        GTEST_SKIP() << "midicsv is not installed";
+    }
+    for (const bool bent : {true, false}) {
+        const std::string file = Path(bent ? "bent.mid" : "plain.mid");
+        const double beat = 60.0 / (bent ? 90.0 : 120.0);  // [s]
+        EXPECT_EQ(MarkersOfMidi(file), (std::vector<std::string>{"C", "G7", "C"}));
+        const auto played = PlayedByMidi(file);
+        ASSERT_EQ(played.size(), lines.size());
+        for (std::size_t v = 0; v < lines.size(); ++v) {
+            ASSERT_EQ(played[v].size(), lines[v].size()) << v;
+            for (std::size_t n = 0; n < lines[v].size(); ++n) {
+                const Json& note = lines[v][n];
+                EXPECT_NEAR(played[v][n].start * beat, note["start_s"], 0.002);
+                EXPECT_NEAR(played[v][n].end * beat, note["end_s"], 0.002);
+                const double pitch =
+                    bent ? note["pitch_midi"].get<double>() : note["note_midi"].get<double>();
+                EXPECT_NEAR(played[v][n].pitch, pitch, bent ? 0.001 : 0.0)
+                    << v << " " << n;  // a tenth of a cent
+            }
+        }
+    }
+}
+
+TEST_F(Command, NotesAreReadByNotesAndByItsOldNameWithAWord) {
+    WriteLead("lead.wav");
+    Song song;
+    song.tracks.push_back({"low", {{0.0, 2.0, 48.0, 1.0}}});
+    WriteMidiFile(Path("voices.mid"), song);
+    EXPECT_EQ(Run("harmonize lead.wav -q --notes voices.mid -o a.wav").output, "");
+    const auto old = Run("harmonize lead.wav -q --midi voices.mid -o b.wav");
+    EXPECT_EQ(old.status, 0);
+    EXPECT_THAT(old.output, HasSubstr("write --notes"));
+    EXPECT_EQ(std::count(old.output.begin(), old.output.end(), '\n'), 1);
+    EXPECT_EQ(Text("a.wav"), Text("b.wav"));
+    EXPECT_EQ(Run("harmonize lead.wav --notes voices.mid --midi voices.mid").status, 2);
+    // Writing is --midi-out everywhere.
+    EXPECT_EQ(Run("analyze lead.wav -q --midi-out c.mid").status, 0);
+    EXPECT_EQ(Run("analyze lead.wav -q --midi d.mid").status, 0);
+    EXPECT_EQ(Text("c.mid"), Text("d.mid"));
+    EXPECT_EQ(Run("arrange lead.wav -q --midi-out e.mid").output, "");
+    EXPECT_FALSE(Text("e.mid").empty());
 }
 
 TEST_F(Command, MoreThanTwoChannelsAreMixedDownAndThatIsSaid) {

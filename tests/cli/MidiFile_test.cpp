@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "Errors.h"
+#include "support/NotationReaders.h"
 
 namespace mlh::cli {
 
@@ -53,6 +54,34 @@ TEST(MidiFile, WhatIsWrittenIsReadBack) {
         EXPECT_NEAR(got.level, wrote.level, 1.0 / 127.0);
     }
     EXPECT_EQ(read.tracks[1].notes[0].pitch, 48.0);
+}
+
+TEST(MidiFile, BendsArePlayedToATenthOfACent) {
+    if (!HaveMidicsv()) {
+        GTEST_SKIP() << "midicsv is not installed";
+    }
+    Song song;
+    song.tracks.push_back({"fine", {{0.0, 1.0, 60.0, 1.0}, {1.0, 2.0, 60.0, 1.0}, {2.0, 3.0, 64.0, 1.0}}});
+    song.tracks.push_back({"wide", {{0.0, 1.0, 50.0, 1.0}, {1.5, 2.0, 51.0, 1.0}}});
+    song.bends = {{-0.4237, 0.0, 1.999}, {-7.3, 23.9}};
+    song.markers = {{0.5, "F#m7b5"}};
+    TemporaryFile file(".mid");
+    WriteMidiFile(file.path, song, MidiBends::Yes);
+    const auto played = PlayedByMidi(file.path);
+    ASSERT_EQ(played.size(), 2u);
+    for (std::size_t t = 0; t < 2; ++t) {
+        for (std::size_t n = 0; n < song.bends[t].size(); ++n) {
+            // The wheel has 16384 places.
+            const double range = t == 0 ? 2.0 : 24.0;
+            EXPECT_NEAR(played[t][n].pitch, song.tracks[t].notes[n].pitch + song.bends[t][n],
+                        range / 16384.0 + 1e-9)
+                << t << " " << n;
+            EXPECT_NEAR(0.5 * played[t][n].start, song.tracks[t].notes[n].start, 0.001);
+        }
+    }
+    EXPECT_EQ(MarkersOfMidi(file.path), std::vector<std::string>{"F#m7b5"});
+    WriteMidiFile(file.path, song);
+    EXPECT_EQ(PlayedByMidi(file.path)[1][1].pitch, 51.0);
 }
 
 TEST(MidiFile, ATempoBelowWhatMidiCanSayBecomesTheLowest) {

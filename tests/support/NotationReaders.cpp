@@ -108,6 +108,56 @@ std::vector<Part> PartsOfMidi(const std::string& path) {
     return result;
 }
 
+std::vector<std::vector<PlayedNote>> PlayedByMidi(const std::string& path) {
+    const ShellResult read = RunShell("midicsv " + Quoted(path));
+    std::map<int, std::vector<PlayedNote>> parts;
+    std::map<int, double> range;                    // of the wheel, by channel
+    std::map<int, double> wheel;                    // -1 to 1, by channel
+    std::map<int, std::map<int, int>> controllers;  // by channel
+    std::map<int, PlayedNote> sounding;             // by key
+    double ticks = kPerQuarter;
+    std::istringstream lines(read.output);
+    for (std::string text; std::getline(lines, text);) {
+        const MidiLine line = ParseLine(text);
+        if (line.type == "Header") {
+            ticks = line.values.at(2);
+        } else if (line.type == "Control_c") {
+            auto& set = controllers[line.values.at(0)];
+            set[line.values.at(1)] = line.values.at(2);
+            if (line.values[1] == 6 && set[101] == 0 && set[100] == 0) {
+                range[line.values[0]] = line.values[2];
+            }
+        } else if (line.type == "Pitch_bend_c") {
+            wheel[line.values.at(0)] = (line.values.at(1) - 8192) / 8192.0;
+        } else if (line.type == "Note_on_c" && line.values.at(2) > 0) {
+            const int channel = line.values[0];
+            const double most = range.count(channel) > 0 ? range[channel] : 2.0;
+            sounding[line.values[1]] = {line.time / ticks, 0.0, line.values[1] + most * wheel[channel]};
+        } else if (line.type == "Note_on_c" || line.type == "Note_off_c") {
+            PlayedNote note = sounding.at(line.values.at(1));
+            note.end = line.time / ticks;
+            parts[line.track].push_back(note);
+        }
+    }
+    std::vector<std::vector<PlayedNote>> result;
+    for (auto& [track, part] : parts) {
+        result.push_back(std::move(part));
+    }
+    return result;
+}
+
+std::vector<std::string> MarkersOfMidi(const std::string& path) {
+    std::vector<std::string> markers;
+    std::istringstream lines(RunShell("midicsv " + Quoted(path)).output);
+    for (std::string text; std::getline(lines, text);) {
+        if (ParseLine(text).type == "Marker_t") {
+            const auto quote = text.find('"');
+            markers.push_back(text.substr(quote + 1, text.rfind('"') - quote - 1));
+        }
+    }
+    return markers;
+}
+
 std::vector<std::vector<Part>> PartsOfScores(const std::vector<Score>& scores) {
     namespace fs = std::filesystem;
     if (scores.empty()) {

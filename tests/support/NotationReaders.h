@@ -22,6 +22,18 @@ bool HaveLilyPond();
 // The tracks with notes of a MIDI file, as midicsv lists them.
 std::vector<Part> PartsOfMidi(const std::string& path);
 
+// A note as a synthesizer plays it: with the pitch wheel as it stands when it starts.
+struct PlayedNote {
+    double start;  // [beats]
+    double end;    // [beats]
+    double pitch;  // MIDI scale
+};
+// The tracks with notes of a MIDI file, played; the wheel goes by the range that the track sets, two
+// semitones where it sets none.
+std::vector<std::vector<PlayedNote>> PlayedByMidi(const std::string& path);
+// The texts of all markers, in their order.
+std::vector<std::string> MarkersOfMidi(const std::string& path);
+
 // A score's parts as LilyPond plays them, ties joined. `names` are those of the parts.
 struct Score {
     std::string path;  // ends with .musicxml
