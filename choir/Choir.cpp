@@ -163,9 +163,14 @@ void Choir::DecideKeyAndChords(const Settings& settings, Decided& decided) const
 void Choir::DecideVoices(const Settings& settings, Decided& decided) const {
     PlanSettings plan =
         ToPlanSettings(settings, GridNotes(take_.measuredNotes(), *decided.tuning, std::nullopt));
+    // Who asks for a pitch of A wants the voices there, and not as far off as the singer.
+    const bool fixedGrid = settings.tuning == TuningGrid::Reference;
+    plan.correction = settings.correction.value_or(fixedGrid ? 1.0 : plan.correction);
     const bool sure = settings.key || (decided.keyEstimate && decided.keyEstimate->Sure());
     if (settings.snap == Snap::Scale && sure && decided.key >= 0) {
-        plan.snapToKey = settings.key ? ModeKey(*settings.key) : decided.key;
+        MelodyKey key = settings.key.value_or(MelodyKey{});
+        key.scale = settings.scale.value_or(key.scale);
+        plan.snapToKey = settings.key ? ModeKey(key) : decided.key;
     }
     decided.voices = PlanChoir(take_.measuredNotes(), *decided.tuning, decided.chords, plan).voices;
     NameParts(settings, decided.voices);
@@ -260,6 +265,7 @@ void Choir::DecideMix(const Settings& settings, Decided& decided) const {
         decided.gains = settings.gains.value_or(DefaultGains());
         return;
     }
+    decided.preset = true;
     MixSettings mix;
     mix.preset = ReadMixPreset(settings.mix).value_or(MixPreset::Choir);
     mix.pans = settings.pan;
@@ -410,7 +416,10 @@ void Choir::Render(int64_t first, int64_t count, float* const* rows, float* mix,
                 }
             }
         }
-        if (mix != nullptr) {
+        if (mix != nullptr && mixChannels == 1 && decided_.preset) {
+            MixToMono(block.data(), audio.channels, static_cast<int32_t>(voices().size()), frames, gains(),
+                      mix + done);
+        } else if (mix != nullptr) {
             MixVoices(block.data(), audio.channels, static_cast<int32_t>(voices().size()), frames, gains(),
                       mixChannels, mix + done * mixChannels);
         }

@@ -88,6 +88,7 @@ class Choir {
         std::vector<std::vector<NoteManner>> manners;  // per voice and note
         std::optional<Arrangement> arrangement;
         std::vector<SideGains> gains;
+        bool preset = false;  // whose gains they are
         std::vector<std::string> warnings;
     };
 

@@ -75,7 +75,7 @@ struct Settings {
     double referenceHz = 440.0;  // with TuningGrid::Reference
     bool just = false;           // pure intervals on long notes
     Snap snap = Snap::None;
-    std::optional<double> correction;  // of the doubling: 0 as sung to 1 on the grid
+    std::optional<double> correction;  // 0 as sung to 1 on the grid; else 0, with a fixed grid 1
     // One for all voices, or one per voice; none leave each as it is.
     std::vector<double> vibrato;  // share of the singer's pitch movement, 0 to 2
     std::vector<double> glide;    // scale of the glides between notes, 0 to 2

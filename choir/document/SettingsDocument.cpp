@@ -13,6 +13,7 @@
 #include "choir/chords/ChordText.h"
 #include "choir/document/Json.h"
 #include "choir/score/Music.h"
+#include "choir/voicing/Ranges.h"
 
 namespace mlh::choir {
 
@@ -401,7 +402,8 @@ const Setting kSettings[] = {
     {"snap", "where the sung notes are taken: none: the nearest on the grid; scale: the nearest in the key",
      [](const Json& j, Settings& s) { s.snap = static_cast<Snap>(OneOf(j, NoneAndScale())); },
      [](const Settings& s) { return Json(NoneAndScale()[static_cast<std::size_t>(s.snap)]); }},
-    {"correction", "of the doubling: 0 as it was sung to 1 on the grid; null: as the style has it",
+    {"correction",
+     "how far voices go from what was sung to the grid: 0 to 1; null: 0, with a tuning in hertz 1",
      [](const Json& j, Settings& s) {
          s.correction = j.is_null() ? std::nullopt : std::optional<double>(Number(j, 0.0, 1.0));
      },
@@ -435,11 +437,18 @@ const Setting kSettings[] = {
      [](const Json& j, Settings& s) {
          const std::string wanted = "a range like auto, alto or E2-C5, or a list of them";
          s.ranges.clear();
-         if (j.is_string()) {
-             s.ranges.push_back(j.get<std::string>());
+         const auto add = [&](const Json& item) {
+             const std::string& word = Word(item, wanted);
+             if (word != "auto" && !word.empty() && !ReadRange(word)) {
+                 Refuse(wanted);
+             }
+             s.ranges.push_back(word);
+         };
+         if (!j.is_array()) {
+             add(j);
              return;
          }
-         EachOf(j, kMostVoices, wanted, [&](const Json& item) { s.ranges.push_back(Word(item, wanted)); });
+         EachOf(j, kMostVoices, wanted, add);
      },
      [](const Settings& s) { return Json(s.ranges); }},
     {"mix", "a preset: wide, choir, backing, mono; empty: as the style has it",

@@ -69,4 +69,20 @@ void MixVoices(const float* const* rows, int32_t leadChannels, int32_t voices, i
     }
 }
 
+void MixToMono(const float* const* rows, int32_t leadChannels, int32_t voices, int32_t count,
+               const std::vector<SideGains>& gains, float* out) {
+    std::fill_n(out, count, 0.0f);
+    for (int32_t v = 0; v <= voices; ++v) {
+        const SideGains& sides = gains[static_cast<std::size_t>(v)];
+        const double power = 0.5 * (sides.left * sides.left + sides.right * sides.right);
+        const auto gain = static_cast<float>(std::sqrt(power) / leadChannels);
+        for (int32_t c = 0; c < leadChannels; ++c) {
+            const float* row = rows[v * leadChannels + c];
+            for (int32_t i = 0; i < count; ++i) {
+                out[i] += gain * row[i];
+            }
+        }
+    }
+}
+
 }  // namespace mlh::choir

@@ -26,4 +26,10 @@ std::vector<SideGains> ParseGains(const std::string& text);
 void MixVoices(const float* const* rows, int32_t leadChannels, int32_t voices, int32_t count,
                const std::vector<SideGains>& gains, int32_t outChannels, float* out);
 
+// Mixes to one channel at the power that each line has in two: a line keeps its level wherever it is panned,
+// and the channels of a stereo recording are averaged. For the gains of presets; MixVoices takes the left
+// side alone, as the core does.
+void MixToMono(const float* const* rows, int32_t leadChannels, int32_t voices, int32_t count,
+               const std::vector<SideGains>& gains, float* out);
+
 }  // namespace mlh::choir

@@ -2,6 +2,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -215,8 +216,16 @@ Settings ToSettings(const HarmonizeOptions& options) {
     if (!options.gains.empty()) {
         settings.gains = WithDashes([&] { return ParseGains(options.gains); });
     }
-    for (const auto& [name, text] : options.typed) {
-        WithDashes([&, &name = name, &text = text] { TypeSetting(settings, name, text); });
+    for (const TypedOption& option : kTypedOptions) {
+        const auto typed = options.typed.find(option.setting);
+        if (typed == options.typed.end()) {
+            continue;
+        }
+        try {
+            TypeSetting(settings, option.setting, typed->second);
+        } catch (const UsageError& error) {  // "setting: why"
+            throw UsageError(option.option + std::string(error.what()).substr(std::strlen(option.setting)));
+        }
     }
     if (options.bpm > 0.0) {
         settings.bpm = options.bpm;
@@ -267,7 +276,7 @@ class Outputs {
           clip_(ClipFor(choir.settings(), options)),
           format_(ToFormat(options.format)),
           channels_(choir.take().audio().channels),
-          mixChannels_(options.mono ? 1 : 2) {
+          mixChannels_(options.mono || choir.settings().mix == "mono" ? 1 : 2) {
         if (!options.stems.empty()) {
             std::error_code error;
             fs::create_directories(PathOf(options.stems), error);
@@ -583,7 +592,8 @@ void AddHarmonizeCommand(CLI::App& app) {
     command->add_option(
         "--gains", options->gains,
         "Gains of lead and voices, each one or left:right (default 0.5, 0.5:0, 0:0.5, 0.3:0.2, 0.2:0.3)");
-    command->add_flag("--mono", options->mono, "Mix to one channel, with the left gains");
+    command->add_flag("--mono", options->mono,
+                      "Mix to one channel, as --mix mono does; of --gains the left ones");
     command
         ->add_option("--midi-out", options->midiOut,
                      "Write what lead and voices sing as MIDI, on the recording's clock")

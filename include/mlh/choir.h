@@ -230,7 +230,8 @@ MLH_CHOIR_EXPORT int32_t mlhChoirGetDocument(const mlhChoir* choir, int32_t with
    the whole; the other styles place their grains again where a call does not go on.
    firstFrame  0 and up
    frames      0 to 2^30
-   channels    of the mix, 1 or 2
+   channels    of the mix, 1 or 2. With 1 each line has the level that it has in 2, but of "gains" the left
+               ones
    outMix      [frames * channels] interleaved, written whole. Samples may be above full scale, unless the
                settings have "clip" "scale" or "limit": then the first call for so many channels renders the
                whole mix once more, to find its peaks, and a stretch has what the whole has

@@ -61,7 +61,15 @@ TEST_F(FlatSinger, TheVoicesStandOnTheSingersGrid) {
     }
     Settings fixed = WithChords();
     fixed.tuning = TuningGrid::Reference;
-    EXPECT_EQ(Choir(take_, fixed).tuning()->offset(), 0.0);
+    const Choir onGrid(take_, fixed);
+    EXPECT_EQ(onGrid.tuning()->offset(), 0.0);
+    for (const choir::Voice& voice : onGrid.voices()) {
+        for (const VoiceNote& note : voice.notes) {
+            EXPECT_TRUE(note.note < 0 || std::fabs(note.pitch - note.note) < 1e-9) << note.pitch;
+        }
+    }
+    fixed.correction = 0.0;
+    EXPECT_NEAR(Choir(take_, fixed).voices()[0].notes[0].pitch, choir.voices()[0].notes[0].pitch, 0.02);
 }
 
 TEST_F(ChoirTest, TypedChordsAreSungWithTheirOwnTones) {
