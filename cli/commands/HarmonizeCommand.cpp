@@ -20,6 +20,7 @@
 #include "choir/document/SettingsDocument.h"
 #include "choir/mix/FullScale.h"
 #include "choir/plan/SettingsOfPlan.h"
+#include "choir/score/Score.h"
 #include "choir/score/SungSong.h"
 #include "choir/voicing/NoteDealing.h"
 #include "commands/Commands.h"
@@ -28,6 +29,7 @@
 #include "files/ChordFile.h"
 #include "files/InputFile.h"
 #include "files/MidiFile.h"
+#include "files/MusicXml.h"
 #include "files/OutputFile.h"
 #include "files/Paths.h"
 #include "picture/Picture.h"
@@ -60,6 +62,7 @@ struct HarmonizeOptions {
     bool mono = false;
     std::string midiOut;
     bool bends = false;
+    std::string musicXml;
     std::string csv;
     std::string picture;
     std::string report;
@@ -72,7 +75,7 @@ constexpr const char* kExamples = R"(Examples:
   mlh harmonize lead.wav --chords "0 C, 2.5 Am, 5 F, 7.5 G" --voices 3 -o choir.wav
   mlh harmonize lead.wav --bpm 96 --chords "C | Am F | G | C" --picture choir.svg
   mlh harmonize lead.wav --notes voices.mid --stems stems/ --format 24
-  mlh harmonize lead.wav --midi-out choir.mid --bends --csv choir.csv
+  mlh harmonize lead.wav --midi-out choir.mid --bends --musicxml choir.musicxml --csv choir.csv
   mlh harmonize lead.wav --style four-part --lead tenor --key "D dorian" --picture choir.svg)";
 
 // A monotonic clock, for the figures at the end.
@@ -187,8 +190,8 @@ std::string MixPath(const HarmonizeOptions& options) {
 void CheckFiles(const HarmonizeOptions& options) {
     CheckPicture(options.picture);
     CheckAudioOutput(MixPath(options), ToFormat(options.format));
-    std::vector<std::string> outputs = {MixPath(options), options.midiOut, options.csv, options.picture,
-                                        options.report};
+    std::vector<std::string> outputs = {MixPath(options), options.midiOut, options.musicXml,
+                                        options.csv,      options.picture, options.report};
     std::error_code ignored;
     if (fs::is_directory(PathOf(options.stems), ignored)) {
         const auto stems = StemPaths(options, options.voices);
@@ -475,7 +478,8 @@ void Tell(const HarmonizeOptions& options, const OutputInfo& report, const Audio
     if (!options.stems.empty()) {
         std::printf("stems   %s\n", options.stems.c_str());
     }
-    for (const auto& [what, file] : {std::pair{"midi", options.midiOut}, {"table", options.csv}}) {
+    for (const auto& [what, file] :
+         {std::pair{"midi", options.midiOut}, {"sheet", options.musicXml}, {"table", options.csv}}) {
         if (!file.empty()) {
             std::printf("%-7s %s\n", what, file.c_str());
         }
@@ -494,6 +498,15 @@ void WriteNotes(const HarmonizeOptions& options, const Choir& choir) {
         const double bpm = choir.settings().bpm > 0.0 ? choir.settings().bpm : kUsualTempo;
         WriteMidiFile(options.midiOut, ToSungSong(choir, bpm),
                       options.bends ? MidiBends::Yes : MidiBends::No);
+    }
+    if (!options.musicXml.empty()) {
+        Score score = ToScore(choir, choir.settings().bpm);
+        score.title = AsUtf8(NameOf(PathOf(options.lead).filename()));
+        if (score.melody.empty()) {
+            Say(options.musicXml + " was not written: there is no note to write");
+        } else {
+            WriteMusicXml(options.musicXml, score);
+        }
     }
     if (!options.csv.empty()) {
         WriteTextFile(options.csv, SungNotesAsCsv(choir));
@@ -600,6 +613,10 @@ void AddHarmonizeCommand(CLI::App& app) {
         ->type_name("FILE");
     command->add_flag("--bends", options->bends,
                       "With --midi-out: pitch bends for what sounds beside the notes");
+    command
+        ->add_option("--musicxml", options->musicXml,
+                     "Write what the voices sing as sheet music, on beats that are found or those of --bpm")
+        ->type_name("FILE");
     command->add_option("--csv", options->csv, "Write the notes of lead and voices as a table")
         ->type_name("FILE");
     command->add_option("--picture", options->picture, "Draw a piano roll, .svg or .png")->type_name("FILE");

@@ -514,6 +514,37 @@ TEST_F(Command, HarmonizeWritesWhatIsSungAsMidiAndAsATable) {
     }
 }
 
+TEST_F(Command, HarmonizeWritesSheetMusicThatAnotherProgramReads) {
+    WriteLead("lead.wav");
+    const std::string call =
+        "harmonize lead.wav -q -o m.wav --chords '0 C, 2.6 F, 5.4 C' --musicxml a.musicxml --report r.json";
+    ASSERT_EQ(Run(call + " --bpm 100").output, "");
+    const std::string sheet = Text("a.musicxml");
+    const Json report = Json::parse(Text("r.json"));
+    std::vector<std::string> names;
+    for (const Json& voice : report["voices"]) {
+        names.push_back(voice["name"]);
+        EXPECT_THAT(sheet, HasSubstr("<part-name>" + names.back() + "</part-name>"));
+    }
+    EXPECT_THAT(sheet, HasSubstr("<harmony"));
+    EXPECT_THAT(sheet, HasSubstr("<work-title>lead.wav</work-title>"));
+    if (!HaveLilyPond()) {
+        GTEST_SKIP() << "LilyPond is not installed";
+    }
+    const auto scores = PartsOfScores({{Path("a.musicxml"), names}});
+    ASSERT_EQ(scores.size(), 1u);
+    ASSERT_EQ(scores[0].size(), names.size());
+    // The doubling sings the melody that was sung, a note each.
+    std::vector<int> sung;
+    for (const Struck& note : scores[0][0]) {
+        sung.push_back(note.pitch);
+    }
+    EXPECT_EQ(sung, (std::vector<int>{60, 62, 64, 65, 67, 64, 62, 60, 59, 60}));
+    for (std::size_t v = 1; v < names.size(); ++v) {
+        EXPECT_GE(scores[0][v].size(), 8u) << names[v];
+    }
+}
+
 TEST_F(Command, NotesAreReadByNotesAndByItsOldNameWithAWord) {
     WriteLead("lead.wav");
     Song song;
