@@ -212,11 +212,23 @@ void Choir::DecidePeople(const Settings& settings, Decided& decided) const {
     // A voice stays the same person when others come or go.
     int above = 1;
     int below = 1 + kMaxHarmonyVoices;
-    for (const Voice& voice : decided.voices) {
+    const std::vector<double> glides = GlidesOf(take_.measuredNotes(), take_.measuredPeriods());
+    std::vector<LeadTraits> lead;
+    for (std::size_t i = 0; i < glides.size(); ++i) {
+        lead.push_back({glides[i], take_.measuredNotes()[i].level});
+    }
+    for (Voice& voice : decided.voices) {
         const int person = voice.part == VoicePart::Doubling ? 0
                            : voice.part == VoicePart::Above  ? above++
                                                              : below++;
-        decided.manners.push_back(Humanize(voice.notes, person, {settings.humanize, settings.seed}));
+        decided.manners.push_back(Humanize(voice.notes, person, {settings.humanize, settings.seed}, lead));
+        // What a note is reported to sound like is what is sung.
+        for (std::size_t i = 0; i < voice.notes.size(); ++i) {
+            if (voice.notes[i].note >= 0) {
+                voice.notes[i].pitch += decided.manners.back()[i].detune;
+            }
+            decided.manners.back()[i].detune = 0.0;
+        }
     }
 }
 

@@ -13,6 +13,7 @@ constexpr double kConsonant = 0.12;    // [s] before an onset that move with it
 constexpr double kTail = 0.05;         // [s] after a release that move with it
 constexpr double kRamp = 0.012;        // [s] to each side of a border between levels
 constexpr double kChordGlide = 0.035;  // [s] to each side where a chord cuts a note
+constexpr float kDriftGlide = 0.3f;    // share of a stretch over which its pitch comes from the one before
 constexpr double kLongGap = 0.5;       // [s] from which a voice falls silent between phrases
 constexpr double kRelease = 0.15;      // [s] that it takes for it
 constexpr double kGoesOn = 0.5;        // [s] that a voice may sound after its note
@@ -109,6 +110,16 @@ std::vector<double> Borders(const std::vector<VoiceNote>& notes, const std::vect
         borders.push_back(border);
     }
     return borders;
+}
+
+// How far the pitch has wandered inside a note, at a time of the recording. [semitones]
+double DriftAt(const VoiceNote& note, const NoteManner& manner, double time) {
+    if (manner.drift.empty() || !(note.end > note.start)) {
+        return 0.0;
+    }
+    const auto count = static_cast<double>(manner.drift.size());
+    const double place = std::clamp(count * (time - note.start) / (note.end - note.start), 0.0, count - 1.0);
+    return manner.drift[static_cast<std::size_t>(place)];
 }
 
 struct Cut {
@@ -221,6 +232,7 @@ VoicePlan PlanVoice(const VoiceOrder& order, const std::vector<LeadNote>& lead,
     }
     double markPitch = 60.0;
     std::size_t lastOwner = notes.size();
+    bool lastCopied = true;
     double target = TargetOf(plan.times, 0.0);
     for (std::size_t k = 0; k + 1 < times.size(); ++k) {
         const double start = times[k], end = times[k + 1];
@@ -250,7 +262,8 @@ VoicePlan PlanVoice(const VoiceOrder& order, const std::vector<LeadNote>& lead,
                 markPitch = sung.markPitch;
             }
             segment.detectedPitch = static_cast<float>(markPitch);
-            segment.targetPitch = static_cast<float>(markPitch + offset);
+            segment.targetPitch =
+                static_cast<float>(markPitch + offset + (sounds ? DriftAt(note, manner, middle) : 0.0));
             segment.modulationKeep = static_cast<float>(sounds ? order.vibrato * manner.vibrato : 1.0);
             segment.formantShift = static_cast<float>(order.formant + manner.formant);
             const double length = segment.targetEnd - segment.targetStart;
@@ -268,8 +281,15 @@ VoicePlan PlanVoice(const VoiceOrder& order, const std::vector<LeadNote>& lead,
                 segment.glideOutShare =
                     notes[owner + 1].lead == note.lead ? chordGlide : VoiceSegment::kMeasured;
             }
+            if (!first && !plan.segments.empty() && !lastCopied &&
+                plan.segments.back().targetPitch != segment.targetPitch) {
+                plan.segments.back().glideOutShare =
+                    std::max(plan.segments.back().glideOutShare, kDriftGlide);
+                segment.glideInShare = kDriftGlide;
+            }
             lastOwner = owner;
         }
+        lastCopied = copied;
         plan.segments.push_back(segment);
     }
 
@@ -295,19 +315,23 @@ VoicePlan PlanVoice(const VoiceOrder& order, const std::vector<LeadNote>& lead,
         plan.notes.push_back(stretch);
     }
     plan.level = PlanLevel(order, plan, evening);
-    if (order.consonants != 1.0) {
-        plan.consonants.push_back({-1.0, 1.0});
-        for (const Unvoiced& stretch : unvoiced) {
-            const double start = TargetOf(plan.times, stretch.start), end = TargetOf(plan.times, stretch.end);
-            const double ramp = std::min(kRamp, 0.25 * (end - start));
-            if (start <= plan.consonants.back().time) {
-                continue;
-            }
-            plan.consonants.push_back({start, 1.0});
-            plan.consonants.push_back({start + ramp, order.consonants});
-            plan.consonants.push_back({end - ramp, order.consonants});
-            plan.consonants.push_back({end, 1.0});
+    std::size_t nextNote = 0;
+    for (const Unvoiced& stretch : unvoiced) {
+        // A consonant belongs to the note that it leads into, or is in.
+        const double middle = 0.5 * (stretch.start + stretch.end);
+        while (nextNote < notes.size() && notes[nextNote].end <= middle) {
+            ++nextNote;
         }
+        const double gain = order.consonants * FromDecibels(MannerOf(order, nextNote).consonant);
+        const double start = TargetOf(plan.times, stretch.start), end = TargetOf(plan.times, stretch.end);
+        const double ramp = std::min(kRamp, 0.25 * (end - start));
+        if (gain == 1.0 || (!plan.consonants.empty() && start <= plan.consonants.back().time)) {
+            continue;
+        }
+        plan.consonants.push_back({start, 1.0});
+        plan.consonants.push_back({start + ramp, gain});
+        plan.consonants.push_back({end - ramp, gain});
+        plan.consonants.push_back({end, 1.0});
     }
     return plan;
 }
@@ -356,7 +380,11 @@ std::vector<GainPoint> PlanLevel(const VoiceOrder& order, const VoicePlan& plan,
         if (level.empty() || level.back().time < note.start + inset) {
             add(note.start + inset, startGain);
         }
-        add(0.5 * (note.start + note.end), own * FromDecibels(manner.levelInside));
+        const auto points = static_cast<double>(manner.levelsInside.size());
+        for (std::size_t k = 0; k < manner.levelsInside.size(); ++k) {
+            const double place = static_cast<double>(k + 1) / (points + 1.0);
+            add(note.start + place * (note.end - note.start), own * FromDecibels(manner.levelsInside[k]));
+        }
         gain = own * FromDecibels(manner.levelAtEnd);
         add(note.end - inset, gain);
         end = note.end;

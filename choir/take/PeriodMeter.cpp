@@ -189,6 +189,30 @@ double PitchOfStretch(const std::vector<MeasuredPeriod>& periods, double start, 
     return weights > 1e-9 ? sum / weights : fallback;
 }
 
+std::vector<double> GlidesOf(const std::vector<SungNote>& notes, const std::vector<MeasuredPeriod>& periods) {
+    const auto before = [](const MeasuredPeriod& period, double time) { return period.time < time; };
+    std::vector<double> glides;
+    for (const SungNote& note : notes) {
+        const double middle = 0.5 * (note.start + note.end);
+        double count = 0.0, x = 0.0, y = 0.0, xx = 0.0, xy = 0.0;
+        for (auto it = std::lower_bound(periods.begin(), periods.end(), note.start, before);
+             it != periods.end() && it->time < note.end; ++it) {
+            if (!(it->agreement >= kSungAgreement)) {
+                continue;
+            }
+            const double time = it->time - middle, pitch = PitchOf(it->period) - note.pitch;
+            count += 1.0;
+            x += time;
+            y += pitch;
+            xx += time * time;
+            xy += time * pitch;
+        }
+        const double spread = count * xx - x * x;
+        glides.push_back(count >= 3.0 && spread > 0.0 ? (count * xy - x * y) / spread : 0.0);
+    }
+    return glides;
+}
+
 void RefinePitches(std::vector<SungNote>& notes, const std::vector<MeasuredPeriod>& periods) {
     for (SungNote& note : notes) {
         const double pitch = PitchOfStretch(periods, note.start, note.end, note.pitch);

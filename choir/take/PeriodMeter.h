@@ -38,4 +38,8 @@ double PitchOfStretch(const std::vector<MeasuredPeriod>& periods, double start, 
 // Sets the pitches of notes to what really sounds.
 void RefinePitches(std::vector<SungNote>& notes, const std::vector<MeasuredPeriod>& periods);
 
+// [semitones per second] how fast each note glides, up or down, taken as a whole: the line that fits its
+// pitches best. Vibrato comes to little. 0 where fewer than three measurements agree.
+std::vector<double> GlidesOf(const std::vector<SungNote>& notes, const std::vector<MeasuredPeriod>& periods);
+
 }  // namespace mlh::choir

@@ -109,7 +109,7 @@ TEST(VoicePlan, MannersMoveTimesPitchAndLevel) {
     order.manners[0].onset = 0.03;
     order.manners[0].release = order.manners[1].onset = -0.02;
     order.manners[2].detune = 0.05;
-    order.manners[2].levelInside = 6.0;
+    order.manners[2].levelsInside = {6.0};
     order.manners[2].vibrato = 0.5;
     order.vibrato = 0.8;
     order.formant = -1.0;
