@@ -31,7 +31,7 @@ void Check(bool good, const char* complaint) {
 void CheckSettings(const Settings& settings) {
     const int least = settings.tracks.empty() ? 2 : 1;
     Check(settings.voices >= least && settings.voices <= 4, "voices: from 2 to 4, with tracks from 1");
-    Check(settings.above >= 0 && settings.above <= 3, "above: from 0 to 3");
+    Check(settings.above.value_or(0) >= 0 && settings.above.value_or(0) <= 3, "above: from 0 to 3");
     Check(settings.edits.empty() || (settings.style == Style::Choir && settings.tracks.empty()),
           "edits: only of style choir");
     Check(settings.chordsFrom != ChordSource::Given || !settings.chords.empty(),
@@ -292,7 +292,7 @@ std::unique_ptr<Singers> Choir::SingCore(const Settings& settings, Decided& deci
     auto core = std::make_unique<CoreChoir>(take_, progress);
     CoreSettings wanted;
     wanted.voices = settings.voices;
-    wanted.voicesAbove = settings.above;
+    wanted.voicesAbove = settings.above.value_or(1);
     wanted.spread = settings.spread;
     if (settings.key) {
         wanted.key = ToKeyIndex(*settings.key);

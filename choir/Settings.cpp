@@ -122,7 +122,7 @@ ArrangeSettings ToArrangeSettings(const Settings& settings) {
     arrange.leadRow = settings.leadRow;
     arrange.spacing = settings.spacing;
     arrange.voices = settings.voices;
-    arrange.above = settings.above;
+    arrange.above = settings.above.value_or(1);
     arrange.spread = static_cast<float>(settings.spread);
     arrange.variant = settings.variant;
     arrange.intervals = settings.intervals;

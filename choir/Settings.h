@@ -51,9 +51,11 @@ struct Edit {
 
 struct Settings {
     Style style = Style::Choir;
-    int voices = 4;       // beside the lead, the first on the lead's own line: 2 to 4; with tracks 1 to 4
-    int above = 1;        // harmony voices above the lead, 0 to 3
-    double spread = 0.5;  // 0 close to 1 wide
+    int voices = 4;  // beside the lead, the first on the lead's own line: 2 to 4; with tracks 1 to 4
+    // Harmony voices above the lead, 0 to 3. Without a number style choir goes by the room that the lead has,
+    // the other styles have one.
+    std::optional<int> above;
+    double spread = 0.5;           // 0 close to 1 wide
     std::optional<MelodyKey> key;  // else the one that is found
     std::optional<int> scale;      // row of ScaleNames(), else that of the key
 

@@ -321,9 +321,11 @@ const Setting kSettings[] = {
     {"voices", "voices beside the lead, the first on the lead's own line: 2 to 4, with tracks 1 to 4",
      [](const Json& j, Settings& s) { s.voices = Whole(j, 1, 4); },
      [](const Settings& s) { return Json(s.voices); }},
-    {"above", "harmony voices above the lead: 0 to 3",
-     [](const Json& j, Settings& s) { s.above = Whole(j, 0, 3); },
-     [](const Settings& s) { return Json(s.above); }},
+    {"above", "harmony voices above the lead: 0 to 3, or null: by the room that the lead has",
+     [](const Json& j, Settings& s) {
+         s.above = j.is_null() ? std::nullopt : std::optional<int>(Whole(j, 0, 3));
+     },
+     [](const Settings& s) { return s.above ? Json(*s.above) : Json(nullptr); }},
     {"spread", "how widely the voices are set: 0 to 1",
      [](const Json& j, Settings& s) { s.spread = Number(j, 0.0, 1.0); },
      [](const Settings& s) { return Json(s.spread); }},

@@ -10,12 +10,12 @@ namespace mlh::choir {
 namespace {
 
 // Standard deviations at amount 1; half of them by default.
-constexpr double kOnset = 0.034;           // [s]
+constexpr double kOnset = 0.040;           // [s]
 constexpr double kRelease = 0.044;         // [s]
-constexpr double kInside = 0.060;          // [s]
+constexpr double kInside = 0.070;          // [s]
 constexpr double kDetuneOfPerson = 0.045;  // [semitones]
 constexpr double kDetuneOfNote = 0.035;    // [semitones]
-constexpr double kDriftInside = 0.06;      // [semitones] from stretch to stretch of a note
+constexpr double kDriftInside = 0.08;      // [semitones] from stretch to stretch of a note
 constexpr double kLevelOfPhrase = 4.0;     // [dB] at its ends, and by straight lines between them
 constexpr double kLevelOfNote = 4.5;       // [dB] that wanders
 constexpr double kLevelOfPoint = 4.0;      // [dB] of each point by itself
@@ -28,7 +28,7 @@ constexpr double kKeptTiming = 0.6;  // share that stays from note to note
 constexpr double kKeptLevel = 0.3;
 constexpr double kKeptDetune = 0.7;
 constexpr double kTouching = 0.06;          // [s] notes nearer than that are sung without a break
-constexpr double kInsideDistance = 0.3;     // [s] between the points inside a note
+constexpr double kInsideDistance = 0.22;    // [s] between the points inside a note
 constexpr double kLeastShare = 0.4;         // of its length that a stretch keeps
 constexpr double kPhraseGap = 0.35;         // [s] from which a phrase has ended
 constexpr double kLevelDistance = 0.4;      // [s] between the points inside a note: no tremolo
@@ -36,7 +36,7 @@ constexpr double kSofterConsonants = 6.0;   // [dB] in the mean
 constexpr double kConsonantOfPerson = 4.0;  // [dB]
 constexpr double kConsonantOfNote = 6.0;    // [dB]
 constexpr double kMostLevel = 14.0;         // [dB] at amount 1
-constexpr double kStray = 0.25;  // [semitones] that a gliding note may be off by being late or early
+constexpr double kStray = 0.18;  // [semitones] that a gliding note may be off by being late or early
 
 enum Draw : uint64_t { kPersonal, kTiming, kLevels, kPitch, kPhrase, kConsonants, kColour };
 

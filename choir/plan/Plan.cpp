@@ -21,9 +21,14 @@ struct Division {
     int count() const { return above + below; }
 };
 
-Division DivideVoices(const PlanSettings& settings) {
+Division DivideVoices(const PlanSettings& settings, const std::vector<int>& leads) {
     const int harmony = std::clamp(settings.voices - 1, 0, kMaxHarmonyVoices);
-    const int above = std::clamp(settings.above, 0, harmony);
+    const Room room = RoomBeside(leads);
+    const bool byRoom = !settings.above && settings.ranges.empty();
+    const int least = byRoom ? harmony - std::min(room.below, harmony) : 0;
+    const int most = byRoom ? std::max(room.above, least) : harmony;
+    const int above =
+        std::clamp(settings.above.value_or(1), std::min(least, harmony), std::min(most, harmony));
     return {above, harmony - above};
 }
 
@@ -124,7 +129,7 @@ ChoirPlan PlanChoir(const std::vector<SungNote>& notes, const Tuning& tuning,
                              piece.end - piece.start, piece.afterPause});
     }
 
-    const Division division = DivideVoices(settings);
+    const Division division = DivideVoices(settings, plan.leadNotes);
     VoicingSettings voicing;
     voicing.above = division.above;
     voicing.below = division.below;

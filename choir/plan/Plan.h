@@ -19,8 +19,10 @@
 namespace mlh::choir {
 
 struct PlanSettings {
-    int voices = 4;       // with the doubling, 1 to 4
-    int above = 1;        // harmony voices above the lead at most, 0 to 3; the others lie below
+    int voices = 4;  // with the doubling, 1 to 4
+    // Harmony voices above the lead at most, 0 to 3; the others lie below. Without a number as many as suit
+    // the lead: one, more where people cannot sing so far below it, none where they cannot above.
+    std::optional<int> above = {};
     double spread = 0.5;  // 0 close to 1 wide
     VoicingManner manner = VoicingManner::Backing;
     Intonation intonation = Intonation::Equal;

@@ -14,6 +14,9 @@ constexpr PitchRange kPeople = {40, 84};  // E2 to C6
 constexpr int kCarriesUp = 12;
 constexpr int kCarriesDown = 16;
 constexpr int kLeastWidth = 12;
+constexpr int kRoomOfOne =
+    4;  // semitones that a voice needs between the lead and the end of what people sing
+constexpr int kRoomOfTwo = 12;  // the same for two and more
 
 std::string LowerCase(const std::string& text) {
     std::string lower;
@@ -76,6 +79,19 @@ std::optional<PitchRange> ReadRange(const std::string& text) {
         return std::nullopt;
     }
     return range;
+}
+
+Room RoomBeside(const std::vector<int>& leads) {
+    if (leads.empty()) {
+        return {kMaxHarmonyVoices, kMaxHarmonyVoices};
+    }
+    std::vector<int> sorted = leads;
+    std::sort(sorted.begin(), sorted.end());
+    const auto voices = [](int semitones) {
+        return semitones < kRoomOfOne ? 0 : semitones < kRoomOfTwo ? 1 : kMaxHarmonyVoices;
+    };
+    return {voices(kPeople.high - sorted[sorted.size() * 3 / 4]),
+            voices(sorted[sorted.size() / 4] - kPeople.low)};
 }
 
 PitchRange RangeBeside(const std::vector<int>& leads, bool above) {

@@ -24,4 +24,12 @@ std::optional<PitchRange> ReadRange(const std::string& text);
 // than grains carry well. `leads` are the lead's MIDI notes.
 PitchRange RangeBeside(const std::vector<int>& leads, bool above);
 
+// How many voices have room above and below a lead within what people sing: one needs a third, two an octave
+// from where the lead mostly lies. Without notes as many as are wanted.
+struct Room {
+    int above;
+    int below;
+};
+Room RoomBeside(const std::vector<int>& leads);
+
 }  // namespace mlh::choir

@@ -76,7 +76,9 @@ Settings SettingsFrom(const ArrangeOptions& options) {
     check(options.spread.has_value(), choir, "--spread", "choir and core");
     check(!options.range.empty(), settings.style == Style::Choir, "--range", "choir");
     settings.voices = options.voices.value_or(settings.voices);
-    settings.above = options.above.value_or(settings.above);
+    if (options.above) {
+        settings.above = options.above;
+    }
     settings.spread = options.spread.value_or(settings.spread);
     for (const auto& [name, text] :
          {std::pair{"chords_from", options.chordsFrom}, {"range", options.range}}) {

@@ -576,8 +576,9 @@ void AddHarmonizeCommand(CLI::App& app) {
     midi->excludes(chords)->excludes(notes);
     auto* voices = command->add_option(
         "--voices", options->voices, "Voices beside the lead, the first on its own line: 2 to 4 (default 4)");
-    auto* above =
-        command->add_option("--above", options->above, "Harmony voices above the lead: 0 to 3 (default 1)");
+    auto* above = command->add_option(
+        "--above", options->above,
+        "Harmony voices above the lead: 0 to 3 (default: as many as the lead leaves room for)");
     above->check(Between(0, 3))->excludes(notes)->excludes(midi);
     auto* spread = command->add_option("--spread", options->spread,
                                        "How widely the voices are set: 0 to 1 (default 0.5)");

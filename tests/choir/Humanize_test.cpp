@@ -198,6 +198,78 @@ TEST(Humanize, PitchStaysWithinSomeCentsAndLevelWithinSomeDecibels) {
     EXPECT_LT(StandardDeviation(levels), 3.5);
 }
 
+TEST(Humanize, VoicesStayAsLoudInTheMeanAndLevelsMoveSlowly) {
+    for (uint64_t seed = 1; seed <= 20; ++seed) {
+        const auto notes = Line(60, seed, 0.4);
+        std::vector<LeadTraits> lead(notes.size());
+        RandomSource random(seed);
+        for (LeadTraits& traits : lead) {
+            traits.level = 0.1 + random.Uniform();
+        }
+        double power = 0.0, weights = 0.0;
+        const auto manners = Humanize(notes, 1, {0.5, seed}, lead);
+        for (std::size_t i = 0; i < notes.size(); ++i) {
+            const NoteManner& manner = manners[i];
+            const double length = notes[i].end - notes[i].start;
+            std::vector<double> levels{manner.levelAtStart};
+            levels.insert(levels.end(), manner.levelsInside.begin(), manner.levelsInside.end());
+            levels.push_back(manner.levelAtEnd);
+            EXPECT_GE(length / static_cast<double>(levels.size() - 1), 0.19) << "no tremolo";
+            const double energy = lead[i].level * lead[i].level * length;
+            for (std::size_t k = 0; k + 1 < levels.size(); ++k) {
+                const double middle = 0.5 * (levels[k] + levels[k + 1]);
+                power += energy * std::pow(10.0, 0.1 * middle) / static_cast<double>(levels.size() - 1);
+            }
+            weights += energy;
+        }
+        EXPECT_NEAR(10.0 * std::log10(power / weights), 0.0, 0.5) << seed;
+    }
+}
+
+TEST(Humanize, PitchWandersInsideLongNotesAboutTheirOwn) {
+    std::vector<double> drifts;
+    const auto notes = Line(200, 6, 0.5);
+    for (const NoteManner& manner : Humanize(notes, 2, {0.5, 6})) {
+        double sum = 0.0;
+        for (const double drift : manner.drift) {
+            drifts.push_back(100.0 * drift);
+            sum += drift;
+        }
+        EXPECT_NEAR(sum, 0.0, 1e-9);
+        EXPECT_TRUE(manner.drift.empty() || manner.drift.size() == manner.inside.size() + 1);
+    }
+    EXPECT_GT(StandardDeviation(drifts), 2.0);
+    EXPECT_LT(StandardDeviation(drifts), 5.0);
+}
+
+TEST(Humanize, WhereTheLeadGlidesFastPeopleStayTogether) {
+    const auto notes = Line(100, 7);
+    const std::vector<LeadTraits> gliding(notes.size(), {15.0, 1.0}), still(notes.size(), {0.5, 1.0});
+    const auto together = Humanize(notes, 1, {0.5, 7}, gliding);
+    const auto free = Humanize(notes, 1, {0.5, 7}, still);
+    EXPECT_GT(StandardDeviation(Onsets(free)), 0.010);
+    for (std::size_t i = 0; i < notes.size(); ++i) {
+        // Less than half a semitone of the glide.
+        EXPECT_LT(15.0 * std::fabs(together[i].onset), 0.5);
+        for (const double inside : together[i].inside) {
+            EXPECT_LT(15.0 * std::fabs(inside), 0.5);
+        }
+    }
+}
+
+TEST(Humanize, ConsonantsAreSofterEachByItsOwnMeasure) {
+    double sum = 0.0;
+    std::vector<double> levels;
+    for (uint64_t seed = 1; seed <= 40; ++seed) {
+        for (const NoteManner& manner : Humanize(Line(30, seed), 1, {0.5, seed})) {
+            levels.push_back(manner.consonant);
+            sum += manner.consonant;
+        }
+    }
+    EXPECT_NEAR(sum / static_cast<double>(levels.size()), -3.0, 1.0);
+    EXPECT_GT(StandardDeviation(levels), 2.0);
+}
+
 TEST(Humanize, TheFirstNoteNeverStartsBeforeTheRecording) {
     for (uint64_t seed = 1; seed <= 100; ++seed) {
         const auto manners = Humanize({{0, 0.001, 0.5, 60, 60.0, 1.0}}, 0, {1.0, seed});

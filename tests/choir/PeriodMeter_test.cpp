@@ -90,6 +90,27 @@ TEST(PeriodMeter, SilenceAndNothingHaveNoPitch) {
     EXPECT_TRUE(MeasurePeriods(ViewOf(silence, 44100.0), {}).empty());
 }
 
+TEST(PeriodMeter, GlidesAreFoundAndVibratoIsNone) {
+    const auto pitchAt = [](int kind, double time) {
+        return kind == 0 ? 60.0 : kind == 1 ? 60.0 + 8.0 * time : 60.0 + 0.5 * std::sin(35.0 * time);
+    };
+    std::vector<MeasuredPeriod> periods;
+    std::vector<SungNote> notes;
+    for (int kind = 0; kind < 3; ++kind) {
+        notes.push_back({1.0 * kind, kind + 0.9, 60.0, 1.0});
+        for (double time = 0.0; time < 0.9; time += 0.008) {
+            const double period = 1.0 / (440.0 * std::exp2((pitchAt(kind, time) - 69.0) / 12.0));
+            periods.push_back({kind + time, period, period, 0.99});
+        }
+    }
+    notes.push_back({5.0, 6.0, 60.0, 1.0});  // nothing was measured there
+    const auto glides = GlidesOf(notes, periods);
+    EXPECT_NEAR(glides[0], 0.0, 1e-9);
+    EXPECT_NEAR(glides[1], 8.0, 1e-6);
+    EXPECT_NEAR(glides[2], 0.0, 0.6);
+    EXPECT_EQ(glides[3], 0.0);
+}
+
 }  // namespace
 
 }  // namespace mlh::choir

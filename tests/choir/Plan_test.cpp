@@ -2,9 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "choir/people/RandomSource.h"
 
 namespace mlh::choir {
 
@@ -76,6 +81,49 @@ TEST(Plan, CorrectionPutsEveryVoiceOnTheSingersGrid) {
     }
 }
 
+// 60 cents down in half a minute, and each note up to 15 cents off by itself.
+TEST(Plan, VoicesFollowASingerWhoSags) {
+    static constexpr int kScale[] = {57, 59, 60, 62, 64, 65, 67, 69};
+    const auto sag = [](double time) { return 0.2 - 0.6 * time / 30.0; };
+    double worst = 0.0, worstInterval = 0.0;
+    for (uint64_t seed = 1; seed <= 40; ++seed) {
+        RandomSource random(seed);
+        std::vector<SungNote> sung;
+        int step = 4;
+        for (double time = 0.2; time < 30.0;) {
+            const double length = 0.25 + 0.5 * random.Uniform();
+            step = std::clamp(step + static_cast<int>(random.Uniform() * 5.0) - 2, 0, 7);
+            const double off = 0.3 * random.Uniform() - 0.15;
+            sung.push_back({time, time + length, kScale[step] + sag(time + 0.5 * length) + off, 0.5});
+            time += length;
+        }
+        const Tuning tuning = Tuning::OfSinger(sung);
+        for (const double correction : {0.0, 1.0}) {
+            PlanSettings settings;
+            settings.correction = correction;
+            for (const Voice& voice : PlanChoir(sung, tuning, kTwoChords, settings).voices) {
+                for (const VoiceNote& note : voice.notes) {
+                    if (note.note < 0) {
+                        continue;
+                    }
+                    const SungNote& lead = sung[static_cast<std::size_t>(note.lead)];
+                    const double curve = note.pitch - sag(0.5 * (note.start + note.end));
+                    const double interval = note.pitch - lead.pitch;
+                    worst = std::max(worst,
+                                     correction > 0.0 ? 100.0 * std::fabs(curve - std::round(curve)) : 0.0);
+                    worstInterval =
+                        std::max(worstInterval,
+                                 correction > 0.0 ? 0.0 : 100.0 * std::fabs(interval - std::round(interval)));
+                }
+            }
+        }
+    }
+    std::printf("corrected: %.1f cents from the curve; as sung: %.1f cents from whole intervals\n", worst,
+                worstInterval);
+    EXPECT_LE(worst, 8.0);
+    EXPECT_LE(worstInterval, 8.0);
+}
+
 TEST(Plan, VoicesKeepTheirNamesAndNotesOfTheirKindWhenOthersCome) {
     const auto sung = Melody(0.0);
     PlanSettings settings;
@@ -91,6 +139,38 @@ TEST(Plan, VoicesKeepTheirNamesAndNotesOfTheirKindWhenOthersCome) {
     settings.above = 0;
     EXPECT_EQ(NamesOf(PlanChoir(sung, Tuning(), kTwoChords, settings)),
               (std::vector<std::string>{"Doubling", "Below", "Low", "Bass"}));
+}
+
+TEST(Plan, VoicesGoWhereALeadLeavesThemRoom) {
+    const auto names = [](double transposed, std::optional<int> above) {
+        PlanSettings settings;
+        settings.above = above;
+        auto sung = Melody(0.0);
+        for (SungNote& note : sung) {
+            note.pitch += transposed;
+        }
+        std::vector<int> parts(2);
+        const ChoirPlan plan = PlanChoir(sung, Tuning(), kTwoChords, settings);
+        for (const Voice& voice : plan.voices) {
+            if (voice.part == VoicePart::Doubling) {
+                continue;
+            }
+            ++parts[voice.part == VoicePart::Above ? 0 : 1];
+            for (const VoiceNote& note : voice.notes) {
+                EXPECT_GE(note.note, 40);
+                EXPECT_LE(note.note, 84);
+            }
+        }
+        return parts;
+    };
+    using Parts = std::vector<int>;
+    EXPECT_EQ(names(0.0, std::nullopt), (Parts{1, 2}));
+    EXPECT_EQ(names(-16.0, std::nullopt), (Parts{2, 1}));
+    EXPECT_EQ(names(-24.0, std::nullopt), (Parts{3, 0}));
+    EXPECT_EQ(names(19.0, std::nullopt), (Parts{0, 3}));
+    // What is asked for stays.
+    EXPECT_EQ(names(-16.0, 1), (Parts{1, 2}));
+    EXPECT_EQ(names(19.0, 2), (Parts{2, 1}));
 }
 
 TEST(Plan, VoicesLieWhereTheirNamesSay) {

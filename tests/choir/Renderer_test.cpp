@@ -246,6 +246,32 @@ TEST(Renderer, VoicesAreAsLoudAsTheLeadNoteByNote) {
     }
 }
 
+// The largest bend from sample to sample: a click is one.
+double SharpestBend(const std::vector<float>& samples) {
+    double sharpest = 0.0;
+    for (std::size_t i = 1; i + 1 < samples.size(); ++i) {
+        sharpest = std::max(
+            sharpest, std::fabs(static_cast<double>(samples[i - 1]) - 2.0 * samples[i] + samples[i + 1]));
+    }
+    return sharpest;
+}
+
+TEST(Renderer, HumanisedVoicesDoNotClick) {
+    const Sung sung(Tune(44100.0, 0.3));
+    const double ofLead = SharpestBend(sung.song.samples);
+    Renderer renderer(sung.view, sung.notes, sung.periods, 2);
+    renderer.SetVoiceCount(1);
+    for (uint64_t seed = 1; seed <= 4; ++seed) {
+        for (const double semitones : {-7.0, 0.0, 4.0}) {
+            auto order = Moved(sung.notes, semitones);
+            order.manners = Humanize(order.notes, 2, {0.5, seed});
+            renderer.SetVoice(0, order);
+            // Manners make a note up to 7 dB louder.
+            EXPECT_LT(SharpestBend(Render(renderer, 0, 0, sung.view.frames)), 2.3 * ofLead) << semitones;
+        }
+    }
+}
+
 TEST(Renderer, ANoteHeldToTheEndOfACoarseRecordingStaysLoud) {
     for (const double rate : {11025.0, 16000.0, 22050.0, 44100.0}) {
         SingerSettings settings;

@@ -127,6 +127,31 @@ TEST(VoicePlan, MannersMoveTimesPitchAndLevel) {
     EXPECT_NEAR(plan.notes[0].start, 0.53, 1e-9);
 }
 
+TEST(VoicePlan, PitchWandersInsideANoteByGlides) {
+    auto order = Order();
+    order.manners.resize(3);
+    order.manners[0].inside = {0.0, 0.0};
+    order.manners[0].drift = {0.04, -0.01, -0.03};
+    const VoicePlan plan = PlanVoice(order, Lead(), kPauses, {}, kSeconds);
+    ExpectWhole(plan);
+    for (const auto& [time, drift] : {std::pair{0.6, 0.04}, {1.0, -0.01}, {1.4, -0.03}}) {
+        const VoiceSegment* segment = SegmentAt(plan, time);
+        EXPECT_NEAR(segment->targetPitch - segment->detectedPitch, 4.0 + drift, 1e-4) << time;
+    }
+    EXPECT_GT(SegmentAt(plan, 1.0)->glideInShare, 0.0f);
+    EXPECT_GT(SegmentAt(plan, 1.0)->glideOutShare, 0.0f);
+}
+
+TEST(VoicePlan, EachConsonantHasItsOwnLevel) {
+    auto order = Order();
+    order.manners.resize(3);
+    order.manners[2].consonant = -6.0;
+    const VoicePlan plan = PlanVoice(order, Lead(), kPauses, {}, kSeconds);
+    EXPECT_NEAR(GainAt(plan.consonants, 3.0), std::pow(10.0, -0.3), 1e-9);  // before the third note
+    EXPECT_NEAR(GainAt(plan.consonants, 0.2), 1.0, 1e-9);
+    EXPECT_NEAR(GainAt(plan.consonants, 4.0), 1.0, 1e-9);
+}
+
 TEST(VoicePlan, ConsonantsBecomeSofterWithoutAClick) {
     auto order = Order();
     order.consonants = 0.3;
