@@ -4,8 +4,8 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdlib>
-#include <numbers>
 
+#include "base/Pi.h"
 #include "choir/FourFloats.h"
 
 namespace mlh::choir {
@@ -36,7 +36,7 @@ std::vector<float> HalfBand(int32_t taps) {
         const double distance = 2.0 * j + 1.0;
         const double place = distance / (2.0 * taps);
         const double window = Bessel(kKaiser * std::sqrt(1.0 - place * place)) / Bessel(kKaiser);
-        const double x = 0.5 * std::numbers::pi * distance;
+        const double x = 0.5 * kPi * distance;
         wanted.push_back(std::sin(x) / x * window);
         sum += 2.0 * wanted.back();
     }

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "base/PitchUnits.h"
 #include "choir/Errors.h"
 #include "choir/render/FineReader.h"
 #include "choir/render/Oversampler.h"
@@ -133,7 +134,7 @@ int OversamplingFor(Quality quality, int32_t sampleRate, double highestPitch) {
     if (quality == Quality::Fast) {
         return factor;
     }
-    const double highest = 440.0 * std::exp2((highestPitch - 69.0) / 12.0);
+    const double highest = PitchToHertz(highestPitch);
     const auto wantsMore = [&] {
         if (quality == Quality::High) {
             return true;

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 
+#include "base/Pi.h"
+#include "base/PitchUnits.h"
 #include "choir/FourFloats.h"
 
 namespace mlh::choir {
@@ -21,7 +22,7 @@ constexpr double kLean = 0.01;           // share of a period that marks may lea
 constexpr double kFurthestPoint = 1.5;   // [semitones] from the median: an octave error, or another note
 constexpr double kFurthestPitch = 0.7;   // [semitones] that a refined pitch may differ
 
-double PitchOf(double period) { return 69.0 + 12.0 * std::log2(1.0 / (440.0 * period)); }
+double PitchOf(double period) { return HertzToPitch(1.0 / period); }
 
 // Sum of the channels from `first` on, zeros outside the recording.
 void ReadSum(const AudioView& audio, int64_t first, std::vector<float>& out) {
@@ -182,7 +183,7 @@ double PitchOfStretch(const std::vector<MeasuredPeriod>& periods, double start, 
         if (std::fabs(point.pitch - *middle) > kFurthestPoint) {
             continue;
         }
-        const double root = std::sin(std::numbers::pi * (point.time - start) / (end - start));
+        const double root = std::sin(kPi * (point.time - start) / (end - start));
         sum += root * root * point.pitch;
         weights += root * root;
     }

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 
+#include "base/Pi.h"
 #include "base/PitchUnits.h"
 
 namespace mlh::choir {
@@ -68,7 +68,7 @@ struct CircularMean {
 CircularMean MeanAlong(const std::vector<Weighed>& notes, double slope, double origin) {
     double x = 0.0, y = 0.0, weight = 0.0;
     for (const Weighed& note : notes) {
-        const double angle = 2.0 * std::numbers::pi * (note.pitch - slope * (note.time - origin));
+        const double angle = 2.0 * kPi * (note.pitch - slope * (note.time - origin));
         x += note.weight * std::cos(angle);
         y += note.weight * std::sin(angle);
         weight += note.weight;
@@ -76,7 +76,7 @@ CircularMean MeanAlong(const std::vector<Weighed>& notes, double slope, double o
     if (!(weight > 0.0)) {
         return {0.0, 0.0};
     }
-    return {std::atan2(y, x) / (2.0 * std::numbers::pi), std::sqrt(x * x + y * y) / weight};
+    return {std::atan2(y, x) / (2.0 * kPi), std::sqrt(x * x + y * y) / weight};
 }
 
 // The slope along which the notes line up best.

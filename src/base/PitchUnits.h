@@ -26,8 +26,9 @@ inline double RatioToSemitones(double ratio) { return kSemitonesPerOctave * std:
 
 // ---- Frequencies and pitches --------------------------------------------------------------------
 
-// In 64 bits, for what is shown.
+// In 64 bits, for what is shown or measured outside the core.
 inline double PitchToHertz(double pitch) { return kConcertHertz * SemitonesToRatio(pitch - kConcertPitch); }
+inline double HertzToPitch(double hertz) { return kConcertPitch + RatioToSemitones(hertz / kConcertHertz); }
 
 // Both ways in 32 bits, by natural logarithms, each with the constant of its own: there and back is the same
 // but for about a hundred-thousandth of the distance from A4.

@@ -33,6 +33,8 @@ TEST(PitchUnits, TurnsFrequenciesIntoPitchesAndBack) {
     EXPECT_EQ(HertzToPitch32(440.0f), 69.0f);
     EXPECT_EQ(PitchToHertz32(69.0f), 440.0f);
     EXPECT_EQ(PitchToHertz(57.0), 220.0);
+    EXPECT_EQ(HertzToPitch(220.0), 57.0);
+    EXPECT_NEAR(HertzToPitch(PitchToHertz(60.3)), 60.3, 1e-12);
     EXPECT_NEAR(HertzToPitch32(880.0f), 81.0f, 1e-5f);
     EXPECT_NEAR(PitchToHertz32(57.0f), 220.0f, 1e-3f);
     for (float pitch = 20.0f; pitch <= 110.0f; pitch += 0.31f) {
