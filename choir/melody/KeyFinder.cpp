@@ -35,10 +35,15 @@ void Normalize(Degrees& tones) {
 // Lengths from which a note counts no more, in medians: a last note held long is one arrival.
 constexpr double kLongest = 3.0;
 
-// How often each pitch class is come to by a fourth up or a fifth down, and by a semitone up: a share of the
-// notes, longer ones counting for more.
-void CountArrivals(const std::vector<MelodyNote>& notes, double tuning, Degrees& fourths,
-                   Degrees& semitones) {
+// The intervals by which tones are come to: a fourth up or a fifth down, in any octave, as a dominant's root
+// falls; steps.
+constexpr size_t kArrivals = 5;
+constexpr int kFourth = 5;
+constexpr int kSteps[kArrivals - 1] = {1, 2, -1, -2};
+
+// How often each pitch class is come to by each interval: a share of the notes, longer ones counting for
+// more.
+void CountArrivals(const std::vector<MelodyNote>& notes, double tuning, Degrees* arrivals) {
     std::vector<double> lengths;
     for (const MelodyNote& note : notes) {
         lengths.push_back(note.end - note.start);
@@ -50,10 +55,11 @@ void CountArrivals(const std::vector<MelodyNote>& notes, double tuning, Degrees&
         const int to = WholePitch(notes[i].pitch - tuning);
         const double weight = std::min((notes[i].end - notes[i].start) / std::max(median, 1e-12), kLongest) /
                               static_cast<double>(notes.size());
-        if (to - from == 1) {
-            semitones[static_cast<size_t>(DegreeOf(to, 0))] += weight;
-        } else if (DegreeOf(to, from) == 5) {
-            fourths[static_cast<size_t>(DegreeOf(to, 0))] += weight;
+        const auto step = std::find(std::begin(kSteps), std::end(kSteps), to - from);
+        if (step != std::end(kSteps)) {
+            arrivals[1 + (step - std::begin(kSteps))][static_cast<size_t>(DegreeOf(to, 0))] += weight;
+        } else if (DegreeOf(to, from) == kFourth) {
+            arrivals[0][static_cast<size_t>(DegreeOf(to, 0))] += weight;
         }
     }
 }
@@ -67,7 +73,7 @@ KeyEstimate FindKey(const std::vector<MelodyNote>& notes, double tuning) {
         return key;
     }
     key.tuning = tuning;
-    constexpr size_t kParts = 6;
+    constexpr size_t kParts = 4 + kArrivals;
     std::array<Degrees, kParts> parts = {};  // all notes, the first, the last, the ending; arrivals
     const size_t tail = std::max<size_t>(1, (notes.size() + 7) / 8);
     for (size_t i = 0; i < notes.size(); ++i) {
@@ -87,7 +93,7 @@ KeyEstimate FindKey(const std::vector<MelodyNote>& notes, double tuning) {
     for (size_t part = 0; part < 4; ++part) {
         Normalize(parts[part]);
     }
-    CountArrivals(notes, tuning, parts[4], parts[5]);
+    CountArrivals(notes, tuning, &parts[4]);
     static_assert(std::size(kKeyMajor) == 12 * kParts + 1 && std::size(kKeyMinor) == std::size(kKeyMajor));
     for (int k = 0; k < 24; ++k) {
         const short* weight = k < 12 ? kKeyMajor : kKeyMinor;

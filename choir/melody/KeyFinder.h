@@ -3,7 +3,7 @@
 // Each of the 24 keys gets a linear score of what its tonic makes of the melody: the sung time on each degree
 // (as C. Krumhansl and E. Kessler, 1982, and D. Temperley, 1999, compare with profiles), the first note, the
 // last note, the sung time on each degree in the last eighth of the notes, and how often each degree is come
-// to by a fourth up or a fifth down and by a semitone up: in what order tones come says more of the tonic
+// to by a fourth up or a fifth down and by steps: in what order tones come says more of the tonic
 // than how many there are (D. Butler, 1989). The weights are those of a multinomial logistic regression,
 // learned from tunes with known keys, also sung out of tune and cut to excerpts; its softmax is the posterior
 // of the keys.

@@ -12,7 +12,7 @@
 
 namespace mlh::choir {
 
-// What the user reads where there is none.
+// What the user reads where nobody sings.
 inline constexpr const char* kNoVoice = "no voice was found in the recording";
 
 class Take {

@@ -1,8 +1,8 @@
-"""The key finder's model: a softmax over 24 keys of 72 numbers relative to each tonic, and a bias, per mode."""
+"""The key finder's model: a softmax over 24 keys of 108 numbers relative to each tonic, and a bias, per mode."""
 import numpy as np
 
-SIZE = 72
-ARRIVALS = (5, 1)  # a fourth up or a fifth down, as a dominant's root falls; a semitone up, as a leading note rises
+SIZE = 108
+ARRIVALS = (5, 1, 2, -1, -2)  # a fourth up or a fifth down, as a dominant's root falls; steps up and down
 
 
 def features(pitch, duration):
@@ -28,10 +28,10 @@ def features(pitch, duration):
 
 
 def arrivals(whole, duration, interval):
-    """How often each pitch class is come to by an interval (a step up as it is, others whatever the octave), longer notes
+    """How often each pitch class is come to by an interval (a step as it is, others whatever the octave), longer notes
     counting for more; a share of the notes."""
     step = np.diff(whole)
-    come = np.flatnonzero((step if interval < 3 else step % 12) == interval) + 1
+    come = np.flatnonzero((step if abs(interval) < 3 else step % 12) == interval) + 1
     weight = np.zeros(12)
     np.add.at(weight, whole[come] % 12, np.minimum(duration[come] / max(np.median(duration), 1e-12), 3))
     return weight / len(whole)

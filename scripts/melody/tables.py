@@ -33,7 +33,7 @@ def write_key(folder, w, command):
     folder.mkdir(parents=True, exist_ok=True)
     half = len(w) // 2
     text = head(command, [f"Key finder: {len(w)} numbers in hundredths. Per mode: histogram, first note, last note, ending, arrivals",
-                          "by a fourth up or a fifth down, by a semitone up (12 degrees each), bias."])
+                          "by a fourth up or a fifth down, by 1, 2, -1, -2 semitones (12 degrees each), bias."])
     text += array("kKeyMajor", "short", whole(w[:half], 100)) + array("kKeyMinor", "short", whole(w[half:], 100))
     (folder / "KeyTables.inc").write_text(text)
 

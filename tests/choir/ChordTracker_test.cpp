@@ -79,6 +79,27 @@ TEST(ChordTracker, HearsASecondaryDominant) {
     EXPECT_EQ(At(chords, 13.0).root, 7);
 }
 
+TEST(ChordTracker, GoesThroughSixthAndSecondDegreeToACadence) {
+    // C, then E C E A C A, D F A, G F D B, and home.
+    const auto notes =
+        Line({{72, 1}, {67, 1}, {64, 1}, {67, 1}, {69, 2}, {72, 1}, {69, 1}, {65, 1}, {62, 1}, {65, 1},
+              {69, 1}, {67, 2}, {71, 1}, {74, 1}, {72, 4}, {64, 1}, {60, 1}, {64, 1}, {69, 1}, {72, 2},
+              {69, 2}, {62, 1}, {65, 1}, {69, 2}, {67, 1}, {65, 1}, {62, 1}, {59, 1}, {60, 4}});
+    const auto chords = InC(notes);
+    ExpectSound(chords, notes);
+    EXPECT_EQ(At(chords, 25.0).root, 9);
+    EXPECT_EQ(At(chords, 25.0).kind, HeardKind::Minor);
+    for (const double second : {9.0, 29.0}) {
+        EXPECT_EQ(At(chords, second).root, 2);
+        EXPECT_EQ(At(chords, second).kind, HeardKind::Minor);
+    }
+    ASSERT_GE(chords.size(), 2u);
+    EXPECT_EQ(chords[chords.size() - 2].root, 7) << "the dominant before the end";
+    EXPECT_NE(chords[chords.size() - 2].kind, HeardKind::Minor);
+    EXPECT_EQ(chords.back().root, 0);
+    EXPECT_EQ(chords.back().kind, HeardKind::Major);
+}
+
 TEST(ChordTracker, MovesWithTheKey) {
     const auto chords = InC(Line(MajorTune()));
     for (int tonic = 1; tonic < 12; ++tonic) {
