@@ -46,7 +46,7 @@ const Names& QualityNames() {
 }
 
 const Names& ClipNames() {
-    static const Names names = {"auto", "scale", "limit", "none"};
+    static const Names& names = *new Names{"auto", "scale", "limit", "none"};
     return names;
 }
 

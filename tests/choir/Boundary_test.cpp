@@ -46,6 +46,9 @@ void* operator new(std::size_t bytes) {
     }
     return memory;
 }
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+    return MemoryIsThere() ? std::malloc(bytes != 0 ? bytes : 1) : nullptr;
+}
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
