@@ -199,9 +199,11 @@ void AddArrangeCommand(CLI::App& app) {
     AddStyleOptions(*command, options->style);
     command->add_option("--key", options->style.key,
                         "C, F#m, Bb minor, D dorian ... (default: that of MELODY, else estimated)");
-    command->add_option("--chords", options->chords,
-                        "choir, core, four-part: a file or text, as in harmonize (default: as --chords-from "
-                        "says)");
+    command
+        ->add_option("--chords", options->chords,
+                     "choir, core, four-part: a file or text, as in harmonize (default: as --chords-from "
+                     "says)")
+        ->check(NotEmpty("it is empty; leave it out, or name chords or a file of chords"));
     command
         ->add_option("--chords-from", options->chordsFrom,
                      "choir, four-part: given (those of a table), tracker (from the melody), core, or auto "

@@ -15,6 +15,12 @@ void AddArrangeCommand(CLI::App& app);
 // Of every command that reads a recording.
 inline constexpr const char* kAcceptDamageHelp = "Go on with what can be read of a damaged recording";
 
+// Lets no empty text through, which is a variable without a value more often than a wish.
+inline CLI::Validator NotEmpty(const std::string& advice) {
+    return CLI::Validator([advice](const std::string& text) { return text.empty() ? advice : std::string(); },
+                          "");
+}
+
 // Lets numbers from `least` to `most` through; NaN does not pass.
 inline CLI::Validator Between(double least, double most) {
     std::ostringstream range;

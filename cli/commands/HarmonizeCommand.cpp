@@ -562,6 +562,7 @@ void AddHarmonizeCommand(CLI::App& app) {
         ->type_name("KIND");
     auto* chords = command->add_option("--chords", options->chords,
                                        "Chords, as a file or as text (default: from the melody alone)");
+    chords->check(NotEmpty("it is empty; leave it out, or name chords or a file of chords"));
     command->add_option("--bpm", options->bpm, "Tempo of a chord grid, in beats a minute")
         ->check(Between(1.0, 1000.0));
     command->add_option("--beats", options->beatsPerBar, "Beats in a bar of a chord grid (default 4)")

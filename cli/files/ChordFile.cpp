@@ -1,6 +1,9 @@
 #include "files/ChordFile.h"
 
+#include <algorithm>
+#include <cctype>
 #include <filesystem>
+#include <iterator>
 
 #include "Say.h"
 #include "choir/chords/ChordTrack.h"
@@ -42,6 +45,17 @@ std::vector<TimedChord> ReadPlayedChords(const std::string& path) {
 
 bool StartsWith(const std::string& text, const char* start) { return text.rfind(start, 0) == 0; }
 
+// No chord ends as the names of chord files do.
+bool LooksLikeAFileName(const std::string& text) {
+    std::string suffix = text.substr(text.find_last_of('.') + 1);
+    std::transform(suffix.begin(), suffix.end(), suffix.begin(),
+                   [](unsigned char c) { return std::tolower(c); });
+    const char* const suffixes[] = {"txt", "cho", "chopro", "chordpro", "crd",      "pro", "lab",
+                                    "tsv", "csv", "mid",    "midi",     "musicxml", "xml", "mxl"};
+    return text.find('.') != std::string::npos && text.find('\n') == std::string::npos &&
+           std::find(std::begin(suffixes), std::end(suffixes), suffix) != std::end(suffixes);
+}
+
 }  // namespace
 
 std::vector<TimedChord> ReadChordOption(const std::string& value, double bpm, int beatsPerBar, int key) {
@@ -50,7 +64,7 @@ std::vector<TimedChord> ReadChordOption(const std::string& value, double bpm, in
     }
     std::error_code ignored;
     const bool file = std::filesystem::is_regular_file(PathOf(value), ignored) || IsPipe(value);
-    const std::string text = file ? ReadFile(value) : value;
+    const std::string text = file || LooksLikeAFileName(value) ? ReadFile(value) : value;
     if (file && StartsWith(text, "MThd")) {
         if (IsPipe(value)) {
             throw UsageError(value + ": a pipe can only carry text, so make it a file first");

@@ -115,6 +115,18 @@ TEST(ChordFile, MidiFilesGiveTheChordsThatSound) {
     EXPECT_THAT(Complaint(file.path), HasSubstr("no notes sound together"));
 }
 
+TEST(ChordFile, AMissingFileIsNotAMisspeltChord) {
+    for (const std::string name : {"none.txt", "songs/no such song.cho", "none.MID", "chords.tsv"}) {
+        try {
+            ReadChordOption(name, 0.0, 4);
+            ADD_FAILURE() << name;
+        } catch (const Failure& failure) {
+            EXPECT_EQ(std::string(failure.what()), "cannot read " + name + ": No such file or directory");
+        }
+    }
+    EXPECT_THAT(Complaint("0 N.C., 1 Cqq"), HasSubstr("'Cqq'"));
+}
+
 TEST(ChordFile, WhatIsMissingNamesItsOption) {
     EXPECT_THAT(Complaint("C | Am"), HasSubstr("--bpm"));
     EXPECT_THAT(Complaint("0 C, 2 IV"), HasSubstr("--key"));

@@ -684,7 +684,7 @@ TEST_F(Command, WrongUseIsStatusTwoWithOneLine) {
                                         "harmonize lead.wav -o -",
                                         "harmonize lead.wav --spread nan",
                                         "harmonize lead.wav --bpm nan",
-                                        "harmonize lead.wav --chords chords.txt",
+                                        "harmonize lead.wav --chords ''",
                                         "harmonize -",
                                         "arrange lead.wav --track 1",
                                         "arrange lead.wav --key 'D dorain'",
@@ -706,7 +706,8 @@ TEST_F(Command, FailuresAreStatusOneWithOneLine) {
     for (const std::string arguments :
          {"harmonize missing.wav", "harmonize text.wav", "harmonize empty.wav", "harmonize slow.wav",
           "harmonize lead.wav -o missing/folder/mix.wav", "harmonize lead.wav --midi missing.mid",
-          "harmonize lead.wav --midi text.wav", "analyze lead.wav --json missing/a.json", "harmonize ."}) {
+          "harmonize lead.wav --chords chords.txt", "harmonize lead.wav --midi text.wav",
+          "analyze lead.wav --json missing/a.json", "harmonize ."}) {
         const auto result = Run(arguments);
         EXPECT_EQ(result.status, 1) << arguments << "\n" << result.output;
         EXPECT_THAT(result.output, HasSubstr("mlh: ")) << arguments;
