@@ -38,6 +38,7 @@ struct Melody {
     std::vector<WrittenNote> notes;  // one at a time, by rising onset
     TempoMap tempo = {{}};
     std::optional<MelodyKey> key;   // where the source says one
+    bool sureOfKey = true;          // else it was found, and might well be another
     double upbeat = 0.0;            // [beats] before the first full bar
     bool sung = false;              // from a recording
     std::vector<CurvePoint> curve;  // of a recording

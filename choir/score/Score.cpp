@@ -26,6 +26,7 @@ Score ScoreOf(const Melody& melody, const std::string& style) {
     score.tempo = melody.tempo;
     score.upbeat = melody.upbeat;
     score.sung = melody.sung;
+    score.sureOfKey = melody.sureOfKey;
     score.curve = melody.curve;
     for (std::size_t i = 0; i < melody.notes.size(); ++i) {
         const WrittenNote& note = melody.notes[i];
@@ -201,13 +202,17 @@ std::vector<TimedChord> ChordsOfCore(const Melody& melody, const MelodyKey& key)
     return ArrangeMelody(std::move(bare), key, ToArrangeSettings(settings), "core").ChordChanges();
 }
 
-std::vector<TimedChord> HeardChords(const Melody& melody, const MelodyKey& key) {
-    if (melody.sung) {
-        return melody.heard;
-    }
+std::vector<MelodyNote> NotesOnBeats(const Melody& melody) {
     std::vector<MelodyNote> notes;
     for (const WrittenNote& note : melody.notes) {
         notes.push_back({note.onset, note.onset + note.length, 1.0 * note.pitch});
+    }
+    return notes;
+}
+
+std::vector<TimedChord> HeardChords(const Melody& melody, const MelodyKey& key) {
+    if (melody.sung) {
+        return melody.heard;
     }
     TrackOptions options;
     options.tuning = 0.0;
@@ -215,7 +220,7 @@ std::vector<TimedChord> HeardChords(const Melody& melody, const MelodyKey& key) 
     const TempoChange& start = melody.tempo[0];
     options.metre = MetreOf(start.beatsPerBar, start.beatUnit, 1.0, melody.upbeat);
     std::vector<TimedChord> chords;
-    for (const HeardChord& heard : TrackMelody(notes, options).chords) {
+    for (const HeardChord& heard : TrackMelody(NotesOnBeats(melody), options).chords) {
         chords.push_back({melody.Seconds(heard.time), ToChord(heard, SignatureKey(key))});
     }
     return chords;
@@ -237,6 +242,15 @@ std::vector<TimedChord> ChordsFor(const Melody& melody, const MelodyKey& key, co
 
 }  // namespace
 
+void FindMissingKey(Melody& melody) {
+    if (melody.key || melody.notes.empty()) {
+        return;
+    }
+    const KeyEstimate estimate = FindKey(OneLine(NotesOnBeats(melody)), 0.0);
+    melody.key = MelodyKey{estimate.Tonic(), estimate.Minor() ? kMinor : kMajor};
+    melody.sureOfKey = estimate.Sure();
+}
+
 Arrangement Arrange(Melody melody, const Settings& settings) {
     if (IsPlanned(settings)) {
         throw UsageError("style: the choir's own voices are planned, not arranged");
@@ -249,9 +263,12 @@ Arrangement Arrange(Melody melody, const Settings& settings) {
                          StyleNames()[static_cast<std::size_t>(settings.style)]);
 }
 
-Score PlanScore(const Melody& melody, const Settings& settings) {
+Score PlanScore(const Melody& written, const Settings& settings) {
+    Melody melody = written;
+    FindMissingKey(melody);
     const MelodyKey key = KeyFor(settings, melody);
     Score score = ScoreOf(melody, StyleNames()[static_cast<std::size_t>(settings.style)]);
+    score.sureOfKey = settings.key || melody.sureOfKey;
     score.key = KeyOfScore(melody, key);
     score.chords = ChordsFor(melody, key, settings);
     score.symbols = SymbolsOf(score);

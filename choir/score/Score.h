@@ -39,6 +39,7 @@ struct Score {
     std::string title = {};
     std::string style = {};
     std::optional<MelodyKey> key = {};
+    bool sureOfKey = true;  // else it was found, and might well be another
     TempoMap tempo = {{}};
     double upbeat = 0.0;  // [beats] before the first full bar
     bool sung = false;    // from a recording, whose beats were found
@@ -52,6 +53,9 @@ struct Score {
 // Sets a melody as the settings ask for: the styles of mlh/arrange.h, with the melody's own chords or theirs.
 // Throws UsageError for those that IsPlanned is true of.
 Arrangement Arrange(Melody melody, const Settings& settings);
+
+// Gives a melody that says no key the one that its notes suggest (choir/melody).
+void FindMissingKey(Melody& melody);
 
 // A melody in the voices of the choir, on the chords of the settings, else those of the melody's notes, else
 // those that the notes suggest (Settings::chordsFrom). Of style choir the melody first, then the voices from

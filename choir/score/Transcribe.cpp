@@ -188,6 +188,7 @@ Melody Transcribe(const std::vector<SungNote>& sung, const Tuning& tuning, const
     const MelodyTrack track = TrackMelody(line, search);
     melody.key =
         options.key ? *options.key : MelodyKey{track.key.best % 12, track.key.best < 12 ? kMajor : kMinor};
+    melody.sureOfKey = options.key || track.key.Sure();
     for (const HeardChord& heard : track.chords) {
         melody.heard.push_back({heard.time, ToChord(heard, SignatureKey(*melody.key))});
     }

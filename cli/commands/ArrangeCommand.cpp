@@ -103,8 +103,11 @@ void MoveByOctaves(Melody& melody, int octaves) {
 }
 
 void TellHead(const Score& score) {
+    const bool found = score.key && score.key->found;
     std::printf("key     %s%s\n", score.key ? ScaleKeyName(*score.key).c_str() : "none found",
-                score.key && score.key->found ? " (estimated)" : "");
+                !found            ? ""
+                : score.sureOfKey ? " (estimated)"
+                                  : " (not sure)");
     const TempoChange& start = score.tempo[0];
     std::printf("tempo   %g, %d/%d%s\n", score.sung ? std::round(start.bpm) : start.bpm, start.beatsPerBar,
                 start.beatUnit, score.sung && score.tempo.size() > 1 ? ", not steady" : "");
@@ -171,6 +174,10 @@ void Run(const ArrangeOptions& options) {
         melody.upbeat = *options.upbeat;
     }
     MoveByOctaves(melody, options.octave);
+    const bool onChords = settings.style == Style::FourPart && !options.chords.empty();
+    if (IsPlanned(settings) || onChords) {
+        FindMissingKey(melody);
+    }
     if (!options.chords.empty()) {
         const TempoChange& start = melody.tempo[0];
         // Of the metre's own beats. The bars of a recording are counted from its start, so they need a tempo.

@@ -153,6 +153,16 @@ TEST(Score, FourPartIsTheEnginesOwnUntilChordsAreAskedFor) {
     EXPECT_THROW(Arrange(WrittenMelody(), Of(Style::Choir)), UsageError);
 }
 
+TEST(Score, AKeyThatNobodySaidIsFound) {
+    Melody melody = WrittenMelody();
+    melody.key.reset();
+    const Score score = PlanScore(melody, Of(Style::Choir, kChords));
+    ASSERT_TRUE(score.key.has_value());
+    EXPECT_EQ(score.key->tonic, 0);
+    EXPECT_EQ(score.key->scale, kMajor);
+    EXPECT_TRUE(score.key->found);
+}
+
 TEST(Score, TonesOfAChordAreSpelledByIt) {
     const Score score = PlanScore(WrittenMelody(), Of(Style::Choir, kChords));
     const ScoreNote& note = score.melody[10];  // a G sharp under E7

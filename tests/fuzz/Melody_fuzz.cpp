@@ -70,6 +70,16 @@ void SetTable(Bytes& bytes) {
         WriteMidiFile(midi.path, ToSong(ToScore(arrangement)));
         WriteMusicXml(score.path, ToScore(arrangement));
         Require(ReadMidiFile(midi.path).tracks.size() <= 4);
+        choir::Settings wanted;
+        wanted.style = settings.leadRow % 2 == 0 ? Style::Choir : Style::FourPart;
+        wanted.chordsFrom = choir::ChordSource::Tracker;
+        wanted.leadRow = settings.leadRow;
+        wanted.voices = settings.voices;
+        wanted.above = settings.above;
+        const choir::Score planned = PlanScore(melody, wanted);
+        Require(planned.voices.size() <= 4 && !ScoreTable(planned).empty() && !ScoreAsCsv(planned).empty());
+        WriteMidiFile(midi.path, ToSong(planned));
+        WriteMusicXml(score.path, planned);
     } catch (const Failure&) {
     } catch (const UsageError&) {
     }
