@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
+#include <sstream>
 
 #include "support/CommandFolder.h"
 
@@ -40,6 +41,15 @@ class Damage : public CommandFolder {
     void WriteBytes(const std::string& name, const std::string& bytes) const {
         std::ofstream(Path(name), std::ios::binary) << bytes;
     }
+    // What analyze says of the file; a tone alone leaves the key open, and that is said, too.
+    std::string SaidOf(const std::string& name) const {
+        std::istringstream lines(Run("analyze " + name + " -q").output);
+        std::string said;
+        for (std::string line; std::getline(lines, line);) {
+            said += line.find("not sure of the key") == std::string::npos ? line + "\n" : "";
+        }
+        return said;
+    }
     // With --accept-damage, which goes on.
     void ExpectRefused(const std::string& name, const std::string& what) const {
         for (const std::string command : {"analyze", "harmonize", "arrange"}) {
@@ -63,7 +73,7 @@ class Damage : public CommandFolder {
 TEST_F(Damage, AWholeRecordingIsReadWithoutAWord) {
     for (const SampleFormat format : {SampleFormat::Int16, SampleFormat::Int24, SampleFormat::Float}) {
         WriteTone("whole.wav", Tone(), format);
-        EXPECT_EQ(Run("analyze whole.wav -q").output, "");
+        EXPECT_EQ(SaidOf("whole.wav"), "");
     }
 }
 
@@ -91,7 +101,7 @@ TEST_F(Damage, AnMp3WithGarbageInsideOrCutOffIsRefusedAndItsDecoderIsSilent) {
         sf_write_float(file, tone.data(), static_cast<sf_count_t>(tone.size()));
     }
     sf_close(file);
-    EXPECT_EQ(Run("analyze whole.mp3 -q").output, "");
+    EXPECT_EQ(SaidOf("whole.mp3"), "");
     const std::string whole = Text("whole.mp3");
     std::string garbage(50000, '\0');
     uint32_t state = 1;
@@ -113,10 +123,10 @@ TEST_F(Damage, AStreamThatDoesNotKnowItsLengthIsWhole) {
         bytes.replace(4, 4, length);
         bytes.replace(bytes.find("data") + 4, 4, length);
         WriteBytes("stream.wav", bytes);
-        const auto result = Run("analyze stream.wav -q");
-        EXPECT_THAT(result.output, Not(HasSubstr("damaged: 2.0 of"))) << int(length[0]);
+        const std::string said = SaidOf("stream.wav");
+        EXPECT_THAT(said, Not(HasSubstr("damaged: 2.0 of"))) << int(length[0]);
         if (length[0] != '\0') {
-            EXPECT_EQ(result.output, "");
+            EXPECT_EQ(said, "");
         }
     }
 }
@@ -145,16 +155,15 @@ TEST_F(Damage, MuchClippingIsRefusedAndALittleIsSaid) {
         tone[i] = 1.0f;
     }
     WriteTone("once.wav", tone, SampleFormat::Int16);
-    const auto once = Run("analyze once.wav -q");
-    EXPECT_EQ(once.status, 0);
-    EXPECT_EQ(once.output,
+    EXPECT_EQ(Run("analyze once.wav -q").status, 0);
+    EXPECT_EQ(SaidOf("once.wav"),
               "mlh: once.wav: it was recorded too loud and is clipped at 1 places, 0.011 % of it, "
               "the first at 1.00 s; record it lower\n");
 }
 
 TEST_F(Damage, SamplesAboveFullScaleAreNotClipped) {
     WriteTone("float.wav", Tone(4.0), SampleFormat::Float);
-    EXPECT_EQ(Run("analyze float.wav -q").output, "");
+    EXPECT_EQ(SaidOf("float.wav"), "");
 }
 
 TEST(DamageOfHeaders, AccountsAreReadAsTheLibraryWritesThem) {
