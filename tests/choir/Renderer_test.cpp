@@ -32,6 +32,10 @@ void* Allocate(std::size_t bytes) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmismatched-new-delete"  // inlining shows the malloc inside operator new
 void* operator new(std::size_t bytes) { return Allocate(bytes); }
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+    ++allocations;
+    return std::malloc(bytes);
+}
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 #pragma GCC diagnostic pop
