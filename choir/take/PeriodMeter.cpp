@@ -214,6 +214,20 @@ std::vector<double> GlidesOf(const std::vector<SungNote>& notes, const std::vect
     return glides;
 }
 
+void DropUnsungNotes(std::vector<SungNote>& notes, const std::vector<MeasuredPeriod>& periods) {
+    const auto before = [](const MeasuredPeriod& period, double time) { return period.time < time; };
+    const auto unsung = [&](const SungNote& note) {
+        int count = 0, agreeing = 0;
+        for (auto it = std::lower_bound(periods.begin(), periods.end(), note.start, before);
+             it != periods.end() && it->time < note.end; ++it) {
+            ++count;
+            agreeing += it->agreement >= kSungAgreement ? 1 : 0;
+        }
+        return count > 0 && 2 * agreeing < count;
+    };
+    notes.erase(std::remove_if(notes.begin(), notes.end(), unsung), notes.end());
+}
+
 void RefinePitches(std::vector<SungNote>& notes, const std::vector<MeasuredPeriod>& periods) {
     for (SungNote& note : notes) {
         const double pitch = PitchOfStretch(periods, note.start, note.end, note.pitch);

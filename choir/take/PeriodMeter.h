@@ -38,6 +38,10 @@ double PitchOfStretch(const std::vector<MeasuredPeriod>& periods, double start, 
 // Sets the pitches of notes to what really sounds.
 void RefinePitches(std::vector<SungNote>& notes, const std::vector<MeasuredPeriod>& periods);
 
+// Drops notes of which less than half repeats from period to period: breath and noise between the sung notes,
+// in which the analysis finds pitches, too.
+void DropUnsungNotes(std::vector<SungNote>& notes, const std::vector<MeasuredPeriod>& periods);
+
 // [semitones per second] how fast each note glides, up or down, taken as a whole: the line that fits its
 // pitches best. Vibrato comes to little. 0 where fewer than three measurements agree.
 std::vector<double> GlidesOf(const std::vector<SungNote>& notes, const std::vector<MeasuredPeriod>& periods);

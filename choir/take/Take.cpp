@@ -20,6 +20,7 @@ Take::Take(const AudioView& audio, const ProgressCallback& progress)
     if (hasVoice()) {
         notes_ = coreNotes_;
         measured_ = coreNotes_;
+        DropUnsungNotes(measured_, periods_);
         RefinePitches(measured_, periods_);
     }
 }

@@ -33,7 +33,7 @@ class Take {
     // The core's notes; none without a voice.
     const std::vector<SungNote>& notes() const { return notes_; }
     // The same with the pitch that really sounds, measured on the waveform: the core's marks lie on whole
-    // samples and lean by some cents.
+    // samples and lean by some cents. Without those in breath and noise.
     const std::vector<SungNote>& measuredNotes() const { return measured_; }
     // What was measured for that.
     const std::vector<MeasuredPeriod>& measuredPeriods() const { return periods_; }

@@ -111,6 +111,47 @@ TEST(PeriodMeter, GlidesAreFoundAndVibratoIsNone) {
     EXPECT_EQ(glides[3], 0.0);
 }
 
+TEST(PeriodMeter, NotesThatDoNotRepeatAreNotSung) {
+    std::vector<MeasuredPeriod> periods;
+    const auto measure = [&](double start, int agreeing, int others) {
+        for (int i = 0; i < agreeing + others; ++i) {
+            periods.push_back(
+                {start + 0.01 * i, 0.005, 0.005, i % 3 == 0 || i >= 3 * others / 2 ? 0.9 : 0.1});
+        }
+    };
+    measure(0.0, 40, 0);
+    measure(1.0, 20, 40);  // a third agrees
+    measure(2.0, 30, 20);
+    std::vector<SungNote> notes = {
+        {0.0, 0.5, 60.0, 1.0}, {1.0, 1.6, 20.0, 0.1}, {2.0, 2.5, 62.0, 1.0}, {4.0, 4.1, 64.0, 1.0}};
+    DropUnsungNotes(notes, periods);
+    ASSERT_EQ(notes.size(), 3u);
+    EXPECT_EQ(notes[0].pitch, 60.0);
+    EXPECT_EQ(notes[1].pitch, 62.0);
+    EXPECT_EQ(notes[2].pitch, 64.0) << "nothing was measured there";
+}
+
+TEST(PeriodMeter, NotesFoundInNoiseBetweenSungOnesAreDropped) {
+    SingerSettings settings;
+    settings.sampleRate = 44100.0;
+    const SungRecording song =
+        Sing({{60.0, 0.8, 'a', 0, 1.0}, {0.0, 1.5, kRest, 0, 1.0}, {64.0, 0.8, 'o', 0, 1.0}}, settings);
+    std::vector<float> samples = song.samples;
+    uint32_t state = 7;
+    for (float& sample : samples) {
+        state = state * 1664525u + 1013904223u;
+        sample += 0.01f * (static_cast<float>(state >> 8) / 8388608.0f - 1.0f);
+    }
+    const Take take(ViewOf(samples, 44100.0));
+    ASSERT_TRUE(take.hasVoice());
+    EXPECT_GT(take.coreNotes().size(), 2u) << "the analysis finds pitches in noise";
+    ASSERT_GE(take.measuredNotes().size(), 2u);
+    for (const SungNote& note : take.measuredNotes()) {
+        EXPECT_GT(note.pitch, 59.0);
+        EXPECT_LT(note.pitch, 65.0);
+    }
+}
+
 }  // namespace
 
 }  // namespace mlh::choir
