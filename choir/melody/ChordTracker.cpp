@@ -82,15 +82,6 @@ struct Line {
     double mean;                // interval
 };
 
-template <size_t n>
-int BinOf(double value, const double (&edges)[n]) {
-    int bin = 0;
-    for (const double edge : edges) {
-        bin += value >= edge ? 1 : 0;
-    }
-    return bin;
-}
-
 Line LineOf(const std::vector<MelodyNote>& notes, int tonic, const HalfBarClock& clock) {
     std::vector<MelodyNote> halves;
     halves.reserve(notes.size());

@@ -1,6 +1,7 @@
 // A sung or written line as the melody rooms see it.
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 namespace mlh::choir {
@@ -31,5 +32,15 @@ int WholePitch(double pitch);
 
 // A pitch's degree above a tonic, 0 to 11.
 int DegreeOf(int pitch, int tonic);
+
+// Index of the bin of a learned table, edges below or at the value passed.
+template <std::size_t n>
+int BinOf(double value, const double (&edges)[n]) {
+    int bin = 0;
+    for (const double edge : edges) {
+        bin += value >= edge ? 1 : 0;
+    }
+    return bin;
+}
 
 }  // namespace mlh::choir

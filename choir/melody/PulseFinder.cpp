@@ -62,16 +62,6 @@ struct CombPath {
     std::vector<double> period;  // [s] there
 };
 
-// Index of the bin, edges below or at the value passed.
-template <size_t n>
-int BinOf(double value, const double (&edges)[n]) {
-    int bin = 0;
-    for (const double edge : edges) {
-        bin += value >= edge ? 1 : 0;
-    }
-    return bin;
-}
-
 int LengthBin(double length) { return BinOf(length, {0.6, 1.3, 2.4}); }
 
 double Interval(const std::vector<MelodyNote>& notes, size_t i) {

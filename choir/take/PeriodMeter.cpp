@@ -113,6 +113,13 @@ class Correlator {
     std::vector<double> agreements_;
 };
 
+// The first measurement at a time or after it.
+std::vector<MeasuredPeriod>::const_iterator FirstFrom(const std::vector<MeasuredPeriod>& periods,
+                                                      double time) {
+    return std::lower_bound(periods.begin(), periods.end(), time,
+                            [](const MeasuredPeriod& period, double at) { return period.time < at; });
+}
+
 }  // namespace
 
 std::vector<MeasuredPeriod> MeasurePeriods(const AudioView& audio, const std::vector<CurvePoint>& marks) {
@@ -156,9 +163,8 @@ std::vector<MeasuredPeriod> MeasurePeriods(const AudioView& audio, const std::ve
 }
 
 double PitchOfStretch(const std::vector<MeasuredPeriod>& periods, double start, double end, double fallback) {
-    const auto before = [](const MeasuredPeriod& period, double time) { return period.time < time; };
-    const auto first = std::lower_bound(periods.begin(), periods.end(), start, before);
-    const auto last = std::lower_bound(first, periods.end(), end, before);
+    const auto first = FirstFrom(periods, start);
+    const auto last = FirstFrom(periods, end);
     struct Point {
         double time, pitch;
     };
@@ -191,13 +197,11 @@ double PitchOfStretch(const std::vector<MeasuredPeriod>& periods, double start, 
 }
 
 std::vector<double> GlidesOf(const std::vector<SungNote>& notes, const std::vector<MeasuredPeriod>& periods) {
-    const auto before = [](const MeasuredPeriod& period, double time) { return period.time < time; };
     std::vector<double> glides;
     for (const SungNote& note : notes) {
         const double middle = 0.5 * (note.start + note.end);
         double count = 0.0, x = 0.0, y = 0.0, xx = 0.0, xy = 0.0;
-        for (auto it = std::lower_bound(periods.begin(), periods.end(), note.start, before);
-             it != periods.end() && it->time < note.end; ++it) {
+        for (auto it = FirstFrom(periods, note.start); it != periods.end() && it->time < note.end; ++it) {
             if (!(it->agreement >= kSungAgreement)) {
                 continue;
             }
@@ -215,11 +219,9 @@ std::vector<double> GlidesOf(const std::vector<SungNote>& notes, const std::vect
 }
 
 void DropUnsungNotes(std::vector<SungNote>& notes, const std::vector<MeasuredPeriod>& periods) {
-    const auto before = [](const MeasuredPeriod& period, double time) { return period.time < time; };
     const auto unsung = [&](const SungNote& note) {
         int count = 0, agreeing = 0;
-        for (auto it = std::lower_bound(periods.begin(), periods.end(), note.start, before);
-             it != periods.end() && it->time < note.end; ++it) {
+        for (auto it = FirstFrom(periods, note.start); it != periods.end() && it->time < note.end; ++it) {
             ++count;
             agreeing += it->agreement >= kSungAgreement ? 1 : 0;
         }

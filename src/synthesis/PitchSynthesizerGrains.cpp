@@ -170,8 +170,8 @@ void CMELODORPitchSynthesizer::GrowBuffersForGrain() {
     const size_t longest = static_cast<size_t>(std::max(previousPeriod_, currentPeriod_)) + 1;
     if (windowRow_.size() < longest) {
         const size_t size = std::max(longest, 2 * windowRow_.size());
-        resampledGrain_.resize(
-            size);  // before the one whose size is asked for: memory may run out between them
+        // First, since the other's size is what is asked for: memory may run out between them.
+        resampledGrain_.resize(size);
         windowRow_.resize(size);
     }
 }
